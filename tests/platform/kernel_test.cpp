@@ -1,0 +1,118 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/windows_api.h"
+
+namespace {
+
+TEST(CriticalSection, IsRecursiveAndExcludesOtherThreads)
+{
+    CRITICAL_SECTION cs;
+    InitializeCriticalSection(&cs);
+    EnterCriticalSection(&cs);
+    EXPECT_TRUE(TryEnterCriticalSection(&cs));  // same thread re-enters
+    LeaveCriticalSection(&cs);
+    bool otherGotIn = true;
+    std::thread([&] { otherGotIn = TryEnterCriticalSection(&cs); }).join();
+    EXPECT_FALSE(otherGotIn);
+    LeaveCriticalSection(&cs);
+    DeleteCriticalSection(&cs);
+}
+
+TEST(Interlocked, CountsFromManyThreadsWithoutLoss)
+{
+    volatile LONG counter = 0;
+    std::vector<std::thread> threads;
+    for (int t = 0; t < 4; ++t)
+        threads.emplace_back([&] {
+            for (int i = 0; i < 10000; ++i)
+                InterlockedIncrement(&counter);
+        });
+    for (auto& t : threads)
+        t.join();
+    EXPECT_EQ(counter, 40000);
+    EXPECT_EQ(InterlockedDecrement(&counter), 39999);
+    EXPECT_EQ(InterlockedExchange(&counter, 5), 39999);
+    EXPECT_EQ(InterlockedCompareExchange(&counter, 7, 4), 5);  // no swap
+    EXPECT_EQ(InterlockedCompareExchange(&counter, 7, 5), 5);  // swap
+    EXPECT_EQ(counter, 7);
+}
+
+TEST(Event, AutoResetReleasesOneWaitAndManualResetStaysSet)
+{
+    HANDLE autoEvent = CreateEventA(nullptr, FALSE, FALSE, nullptr);
+    EXPECT_EQ(WaitForSingleObject(autoEvent, 10), WAIT_TIMEOUT);
+    SetEvent(autoEvent);
+    EXPECT_EQ(WaitForSingleObject(autoEvent, 0), WAIT_OBJECT_0);
+    EXPECT_EQ(WaitForSingleObject(autoEvent, 0), WAIT_TIMEOUT);
+    CloseHandle(autoEvent);
+
+    HANDLE manual = CreateEventA(nullptr, TRUE, TRUE, nullptr);
+    EXPECT_EQ(WaitForSingleObject(manual, 0), WAIT_OBJECT_0);
+    EXPECT_EQ(WaitForSingleObject(manual, 0), WAIT_OBJECT_0);
+    ResetEvent(manual);
+    std::thread setter([&] { Sleep(20); SetEvent(manual); });
+    EXPECT_EQ(WaitForSingleObject(manual, INFINITE), WAIT_OBJECT_0);
+    setter.join();
+    CloseHandle(manual);
+}
+
+TEST(Modules, LoadFindExportNameAndFree)
+{
+    HMODULE module = LoadLibraryA(TEST_MODULE_PATH);
+    ASSERT_NE(module, nullptr);
+    auto answer = platform::procAddress<int (*)()>(module, "testModuleAnswer");
+    ASSERT_NE(answer, nullptr);
+    EXPECT_EQ(answer(), 42);
+
+    EXPECT_EQ(GetProcAddress(module, "AUDIODEC_Create"), nullptr);
+    EXPECT_EQ(GetLastError(), DWORD(ERROR_PROC_NOT_FOUND));
+
+    char path[1024];
+    DWORD length = GetModuleFileNameA(module, path, sizeof path);
+    EXPECT_EQ(std::string(path, length), TEST_MODULE_PATH);
+    EXPECT_EQ(GetModuleHandleA("TestModule.dll") != nullptr, true);
+    EXPECT_EQ(platform::moduleContaining(reinterpret_cast<void*>(answer)), module);
+
+    char tiny[4];
+    EXPECT_EQ(GetModuleFileNameA(module, tiny, sizeof tiny), DWORD(sizeof tiny));
+    EXPECT_EQ(tiny[3], 0);
+    EXPECT_TRUE(FreeLibrary(module));
+}
+
+TEST(Modules, MissingLibrarySetsModNotFound)
+{
+    SetLastError(0);
+    EXPECT_EQ(LoadLibraryA("/nonexistent/TvAc3Lib.dll"), nullptr);
+    EXPECT_EQ(GetLastError(), DWORD(ERROR_MOD_NOT_FOUND));
+    EXPECT_EQ(GetModuleHandleA("NotLoaded.dll"), nullptr);
+}
+
+TEST(Modules, MainProgramHasAFileName)
+{
+    char path[1024];
+    DWORD length = GetModuleFileNameA(nullptr, path, sizeof path);
+    ASSERT_GT(length, 0u);
+    EXPECT_NE(std::string(path).find("platform_tests"), std::string::npos);
+}
+
+TEST(Version, PosixReportsTheNtFamily)
+{
+    OSVERSIONINFOA info{};
+    EXPECT_FALSE(GetVersionExA(&info));  // size not set
+    info.dwOSVersionInfoSize = sizeof info;
+    ASSERT_TRUE(GetVersionExA(&info));
+    EXPECT_EQ(info.dwPlatformId, DWORD(VER_PLATFORM_WIN32_NT));
+}
+
+TEST(Paths, DriveRootEndsInASeparator)
+{
+    std::string root = platform::driveRoot();
+    ASSERT_FALSE(root.empty());
+    EXPECT_EQ(root.back(), '/');
+}
+
+}  // namespace

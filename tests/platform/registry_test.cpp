@@ -1,0 +1,92 @@
+#include <gtest/gtest.h>
+
+#include <set>
+#include <string>
+
+#include "platform/windows_api.h"
+
+namespace {
+
+class RegistryTest : public ::testing::Test {
+protected:
+    void SetUp() override { platform::registryClear(); }
+    void TearDown() override { platform::registryClear(); }
+
+    HKEY create(const char* path, DWORD* disposition = nullptr)
+    {
+        HKEY key = nullptr;
+        EXPECT_EQ(RegCreateKeyExA(HKEY_CLASSES_ROOT, path, 0, nullptr, REG_OPTION_NON_VOLATILE,
+                                  KEY_ALL_ACCESS, nullptr, &key, disposition),
+                  ERROR_SUCCESS);
+        return key;
+    }
+};
+
+TEST_F(RegistryTest, CreateMakesIntermediateKeysAndReportsDisposition)
+{
+    DWORD disposition = 0;
+    RegCloseKey(create("CLSID\\{A}\\InprocServer32", &disposition));
+    EXPECT_EQ(disposition, DWORD(REG_CREATED_NEW_KEY));
+    RegCloseKey(create("clsid\\{a}\\inprocserver32", &disposition));
+    EXPECT_EQ(disposition, DWORD(REG_OPENED_EXISTING_KEY));
+    HKEY key;
+    EXPECT_EQ(RegOpenKeyExA(HKEY_CLASSES_ROOT, "CLSID\\{A}", 0, KEY_READ, &key), ERROR_SUCCESS);
+    RegCloseKey(key);
+    EXPECT_EQ(RegOpenKeyExA(HKEY_CLASSES_ROOT, "CLSID\\{B}", 0, KEY_READ, &key), ERROR_FILE_NOT_FOUND);
+}
+
+TEST_F(RegistryTest, ValuesKeepTypeAndBytesAndNamesIgnoreCase)
+{
+    HKEY key = create("CLSID\\{A}");
+    DWORD one = 1;
+    ASSERT_EQ(RegSetValueExA(key, "{374ac4df-7c98-4257-b13d-36087dbee458}", 0, REG_DWORD,
+                             reinterpret_cast<const BYTE*>(&one), sizeof one),
+              ERROR_SUCCESS);
+    ASSERT_EQ(RegSetValueExA(key, nullptr, 0, REG_SZ, reinterpret_cast<const BYTE*>("Name"), 5),
+              ERROR_SUCCESS);
+    DWORD type = 0, value = 0, size = sizeof value;
+    ASSERT_EQ(RegQueryValueExA(key, "{374AC4DF-7C98-4257-B13D-36087DBEE458}", nullptr, &type,
+                               reinterpret_cast<BYTE*>(&value), &size),
+              ERROR_SUCCESS);
+    EXPECT_EQ(type, DWORD(REG_DWORD));
+    EXPECT_EQ(value, 1u);
+    char small[2];
+    size = sizeof small;
+    EXPECT_EQ(RegQueryValueExA(key, "", nullptr, &type, reinterpret_cast<BYTE*>(small), &size),
+              ERROR_MORE_DATA);
+    EXPECT_EQ(size, 5u);
+    EXPECT_EQ(RegDeleteValueA(key, ""), ERROR_SUCCESS);
+    EXPECT_EQ(RegQueryValueExA(key, "", nullptr, nullptr, nullptr, &size), ERROR_FILE_NOT_FOUND);
+    RegCloseKey(key);
+}
+
+TEST_F(RegistryTest, EnumeratesDirectChildrenOnly)
+{
+    RegCloseKey(create("CLSID\\{A}\\One"));
+    RegCloseKey(create("CLSID\\{A}\\Two\\Deeper"));
+    HKEY key;
+    ASSERT_EQ(RegOpenKeyExA(HKEY_CLASSES_ROOT, "CLSID\\{A}", 0, KEY_READ, &key), ERROR_SUCCESS);
+    std::set<std::string> names;
+    for (DWORD i = 0;; ++i) {
+        char name[64];
+        DWORD size = sizeof name;
+        LSTATUS status = RegEnumKeyExA(key, i, name, &size, nullptr, nullptr, nullptr, nullptr);
+        if (status == ERROR_NO_MORE_ITEMS)
+            break;
+        ASSERT_EQ(status, ERROR_SUCCESS);
+        names.insert(name);
+    }
+    RegCloseKey(key);
+    EXPECT_EQ(names, (std::set<std::string>{"One", "Two"}));
+}
+
+TEST_F(RegistryTest, KeyWithSubkeysIsNotDeleted)
+{
+    RegCloseKey(create("CLSID\\{A}\\Sub"));
+    EXPECT_EQ(RegDeleteKeyA(HKEY_CLASSES_ROOT, "CLSID\\{A}"), ERROR_ACCESS_DENIED);
+    EXPECT_EQ(RegDeleteKeyA(HKEY_CLASSES_ROOT, "CLSID\\{A}\\Sub"), ERROR_SUCCESS);
+    EXPECT_EQ(RegDeleteKeyA(HKEY_CLASSES_ROOT, "CLSID\\{A}"), ERROR_SUCCESS);
+    EXPECT_EQ(RegDeleteKeyA(HKEY_CLASSES_ROOT, "CLSID\\{A}"), ERROR_FILE_NOT_FOUND);
+}
+
+}  // namespace
