@@ -5,7 +5,6 @@
 
 #ifdef _WIN32
 #include <strmif.h>
-#include <icodecapi.h>
 #include <codecapi.h>
 #else
 // clang-format off

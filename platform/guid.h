@@ -1,6 +1,8 @@
 // GUIDs: the 16-byte identifiers of COM classes, interfaces and media types.
 #pragma once
 
+#include <cstdint>
+
 #include "platform/wintypes.h"
 
 #ifdef _WIN32
