@@ -1,0 +1,102 @@
+// A sink filter with one input pin that records everything it is given:
+// each sample's bytes, times, flags and attached media type, end of stream,
+// flushes and new segments. It can be told which types to accept and how to
+// answer Receive (S_OK, S_FALSE, a failure, or block until released). The
+// tavio host collects the decoder's output with it; tests inspect it.
+#pragma once
+
+#include <condition_variable>
+#include <functional>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+#include "platform/dshow/streams.h"
+
+struct ReceivedSample {
+    std::vector<BYTE> data;
+    bool hasStart = false;
+    bool hasStop = false;
+    REFERENCE_TIME start = 0;
+    REFERENCE_TIME stop = 0;
+    bool discontinuity = false;
+    bool syncPoint = false;
+    bool preroll = false;
+    std::optional<CMediaType> mediaType;  // the type attached to the sample
+};
+
+class SinkFilter;
+
+class SinkInputPin : public CBaseInputPin {
+public:
+    SinkInputPin(SinkFilter* filter, CCritSec* lock, HRESULT* phr);
+
+    HRESULT CheckMediaType(const CMediaType* mt) override;
+    HRESULT GetMediaType(int position, CMediaType* mt) override;
+    STDMETHODIMP Receive(IMediaSample* sample) override;
+    STDMETHODIMP EndOfStream() override;
+    STDMETHODIMP BeginFlush() override;
+    STDMETHODIMP EndFlush() override;
+    STDMETHODIMP NewSegment(REFERENCE_TIME start, REFERENCE_TIME stop, double rate) override;
+    STDMETHODIMP GetAllocatorRequirements(ALLOCATOR_PROPERTIES* props) override;
+
+private:
+    SinkFilter* m_pSink;
+};
+
+class SinkFilter : public CBaseFilter {
+public:
+    static SinkFilter* Create();
+    ~SinkFilter() override;
+
+    int GetPinCount() override { return 1; }
+    CBasePin* GetPin(int n) override;
+    SinkInputPin* InputPin() { return &m_pin; }
+
+    // Which connection types are accepted (default: any).
+    void SetAcceptType(std::function<bool(const CMediaType&)> accept);
+    // Types proposed by the input pin during connection (default: none).
+    void SetPreferredTypes(std::vector<CMediaType> types);
+    // What Receive answers after recording the sample (default S_OK).
+    void SetReceiveResult(HRESULT result);
+    // While blocking, Receive waits (after recording) until unblocked or flushed.
+    void SetBlocking(bool block);
+    // Allocator requirements the pin asks for (none by default).
+    void SetAllocatorRequirements(const ALLOCATOR_PROPERTIES& props);
+
+    // Snapshots, safe to take from any thread.
+    std::vector<ReceivedSample> Samples();
+    size_t SampleCount();
+    int EndOfStreamCount();
+    int BeginFlushCount();
+    int EndFlushCount();
+    std::vector<REFERENCE_TIME> SegmentStarts();
+    void ClearRecords();
+    // Waits until `count` samples have arrived or the timeout passes.
+    bool WaitForSamples(size_t count, int timeoutMs);
+    bool WaitForEndOfStream(int timeoutMs);
+    // The media type of the connection, or of the latest in-band change.
+    CMediaType CurrentType();
+
+private:
+    friend class SinkInputPin;
+    SinkFilter(HRESULT* phr);
+
+    CCritSec m_lock;
+    SinkInputPin m_pin;
+
+    std::mutex m_recordLock;
+    std::condition_variable m_changed;
+    std::vector<ReceivedSample> m_samples;
+    int m_endOfStream = 0;
+    int m_beginFlush = 0;
+    int m_endFlush = 0;
+    bool m_flushing = false;
+    std::vector<REFERENCE_TIME> m_segmentStarts;
+    std::function<bool(const CMediaType&)> m_accept;
+    std::vector<CMediaType> m_preferred;
+    HRESULT m_receiveResult = S_OK;
+    bool m_blocking = false;
+    std::optional<ALLOCATOR_PROPERTIES> m_requirements;
+    std::optional<CMediaType> m_latestType;
+};

@@ -1,0 +1,262 @@
+// The host-side graph pieces over our base classes: a push source feeding a
+// recording sink through the negotiated allocator, with the streaming rules a
+// graph user sees (states, flushing, end of stream, type changes).
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+
+#include "host/graph.h"
+#include "host/push_source.h"
+#include "host/sink_filter.h"
+
+namespace {
+
+CMediaType pcmType(WORD channels)
+{
+    CMediaType type(&MEDIATYPE_Audio);
+    type.SetSubtype(&MEDIASUBTYPE_PCM);
+    type.SetFormatType(&FORMAT_WaveFormatEx);
+    WAVEFORMATEX wave{};
+    wave.wFormatTag = WAVE_FORMAT_PCM;
+    wave.nChannels = channels;
+    wave.nSamplesPerSec = 48000;
+    wave.wBitsPerSample = 16;
+    wave.nBlockAlign = static_cast<WORD>(2 * channels);
+    wave.nAvgBytesPerSec = 48000u * wave.nBlockAlign;
+    type.SetFormat(reinterpret_cast<const BYTE*>(&wave), sizeof wave);
+    return type;
+}
+
+class GraphTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        source = PushSource::Create(pcmType(2), 4096, 3);
+        sink = SinkFilter::Create();
+        graph.Add(source, WIDE("source"));
+        graph.Add(sink, WIDE("sink"));
+    }
+    void TearDown() override
+    {
+        graph.Clear();
+        source->Release();
+        sink->Release();
+        EXPECT_EQ(CBaseObject::ObjectsActive(), 0);
+    }
+    HRESULT connect() { return graph.Connect(source->OutputPin(), sink->InputPin()); }
+    HRESULT push(const std::vector<BYTE>& bytes, REFERENCE_TIME start, bool discontinuity = false,
+                 const AM_MEDIA_TYPE* newType = nullptr)
+    {
+        PushSource::Packet packet;
+        packet.data = bytes.data();
+        packet.size = bytes.size();
+        REFERENCE_TIME stop = start + 100;
+        packet.start = &start;
+        packet.stop = &stop;
+        packet.discontinuity = discontinuity;
+        packet.newType = newType;
+        return source->Deliver(packet);
+    }
+
+    Graph graph;
+    PushSource* source = nullptr;
+    SinkFilter* sink = nullptr;
+};
+
+TEST_F(GraphTest, AThousandStampedSamplesWithAFlushAndATypeChangeAreAllAccountedFor)
+{
+    ASSERT_EQ(connect(), S_OK);
+    ASSERT_EQ(graph.Run(), S_OK);
+    CMediaType mono = pcmType(1);
+    size_t flushedAt = 0;
+    for (int i = 0; i < 1000; ++i) {
+        std::vector<BYTE> payload(1 + i % 4000, static_cast<BYTE>(i));
+        if (i == 400) {
+            ASSERT_EQ(source->DeliverBeginFlush(), S_OK);
+            ASSERT_EQ(source->DeliverEndFlush(), S_OK);
+            ASSERT_EQ(source->DeliverNewSegment(400 * 1000, 0x7FFFFFFFFFFFFFFFLL, 1.0), S_OK);
+            flushedAt = sink->SampleCount();
+        }
+        const AM_MEDIA_TYPE* change = i == 700 ? &mono : nullptr;
+        ASSERT_EQ(push(payload, i * 1000LL, i == 400, change), S_OK) << i;
+    }
+    ASSERT_EQ(source->DeliverEndOfStream(), S_OK);
+
+    std::vector<ReceivedSample> samples = sink->Samples();
+    ASSERT_EQ(samples.size(), 1000u);
+    EXPECT_EQ(flushedAt, 400u);
+    for (int i = 0; i < 1000; ++i) {
+        const ReceivedSample& s = samples[static_cast<size_t>(i)];
+        ASSERT_EQ(s.data.size(), static_cast<size_t>(1 + i % 4000)) << i;
+        EXPECT_EQ(s.data.front(), static_cast<BYTE>(i));
+        EXPECT_TRUE(s.hasStart && s.hasStop);
+        EXPECT_EQ(s.start, i * 1000LL);
+        EXPECT_EQ(s.stop, i * 1000LL + 100);
+        EXPECT_EQ(s.discontinuity, i == 400);
+        EXPECT_EQ(s.mediaType.has_value(), i == 700) << i;
+    }
+    EXPECT_EQ(sink->CurrentType(), mono);
+    EXPECT_EQ(sink->BeginFlushCount(), 1);
+    EXPECT_EQ(sink->EndFlushCount(), 1);
+    EXPECT_EQ(sink->EndOfStreamCount(), 1);
+    EXPECT_EQ(sink->SegmentStarts(), (std::vector<REFERENCE_TIME>{400 * 1000}));
+}
+
+TEST_F(GraphTest, NoBuffersWhileStopped)
+{
+    ASSERT_EQ(connect(), S_OK);
+    std::vector<BYTE> payload(10);
+    EXPECT_EQ(push(payload, 0), VFW_E_NOT_COMMITTED);
+    ASSERT_EQ(graph.Pause(), S_OK);
+    EXPECT_EQ(push(payload, 0), S_OK);
+    ASSERT_EQ(graph.Stop(), S_OK);
+    EXPECT_EQ(push(payload, 0), VFW_E_NOT_COMMITTED);
+    EXPECT_EQ(sink->SampleCount(), 1u);
+}
+
+TEST_F(GraphTest, ReceiveRefusedWhenStoppedAndWhileFlushing)
+{
+    ASSERT_EQ(connect(), S_OK);
+    ASSERT_EQ(graph.Pause(), S_OK);
+    IMediaSample* sample = nullptr;
+    ASSERT_EQ(source->OutputPin()->GetDeliveryBuffer(&sample, nullptr, nullptr, 0), S_OK);
+    sample->SetActualDataLength(0);
+
+    ASSERT_EQ(sink->InputPin()->BeginFlush(), S_OK);
+    EXPECT_EQ(sink->InputPin()->Receive(sample), S_FALSE);
+    EXPECT_EQ(sink->InputPin()->EndOfStream(), S_FALSE);
+    ASSERT_EQ(sink->InputPin()->EndFlush(), S_OK);
+    EXPECT_EQ(sink->InputPin()->Receive(sample), S_OK);
+
+    ASSERT_EQ(sink->Stop(), S_OK);
+    EXPECT_EQ(sink->InputPin()->Receive(sample), VFW_E_WRONG_STATE);
+    EXPECT_EQ(sink->InputPin()->Receive(nullptr), E_POINTER);
+    sample->Release();
+    EXPECT_EQ(sink->SampleCount(), 1u);
+}
+
+TEST_F(GraphTest, RefusedInBandTypeChangeStopsTheStreamUntilAFlush)
+{
+    CMediaType stereo = pcmType(2);
+    sink->SetAcceptType([stereo](const CMediaType& type) { return type == stereo; });
+    ASSERT_EQ(connect(), S_OK);
+    ASSERT_EQ(graph.Run(), S_OK);
+    std::vector<BYTE> payload(8);
+    CMediaType mono = pcmType(1);
+    EXPECT_EQ(push(payload, 0, false, &mono), VFW_E_INVALIDMEDIATYPE);
+    EXPECT_EQ(push(payload, 1), VFW_E_RUNTIME_ERROR);
+    auto events = graph.Events();
+    ASSERT_EQ(events.size(), 1u);
+    EXPECT_EQ(events[0].first, EC_ERRORABORT);
+    EXPECT_EQ(events[0].second, static_cast<LONG_PTR>(VFW_E_TYPE_NOT_ACCEPTED));
+    EXPECT_EQ(sink->EndOfStreamCount(), 1);
+
+    source->DeliverBeginFlush();
+    source->DeliverEndFlush();
+    EXPECT_EQ(push(payload, 2), S_OK);
+    EXPECT_EQ(sink->SampleCount(), 1u);
+}
+
+TEST_F(GraphTest, SinkAnswersAreReturnedToTheSource)
+{
+    ASSERT_EQ(connect(), S_OK);
+    ASSERT_EQ(graph.Run(), S_OK);
+    std::vector<BYTE> payload(8);
+    for (HRESULT answer : {S_FALSE, E_FAIL, VFW_E_SAMPLE_REJECTED_EOS, S_OK}) {
+        sink->SetReceiveResult(answer);
+        EXPECT_EQ(push(payload, 0), answer);
+    }
+}
+
+TEST_F(GraphTest, StopReleasesASourceWaitingForABuffer)
+{
+    ASSERT_EQ(connect(), S_OK);
+    ASSERT_EQ(graph.Run(), S_OK);
+    sink->SetBlocking(true);
+    std::atomic<int> results{0};
+    std::atomic<HRESULT> lastResult{S_OK};
+    // One thread blocks in the sink's Receive holding a buffer; a second waits
+    // for a buffer. Stop must release both without a deadlock.
+    std::thread streaming([&] {
+        std::vector<BYTE> payload(8);
+        for (int i = 0; i < 5; ++i) {
+            HRESULT hr = push(payload, i);
+            lastResult = hr;
+            ++results;
+            if (hr != S_OK)
+                break;
+        }
+    });
+    ASSERT_TRUE(sink->WaitForSamples(1, 2000));
+    // Flushing the sink unblocks its Receive; stopping the source decommits
+    // its allocator so GetBuffer gives up.
+    sink->InputPin()->BeginFlush();
+    source->Stop();
+    streaming.join();
+    EXPECT_NE(lastResult.load(), S_OK);
+    sink->SetBlocking(false);
+    sink->InputPin()->EndFlush();
+}
+
+TEST_F(GraphTest, LargePayloadsAreSplitOverBuffers)
+{
+    ASSERT_EQ(connect(), S_OK);
+    ASSERT_EQ(graph.Run(), S_OK);
+    std::vector<BYTE> big(10000);
+    for (size_t i = 0; i < big.size(); ++i)
+        big[i] = static_cast<BYTE>(i * 7);
+    PushSource::Packet packet;
+    packet.data = big.data();
+    packet.size = big.size();
+    REFERENCE_TIME start = 5;
+    packet.start = &start;
+    EXPECT_EQ(source->Deliver(packet), E_INVALIDARG);
+    ASSERT_EQ(source->DeliverSplit(packet), S_OK);
+    auto samples = sink->Samples();
+    ASSERT_EQ(samples.size(), 3u);
+    std::vector<BYTE> joined;
+    for (const auto& s : samples)
+        joined.insert(joined.end(), s.data.begin(), s.data.end());
+    EXPECT_EQ(joined, big);
+    EXPECT_TRUE(samples[0].hasStart);
+    EXPECT_FALSE(samples[0].hasStop);  // start only
+    EXPECT_FALSE(samples[1].hasStart);
+}
+
+TEST_F(GraphTest, SinkPreferredTypesAndRefusal)
+{
+    CMediaType mono = pcmType(1);
+    sink->SetAcceptType([](const CMediaType&) { return false; });
+    EXPECT_EQ(connect(), VFW_E_NO_ACCEPTABLE_TYPES);
+    EXPECT_FALSE(source->OutputPin()->IsConnected());
+    sink->SetAcceptType(nullptr);
+    sink->SetPreferredTypes({mono});
+    // The source accepts only its own type, so the sink's preference is passed over.
+    ASSERT_EQ(connect(), S_OK);
+    EXPECT_EQ(sink->CurrentType(), pcmType(2));
+}
+
+TEST_F(GraphTest, FilterInformationAndEnumeration)
+{
+    FILTER_INFO info;
+    ASSERT_EQ(sink->QueryFilterInfo(&info), S_OK);
+    EXPECT_EQ(platform::toUtf8(info.achName), "sink");
+    EXPECT_EQ(info.pGraph, static_cast<IFilterGraph*>(&graph));
+    info.pGraph->Release();
+    IBaseFilter* found = nullptr;
+    ASSERT_EQ(graph.FindFilterByName(WIDE("source"), &found), S_OK);
+    EXPECT_EQ(found, static_cast<IBaseFilter*>(source));
+    found->Release();
+
+    IEnumPins* pins = nullptr;
+    ASSERT_EQ(source->EnumPins(&pins), S_OK);
+    IPin* pin[2] = {};
+    ULONG fetched = 0;
+    EXPECT_EQ(pins->Next(2, pin, &fetched), S_FALSE);
+    EXPECT_EQ(fetched, 1u);
+    pin[0]->Release();
+    pins->Release();
+}
+
+}  // namespace
