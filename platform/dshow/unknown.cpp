@@ -12,11 +12,7 @@ CBaseObject::~CBaseObject() { InterlockedDecrement(&objectsActive); }
 LONG CBaseObject::ObjectsActive() { return InterlockedExchangeAdd(&objectsActive, 0); }
 
 CUnknown::CUnknown(const char* name, IUnknown* outer, HRESULT*)
-    : CBaseObject(name),
-      // Our own non-delegating interface, typed as IUnknown: its first three
-      // slots are the IUnknown ones.
-      owner_(outer ? outer
-                   : reinterpret_cast<IUnknown*>(static_cast<INonDelegatingUnknown*>(this)))
+    : CBaseObject(name), nonDelegating_(this), owner_(outer ? outer : &nonDelegating_)
 {
 }
 
@@ -25,10 +21,9 @@ STDMETHODIMP CUnknown::NonDelegatingQueryInterface(REFIID riid, void** ppv)
     if (!ppv)
         return E_POINTER;
     if (IsEqualGUID(riid, IID_IUnknown)) {
-        // The non-delegating interface itself, so an aggregator can control us.
-        auto* self = static_cast<INonDelegatingUnknown*>(this);
-        self->NonDelegatingAddRef();
-        *ppv = self;
+        // The non-delegating IUnknown, so an aggregator can control us.
+        NonDelegatingAddRef();
+        *ppv = static_cast<IUnknown*>(&nonDelegating_);
         return S_OK;
     }
     *ppv = nullptr;

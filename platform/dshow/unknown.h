@@ -6,8 +6,8 @@
 #include "platform/com.h"
 #include "platform/kernel.h"
 
-// Slots 0-2 mirror IUnknown: an aggregating object calls them through an
-// IUnknown pointer.
+// The object's own reference counting and interface lookup, which an
+// aggregating object reaches through the IUnknown the object hands it.
 struct INonDelegatingUnknown {
     virtual HRESULT STDMETHODCALLTYPE NonDelegatingQueryInterface(REFIID riid, void** ppv) = 0;
     virtual ULONG STDMETHODCALLTYPE NonDelegatingAddRef() = 0;
@@ -44,6 +44,23 @@ protected:
     volatile LONG m_cRef = 0;
 
 private:
+    // The IUnknown that an aggregating object (or, without one, every
+    // interface of ours) calls: it forwards to the non-delegating methods.
+    class NonDelegatingIUnknown final : public IUnknown {
+    public:
+        explicit NonDelegatingIUnknown(CUnknown* self) : self_(self) {}
+        STDMETHODIMP QueryInterface(REFIID riid, void** ppv) override
+        {
+            return self_->NonDelegatingQueryInterface(riid, ppv);
+        }
+        STDMETHODIMP_(ULONG) AddRef() override { return self_->NonDelegatingAddRef(); }
+        STDMETHODIMP_(ULONG) Release() override { return self_->NonDelegatingRelease(); }
+
+    private:
+        CUnknown* self_;
+    };
+
+    NonDelegatingIUnknown nonDelegating_;
     IUnknown* owner_;
 };
 
