@@ -33,10 +33,11 @@ struct ICodecAPI : public IUnknown {
 };
 #endif  // _WIN32
 
-// The audio output-format values of the codec-settings API (published GUIDs;
-// the MinGW headers lack them). The property GUID itself comes with the codec-API
-// object.
+// The current-output-format property of audio decoders (published as
+// AVDecCommonOutputFormat) and its four audio values (the
+// AVDecAudioOutputFormat GUIDs), under the names the system uses for them.
 // clang-format off
+TV_DEFINE_GUID(CODECAPI_CURRENT_AUDIO_OUTPUT_FORMAT, 0x3C790028, 0xC0CE, 0x4256, 0xB1, 0xA2, 0x1B, 0x0F, 0xC8, 0xB1, 0xDC, 0xDC);
 TV_DEFINE_GUID(CODECAPI_AUDIO_OUTPUT_FORMAT_PCM_STEREO_MATRIXENCODED, 0x696E1D30, 0x548F, 0x4036, 0x82, 0x5F, 0x70, 0x26, 0xC6, 0x00, 0x11, 0xBD);
 TV_DEFINE_GUID(CODECAPI_AUDIO_OUTPUT_FORMAT_PCM_STEREO, 0x696E1D31, 0x548F, 0x4036, 0x82, 0x5F, 0x70, 0x26, 0xC6, 0x00, 0x11, 0xBD);
 TV_DEFINE_GUID(CODECAPI_AUDIO_OUTPUT_FORMAT_SPDIF_PCM, 0x696E1D32, 0x548F, 0x4036, 0x82, 0x5F, 0x70, 0x26, 0xC6, 0x00, 0x11, 0xBD);
