@@ -1,0 +1,78 @@
+// The stream status record: what a decoder produced (or the remixer delivers),
+// as the streaming core, the output pin and the stream-information interfaces
+// read it. Each format adds its own fields in a subclass.
+#pragma once
+
+#include <cstdint>
+
+enum TvSampleType : int32_t {
+    STUninitialized = 0,
+    ST16Bit = 1,
+    ST8Bit = 2,
+    ST20Bit = 3,
+    ST24Bit = 4,
+    ST32Bit = 5,
+    STFloat = 6,
+    STDouble = 7,
+};
+
+enum TvRemixMode : uint32_t {
+    RemixNone = 101,
+    RemixProLogicUpmix = 102,
+    RemixSingleChannel = 103,
+    RemixDecoderDownmix = 104,
+    RemixDecoderSurroundDownmix = 105,
+    RemixLeftOnly = 106,
+    RemixRightOnly = 107,
+};
+
+// Stream kind codes: the formatId() of each record and the first argument of
+// the mix-type broadcast.
+enum TvStreamKind : int {
+    KindMpeg = 1,
+    KindAc3 = 2,
+    KindAmr = 3,
+    KindAac = 5,
+    KindRemix = 6,
+    KindDts = 7,
+    KindMlp = 8,
+    KindLpcm = 9,
+    KindVorbis = 10,
+};
+
+struct TvStatus {
+    int32_t freq = 0;
+    int32_t chan = 0;
+    TvSampleType stype = STUninitialized;
+    int32_t samples = 0;     // per channel, in one decoded frame
+    int32_t iFrameSize = 0;  // input bytes that produced the frame
+    int32_t bitRate = 0;     // bits per second; 0 = unknown
+    uint32_t channelMask = 0;
+    int32_t timeOffset = 0;  // 100 ns, added to the input time stamp
+    bool spdif = false;
+    TvRemixMode remixMode = RemixNone;
+
+    // A heap copy of the most-derived record, owned by the caller.
+    virtual TvStatus* clone() const = 0;
+    virtual ~TvStatus() = default;
+    virtual int formatId() const = 0;
+
+protected:
+    TvStatus() = default;
+    TvStatus(const TvStatus&) = default;
+    TvStatus& operator=(const TvStatus&) = default;
+};
+
+// Gives a record class its clone() and formatId() from its own type and kind.
+template <class Derived, int Kind>
+struct TvStatusOf : TvStatus {
+    TvStatus* clone() const override { return new Derived(static_cast<const Derived&>(*this)); }
+    int formatId() const override { return Kind; }
+};
+
+// All three LPCM packings. The group counts are those of DVD-Audio streams,
+// which may carry two channel groups; 0 when the stream has one group.
+struct TvStatusLpcm : TvStatusOf<TvStatusLpcm, KindLpcm> {
+    int32_t group1Channels = 0;
+    int32_t group2Channels = 0;
+};

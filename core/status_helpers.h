@@ -1,0 +1,27 @@
+// Helpers on the status record and on channel counts and masks.
+#pragma once
+
+#include <cstdint>
+
+#include "core/TvStatus.h"
+
+// Bytes a sample of the record's type occupies (20-bit samples take 3).
+int byteSize(const TvStatus& status);
+int byteSize(TvSampleType type);
+// Bits per sample written as wBitsPerSample and reported as "Bits".
+int bitsPerSample(TvSampleType type);
+// 8, 20, 24 and 32 map to their types; any other depth is 16-bit.
+TvSampleType sampleTypeFromBits(int bits);
+// Number of speakers in a mask.
+int maskChannelCount(uint32_t mask);
+// The mask assumed for a channel count: one channel is front centre, five have
+// no LFE; otherwise the lowest n speaker bits. Asserts 1 <= chan <= 8.
+uint32_t defaultChannelMask(int chan);
+// The record's mask where it agrees with its channel count, else the default.
+uint32_t reportedChannelMask(const TvStatus& status);
+// Duration of one frame in 100 ns units (truncated).
+int64_t frameDuration(const TvStatus& status);
+// Bit rate in kbit/s, estimated from the frame size when unknown, rounded.
+int32_t bitRateKbps(const TvStatus& status);
+// The text the property page shows for a remix mode ("" for none).
+const char* remixModeText(TvRemixMode mode);

@@ -1,0 +1,43 @@
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "core/bit_reader.h"
+
+namespace {
+
+TEST(BitReader, ReadsFieldsMostSignificantFirstAcrossBytes)
+{
+    const uint8_t data[] = {0b10110011, 0b01011100, 0xFF};
+    BitReader bf(data, sizeof data);
+    EXPECT_EQ(bf.get(2), 0b10u);
+    EXPECT_EQ(bf.get(3), 0b110u);
+    EXPECT_EQ(bf.get(7), 0b0110101u);
+    bf.skip(4);
+    EXPECT_EQ(bf.get(8), 0xFFu);
+    EXPECT_FALSE(bf.overrun());
+}
+
+TEST(BitReader, ReadingPastTheEndGivesZerosAndFlagsOverrun)
+{
+    const uint8_t data[] = {0xFF};
+    BitReader bf(data, sizeof data);
+    EXPECT_EQ(bf.get(12), 0xFF0u);
+    EXPECT_TRUE(bf.overrun());
+    BitReader empty(nullptr, 0);
+    EXPECT_EQ(empty.get(32), 0u);
+    EXPECT_TRUE(empty.overrun());
+}
+
+TEST(BitReader, BigEndianReadsAndSwap)
+{
+    const uint8_t data[] = {0x12, 0x34, 0x56, 0x78};
+    EXPECT_EQ(readBigEndian16(data), 0x1234u);
+    EXPECT_EQ(readBigEndian24(data), 0x123456u);
+    EXPECT_EQ(readBigEndian32(data), 0x12345678u);
+    std::vector<uint8_t> copy(data, data + 4);
+    swapBytes16(copy.data(), copy.data(), 2);  // in place
+    EXPECT_EQ(copy, (std::vector<uint8_t>{0x34, 0x12, 0x78, 0x56}));
+}
+
+}  // namespace

@@ -1,0 +1,63 @@
+// Building the decoder list and choosing the decoder for a proposed type.
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "core/decoder_factory.h"
+
+#include <cstring>
+
+#include "config/util.h"
+
+namespace {
+
+CMediaType proposedType(const GUID& major, const GUID& subtype, ULONG formatLength,
+                        const GUID& formatType = FORMAT_WaveFormatEx)
+{
+    CMediaType type(&major);
+    type.SetSubtype(&subtype);
+    type.SetFormatType(&formatType);
+    if (formatLength) {
+        BYTE* format = type.AllocFormatBuffer(formatLength);
+        std::memset(format, 0, formatLength);
+    }
+    return type;
+}
+
+TEST(DecoderFactory, CreatesEachDecoderAndLogsIt)
+{
+    std::ostringstream log;
+    DecoderList decoders;
+    createDecoders(decoders, log);
+    ASSERT_FALSE(decoders.empty());
+    EXPECT_NE(log.str().find("successfully initialized Decoder: AdecLpcmDvd\n"), std::string::npos);
+}
+
+TEST(DecoderFactory, PreCheckAndFirstAcceptingDecoder)
+{
+    std::ostringstream log;
+    DecoderList decoders;
+    createDecoders(decoders, log);
+    struct Case {
+        CMediaType type;
+        bool candidate;
+        bool chosen;
+    } cases[] = {
+        {proposedType(MEDIATYPE_Audio, MEDIASUBTYPE_DVD_LPCM_AUDIO, 18), true, true},
+        {proposedType(MEDIATYPE_MPEG2_PES, MEDIASUBTYPE_HDDVD_LPCM, 18), true, true},
+        {proposedType(MEDIATYPE_DVD_ENCRYPTED_PACK, MEDIASUBTYPE_DVD_LPCM_AUDIO, 40), true, true},
+        // A 17-byte wave format is refused before any decoder is asked.
+        {proposedType(MEDIATYPE_Audio, MEDIASUBTYPE_DVD_LPCM_AUDIO, 17), false, false},
+        {proposedType(MEDIATYPE_Video, MEDIASUBTYPE_DVD_LPCM_AUDIO, 18), false, false},
+        {proposedType(MEDIATYPE_Audio, MEDIASUBTYPE_DVD_LPCM_AUDIO, 18, FORMAT_None), false, false},
+        // The Vorbis subtype needs no wave format.
+        {proposedType(MEDIATYPE_Audio, MEDIASUBTYPE_Vorbis2, 0, FORMAT_VorbisFormat2), true, false},
+        {proposedType(MEDIATYPE_Audio, MEDIASUBTYPE_PCM, 18), true, false},
+    };
+    for (const Case& c : cases) {
+        EXPECT_EQ(isCandidateInputType(c.type), c.candidate) << guidName(c.type.subtype);
+        EXPECT_EQ(chooseDecoder(decoders, c.type) != nullptr, c.chosen) << guidName(c.type.subtype);
+    }
+}
+
+}  // namespace
