@@ -176,6 +176,29 @@ TEST_F(LpcmDvdConversion, TwentyFourBitPairsUnpackToLittleEndian)
     EXPECT_TRUE(assertions.lines().empty());
 }
 
+TEST_F(LpcmDvdConversion, MultichannelPairsCarryAllUpperWordsBeforeTheLowBytes)
+{
+    start(3, 24);
+    // Six samples (two frames of three channels): upper words, then low bytes.
+    std::vector<uint8_t> input;
+    for (int i = 0; i < 6; ++i) {
+        input.push_back(uint8_t(0x10 + i));
+        input.push_back(uint8_t(0x20 + i));
+    }
+    for (int i = 0; i < 6; ++i)
+        input.push_back(uint8_t(0x30 + i));
+    MemorySample out(64);
+    const uint8_t* p = input.data();
+    ASSERT_NE(decoder.process(&p, input.data() + input.size(), &out), nullptr);
+    std::vector<BYTE> expected;
+    for (int i = 0; i < 6; ++i) {
+        expected.push_back(BYTE(0x30 + i));
+        expected.push_back(BYTE(0x20 + i));
+        expected.push_back(BYTE(0x10 + i));
+    }
+    EXPECT_EQ(out.data(), expected);
+}
+
 TEST_F(LpcmDvdConversion, AnOddTrailingFrameIsLeftAndAsserted)
 {
     start(2, 24);
