@@ -10,7 +10,6 @@ constexpr uint8_t kPackStart = 0xBA;
 constexpr uint8_t kProgramEnd = 0xB9;
 constexpr uint8_t kPrivateStream1 = 0xBD;
 constexpr uint8_t kExtendedStreamId = 0xFD;
-constexpr size_t kMaxPacket = 6 + 65535;
 
 bool isAudio(uint8_t id)
 {

@@ -17,29 +17,6 @@ CEnumPins::CEnumPins(CBaseFilter* filter, const CEnumPins* toCopy) : m_pFilter(f
 
 CEnumPins::~CEnumPins() { m_pFilter->Release(); }
 
-STDMETHODIMP CEnumPins::QueryInterface(REFIID riid, void** ppv)
-{
-    if (!ppv)
-        return E_POINTER;
-    if (IsEqualGUID(riid, IID_IUnknown) || IsEqualGUID(riid, IID_IEnumPins)) {
-        *ppv = static_cast<IEnumPins*>(this);
-        AddRef();
-        return S_OK;
-    }
-    *ppv = nullptr;
-    return E_NOINTERFACE;
-}
-
-STDMETHODIMP_(ULONG) CEnumPins::AddRef() { return static_cast<ULONG>(InterlockedIncrement(&m_cRef)); }
-
-STDMETHODIMP_(ULONG) CEnumPins::Release()
-{
-    LONG count = InterlockedDecrement(&m_cRef);
-    if (count == 0)
-        delete this;
-    return static_cast<ULONG>(count);
-}
-
 bool CEnumPins::OutOfSync() const { return m_Version != m_pFilter->GetPinVersion(); }
 
 STDMETHODIMP CEnumPins::Next(ULONG count, IPin** pins, ULONG* fetched)
@@ -106,32 +83,6 @@ CEnumMediaTypes::CEnumMediaTypes(CBasePin* pin, const CEnumMediaTypes* toCopy) :
 }
 
 CEnumMediaTypes::~CEnumMediaTypes() { m_pPin->Release(); }
-
-STDMETHODIMP CEnumMediaTypes::QueryInterface(REFIID riid, void** ppv)
-{
-    if (!ppv)
-        return E_POINTER;
-    if (IsEqualGUID(riid, IID_IUnknown) || IsEqualGUID(riid, IID_IEnumMediaTypes)) {
-        *ppv = static_cast<IEnumMediaTypes*>(this);
-        AddRef();
-        return S_OK;
-    }
-    *ppv = nullptr;
-    return E_NOINTERFACE;
-}
-
-STDMETHODIMP_(ULONG) CEnumMediaTypes::AddRef()
-{
-    return static_cast<ULONG>(InterlockedIncrement(&m_cRef));
-}
-
-STDMETHODIMP_(ULONG) CEnumMediaTypes::Release()
-{
-    LONG count = InterlockedDecrement(&m_cRef);
-    if (count == 0)
-        delete this;
-    return static_cast<ULONG>(count);
-}
 
 bool CEnumMediaTypes::OutOfSync() const { return m_Version != m_pPin->GetMediaTypeVersion(); }
 

@@ -72,34 +72,24 @@ HRESULT CBaseOutputPin::DecideAllocator(IMemInputPin* pin, IMemAllocator** alloc
     if (request.cbAlign == 0)
         request.cbAlign = 1;
 
-    HRESULT hr = pin->GetAllocator(allocator);
-    if (SUCCEEDED(hr)) {
-        hr = DecideBufferSize(*allocator, &request);
-        if (SUCCEEDED(hr)) {
+    // Sizes the allocator the candidate step produced and tells the input pin;
+    // a refused candidate is released.
+    auto tryAllocator = [&](HRESULT obtained) {
+        HRESULT hr = obtained;
+        if (SUCCEEDED(hr))
+            hr = DecideBufferSize(*allocator, &request);
+        if (SUCCEEDED(hr))
             hr = pin->NotifyAllocator(*allocator, FALSE);
-            if (SUCCEEDED(hr))
-                return S_OK;
+        if (FAILED(hr) && *allocator) {
+            (*allocator)->Release();
+            *allocator = nullptr;
         }
-    }
-    if (*allocator) {
-        (*allocator)->Release();
-        *allocator = nullptr;
-    }
-
-    hr = InitAllocator(allocator);
-    if (SUCCEEDED(hr)) {
-        hr = DecideBufferSize(*allocator, &request);
-        if (SUCCEEDED(hr)) {
-            hr = pin->NotifyAllocator(*allocator, FALSE);
-            if (SUCCEEDED(hr))
-                return S_OK;
-        }
-    }
-    if (*allocator) {
-        (*allocator)->Release();
-        *allocator = nullptr;
-    }
-    return hr;
+        return hr;
+    };
+    // The input pin's own allocator first, then ours.
+    if (SUCCEEDED(tryAllocator(pin->GetAllocator(allocator))))
+        return S_OK;
+    return tryAllocator(InitAllocator(allocator));
 }
 
 HRESULT CBaseOutputPin::Active()

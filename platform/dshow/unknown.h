@@ -23,6 +23,8 @@ public:
 
     // Objects alive in this module.
     static LONG ObjectsActive();
+    // The name given at construction, for diagnostics.
+    const char* ObjectName() const { return name_; }
 
 private:
     const char* name_;
