@@ -1,0 +1,123 @@
+#include "conversion/sample_conversion.h"
+
+#include <cmath>
+#include <cstring>
+
+#include "config/util.h"
+
+namespace {
+
+// Rounds a 24-bit value to 16 bits: the upper 16 bits plus the next bit
+// below them; the one value that would overflow stays at the maximum.
+inline int16_t round24To16(const uint8_t* p)
+{
+    int32_t value = int32_t(int8_t(p[2])) * 256 + p[1] + (p[0] >> 7);
+    return static_cast<int16_t>(value > 32767 ? 32767 : value);
+}
+
+inline int16_t round32To16(int32_t x)
+{
+    int32_t value = (x >> 16) + ((x >> 15) & 1);
+    return static_cast<int16_t>(value > 32767 ? 32767 : value);
+}
+
+inline int16_t floatTo16(float f)
+{
+    float scaled = std::floor(f * 32767.0f + 0.5f);
+    // Written so that NaN fails both comparisons and becomes silence; the
+    // clamps keep the integer conversion defined for infinities.
+    if (!(scaled >= -32768.0f))
+        return scaled < 0 ? -32768 : 0;
+    if (!(scaled <= 32767.0f))
+        return 32767;
+    return static_cast<int16_t>(scaled);
+}
+
+inline int32_t floatTo32(float f)
+{
+    if (f != f)
+        return 0;  // NaN: silence rather than an undefined conversion
+    if (std::fabs(f) > 1.0f)
+        f = f > 0 ? 1.0f : -1.0f;
+    // +1.0 gives 2^31, whose low 32 bits are 0x80000000: kept on purpose.
+    int64_t wide = static_cast<int64_t>(static_cast<double>(f) * 2147483648.0);
+    return static_cast<int32_t>(static_cast<uint32_t>(wide));
+}
+
+}  // namespace
+
+size_t convertTo16Bit(uint8_t* data, size_t length, TvSampleType from)
+{
+    // Front to back: each output sample is written at or before the bytes
+    // still to be read.
+    switch (from) {
+    case ST16Bit:
+        return length;
+    case ST24Bit: {
+        size_t samples = length / 3;
+        for (size_t i = 0; i < samples; ++i) {
+            int16_t value = round24To16(data + 3 * i);
+            std::memcpy(data + 2 * i, &value, 2);
+        }
+        return samples * 2;
+    }
+    case ST32Bit: {
+        size_t samples = length / 4;
+        for (size_t i = 0; i < samples; ++i) {
+            int32_t x;
+            std::memcpy(&x, data + 4 * i, 4);
+            int16_t value = round32To16(x);
+            std::memcpy(data + 2 * i, &value, 2);
+        }
+        return samples * 2;
+    }
+    case STFloat: {
+        size_t samples = length / 4;
+        for (size_t i = 0; i < samples; ++i) {
+            float f;
+            std::memcpy(&f, data + 4 * i, 4);
+            int16_t value = floatTo16(f);
+            std::memcpy(data + 2 * i, &value, 2);
+        }
+        return samples * 2;
+    }
+    default:
+        TvAssert(0);
+        return length * 2;
+    }
+}
+
+size_t convertFloatToInt(uint8_t* data, size_t length)
+{
+    size_t samples = length / 4;
+    for (size_t i = 0; i < samples; ++i) {
+        float f;
+        std::memcpy(&f, data + 4 * i, 4);
+        int32_t value = floatTo32(f);
+        std::memcpy(data + 4 * i, &value, 4);
+    }
+    return samples * 4;
+}
+
+void convertTo16Bit(IMediaSample* sample, TvSampleType from)
+{
+    BYTE* data = nullptr;
+    if (FAILED(sample->GetPointer(&data)) || !data)
+        return;
+    size_t length = static_cast<size_t>(sample->GetActualDataLength());
+    size_t converted = convertTo16Bit(data, length, from);
+    // An unknown type reports twice its length; the sample cannot hold more
+    // than its buffer, so the length is clamped there.
+    LONG capacity = sample->GetSize();
+    sample->SetActualDataLength(static_cast<LONG>(converted) > capacity ? capacity
+                                                                        : static_cast<LONG>(converted));
+}
+
+void convertFloatToInt(IMediaSample* sample)
+{
+    BYTE* data = nullptr;
+    if (FAILED(sample->GetPointer(&data)) || !data)
+        return;
+    size_t length = static_cast<size_t>(sample->GetActualDataLength());
+    sample->SetActualDataLength(static_cast<LONG>(convertFloatToInt(data, length)));
+}
