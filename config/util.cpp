@@ -156,6 +156,14 @@ void writeMediaTypeToLog(std::ostream& out, const AM_MEDIA_TYPE& mediaType)
     }
 }
 
+void writeMediaTypeToLog(std::ostream& out, const AM_MEDIA_TYPE* mediaType)
+{
+    if (mediaType)
+        writeMediaTypeToLog(out, *mediaType);
+    else
+        out << std::endl;
+}
+
 void dumpOutput(const AM_MEDIA_TYPE& type, const BYTE* data, long length)
 {
     if (!IsEqualGUID(type.subtype, MEDIASUBTYPE_PCM) || PoutputLog().empty())

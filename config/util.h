@@ -83,6 +83,8 @@ void resetProfilingForTesting();
 
 // Two to four lines describing a media type.
 void writeMediaTypeToLog(std::ostream& out, const AM_MEDIA_TYPE& mediaType);
+// The same for a type that may be absent (then only a line end).
+void writeMediaTypeToLog(std::ostream& out, const AM_MEDIA_TYPE* mediaType);
 // The well-known name of a GUID, or its braced text.
 std::string guidName(REFGUID guid);
 
