@@ -65,6 +65,11 @@ void loadParameterFile(const std::string& path)
     std::ifstream file(path);
     if (!file.is_open())
         return;
+    readParameters(file);
+}
+
+void readParameters(std::istream& file)
+{
     file >> std::ws;
     while (file.good()) {
         if (file.peek() == '#') {

@@ -69,6 +69,8 @@ const ParameterRegistry* parameterRegistry();
 void loadParameterFile();
 // Reads the parameter file at `path` by the file grammar (see config.cpp).
 void loadParameterFile(const std::string& path);
+// The file grammar applied to a stream (the file reader's loop).
+void readParameters(std::istream& in);
 // The error hook of the parameters and start-up: it discards the message.
 void reportError(const std::string& message);
 

@@ -5,32 +5,22 @@
 
 namespace {
 
-using Creator = std::unique_ptr<Adec> (*)(std::ostream& log);
-
 template <class Decoder>
 std::unique_ptr<Adec> create(std::ostream& log)
 {
     return std::make_unique<Decoder>(log);
 }
 
-struct CreationStep {
-    const char* className;
-    Creator creator;
-    // When set, this step runs only if the previous step failed: the two
-    // decoders handle the same streams.
-    bool onlyIfPreviousFailed;
-};
-
 // The order of the list is the order in which media types are offered.
 // Adding a decoder class is one line here.
-const CreationStep creationSteps[] = {
+const DecoderCreationStep creationSteps[] = {
     {"AdecLpcmDvd", create<AdecLpcmDvd>, false},
 };
 
-bool runStep(const CreationStep& step, DecoderList& decoders, std::ostream& log)
+bool runStep(const DecoderCreationStep& step, DecoderList& decoders, std::ostream& log)
 {
     try {
-        decoders.push_back(step.creator(log));
+        decoders.push_back(step.create(log));
     } catch (...) {
         log << "error initializing Audio decoder: " << step.className << std::endl;
         return false;
@@ -41,14 +31,20 @@ bool runStep(const CreationStep& step, DecoderList& decoders, std::ostream& log)
 
 }  // namespace
 
-void createDecoders(DecoderList& decoders, std::ostream& log)
+void runCreationSteps(const DecoderCreationStep* steps, size_t count, DecoderList& decoders,
+                      std::ostream& log)
 {
     bool previousSucceeded = true;
-    for (const CreationStep& step : creationSteps) {
-        if (step.onlyIfPreviousFailed && previousSucceeded)
+    for (size_t i = 0; i < count; ++i) {
+        if (steps[i].onlyIfPreviousFailed && previousSucceeded)
             continue;
-        previousSucceeded = runStep(step, decoders, log);
+        previousSucceeded = runStep(steps[i], decoders, log);
     }
+}
+
+void createDecoders(DecoderList& decoders, std::ostream& log)
+{
+    runCreationSteps(creationSteps, sizeof creationSteps / sizeof creationSteps[0], decoders, log);
 }
 
 bool isCandidateInputType(const AM_MEDIA_TYPE& mediaType)

@@ -15,6 +15,19 @@ using DecoderList = std::vector<std::unique_ptr<Adec>>;
 // replaces the AC-3 decoder.
 void createDecoders(DecoderList& decoders, std::ostream& log);
 
+// One step of the factory: a decoder class and how to make it.
+struct DecoderCreationStep {
+    const char* className;
+    std::unique_ptr<Adec> (*create)(std::ostream& log);
+    // Runs only if the previous step failed: the two decoders handle the
+    // same streams and the first, when its library is present, is preferred.
+    bool onlyIfPreviousFailed;
+};
+
+// Runs the steps in order; a step whose creation throws adds nothing.
+void runCreationSteps(const DecoderCreationStep* steps, size_t count, DecoderList& decoders,
+                      std::ostream& log);
+
 // The major-type and format pre-check of a proposed input type.
 bool isCandidateInputType(const AM_MEDIA_TYPE& mediaType);
 

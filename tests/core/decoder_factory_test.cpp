@@ -33,6 +33,55 @@ TEST(DecoderFactory, CreatesEachDecoderAndLogsIt)
     EXPECT_NE(log.str().find("successfully initialized Decoder: AdecLpcmDvd\n"), std::string::npos);
 }
 
+// A decoder that stands for any class; its constructor throws when its
+// library is "missing".
+class StandIn : public Adec {
+public:
+    StandIn(std::ostream& log, bool libraryPresent) : Adec(log)
+    {
+        if (!libraryPresent)
+            throw TvException("No handle for module TvEac3Dec.dll");
+    }
+    bool accepts(const CMediaType&) override { return true; }
+    TvStatus* init(const CMediaType&) override { return nullptr; }
+    TvStatus* process(const uint8_t**, const uint8_t*, IMediaSample*) override { return nullptr; }
+};
+
+template <bool Present>
+std::unique_ptr<Adec> makeStandIn(std::ostream& log)
+{
+    return std::make_unique<StandIn>(log, Present);
+}
+
+TEST(DecoderFactory, TheSecondOfTwoAlternativesOnlyWhenTheFirstFails)
+{
+    struct Case {
+        bool plusPresent;
+        std::vector<std::string> expected;
+    } cases[] = {
+        {true, {"successfully initialized Decoder: AdecDDPlus", "successfully initialized Decoder: AdecDTS"}},
+        {false,
+         {"error initializing Audio decoder: AdecDDPlus", "successfully initialized Decoder: AdecDolby",
+          "successfully initialized Decoder: AdecDTS"}},
+    };
+    for (const Case& c : cases) {
+        const DecoderCreationStep steps[] = {
+            {"AdecDDPlus", c.plusPresent ? makeStandIn<true> : makeStandIn<false>, false},
+            {"AdecDolby", makeStandIn<true>, true},
+            {"AdecDTS", makeStandIn<true>, false},
+        };
+        std::ostringstream log;
+        DecoderList decoders;
+        runCreationSteps(steps, 3, decoders, log);
+        EXPECT_EQ(decoders.size(), 2u);
+        std::vector<std::string> lines;
+        std::istringstream text(log.str());
+        for (std::string line; std::getline(text, line);)
+            lines.push_back(line);
+        EXPECT_EQ(lines, c.expected);
+    }
+}
+
 TEST(DecoderFactory, PreCheckAndFirstAcceptingDecoder)
 {
     std::ostringstream log;
