@@ -103,7 +103,15 @@ TEST_F(DiagnosticsTest, ProfileReportListsOnlyCountersThatRan)
     ASSERT_EQ(report.size(), 5u);
     EXPECT_EQ(report[0], "");
     EXPECT_EQ(report[1], " Profile: ");
-    EXPECT_EQ(report[2], "     3      0.000 AdecLpcmDvd::process");
+    // Count right-aligned in 6, seconds with 3 decimals right-aligned in 10.
+    const std::string& line = report[2];
+    ASSERT_EQ(line.size(), 6u + 1 + 10 + 1 + std::strlen("AdecLpcmDvd::process"));
+    EXPECT_EQ(line.substr(0, 7), "     3 ");
+    EXPECT_EQ(line.substr(17), " AdecLpcmDvd::process");
+    double seconds = std::stod(line.substr(7, 10));
+    EXPECT_GE(seconds, 0.0);
+    EXPECT_LT(seconds, 1.0);
+    EXPECT_EQ(line[13], '.');
     EXPECT_EQ(report[3], "");
     EXPECT_EQ(report[4], "total decoded time: 2.5");
 }
