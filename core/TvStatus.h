@@ -76,3 +76,6 @@ struct TvStatusLpcm : TvStatusOf<TvStatusLpcm, KindLpcm> {
     int32_t group1Channels = 0;
     int32_t group2Channels = 0;
 };
+
+// The remixer's own record: the input stream's status with the remix applied.
+struct TvStatusRemix : TvStatusOf<TvStatusRemix, KindRemix> {};
