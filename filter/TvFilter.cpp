@@ -1,0 +1,295 @@
+#include "filter/TvFilter.h"
+
+#include <cmath>
+
+#include "config/util.h"
+#include "core/receive_parameters.h"
+#include "filter/TvInputPin.h"
+#include "filter/filter_parameters.h"
+#include "platform/error_text.h"
+
+namespace {
+
+volatile LONG instanceCounter = 0;
+volatile LONG activeFilters = 0;
+
+// Windows 9x needs the streaming thread to yield; tested once per process.
+bool onWindows9x()
+{
+    static const bool found = [] {
+        OSVERSIONINFOA info{};
+        info.dwOSVersionInfoSize = sizeof info;
+        bool windows9x = GetVersionExA(&info) && info.dwPlatformId == VER_PLATFORM_WIN32_WINDOWS;
+        if (windows9x)
+            logStream << "found win98" << std::endl;
+        return windows9x;
+    }();
+    return found;
+}
+
+}  // namespace
+
+LONG TvFilter::activeCount() { return InterlockedExchangeAdd(&activeFilters, 0); }
+
+TvFilter::TvFilter(IUnknown* outer, HRESULT* phr, const std::string& moduleFolder)
+    : CBaseFilter("TvFilter", outer, &_filterLock, CLSID_Tavio2, phr),
+      _instance(InterlockedIncrement(&instanceCounter) - 1),
+      _log(perFilterLogName(_instance), std::ios::out | std::ios::trunc),
+      _moduleFolder(moduleFolder)
+{
+    createDecoders(_decoders, _log);
+    _remixer = new AudioConv(GetOwner(), this, &_streamLock);
+    _remixer->NonDelegatingAddRef();
+    logStream << "constructing filter: #" << _instance << " " << static_cast<void*>(this) << std::endl;
+    InterlockedIncrement(&activeFilters);
+    _log << "starting filter: #" << _instance << " " << static_cast<void*>(this) << std::endl;
+
+    HRESULT hr = S_OK;
+    _inputPin = std::make_unique<TvInputPin>(this, &_filterLock, &hr);
+    if (FAILED(hr))
+        throw TvException(platform::errorName(hr));
+    _outputPin = std::make_unique<TvOutputPin>(this, &_filterLock, &hr, _log, _inputPin.get());
+    if (FAILED(hr))
+        throw TvException(platform::errorName(hr));
+    // The codec-API object joins here with its issue.
+    if (Pspdif.isSet)
+        setSpdif(Pspdif());
+}
+
+TvFilter::~TvFilter()
+{
+    logStream << "destructing filter: #" << _instance << " " << static_cast<void*>(this) << std::endl;
+    _log << "destructing filter: #" << _instance << " " << static_cast<void*>(this) << std::endl;
+    LONG left = InterlockedDecrement(&activeFilters);
+    TvAssert(left >= 0);
+    _outputPin.reset();
+    _inputPin.reset();
+    _remixer->NonDelegatingRelease();
+    _decoders.clear();
+    writeProfileReport();
+}
+
+STDMETHODIMP TvFilter::NonDelegatingQueryInterface(REFIID riid, void** ppv)
+{
+    if (!ppv)
+        return E_POINTER;
+    if (IsEqualGUID(riid, IID_ISpecifyPropertyPages))
+        return GetInterface(static_cast<ISpecifyPropertyPages*>(this), ppv);
+    if (IsEqualGUID(riid, IID_ITavioRemix))
+        return _remixer->NonDelegatingQueryInterface(riid, ppv);
+    return CBaseFilter::NonDelegatingQueryInterface(riid, ppv);
+}
+
+STDMETHODIMP TvFilter::GetPages(CAUUID* pages)
+{
+    if (!pages)
+        return E_POINTER;
+    pages->cElems = 2;
+    pages->pElems = static_cast<GUID*>(CoTaskMemAlloc(2 * sizeof(GUID)));
+    if (!pages->pElems) {
+        pages->cElems = 0;
+        return E_OUTOFMEMORY;
+    }
+    pages->pElems[0] = CLSID_TavioPropertyPage;
+    pages->pElems[1] = CLSID_TavioAboutPage;
+    return S_OK;
+}
+
+CBasePin* TvFilter::GetPin(int n)
+{
+    if (n == 0)
+        return _inputPin.get();
+    if (n == 1)
+        return _outputPin.get();
+    return nullptr;
+}
+
+STDMETHODIMP TvFilter::Stop()
+{
+    if (!_adec)
+        return VFW_E_NOT_CONNECTED;
+    _log << "Stop" << std::endl;
+    CAutoLock lock(&_filterLock);
+    if (m_State != State_Stopped) {
+        if (_inputPin->IsConnected())
+            _inputPin->Inactive();
+        m_State = State_Stopped;
+        CAutoLock receiving(_inputPin->receiveLock());
+        if (_outputPin->IsConnected())
+            _outputPin->Inactive();
+        flush();
+    }
+    return S_OK;
+}
+
+HRESULT TvFilter::checkInputType(const CMediaType* type)
+{
+    CAutoLock lock(&_streamLock);
+    return chooseDecoder(_decoders, *type) ? S_OK : VFW_E_TYPE_NOT_ACCEPTED;
+}
+
+HRESULT TvFilter::setInputType(const CMediaType* type)
+{
+    CAutoLock lock(&_filterLock);
+    CAutoLock streaming(&_streamLock);
+    Adec* decoder = chooseDecoder(_decoders, *type);
+    if (!decoder)
+        return VFW_E_TYPE_NOT_ACCEPTED;
+    _inputType = *type;
+    _adec = decoder;
+    TvStatus* status = _adec->init(_inputType);
+    if (!status)
+        return VFW_E_TYPE_NOT_ACCEPTED;
+    // Payloads of PES and DVD packs carry a private header per packet.
+    bool packed = IsEqualGUID(type->majortype, MEDIATYPE_MPEG2_PES) ||
+                  IsEqualGUID(type->majortype, MEDIATYPE_DVD_ENCRYPTED_PACK);
+    _buffer.setDecoder(packed && _adec->wantsPrivateHeader() ? _adec : nullptr);
+    _buffer.clear();
+    _istatus = _ostatus = nullptr;
+    _outputPin->setPreferredType(status);
+    return S_OK;
+}
+
+HRESULT TvFilter::receive(IMediaSample* in)
+{
+    TV_PROFILE_SCOPE("TvFilter::receive");
+    TvAssert(_adec);
+    if (!_adec || !_outputPin->IsConnected())
+        return VFW_E_NOT_CONNECTED;
+    if (in->IsDiscontinuity() == S_OK)
+        flush();
+    _log << "receive: buffer= " << _buffer.size() << " size= " << in->GetActualDataLength() << std::endl;
+    if (in->GetActualDataLength() == 0)
+        return S_OK;
+    {
+        CAutoLock streaming(&_streamLock);
+        _buffer.append(in);
+    }
+    while (_buffer.size() > 0) {
+        IMediaSample* out = nullptr;
+        HRESULT hr = _outputPin->getEmptySample(&out);
+        if (FAILED(hr)) {
+            if (out)
+                out->Release();
+            return hr;
+        }
+        if (onWindows9x())
+            Sleep(1);
+        if (!process(out)) {
+            out->Release();
+            break;
+        }
+        if (out->GetActualDataLength() == 0) {
+            out->Release();
+            continue;
+        }
+        hr = _outputPin->deliver(out, _ostatus);
+        _log << " delivery result: " << platform::errorName(hr) << std::endl;
+        if (hr != S_OK) {
+            flush();
+            out->Release();
+            return FAILED(hr) ? hr : S_OK;
+        }
+        out->Release();
+    }
+    return S_OK;
+}
+
+bool TvFilter::process(IMediaSample* out)
+{
+    CAutoLock streaming(&_streamLock);
+    const uint8_t* start = _buffer.data();
+    const uint8_t* p = start;
+    const uint8_t* end = start + _buffer.size();
+    TvStatus* status1 = _adec->process(&p, end, out);
+    LONG osize = out->GetActualDataLength();
+    uint32_t consumed = static_cast<uint32_t>(p - start);
+    if (consumed == 0) {
+        TvAssert(status1==0);
+        TvAssert(osize == 0);
+        return false;
+    }
+    // Unsigned on purpose: a decoder reporting more than it advanced breaks
+    // its contract, and the buffer's own check reports it.
+    uint32_t skipped = consumed - (status1 ? static_cast<uint32_t>(status1->iFrameSize) : 0);
+    if (skipped != 0) {
+        _log << "skipped bytes: " << skipped << std::endl;
+        _buffer.consume(skipped);
+    }
+    if (!status1) {
+        TvAssert(osize==0);
+        return true;
+    }
+    TvAssert(osize>0);
+    REFERENCE_TIME t = _buffer.takeTimeStamp();
+    _buffer.consume(static_cast<uint32_t>(status1->iFrameSize));
+    _istatus = status1;
+    TvAssert(_istatus->stype != STUninitialized);
+    TvAssert(_istatus->chan>0);
+    TvAssert(_istatus->freq>0);
+    TvAssert(_istatus->iFrameSize>0);
+    TvAssert(_istatus->samples>0);
+    TvAssert(_istatus->channelMask > 0);
+    TvStatus* remixed = _remixer->process(out, _istatus);
+    _ostatus = remixed ? remixed : _istatus;
+    TvAssert(_ostatus->samples > 0);
+    // The level display needs a window, which only the property page attaches.
+    _log << "delivering: " << out->GetActualDataLength();
+    if (t == kNoTime) {
+        _log << std::endl;
+        return true;
+    }
+    REFERENCE_TIME t1 = t + _istatus->timeOffset;
+    REFERENCE_TIME duration = _ostatus->freq > 0 ? int64_t(_ostatus->samples) * 10000000 / _ostatus->freq : 0;
+    REFERENCE_TIME t2 = t1 + duration;
+    totalDecodedTime += duration;
+    if (PenableTimeStamps())
+        out->SetTime(&t1, &t2);
+    if (PallTimeStamps())
+        _buffer.setNextTimeStamp(t2);
+    _log << " t1=" << t1 << " t2=" << t2 << std::endl;
+    return true;
+}
+
+void TvFilter::flush()
+{
+    CAutoLock streaming(&_streamLock);
+    _expectedTime = kNoTime;
+    _log << "flush" << std::endl;
+    if (_adec)
+        _adec->init(_inputType);
+    _outputPin->setDiscontinuity();
+    _buffer.clear();
+}
+
+bool TvFilter::setSpdif(bool on)
+{
+    _log << "setSpdif: " << on << std::endl;
+    CAutoLock streaming(&_streamLock);
+    _spdif = on;
+    for (auto& decoder : _decoders) {
+        TvStatus* status = decoder->setSpdif(on);
+        if (status && decoder.get() == _adec && !_outputPin->IsConnected())
+            _outputPin->setPreferredType(status);
+    }
+    return true;
+}
+
+void TvFilter::setMixType(int kind, int mixType, uint32_t mask)
+{
+    CAutoLock streaming(&_streamLock);
+    for (auto& decoder : _decoders)
+        decoder->setMixType(kind, mixType, mask);
+}
+
+TvStatus* TvFilter::inputStatus()
+{
+    CAutoLock streaming(&_streamLock);
+    return _istatus ? _istatus->clone() : nullptr;
+}
+
+TvStatus* TvFilter::outputStatus()
+{
+    CAutoLock streaming(&_streamLock);
+    return _ostatus ? _ostatus->clone() : nullptr;
+}

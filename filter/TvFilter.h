@@ -1,0 +1,81 @@
+// The decoder filter: owner of the decoders, the input buffer, the remixer
+// and the two pins, and the receive-decode-deliver loop between them.
+#pragma once
+
+#include <fstream>
+#include <memory>
+
+#include "conversion/AudioConv.h"
+#include "core/TvBuffer.h"
+#include "core/decoder_factory.h"
+#include "filter/TvOutputPin.h"
+#include "platform/dshow/streams.h"
+
+class TvInputPin;
+
+// {A3F1C5D2-6B8E-4F71-9D2C-7E5B1A9C3F60}: the filter's class identifier.
+TV_DEFINE_GUID(CLSID_Tavio2, 0xA3F1C5D2, 0x6B8E, 0x4F71, 0x9D, 0x2C, 0x7E, 0x5B, 0x1A, 0x9C, 0x3F, 0x60);
+// Property pages: the stream page and the about page.
+TV_DEFINE_GUID(CLSID_TavioPropertyPage, 0x5D2E8A41, 0x3C7B, 0x4E96, 0xA0, 0x58, 0x1F, 0x6D, 0x92, 0xC4, 0x7B, 0x3E);
+TV_DEFINE_GUID(CLSID_TavioAboutPage, 0x9B4C1E73, 0x2A6F, 0x4D85, 0xB3, 0x17, 0x6E, 0x0A, 0xC9, 0x58, 0x2D, 0x41);
+
+class TvFilter : public CBaseFilter, public ISpecifyPropertyPages, public RemixHost {
+public:
+    // `moduleFolder`: where the module and its sibling libraries live.
+    TvFilter(IUnknown* outer, HRESULT* phr, const std::string& moduleFolder = "");
+    ~TvFilter() override;
+
+    DECLARE_IUNKNOWN
+    STDMETHODIMP NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
+    STDMETHODIMP GetPages(CAUUID* pages) override;
+    STDMETHODIMP Stop() override;
+
+    int GetPinCount() override { return 2; }
+    CBasePin* GetPin(int n) override;
+
+    // Input-side type handling, for the input pin.
+    HRESULT checkInputType(const CMediaType* type);
+    HRESULT setInputType(const CMediaType* type);
+
+    // The receive loop (called by the input pin for every sample).
+    HRESULT receive(IMediaSample* in);
+    // Decodes at most one frame into `out`; false when no whole frame is left.
+    bool process(IMediaSample* out);
+    // Resets decoding: discontinuity, flush, failed delivery.
+    void flush();
+
+    bool setSpdif(bool on);
+    bool spdif() const { return _spdif; }
+    // RemixHost: broadcast to every decoder; the module's folder.
+    void setMixType(int kind, int mixType, uint32_t mask) override;
+    std::string moduleFolder() override { return _moduleFolder; }
+
+    // Copies of the current statuses (null when none), owned by the caller.
+    TvStatus* inputStatus();
+    TvStatus* outputStatus();
+
+    TvOutputPin* outputPin() { return _outputPin.get(); }
+    TvInputPin* inputPin() { return _inputPin.get(); }
+    ITavioRemix* remixer() { return _remixer; }
+    long instanceNumber() const { return _instance; }
+    std::ostream& log() { return _log; }
+    static LONG activeCount();
+
+private:
+    long _instance;
+    std::ofstream _log;
+    DecoderList _decoders;
+    TvBuffer _buffer;
+    CCritSec _filterLock;
+    CCritSec _streamLock;
+    CMediaType _inputType;
+    AudioConv* _remixer = nullptr;
+    Adec* _adec = nullptr;
+    TvStatus* _istatus = nullptr;
+    TvStatus* _ostatus = nullptr;
+    REFERENCE_TIME _expectedTime = kNoTime;
+    std::unique_ptr<TvInputPin> _inputPin;
+    std::unique_ptr<TvOutputPin> _outputPin;
+    bool _spdif = false;
+    std::string _moduleFolder;
+};
