@@ -141,9 +141,14 @@ HRESULT TvOutputPin::CompleteConnect(IPin* receivePin)
 
 STDMETHODIMP TvOutputPin::Connect(IPin* receivePin, const AM_MEDIA_TYPE* mt)
 {
-    CAutoLock lock(&_pinLock);
-    _log << "TvOutputPin::Connect: ";
-    writeMediaTypeToLog(_log, mt);
+    {
+        CAutoLock lock(&_pinLock);
+        _log << "TvOutputPin::Connect: ";
+        writeMediaTypeToLog(_log, mt);
+    }
+    // The base class takes the filter lock, which is always taken before the
+    // pin lock (the input side sets the preferred type that way): holding the
+    // pin lock here would invert the order.
     return CBaseOutputPin::Connect(receivePin, mt);
 }
 
