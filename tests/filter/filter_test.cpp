@@ -205,6 +205,10 @@ TEST_F(FilterTest, StatusQueriesFromAnotherThreadWhileStreaming)
     std::vector<uint8_t> frames(4000, 7);
     for (int i = 0; i < 500; ++i)
         ASSERT_EQ(push(frames.data(), frames.size()), S_OK);
+    // The reader may not have been scheduled during the stream; the statuses
+    // stay until the next flush, so it sees them now at the latest.
+    for (int wait = 0; wait < 500 && seen == 0; ++wait)
+        Sleep(10);
     done = true;
     reader.join();
     EXPECT_GT(seen.load(), 0);
