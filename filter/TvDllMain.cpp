@@ -1,0 +1,184 @@
+#include "filter/TvDllMain.h"
+
+#include <exception>
+#include <new>
+
+#include "config/util.h"
+#include "core/media_subtypes.h"
+#include "filter/TvFilter.h"
+#include "platform/module_exports.h"
+
+namespace {
+
+const char kModuleName[] = "TavioDec2.ax";
+
+HINSTANCE moduleInstance = nullptr;
+
+// The 54 input types: each subtype with the three major types in turn.
+const GUID* const inputSubtypes[18] = {
+    &MEDIASUBTYPE_MPEG1AudioPayload, &MEDIASUBTYPE_MPEG1Payload,   &MEDIASUBTYPE_MPEG2_AUDIO,
+    &MEDIASUBTYPE_MPEG1Packet,       &MEDIASUBTYPE_MPEG3,          &MEDIASUBTYPE_MPEG4_AUDIO,
+    &MEDIASUBTYPE_MP4_AUDIO,         &MEDIASUBTYPE_DOLBY_AC3,      &MEDIASUBTYPE_AC3_AVI,
+    &MEDIASUBTYPE_DVD_LPCM_AUDIO,    &MEDIASUBTYPE_DVDA_AUDIO_LPCM, &MEDIASUBTYPE_BDMV_LPCM_AUDIO,
+    &MEDIASUBTYPE_DTS,               &MEDIASUBTYPE_SAWB_AUDIO,     &MEDIASUBTYPE_SAMR_AUDIO,
+    &MEDIASUBTYPE_AMR_WB_AUDIO,      &MEDIASUBTYPE_Vorbis2,        &MEDIASUBTYPE_DVDA_AUDIO_MLP,
+};
+const GUID* const inputMajorTypes[3] = {&MEDIATYPE_Audio, &MEDIATYPE_MPEG2_PES,
+                                        &MEDIATYPE_DVD_ENCRYPTED_PACK};
+
+struct InputTypes {
+    AMOVIESETUP_MEDIATYPE types[54];
+    InputTypes()
+    {
+        for (int s = 0; s < 18; ++s)
+            for (int m = 0; m < 3; ++m)
+                types[s * 3 + m] = {inputMajorTypes[m], inputSubtypes[s]};
+    }
+};
+const InputTypes inputTypes;
+
+const AMOVIESETUP_MEDIATYPE outputType = {&MEDIATYPE_Audio, &MEDIASUBTYPE_PCM};
+
+const AMOVIESETUP_PIN setupPins[2] = {
+    {const_cast<LPWSTR>(WIDE("Input")), FALSE, FALSE, FALSE, FALSE, &CLSID_NULL, nullptr, 54,
+     inputTypes.types},
+    {const_cast<LPWSTR>(WIDE("Output")), FALSE, TRUE, FALSE, FALSE, &CLSID_NULL, nullptr, 1, &outputType},
+};
+
+const AMOVIESETUP_FILTER setupFilter = {&CLSID_Tavio2, WIDE("Tavio Audio Decoder 2"), MERIT_NORMAL, 2,
+                                        setupPins};
+
+// The property and about pages join this table with the stream-information work.
+const CFactoryTemplate classTable[] = {
+    {WIDE("Tavio2"), &CLSID_Tavio2, createFilterInstance, nullptr, &setupFilter},
+};
+const int classCount = sizeof classTable / sizeof classTable[0];
+
+std::string modulePath()
+{
+    char path[1024];
+    DWORD n = GetModuleFileNameA(moduleInstance, path, sizeof path);
+    return n > 0 && n < sizeof path ? std::string(path, n) : std::string();
+}
+
+// The capabilities value under the filter's instance key; unregistration
+// leaves it in place.
+HRESULT writeCapabilities()
+{
+    OLECHAR clsid[39];
+    StringFromGUID2(CLSID_Tavio2, clsid, 39);
+    std::string path = "CLSID\\{083863F1-70DE-11d0-BD40-00A0C911CE86}\\Instance\\" +
+                       platform::toUtf8(reinterpret_cast<const WCHAR*>(clsid)) + "\\Capabilities";
+    HKEY key;
+    if (RegCreateKeyExA(HKEY_CLASSES_ROOT, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key,
+                        nullptr) != ERROR_SUCCESS)
+        return E_FAIL;
+    DWORD one = 1;
+    LSTATUS status = RegSetValueExA(key, "{374ac4df-7c98-4257-b13d-36087dbee458}", 0, REG_DWORD,
+                                    reinterpret_cast<const BYTE*>(&one), sizeof one);
+    RegCloseKey(key);
+    return status == ERROR_SUCCESS ? S_OK : E_FAIL;
+}
+
+}  // namespace
+
+CUnknown* createFilterInstance(IUnknown* outer, HRESULT* result)
+{
+    *result = S_OK;
+    try {
+        return new TvFilter(outer, result, getModuleFolder());
+    } catch (const std::exception&) {
+        TvAssert(0);
+        *result = E_FAIL;
+        logStream << "error instantiating Tavio2" << std::endl;
+        return nullptr;
+    }
+}
+
+TV_EXPORT void makeTavio2(TvFilter** filter)
+{
+    platform::ensureProcessAttached();
+    if (!filter)
+        return;
+    *filter = nullptr;
+    try {
+        HRESULT hr = S_OK;
+        *filter = new TvFilter(nullptr, &hr, getModuleFolder());
+    } catch (...) {
+        *filter = nullptr;
+    }
+}
+
+std::string getModuleFolder()
+{
+    static const std::string folder = [] {
+        HMODULE module = GetModuleHandleA(kModuleName);
+        if (!module)
+            throw TvException(std::string("No handle for module ") + kModuleName);
+        char modulePath[1024];
+        DWORD n = GetModuleFileNameA(module, modulePath, sizeof modulePath);
+        TvAssert(n<sizeof(modulePath));
+        if (n == 0 || n >= sizeof modulePath)
+            return std::string();
+        std::string path(modulePath, n);
+        size_t separator = path.find_last_of("/\\");
+        return separator == std::string::npos ? std::string() : path.substr(0, separator + 1);
+    }();
+    return folder;
+}
+
+bool OpenDll(const std::string& name, HMODULE* module, void** engine)
+{
+    logStream << "OpenDll: " << name << std::endl;
+    std::string path = getModuleFolder() + name;
+    HMODULE library = LoadLibraryA(path.c_str());
+    if (!library) {
+        logStream << "error: " << GetLastError() << std::endl;
+        reportError("could not open " + path);
+        return false;
+    }
+    using Create = int (*)(void** engine);
+    auto create = platform::procAddress<Create>(library, "AUDIODEC_Create");
+    if (!create || create(engine) != 0) {
+        reportError("Error starting " + path);
+        return false;
+    }
+    *module = library;
+    return true;
+}
+
+extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID)
+{
+    moduleInstance = instance;
+    if (reason == DLL_PROCESS_ATTACH)
+        initializeModule();
+    return TRUE;
+}
+
+extern "C" TV_EXPORT HRESULT STDAPICALLTYPE DllGetClassObject(REFCLSID clsid, REFIID riid, void** ppv)
+{
+    platform::ensureProcessAttached();
+    return GetClassObjectFromTemplates(classTable, classCount, clsid, riid, ppv);
+}
+
+extern "C" TV_EXPORT HRESULT STDAPICALLTYPE DllCanUnloadNow()
+{
+    platform::ensureProcessAttached();
+    return CanUnloadModule();
+}
+
+extern "C" TV_EXPORT HRESULT STDAPICALLTYPE DllRegisterServer()
+{
+    platform::ensureProcessAttached();
+    HRESULT hr = RegisterTemplates(classTable, classCount, modulePath(), true);
+    if (FAILED(hr))
+        return hr;
+    writeCapabilities();  // a failure here does not fail registration
+    return hr;
+}
+
+extern "C" TV_EXPORT HRESULT STDAPICALLTYPE DllUnregisterServer()
+{
+    platform::ensureProcessAttached();
+    return RegisterTemplates(classTable, classCount, modulePath(), false);
+}

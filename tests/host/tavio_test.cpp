@@ -1,0 +1,98 @@
+// The tavio command as a user runs it: exit codes, messages and output.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstring>
+#include <fstream>
+#include <iterator>
+
+#include "support/reference_tools.h"
+
+namespace {
+
+const std::string tavio = TAVIO_EXECUTABLE;
+
+int run(const std::string& arguments, std::string* errors = nullptr)
+{
+    TempFolder folder;
+    std::string errorFile = folder.file("stderr.txt");
+    int status = std::system((tavio + " " + arguments + " 2>" + errorFile).c_str());
+    if (errors) {
+        std::ifstream in(errorFile);
+        errors->assign(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+    }
+    return WEXITSTATUS(status);
+}
+
+std::vector<uint8_t> readAll(const std::string& path)
+{
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+TEST(Tavio, DecodesTheBundledStreamWithoutArguments)
+{
+    TempFolder folder;
+    std::string errors;
+    EXPECT_EQ(run("-o " + folder.file("out.wav"), &errors), 0) << errors;
+    auto wav = readAll(folder.file("out.wav"));
+    ASSERT_GT(wav.size(), 68u);
+    EXPECT_EQ(std::string(wav.begin(), wav.begin() + 4), "RIFF");
+    uint32_t riff, data;
+    std::memcpy(&riff, wav.data() + 4, 4);
+    std::memcpy(&data, wav.data() + 64, 4);
+    EXPECT_EQ(riff, wav.size() - 8);  // exact sizes, unlike the filter's own dump
+    EXPECT_EQ(data, wav.size() - 68);
+    EXPECT_NE(errors.find("bundled sample"), std::string::npos);
+}
+
+TEST(Tavio, VobDecodesBitForBitLikeTheReferenceDecoder)
+{
+    if (!haveFfmpeg())
+        GTEST_SKIP() << "ffmpeg not installed";
+    TempFolder folder;
+    std::string vob = folder.file("some.vob");
+    ASSERT_EQ(std::system(("ffmpeg -v error " + sineSource(6, 48000, 1.5) +
+                           " -c:a pcm_dvd -sample_fmt s16 -f vob -y " + vob).c_str()),
+              0);
+    std::string errors;
+    ASSERT_EQ(run(vob + " -q -o " + folder.file("some.wav"), &errors), 0) << errors;
+    auto wav = readAll(folder.file("some.wav"));
+    bool ok = false;
+    auto reference = commandOutput("ffmpeg -v error -i " + vob + " -f s16le -", &ok);
+    ASSERT_TRUE(ok);
+    ASSERT_GE(wav.size(), 68u);
+    EXPECT_TRUE(std::vector<uint8_t>(wav.begin() + 68, wav.end()) == reference);
+    uint32_t mask;
+    std::memcpy(&mask, wav.data() + 40, 4);  // dwChannelMask of the extensible format
+    EXPECT_EQ(mask, 0x3Fu);
+}
+
+TEST(Tavio, BadInputsEndWithExitCodeTwoAndOneLine)
+{
+    TempFolder folder;
+    std::ofstream(folder.file("notes.txt")) << "not audio at all\n";
+    struct Case {
+        std::string arguments;
+        int code;
+    } cases[] = {
+        {folder.file("missing.vob"), 2},
+        {folder.file("notes.txt"), 2},
+        {"--bogus", 1},
+        {"a.vob b.vob", 1},
+    };
+    for (const Case& c : cases) {
+        std::string errors;
+        EXPECT_EQ(run(c.arguments + " -o " + folder.file("x.wav"), &errors), c.code) << c.arguments;
+        EXPECT_EQ(std::count(errors.begin(), errors.end(), '\n'), 1) << errors;
+    }
+    if (haveFfmpeg()) {
+        std::string video = folder.file("video.mpg");
+        ASSERT_EQ(std::system(("ffmpeg -v error -f lavfi -i testsrc=d=1:s=64x64 -f vob -y " + video).c_str()), 0);
+        std::string errors;
+        EXPECT_EQ(run(video + " -o " + folder.file("v.wav"), &errors), 2);
+        EXPECT_NE(errors.find("no stream the filter accepts"), std::string::npos) << errors;
+    }
+}
+
+}  // namespace
