@@ -131,9 +131,10 @@ public:
         for (const char* name : {"CLSID", "FriendlyName", "FilterData"})
             RegDeleteValueA(key, name);
         RegCloseKey(key);
-        // A key that still holds subkeys stays, as the registry keeps it.
+        // A key that still holds subkeys stays, as the registry keeps it; the
+        // filter is unregistered all the same, its values being gone.
         LSTATUS status = RegDeleteKeyA(HKEY_CLASSES_ROOT, path.c_str());
-        return status == ERROR_SUCCESS ? S_OK : HRESULT_FROM_WIN32(status);
+        return status == ERROR_SUCCESS || status == ERROR_ACCESS_DENIED ? S_OK : HRESULT_FROM_WIN32(status);
     }
 
     STDMETHODIMP RegisterFilter(REFCLSID filter, LPCWSTR name, IMoniker** moniker,

@@ -126,7 +126,9 @@ TEST_F(FilterMapperTest, UnregistrationLeavesAKeyThatHasSubkeys)
     ASSERT_EQ(RegCreateKeyExA(HKEY_CLASSES_ROOT, sub, 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key, nullptr),
               ERROR_SUCCESS);
     RegCloseKey(key);
-    EXPECT_NE(mapper->UnregisterFilter(&CLSID_LegacyAmFilterCategory, nullptr, MEDIASUBTYPE_SDDS), S_OK);
+    EXPECT_EQ(mapper->UnregisterFilter(&CLSID_LegacyAmFilterCategory, nullptr, MEDIASUBTYPE_SDDS), S_OK);
+    platform::RegisteredFilter found;
+    EXPECT_FALSE(platform::readFilterRegistration(CLSID_LegacyAmFilterCategory, MEDIASUBTYPE_SDDS, found));
     EXPECT_EQ(RegOpenKeyExA(HKEY_CLASSES_ROOT, sub, 0, KEY_READ, &key), ERROR_SUCCESS);
     RegCloseKey(key);
 }

@@ -1,0 +1,102 @@
+// What registering the module writes, and what unregistering leaves.
+#include <gtest/gtest.h>
+
+#include "core/media_subtypes.h"
+#include "filter/TvDllMain.h"
+#include "filter/TvFilter.h"
+#include "platform/filter_registration.h"
+
+extern "C" HRESULT STDAPICALLTYPE DllRegisterServer();
+extern "C" HRESULT STDAPICALLTYPE DllUnregisterServer();
+extern "C" HRESULT STDAPICALLTYPE DllGetClassObject(REFCLSID clsid, REFIID riid, void** ppv);
+
+namespace {
+
+std::string readString(const std::string& path, const char* name)
+{
+    HKEY key;
+    if (RegOpenKeyExA(HKEY_CLASSES_ROOT, path.c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS)
+        return "<missing>";
+    char value[1024] = {};
+    DWORD size = sizeof value;
+    LSTATUS status = RegQueryValueExA(key, name, nullptr, nullptr, reinterpret_cast<BYTE*>(value), &size);
+    RegCloseKey(key);
+    return status == ERROR_SUCCESS ? std::string(value) : "<missing>";
+}
+
+bool readDword(const std::string& path, const char* name, DWORD& value)
+{
+    HKEY key;
+    if (RegOpenKeyExA(HKEY_CLASSES_ROOT, path.c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS)
+        return false;
+    DWORD size = sizeof value, type = 0;
+    LSTATUS status = RegQueryValueExA(key, name, nullptr, &type, reinterpret_cast<BYTE*>(&value), &size);
+    RegCloseKey(key);
+    return status == ERROR_SUCCESS && type == REG_DWORD;
+}
+
+std::string clsidText()
+{
+    OLECHAR text[39];
+    StringFromGUID2(CLSID_Tavio2, text, 39);
+    return platform::toUtf8(reinterpret_cast<const WCHAR*>(text));
+}
+
+TEST(Registration, WritesServerKeysFilterDataAndCapabilities)
+{
+    platform::registryClear();
+    ASSERT_EQ(DllRegisterServer(), S_OK);
+    std::string server = "CLSID\\" + clsidText();
+    EXPECT_EQ(readString(server, nullptr), "Tavio2");
+    EXPECT_EQ(readString(server + "\\InprocServer32", "ThreadingModel"), "Both");
+    EXPECT_NE(readString(server + "\\InprocServer32", nullptr), "<missing>");
+
+    platform::RegisteredFilter filter;
+    ASSERT_TRUE(platform::readFilterRegistration(CLSID_LegacyAmFilterCategory, CLSID_Tavio2, filter));
+    EXPECT_EQ(filter.friendlyName, "Tavio Audio Decoder 2");
+    EXPECT_EQ(filter.merit, 0x600000u);
+    ASSERT_EQ(filter.pins.size(), 2u);
+    const auto& input = filter.pins[0].types;
+    ASSERT_EQ(input.size(), 54u);
+    // Subtype by subtype, each with the three major types in order.
+    EXPECT_TRUE(IsEqualGUID(input[0].second, MEDIASUBTYPE_MPEG1AudioPayload));
+    EXPECT_TRUE(IsEqualGUID(input[0].first, MEDIATYPE_Audio));
+    EXPECT_TRUE(IsEqualGUID(input[1].first, MEDIATYPE_MPEG2_PES));
+    EXPECT_TRUE(IsEqualGUID(input[2].first, MEDIATYPE_DVD_ENCRYPTED_PACK));
+    EXPECT_TRUE(IsEqualGUID(input[27].second, MEDIASUBTYPE_DVD_LPCM_AUDIO));
+    EXPECT_TRUE(IsEqualGUID(input[53].second, MEDIASUBTYPE_DVDA_AUDIO_MLP));
+    EXPECT_TRUE(filter.pins[1].output);
+    ASSERT_EQ(filter.pins[1].types.size(), 1u);
+    EXPECT_TRUE(IsEqualGUID(filter.pins[1].types[0].second, MEDIASUBTYPE_PCM));
+
+    std::string capabilities =
+        "CLSID\\{083863F1-70DE-11d0-BD40-00A0C911CE86}\\Instance\\" + clsidText() + "\\Capabilities";
+    DWORD value = 0;
+    ASSERT_TRUE(readDword(capabilities, "{374ac4df-7c98-4257-b13d-36087dbee458}", value));
+    EXPECT_EQ(value, 1u);
+
+    ASSERT_EQ(DllUnregisterServer(), S_OK);
+    EXPECT_EQ(readString(server, nullptr), "<missing>");
+    EXPECT_FALSE(platform::readFilterRegistration(CLSID_LegacyAmFilterCategory, CLSID_Tavio2, filter));
+    // Everything but the capabilities value goes.
+    value = 0;
+    EXPECT_TRUE(readDword(capabilities, "{374ac4df-7c98-4257-b13d-36087dbee458}", value));
+    platform::registryClear();
+}
+
+TEST(Registration, ClassFactoryOutsideTheModuleReportsTheMissingModule)
+{
+    // Linked into a test, the module file is not loaded under its name, so
+    // the filter cannot find its folder: creation fails cleanly with E_FAIL.
+    IClassFactory* factory = nullptr;
+    ASSERT_EQ(DllGetClassObject(CLSID_Tavio2, IID_IClassFactory, reinterpret_cast<void**>(&factory)), S_OK);
+    IUnknown* object = nullptr;
+    EXPECT_EQ(factory->CreateInstance(nullptr, IID_IUnknown, reinterpret_cast<void**>(&object)), E_FAIL);
+    EXPECT_EQ(object, nullptr);
+    factory->Release();
+    TvFilter* filter = reinterpret_cast<TvFilter*>(1);
+    makeTavio2(&filter);
+    EXPECT_EQ(filter, nullptr);
+}
+
+}  // namespace
