@@ -1,5 +1,6 @@
 // Program-stream reader: the input is cut into pieces (sizes from the first
-// byte) and read to the end; nothing may crash, hang or grow without bound.
+// byte) and read to the end; nothing may crash or hang, and after draining
+// the reader must hold less than one packet.
 #include <cstddef>
 #include <cstdint>
 
@@ -14,13 +15,14 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     PesPacket packet;
     size_t packets = 0;
     for (size_t offset = 1; offset < size; offset += piece) {
-        size_t length = offset + piece <= size ? piece : size - offset;
-        reader.append(data + offset, length);
-        while (reader.next(packet) && ++packets < 100000) {
-        }
+        reader.append(data + offset, offset + piece <= size ? piece : size - offset);
+        while (packets < 100000 && reader.next(packet))
+            ++packets;
+        if (packets < 100000 && reader.bufferedBytes() >= ProgramStreamReader::kMaxPacketSize)
+            __builtin_trap();
     }
     reader.finish();
-    while (reader.next(packet) && ++packets < 100000) {
-    }
+    while (packets < 100000 && reader.next(packet))
+        ++packets;
     return 0;
 }

@@ -1,0 +1,194 @@
+// The program-stream reader against an independent demuxer: streams made by
+// ffmpeg at test time, and real streams from the shared vectors. ffmpeg's own
+// stream copy of the audio is the reference for the payload bytes, ffprobe's
+// packet list the reference for the time stamps.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <sstream>
+
+#include "support/reference_tools.h"
+#include "tests/host/program_stream_builders.h"
+
+namespace {
+
+using psbuild::Bytes;
+
+constexpr uint8_t kPrivateStream1 = 0xBD;
+
+Bytes readFile(const std::string& path)
+{
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+}
+
+// ffmpeg's stream copy drops the part of a private-stream-1 payload that only
+// the demuxer needs: the substream id, the frame count and the first access
+// unit pointer (4 bytes). What remains is the codec's data; for DVD LPCM that
+// still starts with the 3 bytes of audio information.
+constexpr size_t kDemuxerOnlyBytes = 4;
+// The whole DVD LPCM private header, before the samples.
+constexpr size_t kLpcmHeaderBytes = 7;
+
+Bytes joinedPayloads(const std::vector<PesPacket>& packets, size_t skip)
+{
+    Bytes joined;
+    for (const PesPacket& p : packets) {
+        if (p.payload.size() > skip)
+            joined.insert(joined.end(), p.payload.begin() + static_cast<std::ptrdiff_t>(skip),
+                          p.payload.end());
+    }
+    return joined;
+}
+
+std::vector<int64_t> probedTimeStamps(const std::string& file)
+{
+    bool ok = false;
+    Bytes out = commandOutput(
+        "ffprobe -v error -select_streams a -show_entries packet=pts -of csv=p=0 " + file, &ok);
+    EXPECT_TRUE(ok);
+    std::vector<int64_t> stamps;
+    std::stringstream lines(std::string(out.begin(), out.end()));
+    for (std::string line; std::getline(lines, line);) {
+        if (!line.empty() && line != "N/A")
+            stamps.push_back(std::stoll(line));
+    }
+    return stamps;
+}
+
+struct MuxedCase {
+    const char* name;
+    const char* codec;  // ffmpeg encoder options
+    int channels;
+    int rate;
+    const char* format;  // vob: MPEG-2 program stream; mpeg: MPEG-1 system stream
+    uint8_t streamId;
+    int substream;
+    // The reference demuxer hands each LPCM packet on as it is; for frame
+    // codecs it splits and stamps frames, so ours are only a subset.
+    bool samePacketsAsProbe;
+    // 16-bit DVD LPCM samples are plain big-endian, as ffmpeg decodes to s16be.
+    bool plainSixteenBit;
+};
+
+class MuxedStreams : public ::testing::TestWithParam<MuxedCase> {};
+
+TEST_P(MuxedStreams, PayloadsAndTimeStampsMatchTheReferenceDemuxer)
+{
+    const MuxedCase& c = GetParam();
+    if (!haveFfmpeg())
+        GTEST_SKIP() << "ffmpeg not installed";
+    TempFolder folder;
+    std::string stream = folder.file("out.mpg");
+    std::string make = "ffmpeg -v error " + sineSource(c.channels, c.rate, 1.0) + " -c:a " +
+                       c.codec + " -f " + c.format + " -y " + stream;
+    ASSERT_EQ(std::system(make.c_str()), 0) << make;
+
+    std::vector<PesPacket> packets;
+    ASSERT_TRUE(readProgramStreamFile(stream, packets));
+    ASSERT_GT(packets.size(), 2u);
+    std::vector<int64_t> ours;
+    for (const PesPacket& p : packets) {
+        ASSERT_EQ(p.streamId, c.streamId);
+        ASSERT_EQ(p.substreamId, c.substream);
+        EXPECT_FALSE(p.hasDts);
+        if (p.hasPts) {
+            if (!ours.empty()) {
+                EXPECT_GT(p.pts, ours.back());
+            }
+            ours.push_back(p.pts);
+        }
+    }
+
+    bool ok = false;
+    Bytes copied =
+        commandOutput("ffmpeg -v error -i " + stream + " -map 0:a -c copy -f data -", &ok);
+    ASSERT_TRUE(ok);
+    Bytes joined = joinedPayloads(packets, c.streamId == kPrivateStream1 ? kDemuxerOnlyBytes : 0);
+    ASSERT_EQ(joined.size(), copied.size());
+    EXPECT_TRUE(joined == copied);
+
+    std::vector<int64_t> probed = probedTimeStamps(stream);
+    if (c.samePacketsAsProbe) {
+        // One reference packet per PES packet; it makes up a time for a
+        // packet without one, so only the stamped packets are compared.
+        ASSERT_EQ(probed.size(), packets.size());
+        for (size_t i = 0; i < packets.size(); ++i) {
+            if (packets[i].hasPts) {
+                EXPECT_EQ(packets[i].pts, probed[i]) << "packet " << i;
+            }
+        }
+    } else {
+        size_t at = 0;
+        for (int64_t pts : ours) {
+            while (at < probed.size() && probed[at] != pts)
+                ++at;
+            ASSERT_LT(at, probed.size()) << "pts " << pts << " is not one ffprobe reports";
+        }
+    }
+
+    if (c.plainSixteenBit) {
+        Bytes decoded = commandOutput("ffmpeg -v error -i " + stream + " -f s16be -", &ok);
+        ASSERT_TRUE(ok);
+        Bytes samples = joinedPayloads(packets, kLpcmHeaderBytes);
+        ASSERT_EQ(samples.size(), decoded.size());
+        EXPECT_TRUE(samples == decoded);
+    }
+
+    psbuild::expectSameWhateverTheCuts(readFile(stream));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Ffmpeg,
+    MuxedStreams,
+    ::testing::Values(
+        MuxedCase{"Lpcm16Stereo48k", "pcm_dvd -sample_fmt s16", 2, 48000, "vob", 0xBD, 0xA0, true,
+                  true},
+        MuxedCase{"Lpcm16SixChannels48k", "pcm_dvd -sample_fmt s16", 6, 48000, "vob", 0xBD, 0xA0,
+                  true, true},
+        MuxedCase{"Lpcm24Stereo96k", "pcm_dvd -sample_fmt s32", 2, 96000, "vob", 0xBD, 0xA0, true,
+                  false},
+        MuxedCase{"Ac3SixChannels", "ac3", 6, 48000, "vob", 0xBD, 0x80, false, false},
+        MuxedCase{"Mp2Stereo", "mp2", 2, 48000, "vob", 0xC0, -1, false, false},
+        MuxedCase{"Mp2InMpeg1Stream", "mp2", 2, 44100, "mpeg", 0xC0, -1, false, false},
+        MuxedCase{"Ac3InMpeg1Stream", "ac3", 2, 48000, "mpeg", 0xBD, 0x80, false, false}),
+    [](const auto& info) { return std::string(info.param.name); });
+
+// Streams nobody here wrote; ffmpeg's stream copy, when present, gives the
+// payload bytes.
+TEST(ProgramStream, RealStreams)
+{
+    const std::filesystem::path vectors = "/work/shared/vectors/androidx_media";
+    if (!std::filesystem::exists(vectors))
+        GTEST_SKIP() << "shared test vectors not present";
+    struct Vector {
+        const char* file;
+        uint8_t streamId;
+        int substream;
+    } files[] = {{"ts_sample_ac3.ps", 0xBD, 0x80}, {"ts_sample_h262_mpeg_audio.ps", 0xC0, -1}};
+    for (const Vector& v : files) {
+        SCOPED_TRACE(v.file);
+        std::string path = (vectors / v.file).string();
+        std::vector<PesPacket> packets;
+        ASSERT_TRUE(readProgramStreamFile(path, packets));
+        ASSERT_FALSE(packets.empty());
+        for (const PesPacket& p : packets) {
+            EXPECT_EQ(p.streamId, v.streamId);
+            EXPECT_EQ(p.substreamId, v.substream);
+            EXPECT_TRUE(p.hasPts);
+        }
+        psbuild::expectSameWhateverTheCuts(readFile(path));
+        if (!haveFfmpeg())
+            continue;
+        bool ok = false;
+        Bytes copied =
+            commandOutput("ffmpeg -v error -i " + path + " -map 0:a -c copy -f data -", &ok);
+        ASSERT_TRUE(ok);
+        EXPECT_TRUE(joinedPayloads(
+                        packets, v.streamId == kPrivateStream1 ? kDemuxerOnlyBytes : 0) == copied);
+    }
+}
+
+}  // namespace
