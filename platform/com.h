@@ -39,6 +39,7 @@ struct IPersist : public IUnknown {
 
 struct IStream;  // only passed through (ICodecAPI settings, IPersistStream)
 struct IMoniker;
+struct IBindCtx;
 struct IEnumMoniker;
 struct ITypeInfo;
 

@@ -24,6 +24,8 @@ DEFINE_GUID(IID_IMediaSample, 0x56A8689A, 0x0AD4, 0x11CE, 0xB0, 0x3A, 0x00, 0x20
 DEFINE_GUID(IID_IMemAllocator, 0x56A8689C, 0x0AD4, 0x11CE, 0xB0, 0x3A, 0x00, 0x20, 0xAF, 0x0B, 0xA7, 0x70);
 DEFINE_GUID(IID_IMemInputPin, 0x56A8689D, 0x0AD4, 0x11CE, 0xB0, 0x3A, 0x00, 0x20, 0xAF, 0x0B, 0xA7, 0x70);
 DEFINE_GUID(IID_IFilterGraph, 0x56A8689F, 0x0AD4, 0x11CE, 0xB0, 0x3A, 0x00, 0x20, 0xAF, 0x0B, 0xA7, 0x70);
+DEFINE_GUID(IID_IGraphBuilder, 0x56A868A9, 0x0AD4, 0x11CE, 0xB0, 0x3A, 0x00, 0x20, 0xAF, 0x0B, 0xA7, 0x70);
+DEFINE_GUID(IID_IFilterGraph2, 0x36B73882, 0xC2C8, 0x11CF, 0x8B, 0x46, 0x00, 0x80, 0x5F, 0x6C, 0xEF, 0x60);
 DEFINE_GUID(IID_IMediaEventSink, 0x56A868A2, 0x0AD4, 0x11CE, 0xB0, 0x3A, 0x00, 0x20, 0xAF, 0x0B, 0xA7, 0x70);
 DEFINE_GUID(IID_IQualityControl, 0x56A868A5, 0x0AD4, 0x11CE, 0xB0, 0x3A, 0x00, 0x20, 0xAF, 0x0B, 0xA7, 0x70);
 DEFINE_GUID(IID_IMediaPosition, 0x56A868B2, 0x0AD4, 0x11CE, 0xB0, 0x3A, 0x00, 0x20, 0xAF, 0x0B, 0xA7, 0x70);
@@ -364,6 +366,26 @@ struct IFilterGraph : public IUnknown {
     STDMETHOD(Reconnect)(IPin* ppin) PURE;
     STDMETHOD(Disconnect)(IPin* ppin) PURE;
     STDMETHOD(SetDefaultSyncSource)() PURE;
+};
+
+// Only for IFilterGraph2, through which a filter asks the graph to reconnect
+// a pin with a given type.
+struct IGraphBuilder : public IFilterGraph {
+    STDMETHOD(Connect)(IPin* ppinOut, IPin* ppinIn) PURE;
+    STDMETHOD(Render)(IPin* ppinOut) PURE;
+    STDMETHOD(RenderFile)(LPCWSTR lpcwstrFile, LPCWSTR lpcwstrPlayList) PURE;
+    STDMETHOD(AddSourceFilter)(LPCWSTR lpcwstrFileName, LPCWSTR lpcwstrFilterName,
+                               IBaseFilter** ppFilter) PURE;
+    STDMETHOD(SetLogFile)(DWORD_PTR hFile) PURE;
+    STDMETHOD(Abort)() PURE;
+    STDMETHOD(ShouldOperationContinue)() PURE;
+};
+
+struct IFilterGraph2 : public IGraphBuilder {
+    STDMETHOD(AddSourceFilterForMoniker)(IMoniker* pMoniker, IBindCtx* pCtx,
+                                         LPCWSTR lpcwstrFilterName, IBaseFilter** ppFilter) PURE;
+    STDMETHOD(ReconnectEx)(IPin* ppin, const AM_MEDIA_TYPE* pmt) PURE;
+    STDMETHOD(RenderEx)(IPin* pPinOut, DWORD dwFlags, DWORD* pvContext) PURE;
 };
 
 struct IMediaEventSink : public IUnknown {

@@ -1,5 +1,6 @@
 #include "platform/dshow/allocator.h"
 
+#include <cstdint>
 #include <cstdlib>
 
 CBaseAllocator::CBaseAllocator(const char* name, IUnknown* outer, HRESULT* phr)
@@ -40,10 +41,13 @@ STDMETHODIMP CBaseAllocator::SetProperties(ALLOCATOR_PROPERTIES* request,
         return VFW_E_BUFFERS_OUTSTANDING;
     if (request->cBuffers < 0 || request->cbBuffer < 0 || request->cbPrefix < 0)
         return E_INVALIDARG;
-    LONG rounded = request->cbBuffer + request->cbPrefix;
+    // In 64 bits: a buffer and prefix near the LONG limit must not wrap.
+    int64_t rounded = int64_t{request->cbBuffer} + request->cbPrefix;
     rounded = (rounded + align - 1) / align * align;
+    if (rounded > 0x7FFFFFFF)
+        return E_INVALIDARG;
     m_lCount = request->cBuffers;
-    m_lSize = rounded - request->cbPrefix;
+    m_lSize = static_cast<LONG>(rounded - request->cbPrefix);
     m_lAlignment = align;
     m_lPrefix = request->cbPrefix;
     m_bChanged = true;
@@ -213,9 +217,12 @@ HRESULT CMemAllocator::Alloc()
     if (m_pBuffer && !m_bChanged)
         return S_OK;
     ReallyFree();
-    LONG stride = m_lSize + m_lPrefix;  // already a multiple of the alignment
-    size_t total = static_cast<size_t>(stride) * static_cast<size_t>(m_lCount) +
-                   static_cast<size_t>(m_lAlignment);
+    size_t stride = static_cast<size_t>(m_lSize) + static_cast<size_t>(m_lPrefix);  // aligned
+    // Count times stride can exceed what a 32-bit process can address.
+    size_t limit = (SIZE_MAX - static_cast<size_t>(m_lAlignment)) / (stride ? stride : 1);
+    if (static_cast<size_t>(m_lCount) > limit)
+        return E_OUTOFMEMORY;
+    size_t total = stride * static_cast<size_t>(m_lCount) + static_cast<size_t>(m_lAlignment);
     m_pBuffer = static_cast<BYTE*>(std::malloc(total));
     if (!m_pBuffer)
         return E_OUTOFMEMORY;

@@ -78,14 +78,14 @@ STDMETHODIMP CBaseFilter::Run(REFERENCE_TIME start)
         if (FAILED(hr))
             return hr;
     }
-    if (m_State != State_Running) {
-        for (int i = 0; i < GetPinCount(); ++i) {
-            CBasePin* pin = GetPin(i);
-            if (pin && pin->IsConnected()) {
-                HRESULT hr = pin->Run(start);
-                if (FAILED(hr))
-                    return hr;
-            }
+    // Every Run carries a new stream-time origin, so the pins hear of it even
+    // when the filter is already running.
+    for (int i = 0; i < GetPinCount(); ++i) {
+        CBasePin* pin = GetPin(i);
+        if (pin && pin->IsConnected()) {
+            HRESULT hr = pin->Run(start);
+            if (FAILED(hr))
+                return hr;
         }
     }
     m_State = State_Running;
@@ -126,6 +126,7 @@ STDMETHODIMP CBaseFilter::EnumPins(IEnumPins** ppEnum)
 {
     if (!ppEnum)
         return E_POINTER;
+    CAutoLock lock(m_pLock);
     *ppEnum = new CEnumPins(this, nullptr);
     return S_OK;
 }
@@ -208,9 +209,17 @@ HRESULT CBaseFilter::NotifyEvent(LONG code, LONG_PTR param1, LONG_PTR param2)
     return sink->Notify(code, param1, param2);
 }
 
-HRESULT CBaseFilter::ReconnectPin(IPin* pin, const AM_MEDIA_TYPE*)
+HRESULT CBaseFilter::ReconnectPin(IPin* pin, const AM_MEDIA_TYPE* type)
 {
     if (!m_pGraph)
         return E_NOINTERFACE;
+    // Only the newer graph interface can carry the type we want.
+    IFilterGraph2* graph2 = nullptr;
+    if (SUCCEEDED(m_pGraph->QueryInterface(IID_IFilterGraph2, reinterpret_cast<void**>(&graph2))) &&
+        graph2) {
+        HRESULT hr = graph2->ReconnectEx(pin, type);
+        graph2->Release();
+        return hr;
+    }
     return m_pGraph->Reconnect(pin);
 }

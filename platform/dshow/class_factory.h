@@ -1,9 +1,7 @@
 // What a module needs to serve its COM classes: the table of classes it
-// makes, the class factory, and the steps behind DllGetClassObject,
-// DllCanUnloadNow, DllRegisterServer and DllUnregisterServer.
+// makes, the class factory, and the steps behind DllGetClassObject and
+// DllCanUnloadNow (registration is in registration.h).
 #pragma once
-
-#include <string>
 
 #include "platform/dshow/unknown.h"
 #include "platform/strmif.h"
@@ -55,9 +53,6 @@ HRESULT GetClassObjectFromTemplates(const CFactoryTemplate* templates, int count
                                     REFIID riid, void** ppv);
 // DllCanUnloadNow: S_OK only with no live objects and no server locks.
 HRESULT CanUnloadModule();
-// DllRegisterServer / DllUnregisterServer over a class table: the COM server
-// keys (name, InprocServer32 = modulePath, ThreadingModel Both) and, for
-// classes with a setup record, the filter registration in the legacy
-// DirectShow category through the filter mapper.
-HRESULT RegisterTemplates(const CFactoryTemplate* templates, int count,
-                          const std::string& modulePath, bool registering);
+// Runs every class's init routine; the module calls it when it is loaded
+// (loading true) and unloaded (false).
+void InitClassTemplates(const CFactoryTemplate* templates, int count, bool loading);

@@ -1,3 +1,6 @@
+#include "platform/dshow/media_sample.h"
+
+#include <cstddef>
 #include <cstring>
 
 #include "platform/dshow/allocator.h"
@@ -184,7 +187,7 @@ STDMETHODIMP CMediaSample::SetMediaTime(LONGLONG* start, LONGLONG* end)
     if (!start || !end)
         return E_POINTER;
     m_MediaStart = *start;
-    m_MediaEnd = static_cast<LONG>(*end - *start);
+    m_MediaEnd = *end - *start;
     m_dwFlags |= kMediaTimeValid;
     return S_OK;
 }
@@ -231,8 +234,10 @@ STDMETHODIMP CMediaSample::SetProperties(DWORD size, const BYTE* properties)
         if ((props.dwSampleFlags & AM_SAMPLE_TIMEVALID) &&
             !covers(offsetof(AM_SAMPLE2_PROPERTIES, tStop) + sizeof(REFERENCE_TIME)))
             return E_INVALIDARG;
+        // A type change needs the type itself, so the size must reach it.
         if ((props.dwSampleFlags & AM_SAMPLE_TYPECHANGED) &&
-            covers(offsetof(AM_SAMPLE2_PROPERTIES, pMediaType) + sizeof(void*)) && !props.pMediaType)
+            (!covers(offsetof(AM_SAMPLE2_PROPERTIES, pMediaType) + sizeof(void*)) ||
+             !props.pMediaType))
             return E_POINTER;
     }
     if (covers(offsetof(AM_SAMPLE2_PROPERTIES, pbBuffer) + sizeof(BYTE*)) && props.pbBuffer &&

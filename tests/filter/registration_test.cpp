@@ -87,11 +87,12 @@ TEST(Registration, WritesServerKeysFilterDataAndCapabilities)
 TEST(Registration, ClassFactoryOutsideTheModuleReportsTheMissingModule)
 {
     // Linked into a test, the module file is not loaded under its name, so
-    // the filter cannot find its folder: creation fails cleanly with E_FAIL.
+    // the filter cannot find its folder: creation fails cleanly (the factory
+    // reports a creator that made nothing as out of memory).
     IClassFactory* factory = nullptr;
     ASSERT_EQ(DllGetClassObject(CLSID_Tavio2, IID_IClassFactory, reinterpret_cast<void**>(&factory)), S_OK);
     IUnknown* object = nullptr;
-    EXPECT_EQ(factory->CreateInstance(nullptr, IID_IUnknown, reinterpret_cast<void**>(&object)), E_FAIL);
+    EXPECT_EQ(factory->CreateInstance(nullptr, IID_IUnknown, reinterpret_cast<void**>(&object)), E_OUTOFMEMORY);
     EXPECT_EQ(object, nullptr);
     factory->Release();
     TvFilter* filter = reinterpret_cast<TvFilter*>(1);

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstddef>
 #include <thread>
 
 #include "platform/dshow/streams.h"
@@ -18,7 +19,11 @@ IMemAllocator* newAllocator()
     return allocator;
 }
 
-HRESULT setProperties(IMemAllocator* allocator, LONG count, LONG size, LONG align, LONG prefix,
+HRESULT setProperties(IMemAllocator* allocator,
+                      LONG count,
+                      LONG size,
+                      LONG align,
+                      LONG prefix,
                       ALLOCATOR_PROPERTIES* actual = nullptr)
 {
     ALLOCATOR_PROPERTIES request{count, size, align, prefix};
@@ -45,11 +50,9 @@ TEST_F(AllocatorTest, PropertiesAreCheckedAndRounded)
         HRESULT expected;
         LONG actualSize;
     } cases[] = {
-        {2, 100, 1, 0, S_OK, 100},
-        {2, 100, 16, 0, S_OK, 112},
+        {2, 100, 1, 0, S_OK, 100},         {2, 100, 16, 0, S_OK, 112},
         {2, 100, 16, 8, S_OK, 104},  // size + prefix rounded to the alignment
-        {2, 100, 3, 0, VFW_E_BADALIGN, 0},
-        {2, 100, 0, 0, VFW_E_BADALIGN, 0},
+        {2, 100, 3, 0, VFW_E_BADALIGN, 0}, {2, 100, 0, 0, VFW_E_BADALIGN, 0},
     };
     for (const Case& c : cases) {
         ALLOCATOR_PROPERTIES actual{};
@@ -222,7 +225,7 @@ TEST(MediaSample, TimesLengthsAndProperties)
     ASSERT_EQ(sample2->GetProperties(sizeof props, reinterpret_cast<BYTE*>(&props)), S_OK);
     EXPECT_EQ(props.lActual, 64);
     EXPECT_EQ(props.dwSampleFlags & 0x80000000u, 0u);  // the media-time flag stays private
-    props.dwSampleFlags = 0x40000;  // unknown flag
+    props.dwSampleFlags = 0x40000;                     // unknown flag
     EXPECT_EQ(sample2->SetProperties(sizeof props, reinterpret_cast<BYTE*>(&props)), E_INVALIDARG);
     props.dwSampleFlags = AM_SAMPLE_SPLICEPOINT;
     props.lActual = 65;
@@ -237,6 +240,138 @@ TEST(MediaSample, TimesLengthsAndProperties)
     allocator->Decommit();
     allocator->Release();
     EXPECT_EQ(CBaseObject::ObjectsActive(), 0);
+}
+
+class SampleTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        allocator = newAllocator();
+        ASSERT_EQ(setProperties(allocator, 2, 64, 16, 8), S_OK);
+        ASSERT_EQ(allocator->Commit(), S_OK);
+        IMediaSample* plain = nullptr;
+        ASSERT_EQ(allocator->GetBuffer(&plain, nullptr, nullptr, 0), S_OK);
+        plain->QueryInterface(IID_IMediaSample2, reinterpret_cast<void**>(&sample));
+        plain->Release();
+    }
+    void TearDown() override
+    {
+        sample->Release();
+        allocator->Decommit();
+        allocator->Release();
+        EXPECT_EQ(CBaseObject::ObjectsActive(), 0);
+    }
+    AM_SAMPLE2_PROPERTIES properties()
+    {
+        AM_SAMPLE2_PROPERTIES props{};
+        sample->GetProperties(sizeof props, reinterpret_cast<BYTE*>(&props));
+        return props;
+    }
+    HRESULT setProperties2(const AM_SAMPLE2_PROPERTIES& props,
+                           DWORD size = sizeof(AM_SAMPLE2_PROPERTIES))
+    {
+        return sample->SetProperties(size, reinterpret_cast<const BYTE*>(&props));
+    }
+
+    IMemAllocator* allocator = nullptr;
+    IMediaSample2* sample = nullptr;
+};
+
+TEST_F(SampleTest, SetPropertiesValidatesBeforeChangingAnything)
+{
+    CMediaType pcm(&MEDIATYPE_Audio);
+    AM_SAMPLE2_PROPERTIES good = properties();
+    struct Case {
+        const char* what;
+        void (*spoil)(AM_SAMPLE2_PROPERTIES&);
+        HRESULT expected;
+    } cases[] = {
+        {"unknown flag", [](AM_SAMPLE2_PROPERTIES& p) { p.dwSampleFlags |= 0x10000; },
+         E_INVALIDARG},
+        {"other buffer", [](AM_SAMPLE2_PROPERTIES& p) { p.pbBuffer += 1; }, E_INVALIDARG},
+        {"other size", [](AM_SAMPLE2_PROPERTIES& p) { p.cbBuffer += 1; }, E_INVALIDARG},
+        {"too long", [](AM_SAMPLE2_PROPERTIES& p) { p.lActual = p.cbBuffer + 1; }, E_INVALIDARG},
+        {"type change without a type",
+         [](AM_SAMPLE2_PROPERTIES& p) {
+             p.dwSampleFlags |= AM_SAMPLE_TYPECHANGED;
+             p.pMediaType = nullptr;
+         },
+         E_POINTER},
+    };
+    for (const Case& c : cases) {
+        AM_SAMPLE2_PROPERTIES props = good;
+        props.dwSampleFlags = AM_SAMPLE_SPLICEPOINT;
+        c.spoil(props);
+        EXPECT_EQ(setProperties2(props), c.expected) << c.what;
+        EXPECT_EQ(sample->IsSyncPoint(), S_FALSE) << c.what;  // nothing was taken
+    }
+    EXPECT_EQ(setProperties2(good, sizeof good + 4), E_INVALIDARG);
+
+    // A type change reaching only part of the structure has no type to take.
+    AM_SAMPLE2_PROPERTIES typed = good;
+    typed.dwSampleFlags = AM_SAMPLE_TYPECHANGED;
+    typed.pMediaType = &pcm;
+    EXPECT_EQ(setProperties2(typed, offsetof(AM_SAMPLE2_PROPERTIES, pMediaType)), E_POINTER);
+    ASSERT_EQ(setProperties2(typed), S_OK);
+    AM_MEDIA_TYPE* attached = nullptr;
+    ASSERT_EQ(sample->GetMediaType(&attached), S_OK);
+    EXPECT_TRUE(IsEqualGUID(attached->majortype, MEDIATYPE_Audio));
+    DeleteMediaType(attached);
+    // GetProperties lends the sample's own copy, not a new one.
+    AM_SAMPLE2_PROPERTIES after = properties();
+    ASSERT_NE(after.pMediaType, nullptr);
+    EXPECT_NE(after.pMediaType, &pcm);
+}
+
+TEST_F(SampleTest, PartialPropertiesOnlyTouchWhatTheyCover)
+{
+    AM_SAMPLE2_PROPERTIES props = properties();
+    EXPECT_EQ(props.cbData, sizeof props);
+    EXPECT_EQ(props.cbBuffer, 72);  // 64 + prefix 8 rounded to 16, less the prefix
+    props.dwSampleFlags = AM_SAMPLE_DATADISCONTINUITY;
+    props.lActual = 5;
+    // Only up to the flags: the length stays as it was.
+    ASSERT_EQ(setProperties2(props, offsetof(AM_SAMPLE2_PROPERTIES, lActual)), S_OK);
+    EXPECT_EQ(sample->IsDiscontinuity(), S_OK);
+    EXPECT_NE(sample->GetActualDataLength(), 5);
+    AM_SAMPLE2_PROPERTIES head{};
+    ASSERT_EQ(sample->GetProperties(sizeof(DWORD) * 2, reinterpret_cast<BYTE*>(&head)), S_OK);
+    EXPECT_EQ(head.cbData, sizeof(DWORD) * 2);
+    EXPECT_EQ(head.dwSampleFlags, 0u);  // not copied: beyond what was asked
+}
+
+TEST_F(SampleTest, MediaTimesKeepLongSpans)
+{
+    LONGLONG start = 1, stop = 1 + (LONGLONG{1} << 40);
+    ASSERT_EQ(sample->SetMediaTime(&start, &stop), S_OK);
+    LONGLONG a = 0, b = 0;
+    ASSERT_EQ(sample->GetMediaTime(&a, &b), S_OK);
+    EXPECT_EQ(b, stop);
+    ASSERT_EQ(sample->SetMediaTime(nullptr, nullptr), S_OK);
+    EXPECT_EQ(sample->GetMediaTime(&a, &b), VFW_E_MEDIA_TIME_NOT_SET);
+}
+
+TEST_F(SampleTest, BuffersLeaveRoomForThePrefix)
+{
+    IMediaSample* other = nullptr;
+    ASSERT_EQ(allocator->GetBuffer(&other, nullptr, nullptr, 0), S_OK);
+    BYTE* a = nullptr;
+    BYTE* b = nullptr;
+    sample->GetPointer(&a);
+    other->GetPointer(&b);
+    // The prefix in front of each buffer belongs to it alone; the prefix
+    // start is aligned.
+    EXPECT_GE(a > b ? a - b : b - a, 64 + 8);
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(a - 8) % 16, 0u);
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(b - 8) % 16, 0u);
+    other->Release();
+}
+
+TEST_F(AllocatorTest, SizesThatWouldOverflowAreRefused)
+{
+    EXPECT_EQ(setProperties(allocator, 1, 0x7FFFFFF0, 64, 0), E_INVALIDARG);
+    EXPECT_EQ(setProperties(allocator, 1, 0x7FFFFFFF, 1, 1), E_INVALIDARG);
+    EXPECT_EQ(setProperties(allocator, -1, 64, 1, 0), E_INVALIDARG);
 }
 
 }  // namespace

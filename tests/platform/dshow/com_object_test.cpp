@@ -2,14 +2,27 @@
 // registration through the filter mapper.
 #include <gtest/gtest.h>
 
+#include <utility>
+#include <vector>
+
 #include "platform/dshow/streams.h"
 #include "platform/filter_registration.h"
 
 namespace {
 
 // {B4E2C7A1-5D3F-4E8B-9C61-0A7F2D4E8B13}
-TV_DEFINE_GUID(CLSID_TestObject, 0xB4E2C7A1, 0x5D3F, 0x4E8B, 0x9C, 0x61, 0x0A, 0x7F, 0x2D, 0x4E,
-               0x8B, 0x13);
+TV_DEFINE_GUID(CLSID_TestObject,
+               0xB4E2C7A1,
+               0x5D3F,
+               0x4E8B,
+               0x9C,
+               0x61,
+               0x0A,
+               0x7F,
+               0x2D,
+               0x4E,
+               0x8B,
+               0x13);
 
 // An inner object exposing IPersist, aggregatable.
 class Inner : public CUnknown, public IPersist {
@@ -55,7 +68,8 @@ TEST(ComObject, AggregatedInterfacesCountOnTheOuterObject)
     auto* outer = new Outer;
     outer->NonDelegatingAddRef();
     IPersist* persist = nullptr;
-    ASSERT_EQ(outer->NonDelegatingQueryInterface(IID_IPersist, reinterpret_cast<void**>(&persist)), S_OK);
+    ASSERT_EQ(outer->NonDelegatingQueryInterface(IID_IPersist, reinterpret_cast<void**>(&persist)),
+              S_OK);
     EXPECT_EQ(outer->refs(), 2);
     // QueryInterface through the inner object's interface reaches the outer object.
     IUnknown* identity = nullptr;
@@ -79,8 +93,9 @@ const CFactoryTemplate templates[] = {
 TEST(ClassFactory, FollowsTheComRules)
 {
     void* object = nullptr;
-    EXPECT_EQ(GetClassObjectFromTemplates(templates, 1, MEDIATYPE_Audio, IID_IClassFactory, &object),
-              CLASS_E_CLASSNOTAVAILABLE);
+    EXPECT_EQ(
+        GetClassObjectFromTemplates(templates, 1, MEDIATYPE_Audio, IID_IClassFactory, &object),
+        CLASS_E_CLASSNOTAVAILABLE);
     EXPECT_EQ(GetClassObjectFromTemplates(templates, 1, CLSID_TestObject, IID_IPin, &object),
               E_NOINTERFACE);
     IClassFactory* factory = nullptr;
@@ -93,7 +108,8 @@ TEST(ClassFactory, FollowsTheComRules)
               E_NOINTERFACE);
 
     IPersist* persist = nullptr;
-    ASSERT_EQ(factory->CreateInstance(nullptr, IID_IPersist, reinterpret_cast<void**>(&persist)), S_OK);
+    ASSERT_EQ(factory->CreateInstance(nullptr, IID_IPersist, reinterpret_cast<void**>(&persist)),
+              S_OK);
     CLSID clsid;
     persist->GetClassID(&clsid);
     EXPECT_TRUE(IsEqualGUID(clsid, CLSID_TestObject));
@@ -108,6 +124,87 @@ TEST(ClassFactory, FollowsTheComRules)
     EXPECT_EQ(CanUnloadModule(), S_FALSE);  // the server lock still holds
     LockModule(false);
     EXPECT_EQ(CanUnloadModule(), S_OK);
+}
+
+// Creators that fail in the two ways a creator can.
+CUnknown* createFailing(IUnknown* outer, HRESULT* phr)
+{
+    *phr = E_ACCESSDENIED;
+    return new Inner(outer, phr);
+}
+CUnknown* createNothing(IUnknown*, HRESULT*)
+{
+    return nullptr;
+}
+
+std::vector<std::pair<BOOL, const CLSID*>> initCalls;
+void recordInit(BOOL loading, const CLSID* clsid)
+{
+    initCalls.push_back({loading, clsid});
+}
+
+const CFactoryTemplate failingTemplates[] = {
+    {WIDE("Failing"), &CLSID_TestObject, createFailing, recordInit, nullptr},
+    {WIDE("Nothing"), &MEDIATYPE_Audio, createNothing, nullptr, nullptr},
+};
+
+TEST(ClassFactory, CreatorFailuresLeaveNoObjectBehind)
+{
+    struct Case {
+        const CLSID* clsid;
+        HRESULT expected;
+    } cases[] = {{&CLSID_TestObject, E_ACCESSDENIED}, {&MEDIATYPE_Audio, E_OUTOFMEMORY}};
+    for (const Case& c : cases) {
+        IClassFactory* factory = nullptr;
+        ASSERT_EQ(GetClassObjectFromTemplates(failingTemplates, 2, *c.clsid, IID_IUnknown,
+                                              reinterpret_cast<void**>(&factory)),
+                  S_OK);
+        void* object = reinterpret_cast<void*>(1);
+        EXPECT_EQ(factory->CreateInstance(nullptr, IID_IUnknown, &object), c.expected);
+        EXPECT_EQ(object, nullptr);
+        EXPECT_EQ(factory->CreateInstance(nullptr, IID_IUnknown, nullptr), E_POINTER);
+        factory->Release();
+        EXPECT_EQ(CanUnloadModule(), S_OK);
+    }
+}
+
+TEST(ClassFactory, AggregatedCreationHandsTheOuterObjectTheInnerUnknown)
+{
+    IClassFactory* factory = nullptr;
+    ASSERT_EQ(GetClassObjectFromTemplates(templates, 1, CLSID_TestObject, IID_IClassFactory,
+                                          reinterpret_cast<void**>(&factory)),
+              S_OK);
+    auto* outer = new Outer;  // stands in for any aggregating object
+    outer->NonDelegatingAddRef();
+    IUnknown* inner = nullptr;
+    ASSERT_EQ(
+        factory->CreateInstance(outer->GetOwner(), IID_IUnknown, reinterpret_cast<void**>(&inner)),
+        S_OK);
+    factory->Release();
+    // The inner unknown is the non-delegating one: its QI finds the inner's
+    // interface, whose own IUnknown methods go to the outer object.
+    IPersist* persist = nullptr;
+    ASSERT_EQ(inner->QueryInterface(IID_IPersist, reinterpret_cast<void**>(&persist)), S_OK);
+    EXPECT_EQ(outer->refs(), 2);
+    IUnknown* identity = nullptr;
+    ASSERT_EQ(persist->QueryInterface(IID_IUnknown, reinterpret_cast<void**>(&identity)), S_OK);
+    EXPECT_EQ(identity, outer->GetOwner());
+    identity->Release();
+    persist->Release();
+    inner->Release();  // the inner object goes, the outer stays
+    EXPECT_EQ(outer->refs(), 1);
+    outer->NonDelegatingRelease();
+    EXPECT_EQ(CanUnloadModule(), S_OK);
+}
+
+TEST(ClassFactory, InitRoutinesRunOnLoadAndUnload)
+{
+    initCalls.clear();
+    InitClassTemplates(failingTemplates, 2, true);
+    InitClassTemplates(failingTemplates, 2, false);
+    ASSERT_EQ(initCalls.size(), 2u);  // the second class has none
+    EXPECT_EQ(initCalls[0], std::make_pair(BOOL(TRUE), &CLSID_TestObject));
+    EXPECT_EQ(initCalls[1], std::make_pair(BOOL(FALSE), &CLSID_TestObject));
 }
 
 const AMOVIESETUP_MEDIATYPE inputTypes[] = {{&MEDIATYPE_Audio, &MEDIASUBTYPE_DOLBY_AC3},
@@ -129,7 +226,8 @@ std::string readString(const char* path, const char* name)
         return "<missing>";
     char value[512] = {};
     DWORD size = sizeof value;
-    LSTATUS status = RegQueryValueExA(key, name, nullptr, nullptr, reinterpret_cast<BYTE*>(value), &size);
+    LSTATUS status =
+        RegQueryValueExA(key, name, nullptr, nullptr, reinterpret_cast<BYTE*>(value), &size);
     RegCloseKey(key);
     return status == ERROR_SUCCESS ? std::string(value) : "<missing>";
 }
@@ -145,7 +243,8 @@ TEST(Registration, RegisterAndUnregisterRoundTrip)
     EXPECT_EQ(readString(inproc.c_str(), "ThreadingModel"), "Both");
 
     platform::RegisteredFilter filter;
-    ASSERT_TRUE(platform::readFilterRegistration(CLSID_LegacyAmFilterCategory, CLSID_TestObject, filter));
+    ASSERT_TRUE(
+        platform::readFilterRegistration(CLSID_LegacyAmFilterCategory, CLSID_TestObject, filter));
     EXPECT_EQ(filter.friendlyName, "Test Object");
     EXPECT_EQ(filter.merit, DWORD(MERIT_NORMAL));
     ASSERT_EQ(filter.pins.size(), 2u);
@@ -154,9 +253,28 @@ TEST(Registration, RegisterAndUnregisterRoundTrip)
 
     ASSERT_EQ(RegisterTemplates(registeredTemplates, 1, "", false), S_OK);
     EXPECT_EQ(readString(server, nullptr), "<missing>");
-    EXPECT_FALSE(platform::readFilterRegistration(CLSID_LegacyAmFilterCategory, CLSID_TestObject, filter));
+    EXPECT_FALSE(
+        platform::readFilterRegistration(CLSID_LegacyAmFilterCategory, CLSID_TestObject, filter));
     // Unregistering what is not registered is not an error.
     EXPECT_EQ(RegisterTemplates(registeredTemplates, 1, "", false), S_OK);
+    platform::registryClear();
+}
+
+TEST(Registration, TheServerPathComesFromTheModuleHandle)
+{
+    platform::registryClear();
+    HMODULE self = platform::moduleContaining(reinterpret_cast<const void*>(&Inner::Create));
+    ASSERT_NE(self, nullptr);
+    char expected[MAX_PATH] = {};
+    ASSERT_GT(GetModuleFileNameA(self, expected, MAX_PATH), 0u);
+    ASSERT_EQ(RegisterTemplates(templates, 1, self), S_OK);
+    EXPECT_EQ(readString("CLSID\\{B4E2C7A1-5D3F-4E8B-9C61-0A7F2D4E8B13}\\InprocServer32", nullptr),
+              expected);
+    // No setup record: nothing for the filter mapper.
+    platform::RegisteredFilter filter;
+    EXPECT_FALSE(
+        platform::readFilterRegistration(CLSID_LegacyAmFilterCategory, CLSID_TestObject, filter));
+    EXPECT_EQ(UnregisterTemplates(templates, 1), S_OK);
     platform::registryClear();
 }
 

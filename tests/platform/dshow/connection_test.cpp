@@ -44,10 +44,10 @@ TEST_F(ConnectionTest, SuccessfulConnectionRunsTheProtocolInOrder)
     makePins({{pcm}, {pcm}}, {{}, {pcm}});
     ASSERT_EQ(output->Connect(input, nullptr), S_OK);
     const CallLog expected = {
-        "out.CheckConnect",    "out.CheckMediaType PCM",   "out.SetMediaType PCM",
-        "in.CheckConnect",     "in.CheckMediaType PCM",    "in.SetMediaType PCM",
-        "in.CompleteConnect",  "out.CompleteConnect",      "in.GetAllocatorRequirements",
-        "in.GetAllocator",     "out.DecideBufferSize",     "in.NotifyAllocator",
+        "out.CheckConnect",   "out.CheckMediaType PCM", "out.SetMediaType PCM",
+        "in.CheckConnect",    "in.CheckMediaType PCM",  "in.SetMediaType PCM",
+        "in.CompleteConnect", "out.CompleteConnect",    "in.GetAllocatorRequirements",
+        "in.GetAllocator",    "out.DecideBufferSize",   "in.NotifyAllocator",
     };
     EXPECT_EQ(log, expected);
     EXPECT_TRUE(output->IsConnected());
@@ -77,7 +77,8 @@ TEST_F(ConnectionTest, ReceivingPinsTypesAreTriedBeforeOurOwn)
     for (const auto& entry : log)
         if (entry.rfind("out.CheckMediaType", 0) == 0)
             checks.push_back(entry);
-    EXPECT_EQ(checks, (std::vector<std::string>{"out.CheckMediaType PCM", "out.CheckMediaType FLOAT"}));
+    EXPECT_EQ(checks,
+              (std::vector<std::string>{"out.CheckMediaType PCM", "out.CheckMediaType FLOAT"}));
 }
 
 TEST_F(ConnectionTest, TryMyTypesFirstReversesTheOrder)
@@ -243,12 +244,115 @@ TEST_F(ConnectionTest, HoldingAPinKeepsTheFilterAlive)
     IPin* pin = nullptr;
     ASSERT_EQ(upstream->FindPin(WIDE("Out"), &pin), S_OK);
     LONG before = CBaseObject::ObjectsActive();
-    upstream->Release();  // the test's own reference
+    upstream->Release();                              // the test's own reference
     EXPECT_EQ(CBaseObject::ObjectsActive(), before);  // still alive through the pin
     PIN_DIRECTION direction;
     EXPECT_EQ(pin->QueryDirection(&direction), S_OK);
     upstream->AddRef();  // give TearDown its reference back
     pin->Release();
+}
+
+TEST_F(ConnectionTest, RefusalCodesFromCheckMediaType)
+{
+    // Vague refusals become VFW_E_TYPE_NOT_ACCEPTED; a telling one is kept.
+    struct Case {
+        HRESULT refusal;
+        HRESULT expected;
+    } cases[] = {
+        {S_FALSE, VFW_E_TYPE_NOT_ACCEPTED},
+        {E_FAIL, VFW_E_TYPE_NOT_ACCEPTED},
+        {E_INVALIDARG, VFW_E_TYPE_NOT_ACCEPTED},
+        {VFW_S_NO_MORE_ITEMS, VFW_E_TYPE_NOT_ACCEPTED},
+        {VFW_E_INVALIDSUBTYPE, VFW_E_INVALIDSUBTYPE},
+    };
+    CMediaType pcm = audioType(MEDIASUBTYPE_PCM), dts = audioType(MEDIASUBTYPE_DTS);
+    makePins({{pcm}, {pcm, dts}}, {{}, {pcm}});
+    for (const Case& c : cases) {
+        input->behaviour.refusal = c.refusal;
+        output->behaviour.refusal = c.refusal;
+        // Refused by the receiving pin, then by the connecting pin itself.
+        EXPECT_EQ(output->Connect(input, &dts), c.expected) << std::hex << c.refusal;
+        CMediaType flt = audioType(MEDIASUBTYPE_IEEE_FLOAT);
+        EXPECT_EQ(output->Connect(input, &flt), c.expected) << std::hex << c.refusal;
+        EXPECT_FALSE(output->IsConnected());
+        EXPECT_FALSE(input->IsConnected());
+    }
+}
+
+TEST_F(ConnectionTest, ATellingFailureDuringEnumerationIsReported)
+{
+    CMediaType pcm = audioType(MEDIASUBTYPE_PCM), dts = audioType(MEDIASUBTYPE_DTS);
+    makePins({{dts}, {dts}}, {{pcm}, {}});
+    input->behaviour.refusal = VFW_E_INVALIDSUBTYPE;
+    EXPECT_EQ(output->Connect(input, nullptr), VFW_E_INVALIDSUBTYPE);
+}
+
+TEST_F(ConnectionTest, ReceiveConnectionChecksItsCaller)
+{
+    CMediaType pcm = audioType(MEDIASUBTYPE_PCM);
+    makePins({{pcm}, {pcm}}, {{}, {pcm}});
+    EXPECT_EQ(input->ReceiveConnection(nullptr, &pcm), E_POINTER);
+    EXPECT_EQ(input->ReceiveConnection(output, nullptr), E_POINTER);
+    auto* otherInput = new TestInputPin(upstream, WIDE("In2"), {{}, {pcm}}, "in2");
+    upstream->AddPin(otherInput);
+    EXPECT_EQ(input->ReceiveConnection(otherInput, &pcm), VFW_E_INVALID_DIRECTION);
+    EXPECT_FALSE(input->IsConnected());
+
+    // A receiving filter that is running refuses the connection.
+    ASSERT_EQ(downstream->Pause(), S_OK);
+    EXPECT_EQ(output->Connect(input, &pcm), VFW_E_NOT_STOPPED);
+    EXPECT_FALSE(output->IsConnected());
+    downstream->Stop();
+}
+
+TEST_F(ConnectionTest, DisconnectForgetsTheType)
+{
+    CMediaType pcm = audioType(MEDIASUBTYPE_PCM);
+    makePins({{pcm}, {pcm}}, {{}, {pcm}});
+    ASSERT_EQ(output->Connect(input, &pcm), S_OK);
+    ASSERT_EQ(input->Disconnect(), S_OK);
+    AM_MEDIA_TYPE type;
+    EXPECT_EQ(input->ConnectionMediaType(&type), VFW_E_NOT_CONNECTED);
+    EXPECT_TRUE(IsEqualGUID(input->CurrentMediaType().majortype, GUID_NULL));
+    IPin* peer = nullptr;
+    EXPECT_EQ(input->ConnectedTo(&peer), VFW_E_NOT_CONNECTED);
+    EXPECT_EQ(input->ConnectionMediaType(nullptr), E_POINTER);
+}
+
+TEST_F(ConnectionTest, NoUsableAllocatorFailsTheConnection)
+{
+    // The output pin cannot size any allocator: both candidates are tried,
+    // the failure comes back, and neither pin stays connected.
+    CMediaType pcm = audioType(MEDIASUBTYPE_PCM);
+    makePins({{pcm}, {pcm}}, {{}, {pcm}});
+    output->bufferCount = 0;
+    EXPECT_EQ(output->Connect(input, &pcm), E_FAIL);
+    EXPECT_EQ(output->decideCalls, 2);
+    EXPECT_FALSE(output->IsConnected());
+    EXPECT_FALSE(input->IsConnected());
+    EXPECT_EQ(output->Allocator(), nullptr);
+}
+
+TEST_F(ConnectionTest, AnInputPinWithoutAnAllocatorGetsOurs)
+{
+    class BringYourOwn : public TestInputPin {
+    public:
+        using TestInputPin::TestInputPin;
+        STDMETHODIMP GetAllocator(IMemAllocator** allocator) override
+        {
+            *allocator = nullptr;
+            return VFW_E_NO_ALLOCATOR;
+        }
+    };
+    CMediaType pcm = audioType(MEDIASUBTYPE_PCM);
+    makePins({{pcm}, {pcm}}, {{}, {pcm}});
+    auto* own = new BringYourOwn(downstream, WIDE("Own"), {{}, {pcm}}, "own");
+    downstream->AddPin(own);
+    ASSERT_EQ(output->Connect(own, &pcm), S_OK);
+    EXPECT_EQ(output->decideCalls, 1);
+    EXPECT_EQ(own->notified, output->Allocator());
+    output->Disconnect();
+    own->Disconnect();
 }
 
 }  // namespace

@@ -82,10 +82,27 @@ TEST_F(EnumeratorTest, MediaTypesAreTaskAllocatedCopies)
     EXPECT_EQ(types->Skip(1), S_FALSE);  // overshoots: nothing at position 3
     pin->IncrementTypeVersion();
     EXPECT_EQ(types->Next(1, got, nullptr), VFW_E_ENUM_OUT_OF_SYNC);
+    IEnumMediaTypes* clone = nullptr;
+    EXPECT_EQ(types->Clone(&clone), VFW_E_ENUM_OUT_OF_SYNC);
+    EXPECT_EQ(clone, nullptr);
     types->Reset();
     ASSERT_EQ(types->Next(1, got, nullptr), S_OK);
     EXPECT_TRUE(IsEqualGUID(got[0]->subtype, MEDIASUBTYPE_PCM));
     DeleteMediaType(got[0]);
+
+    // A clone starts where the original stands and moves on its own.
+    ASSERT_EQ(types->Clone(&clone), S_OK);
+    ASSERT_EQ(clone->Next(1, got, nullptr), S_OK);
+    EXPECT_TRUE(IsEqualGUID(got[0]->subtype, MEDIASUBTYPE_IEEE_FLOAT));
+    DeleteMediaType(got[0]);
+    ASSERT_EQ(types->Next(1, got, nullptr), S_OK);
+    EXPECT_TRUE(IsEqualGUID(got[0]->subtype, MEDIASUBTYPE_IEEE_FLOAT));
+    DeleteMediaType(got[0]);
+    clone->Release();
+
+    EXPECT_EQ(types->Next(2, got, nullptr), E_INVALIDARG);
+    EXPECT_EQ(types->Next(1, nullptr, nullptr), E_POINTER);
+    EXPECT_EQ(types->Clone(nullptr), E_POINTER);
     types->Release();
 }
 

@@ -116,4 +116,49 @@ TEST(MediaType, ReallocationKeepsTheFormatPrefix)
     EXPECT_EQ(type.FormatLength(), 0u);
 }
 
+TEST(MediaType, FreeFunctionsOverTaskMemory)
+{
+    CountingUnknown owner;
+    CMediaType stereo = waveType(2);
+    stereo.pUnk = &owner;
+    owner.AddRef();
+
+    AM_MEDIA_TYPE copy;
+    ASSERT_EQ(CopyMediaType(&copy, &stereo), S_OK);
+    EXPECT_NE(copy.pbFormat, stereo.pbFormat);
+    EXPECT_EQ(owner.refs, 3);
+    // Frees the contents and leaves an empty structure behind.
+    FreeMediaType(copy);
+    EXPECT_EQ(copy.pbFormat, nullptr);
+    EXPECT_EQ(copy.cbFormat, 0u);
+    EXPECT_EQ(copy.pUnk, nullptr);
+    EXPECT_EQ(owner.refs, 2);
+    FreeMediaType(copy);  // twice is harmless
+
+    EXPECT_EQ(CopyMediaType(nullptr, &stereo), E_POINTER);
+    EXPECT_EQ(CreateMediaType(nullptr), nullptr);
+    AM_MEDIA_TYPE* created = CreateMediaType(&stereo);
+    EXPECT_EQ(owner.refs, 3);
+    DeleteMediaType(created);
+    EXPECT_EQ(owner.refs, 2);
+    stereo.pUnk = nullptr;
+    owner.Release();
+}
+
+TEST(MediaType, AssignmentReplacesAndSelfAssignmentKeeps)
+{
+    CMediaType type = waveType(6);
+    const CMediaType& same = type;
+    type = same;
+    EXPECT_EQ(type, waveType(6));
+    type = waveType(2);
+    EXPECT_EQ(type, waveType(2));
+    CMediaType mono = waveType(1);
+    const AM_MEDIA_TYPE& plain = mono;
+    CMediaType fromPlain;
+    fromPlain = plain;
+    EXPECT_EQ(fromPlain, waveType(1));
+    EXPECT_NE(fromPlain.pbFormat, plain.pbFormat);
+}
+
 }  // namespace

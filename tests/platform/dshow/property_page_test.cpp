@@ -96,4 +96,30 @@ TEST(PropertyPage, SiteObjectsDirtyAndApply)
     EXPECT_EQ(CBaseObject::ObjectsActive(), 0);
 }
 
+TEST(PropertyPage, AFailedApplyKeepsThePageDirty)
+{
+    class Refusing : public TestPage {
+    public:
+        HRESULT OnApplyChanges() override { return E_FAIL; }
+    };
+    auto* page = new Refusing;
+    page->NonDelegatingAddRef();
+    IUnknown* object = page->GetOwner();
+    ASSERT_EQ(page->SetObjects(1, &object), S_OK);
+    page->change();
+    EXPECT_EQ(page->Apply(), E_UNEXPECTED);  // no site yet
+    CountingSite site;
+    ASSERT_EQ(page->SetPageSite(&site), S_OK);
+    EXPECT_EQ(page->Apply(), E_FAIL);
+    EXPECT_EQ(page->IsPageDirty(), S_OK);
+    EXPECT_EQ(page->GetPageInfo(nullptr), E_POINTER);
+    RECT rect{0, 0, 10, 10};
+    EXPECT_EQ(page->Move(&rect), E_UNEXPECTED);  // not active
+    EXPECT_EQ(page->Move(nullptr), E_POINTER);
+    page->SetObjects(0, nullptr);
+    page->SetPageSite(nullptr);
+    page->NonDelegatingRelease();
+    EXPECT_EQ(CBaseObject::ObjectsActive(), 0);
+}
+
 }  // namespace
