@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -33,6 +34,8 @@ struct Options {
     std::string output;
     bool quiet = false;
     bool bundled = false;
+    bool info = false;
+    std::string bits;  // empty: any format; else 16, 24, 32 or float
 };
 
 std::string folderOf(const std::string& path)
@@ -78,10 +81,13 @@ std::string findBundledStream()
 void usage(FILE* out)
 {
     std::fprintf(out,
-                 "usage: tavio [INPUT] [-o OUTPUT] [-q]\n"
+                 "usage: tavio [decode] [INPUT] [-o OUTPUT] [--bits 16|24|32|float] [-q]\n"
+                 "       tavio info INPUT\n"
                  "Decodes INPUT through the Tavio2 decoder filter and writes OUTPUT (default: the\n"
                  "input's name with .wav in the current folder; '-' or a name not ending in .wav\n"
                  "writes the raw PCM). Without INPUT it decodes the bundled sample stream.\n"
+                 "--bits makes the output side accept only that sample format, as a sound card\n"
+                 "that takes nothing else would. 'info' lists the audio streams of INPUT.\n"
                  "Reads DVD-Video LPCM program streams (VOB) so far.\n"
                  "Exit codes: 0 decoded, 1 usage, 2 unreadable or unsupported input, 3 no audio.\n");
 }
@@ -108,6 +114,15 @@ int parse(int argc, char** argv, Options& options)
             options.output = argv[i];
         } else if (arg == "decode" && options.input.empty() && i == 1) {
             continue;
+        } else if (arg == "info" && options.input.empty() && i == 1) {
+            options.info = true;
+        } else if (arg == "--bits") {
+            if (++i >= argc || (std::string(argv[i]) != "16" && std::string(argv[i]) != "24" &&
+                                std::string(argv[i]) != "32" && std::string(argv[i]) != "float")) {
+                std::fprintf(stderr, "tavio: --bits takes 16, 24, 32 or float\n");
+                return UsageError;
+            }
+            options.bits = argv[i];
         } else if (!arg.empty() && arg[0] == '-' && arg != "-") {
             std::fprintf(stderr, "tavio: unknown option %s (see --help)\n", arg.c_str());
             return UsageError;
@@ -150,6 +165,56 @@ std::string defaultOutput(const std::string& input)
 bool endsWith(const std::string& text, const std::string& suffix)
 {
     return text.size() >= suffix.size() && text.compare(text.size() - suffix.size(), suffix.size(), suffix) == 0;
+}
+
+// Lists the audio streams of a program stream and what a DVD-Video LPCM
+// header says about its format.
+int info(const Options& options)
+{
+    std::vector<PesPacket> packets;
+    if (!readProgramStreamFile(options.input, packets)) {
+        std::fprintf(stderr, "tavio: %s: cannot be read\n", options.input.c_str());
+        return UnreadableInput;
+    }
+    struct Stream {
+        int id;
+        int substream;
+        size_t packets = 0;
+        size_t bytes = 0;
+        int64_t firstPts = -1;
+        const PesPacket* first = nullptr;
+    };
+    std::vector<Stream> streams;
+    for (const PesPacket& p : packets) {
+        auto it = std::find_if(streams.begin(), streams.end(), [&](const Stream& s) {
+            return s.id == p.streamId && s.substream == p.substreamId;
+        });
+        if (it == streams.end()) {
+            streams.push_back(Stream{p.streamId, p.substreamId});
+            it = streams.end() - 1;
+            it->first = &p;
+        }
+        ++it->packets;
+        it->bytes += p.payload.size();
+        if (it->firstPts < 0 && p.hasPts)
+            it->firstPts = p.pts;
+    }
+    std::printf("%s: MPEG program stream, %zu audio stream(s)\n", options.input.c_str(), streams.size());
+    for (const Stream& s : streams) {
+        std::printf("  stream 0x%02X", s.id);
+        if (s.substream >= 0)
+            std::printf(" substream 0x%02X", s.substream);
+        std::printf(": %zu packets, %zu bytes, first PTS %.3f s", s.packets, s.bytes,
+                    s.firstPts < 0 ? 0.0 : double(s.firstPts) / 90000.0);
+        WAVEFORMATEX wave;
+        if (s.substream >= 0xA0 && s.substream <= 0xA7 && lpcmFormat(s.first->payload, wave))
+            std::printf(" - DVD-Video LPCM, %d channels, %u Hz, %d-bit", wave.nChannels,
+                        unsigned(wave.nSamplesPerSec), wave.wBitsPerSample);
+        else
+            std::printf(" - not decoded by this build");
+        std::printf("\n");
+    }
+    return streams.empty() ? UnreadableInput : Decoded;
 }
 
 int decode(const Options& options)
@@ -199,6 +264,18 @@ int decode(const Options& options)
     type.SetFormat(reinterpret_cast<const BYTE*>(&wave), sizeof wave);
     PushSource* source = PushSource::Create(type);
     SinkFilter* sink = SinkFilter::Create();
+    if (!options.bits.empty()) {
+        std::string bits = options.bits;
+        sink->SetAcceptType([bits](const CMediaType& t) {
+            if (bits == "float")
+                return IsEqualGUID(t.subtype, MEDIASUBTYPE_IEEE_FLOAT) != 0;
+            WAVEFORMATEX format{};
+            if (!t.pbFormat || t.cbFormat < sizeof format)
+                return false;
+            std::memcpy(&format, t.pbFormat, sizeof format);
+            return IsEqualGUID(t.subtype, MEDIASUBTYPE_PCM) && std::to_string(format.wBitsPerSample) == bits;
+        });
+    }
     int result = Decoded;
     {
         Graph graph;
@@ -215,8 +292,14 @@ int decode(const Options& options)
         if (SUCCEEDED(hr))
             hr = graph.Run();
         if (FAILED(hr)) {
-            std::fprintf(stderr, "tavio: %s: the filter did not accept the stream (%s)\n",
-                         options.input.c_str(), platform::errorName(hr).c_str());
+            if (!options.bits.empty())
+                std::fprintf(stderr, "tavio: %s: the filter offers no %s output for this stream (%s)\n",
+                             options.input.c_str(),
+                             options.bits == "float" ? "float" : (options.bits + "-bit").c_str(),
+                             platform::errorName(hr).c_str());
+            else
+                std::fprintf(stderr, "tavio: %s: the filter did not accept the stream (%s)\n",
+                             options.input.c_str(), platform::errorName(hr).c_str());
             result = UnreadableInput;
         } else {
             size_t done = 0, total = 0;
@@ -309,5 +392,5 @@ int main(int argc, char** argv)
             std::fprintf(stderr, "tavio: no input given; decoding the bundled sample %s\n",
                          options.input.c_str());
     }
-    return decode(options);
+    return options.info ? info(options) : decode(options);
 }

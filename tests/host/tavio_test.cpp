@@ -68,6 +68,39 @@ TEST(Tavio, VobDecodesBitForBitLikeTheReferenceDecoder)
     EXPECT_EQ(mask, 0x3Fu);
 }
 
+TEST(Tavio, SixteenBitOnlyOutputStillGetsATwentyFourBitStream)
+{
+    if (!haveFfmpeg())
+        GTEST_SKIP() << "ffmpeg not installed";
+    TempFolder folder;
+    std::string vob = folder.file("hi.vob");
+    ASSERT_EQ(std::system(("ffmpeg -v error " + sineSource(2, 48000, 1.0) +
+                           " -c:a pcm_dvd -sample_fmt s32 -f vob -y " + vob).c_str()),
+              0);
+    std::string errors;
+    ASSERT_EQ(run(vob + " --bits 16 -o " + folder.file("lo.wav"), &errors), 0) << errors;
+    auto wav = readAll(folder.file("lo.wav"));
+    ASSERT_GT(wav.size(), 68u);
+    uint16_t bits;
+    std::memcpy(&bits, wav.data() + 34, 2);
+    EXPECT_EQ(bits, 16);
+    // A second of stereo 16-bit audio, give or take the muxer's last packet.
+    EXPECT_NEAR(double(wav.size() - 68), 48000.0 * 4, 48000.0 * 4 * 0.05);
+    EXPECT_EQ(run(vob + " --bits float -o " + folder.file("f.wav"), &errors), 2);
+    EXPECT_NE(errors.find("offers no float output"), std::string::npos) << errors;
+}
+
+TEST(Tavio, InfoListsTheAudioStreams)
+{
+    TempFolder folder;
+    std::string listing = folder.file("info.txt");
+    ASSERT_EQ(std::system((tavio + " info " + TAVIO_SAMPLE_STREAM + " >" + listing).c_str()), 0);
+    auto text = readAll(listing);
+    std::string out(text.begin(), text.end());
+    EXPECT_NE(out.find("substream 0xA0"), std::string::npos) << out;
+    EXPECT_NE(out.find("DVD-Video LPCM, 2 channels, 48000 Hz, 16-bit"), std::string::npos) << out;
+}
+
 TEST(Tavio, BadInputsEndWithExitCodeTwoAndOneLine)
 {
     TempFolder folder;
@@ -80,6 +113,7 @@ TEST(Tavio, BadInputsEndWithExitCodeTwoAndOneLine)
         {folder.file("notes.txt"), 2},
         {"--bogus", 1},
         {"a.vob b.vob", 1},
+        {"--bits 12 a.vob", 1},
     };
     for (const Case& c : cases) {
         std::string errors;
