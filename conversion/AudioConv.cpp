@@ -137,26 +137,22 @@ STDMETHODIMP AudioConv::SetSingleChannel(int channel)
     return S_OK;
 }
 
-STDMETHODIMP AudioConv::GetUpmixType(int kind, int* type)
+HRESULT AudioConv::readKindEntry(const int* table, int kind, int* type)
 {
     if (!type)
         return E_POINTER;
     if (!validKind(kind))
         return E_INVALIDARG;
     CAutoLock guard(lock);
-    *type = upmixTypes[kind];
+    *type = table[kind];
     return S_OK;
 }
 
+STDMETHODIMP AudioConv::GetUpmixType(int kind, int* type) { return readKindEntry(upmixTypes, kind, type); }
+
 STDMETHODIMP AudioConv::GetDownmixType(int kind, int* type)
 {
-    if (!type)
-        return E_POINTER;
-    if (!validKind(kind))
-        return E_INVALIDARG;
-    CAutoLock guard(lock);
-    *type = downmixTypes[kind];
-    return S_OK;
+    return readKindEntry(downmixTypes, kind, type);
 }
 
 STDMETHODIMP AudioConv::GetOutputConfig(int* mode, unsigned* mask)

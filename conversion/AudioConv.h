@@ -44,6 +44,7 @@ public:
     bool loadRemixLibrary();
 
 private:
+    HRESULT readKindEntry(const int* table, int kind, int* type);
     TvStatus* remixOneChannel(IMediaSample* sample, int channel);
     bool setupUpmix(uint32_t mask);
     bool upmix(IMediaSample* sample);

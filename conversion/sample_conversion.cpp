@@ -44,43 +44,41 @@ inline int32_t floatTo32(float f)
     return static_cast<int32_t>(static_cast<uint32_t>(wide));
 }
 
+// Converts each `InBytes`-byte sample to an `Out` in place, front to back:
+// each output is written at or before the bytes still to be read. Returns the
+// new length.
+template <size_t InBytes, class Out, class Convert>
+size_t convertEach(uint8_t* data, size_t length, Convert convert)
+{
+    size_t samples = length / InBytes;
+    for (size_t i = 0; i < samples; ++i) {
+        Out value = convert(data + InBytes * i);
+        std::memcpy(data + sizeof(Out) * i, &value, sizeof(Out));
+    }
+    return samples * sizeof(Out);
+}
+
 }  // namespace
 
 size_t convertTo16Bit(uint8_t* data, size_t length, TvSampleType from)
 {
-    // Front to back: each output sample is written at or before the bytes
-    // still to be read.
     switch (from) {
     case ST16Bit:
         return length;
-    case ST24Bit: {
-        size_t samples = length / 3;
-        for (size_t i = 0; i < samples; ++i) {
-            int16_t value = round24To16(data + 3 * i);
-            std::memcpy(data + 2 * i, &value, 2);
-        }
-        return samples * 2;
-    }
-    case ST32Bit: {
-        size_t samples = length / 4;
-        for (size_t i = 0; i < samples; ++i) {
+    case ST24Bit:
+        return convertEach<3, int16_t>(data, length, round24To16);
+    case ST32Bit:
+        return convertEach<4, int16_t>(data, length, [](const uint8_t* p) {
             int32_t x;
-            std::memcpy(&x, data + 4 * i, 4);
-            int16_t value = round32To16(x);
-            std::memcpy(data + 2 * i, &value, 2);
-        }
-        return samples * 2;
-    }
-    case STFloat: {
-        size_t samples = length / 4;
-        for (size_t i = 0; i < samples; ++i) {
+            std::memcpy(&x, p, 4);
+            return round32To16(x);
+        });
+    case STFloat:
+        return convertEach<4, int16_t>(data, length, [](const uint8_t* p) {
             float f;
-            std::memcpy(&f, data + 4 * i, 4);
-            int16_t value = floatTo16(f);
-            std::memcpy(data + 2 * i, &value, 2);
-        }
-        return samples * 2;
-    }
+            std::memcpy(&f, p, 4);
+            return floatTo16(f);
+        });
     default:
         TvAssert(0);
         return length * 2;
@@ -89,14 +87,11 @@ size_t convertTo16Bit(uint8_t* data, size_t length, TvSampleType from)
 
 size_t convertFloatToInt(uint8_t* data, size_t length)
 {
-    size_t samples = length / 4;
-    for (size_t i = 0; i < samples; ++i) {
+    return convertEach<4, int32_t>(data, length, [](const uint8_t* p) {
         float f;
-        std::memcpy(&f, data + 4 * i, 4);
-        int32_t value = floatTo32(f);
-        std::memcpy(data + 4 * i, &value, 4);
-    }
-    return samples * 4;
+        std::memcpy(&f, p, 4);
+        return floatTo32(f);
+    });
 }
 
 void convertTo16Bit(IMediaSample* sample, TvSampleType from)

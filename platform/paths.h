@@ -5,7 +5,7 @@
 
 namespace platform {
 
-// The drive root of the specification's fixed paths: "C:\" on Windows; on POSIX
+// The drive root of the system's fixed paths: "C:\" on Windows; on POSIX
 // a folder fixed at build time (TAVIO_DRIVE_ROOT), ending in a separator.
 std::string driveRoot();
 
