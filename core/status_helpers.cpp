@@ -86,19 +86,3 @@ int32_t bitRateKbps(const TvStatus& status)
         bitRate = int64_t(status.freq) * status.iFrameSize * 8 / status.samples;
     return static_cast<int32_t>((bitRate + 500) / 1000);
 }
-
-const char* remixModeText(TvRemixMode mode)
-{
-    switch (mode) {
-    case RemixProLogicUpmix:
-        return "prologic upmix";
-    case RemixSingleChannel:
-        return "single channel";
-    case RemixDecoderDownmix:
-        return "decoder downmix";
-    case RemixDecoderSurroundDownmix:
-        return "decoder surround downmix";
-    default:
-        return "";
-    }
-}

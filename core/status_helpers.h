@@ -23,5 +23,20 @@ uint32_t reportedChannelMask(const TvStatus& status);
 int64_t frameDuration(const TvStatus& status);
 // Bit rate in kbit/s, estimated from the frame size when unknown, rounded.
 int32_t bitRateKbps(const TvStatus& status);
-// The text the property page shows for a remix mode ("" for none).
-const char* remixModeText(TvRemixMode mode);
+// The text the property page shows for a remix mode ("" for none). Inline:
+// hosts that show the page text use it without the streaming core.
+inline const char* remixModeText(TvRemixMode mode)
+{
+    switch (mode) {
+    case RemixProLogicUpmix:
+        return "prologic upmix";
+    case RemixSingleChannel:
+        return "single channel";
+    case RemixDecoderDownmix:
+        return "decoder downmix";
+    case RemixDecoderSurroundDownmix:
+        return "decoder surround downmix";
+    default:
+        return "";
+    }
+}

@@ -1,6 +1,7 @@
 #include "filter/TvFilter.h"
 
 #include <cmath>
+#include <new>
 
 #include "config/util.h"
 #include "core/receive_parameters.h"
@@ -75,6 +76,8 @@ STDMETHODIMP TvFilter::NonDelegatingQueryInterface(REFIID riid, void** ppv)
         return E_POINTER;
     if (IsEqualGUID(riid, IID_ISpecifyPropertyPages))
         return GetInterface(static_cast<ISpecifyPropertyPages*>(this), ppv);
+    if (IsEqualGUID(riid, IID_ITavioControl))
+        return GetInterface(static_cast<ITavioControl*>(this), ppv);
     if (IsEqualGUID(riid, IID_ITavioRemix))
         return _remixer->NonDelegatingQueryInterface(riid, ppv);
     return CBaseFilter::NonDelegatingQueryInterface(riid, ppv);
@@ -292,4 +295,43 @@ TvStatus* TvFilter::outputStatus()
 {
     CAutoLock streaming(&_streamLock);
     return _ostatus ? _ostatus->clone() : nullptr;
+}
+
+STDMETHODIMP TvFilter::GetOutputStreamInfo(ITavioStreamInfo** info)
+{
+    if (!info)
+        return E_POINTER;
+    std::unique_ptr<TvStatus> s(outputStatus());
+    if (!s)
+        return E_FAIL;
+    TvAssert(s->samples>0);
+    TvAssert(s->channelMask != 0);
+    *info = new (std::nothrow) TavioStreamInfo(s.release());
+    return S_OK;
+}
+
+STDMETHODIMP TvFilter::GetInputStreamInfo(ITavioStreamInfo** info)
+{
+    if (!info)
+        return E_POINTER;
+    std::unique_ptr<TvStatus> s(inputStatus());
+    if (!s)
+        return E_FAIL;
+    TvAssert(s->samples>0);
+    TvAssert(s->channelMask != 0);
+    *info = new (std::nothrow) TavioStreamInfo(s.release());
+    return S_OK;
+}
+
+STDMETHODIMP TvFilter::SetSpdif(BOOL on)
+{
+    return setSpdif(on != 0) ? S_OK : E_FAIL;
+}
+
+STDMETHODIMP TvFilter::GetSpdif(BOOL* on)
+{
+    if (!on)
+        return E_POINTER;
+    *on = _spdif ? 1 : 0;
+    return S_OK;
 }

@@ -63,7 +63,10 @@ STDMETHODIMP SinkInputPin::Receive(IMediaSample* sample)
     std::unique_lock<std::mutex> guard(m_pSink->m_recordLock);
     if (record.mediaType)
         m_pSink->m_latestType = *record.mediaType;
-    m_pSink->m_samples.push_back(std::move(record));
+    if (m_pSink->m_handler)
+        m_pSink->m_handler(record);
+    else
+        m_pSink->m_samples.push_back(std::move(record));
     m_pSink->m_changed.notify_all();
     // A blocking sink holds the streaming thread, as a full renderer would,
     // until it is unblocked or flushed.
@@ -164,6 +167,12 @@ void SinkFilter::SetAllocatorRequirements(const ALLOCATOR_PROPERTIES& props)
 {
     std::lock_guard<std::mutex> guard(m_recordLock);
     m_requirements = props;
+}
+
+void SinkFilter::SetSampleHandler(std::function<void(const ReceivedSample&)> handler)
+{
+    std::lock_guard<std::mutex> guard(m_recordLock);
+    m_handler = std::move(handler);
 }
 
 std::vector<ReceivedSample> SinkFilter::Samples()

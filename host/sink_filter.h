@@ -63,6 +63,9 @@ public:
     void SetBlocking(bool block);
     // Allocator requirements the pin asks for (none by default).
     void SetAllocatorRequirements(const ALLOCATOR_PROPERTIES& props);
+    // Hands each sample to `handler` (on the streaming thread) instead of
+    // keeping it, so a long stream does not pile up in memory.
+    void SetSampleHandler(std::function<void(const ReceivedSample&)> handler);
 
     // Snapshots, safe to take from any thread.
     std::vector<ReceivedSample> Samples();
@@ -99,4 +102,5 @@ private:
     bool m_blocking = false;
     std::optional<ALLOCATOR_PROPERTIES> m_requirements;
     std::optional<CMediaType> m_latestType;
+    std::function<void(const ReceivedSample&)> m_handler;
 };

@@ -1,4 +1,7 @@
-// Writing decoded PCM as a WAVE file with the exact sizes filled in.
+// Writing decoded PCM (or S/PDIF bursts) as a WAVE file with exact sizes.
+// PCM and float go out as WAVE_FORMAT_EXTENSIBLE with the delivered channel
+// mask. A reserved "JUNK" chunk becomes the "ds64" chunk of an RF64 file when
+// the data outgrows the 32-bit RIFF sizes (EBU Tech 3306).
 #pragma once
 
 #include <cstdint>
@@ -6,20 +9,32 @@
 #include <string>
 #include <vector>
 
+#include "platform/mmreg.h"
 #include "platform/strmif.h"
+
+// The "fmt " chunk for a connection's wave format block: plain PCM and float
+// formats become WAVE_FORMAT_EXTENSIBLE (the mask from an extensible block, or
+// the usual one for the channel count); other tags are kept as they are.
+std::vector<uint8_t> fileWaveFormat(const std::vector<uint8_t>& connectionFormat);
 
 class WavWriter {
 public:
-    // `format` is the connection's wave format block (WAVEFORMATEX or
-    // WAVEFORMATEXTENSIBLE), written as the "fmt " chunk.
     bool open(const std::string& path, const std::vector<uint8_t>& format);
     void write(const uint8_t* data, size_t size);
-    // Fills in the RIFF and data sizes; false if the file could not be written.
+    // Fills in the sizes; false if the file could not be written.
     bool close();
     uint64_t dataBytes() const { return data_; }
+
+    // Where the sizes live, for tests that look at a header: 32-bit sizes
+    // above this limit switch the file to RF64.
+    static constexpr uint64_t kRiffLimit = 0xFFFFFFFFu;
+    // Lowers the limit, so tests can exercise RF64 with small files.
+    void setRiffLimitForTesting(uint64_t limit) { limit_ = limit; }
 
 private:
     std::ofstream file_;
     uint64_t data_ = 0;
     uint32_t formatSize_ = 0;
+    uint16_t blockAlign_ = 1;
+    uint64_t limit_ = kRiffLimit;
 };

@@ -7,6 +7,7 @@
 #include <iterator>
 
 #include "support/reference_tools.h"
+#include "support/wav_file.h"
 
 namespace {
 
@@ -30,19 +31,26 @@ std::vector<uint8_t> readAll(const std::string& path)
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
+WavFile readWav(const std::string& path)
+{
+    WavFile wav;
+    EXPECT_TRUE(parseWav(readAll(path), wav)) << path;
+    return wav;
+}
+
 TEST(Tavio, DecodesTheBundledStreamWithoutArguments)
 {
     TempFolder folder;
     std::string errors;
     EXPECT_EQ(run("-o " + folder.file("out.wav"), &errors), 0) << errors;
-    auto wav = readAll(folder.file("out.wav"));
-    ASSERT_GT(wav.size(), 68u);
-    EXPECT_EQ(std::string(wav.begin(), wav.begin() + 4), "RIFF");
-    uint32_t riff, data;
-    std::memcpy(&riff, wav.data() + 4, 4);
-    std::memcpy(&data, wav.data() + 64, 4);
-    EXPECT_EQ(riff, wav.size() - 8);  // exact sizes, unlike the filter's own dump
-    EXPECT_EQ(data, wav.size() - 68);
+    auto bytes = readAll(folder.file("out.wav"));
+    WavFile wav = readWav(folder.file("out.wav"));
+    EXPECT_EQ(wav.form, "RIFF");
+    EXPECT_EQ(wav.riffSize, bytes.size() - 8);  // exact sizes, unlike the filter's own dump
+    EXPECT_EQ(wav.dataSizeField, wav.data.size());
+    EXPECT_EQ(wav.formatTag(), 0xFFFE);
+    EXPECT_EQ(wav.channelMask(), 0x3u);
+    EXPECT_EQ(wav.data.size(), 2u * 48000 * 4);  // the sample is two seconds of stereo
     EXPECT_NE(errors.find("bundled sample"), std::string::npos);
 }
 
@@ -57,15 +65,12 @@ TEST(Tavio, VobDecodesBitForBitLikeTheReferenceDecoder)
               0);
     std::string errors;
     ASSERT_EQ(run(vob + " -q -o " + folder.file("some.wav"), &errors), 0) << errors;
-    auto wav = readAll(folder.file("some.wav"));
+    WavFile wav = readWav(folder.file("some.wav"));
     bool ok = false;
     auto reference = commandOutput("ffmpeg -v error -i " + vob + " -f s16le -", &ok);
     ASSERT_TRUE(ok);
-    ASSERT_GE(wav.size(), 68u);
-    EXPECT_TRUE(std::vector<uint8_t>(wav.begin() + 68, wav.end()) == reference);
-    uint32_t mask;
-    std::memcpy(&mask, wav.data() + 40, 4);  // dwChannelMask of the extensible format
-    EXPECT_EQ(mask, 0x3Fu);
+    EXPECT_TRUE(wav.data == reference);
+    EXPECT_EQ(wav.channelMask(), 0x3Fu);
 }
 
 TEST(Tavio, SixteenBitOnlyOutputStillGetsATwentyFourBitStream)
@@ -79,13 +84,10 @@ TEST(Tavio, SixteenBitOnlyOutputStillGetsATwentyFourBitStream)
               0);
     std::string errors;
     ASSERT_EQ(run(vob + " --bits 16 -o " + folder.file("lo.wav"), &errors), 0) << errors;
-    auto wav = readAll(folder.file("lo.wav"));
-    ASSERT_GT(wav.size(), 68u);
-    uint16_t bits;
-    std::memcpy(&bits, wav.data() + 34, 2);
-    EXPECT_EQ(bits, 16);
+    WavFile wav = readWav(folder.file("lo.wav"));
+    EXPECT_EQ(wav.bitsPerSample(), 16);
     // A second of stereo 16-bit audio, give or take the muxer's last packet.
-    EXPECT_NEAR(double(wav.size() - 68), 48000.0 * 4, 48000.0 * 4 * 0.05);
+    EXPECT_NEAR(double(wav.data.size()), 48000.0 * 4, 48000.0 * 4 * 0.05);
     EXPECT_EQ(run(vob + " --bits float -o " + folder.file("f.wav"), &errors), 2);
     EXPECT_NE(errors.find("offers no float output"), std::string::npos) << errors;
 }
@@ -98,7 +100,10 @@ TEST(Tavio, InfoListsTheAudioStreams)
     auto text = readAll(listing);
     std::string out(text.begin(), text.end());
     EXPECT_NE(out.find("substream 0xA0"), std::string::npos) << out;
-    EXPECT_NE(out.find("DVD-Video LPCM, 2 channels, 48000 Hz, 16-bit"), std::string::npos) << out;
+    EXPECT_NE(out.find("DVD-Video LPCM, 48000 Hz, 2 channels, 16-bit"), std::string::npos) << out;
+    // The property page's text for what the filter decoded and delivered.
+    EXPECT_NE(out.find("Frequency:48000"), std::string::npos) << out;
+    EXPECT_NE(out.find("Bits: 16 mask: 0x3"), std::string::npos) << out;
 }
 
 TEST(Tavio, BadInputsEndWithExitCodeTwoAndOneLine)
@@ -114,6 +119,9 @@ TEST(Tavio, BadInputsEndWithExitCodeTwoAndOneLine)
         {"--bogus", 1},
         {"a.vob b.vob", 1},
         {"--bits 12 a.vob", 1},
+        {"--stream x a.vob", 1},
+        {std::string(TAVIO_SAMPLE_STREAM) + " --stream 1", 1},
+        {"info", 1},
     };
     for (const Case& c : cases) {
         std::string errors;
@@ -125,7 +133,16 @@ TEST(Tavio, BadInputsEndWithExitCodeTwoAndOneLine)
         ASSERT_EQ(std::system(("ffmpeg -v error -f lavfi -i testsrc=d=1:s=64x64 -f vob -y " + video).c_str()), 0);
         std::string errors;
         EXPECT_EQ(run(video + " -o " + folder.file("v.wav"), &errors), 2);
-        EXPECT_NE(errors.find("no stream the filter accepts"), std::string::npos) << errors;
+        EXPECT_NE(errors.find("with no audio stream"), std::string::npos) << errors;
+        // Through libavformat: a video-only Matroska file and PCM the filter has no decoder for.
+        std::string mkv = folder.file("video.mkv"), wav = folder.file("pcm.wav");
+        ASSERT_EQ(std::system(("ffmpeg -v error -f lavfi -i testsrc=d=1:s=64x64 -c:v mpeg4 -y " + mkv).c_str()), 0);
+        ASSERT_EQ(std::system(("ffmpeg -v error " + sineSource(2, 48000, 0.2) + " -y " + wav).c_str()), 0);
+        EXPECT_EQ(run(mkv + " -o " + folder.file("m.wav"), &errors), 2);
+        EXPECT_NE(errors.find("with no audio stream"), std::string::npos) << errors;
+        EXPECT_EQ(run(wav + " -o " + folder.file("p.wav"), &errors), 2);
+        EXPECT_NE(errors.find("pcm_s16le: the filter has no decoder"), std::string::npos) << errors;
+        EXPECT_EQ(std::count(errors.begin(), errors.end(), '\n'), 1) << errors;
     }
 }
 

@@ -1,0 +1,277 @@
+#include "host/av_input.h"
+
+#include <deque>
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libavutil/avutil.h>
+}
+
+namespace {
+
+std::string codecKey(AVCodecID id)
+{
+    switch (id) {
+    case AV_CODEC_ID_AC3: return "ac3";
+    case AV_CODEC_ID_EAC3: return "eac3";
+    case AV_CODEC_ID_DTS: return "dts";
+    case AV_CODEC_ID_MP1: return "mp1";
+    case AV_CODEC_ID_MP2: return "mp2";
+    case AV_CODEC_ID_MP3: return "mp3";
+    case AV_CODEC_ID_AAC: return "aac";
+    case AV_CODEC_ID_VORBIS: return "vorbis";
+    case AV_CODEC_ID_AMR_NB: return "amr-nb";
+    case AV_CODEC_ID_AMR_WB: return "amr-wb";
+    case AV_CODEC_ID_PCM_BLURAY: return "bluray-lpcm";
+    case AV_CODEC_ID_TRUEHD: return "truehd";
+    default: return "";
+    }
+}
+
+// ADTS frame header (ISO/IEC 13818-7, 6.2): its length, or 0 if `data` does
+// not start with one.
+size_t adtsHeaderSize(const uint8_t* data, size_t size)
+{
+    if (size < 7 || data[0] != 0xFF || (data[1] & 0xF6) != 0xF0)
+        return 0;
+    bool protectionAbsent = data[1] & 1;
+    return protectionAbsent ? 7 : 9;
+}
+
+// The two-byte AudioSpecificConfig an ADTS header stands for.
+std::vector<uint8_t> configFromAdts(const uint8_t* header)
+{
+    int objectType = (header[2] >> 6) + 1;
+    int frequencyIndex = (header[2] >> 2) & 0xF;
+    int channelConfig = ((header[2] & 1) << 2) | (header[3] >> 6);
+    return {uint8_t((objectType << 3) | (frequencyIndex >> 1)),
+            uint8_t(((frequencyIndex & 1) << 7) | (channelConfig << 3))};
+}
+
+std::string describe(const AVCodecParameters* p)
+{
+    const char* name = avcodec_get_name(p->codec_id);
+    std::string text = name ? name : "unknown";
+    if (p->sample_rate)
+        text += ", " + std::to_string(p->sample_rate) + " Hz";
+    if (p->ch_layout.nb_channels) {
+        char layout[64] = "";
+        av_channel_layout_describe(&p->ch_layout, layout, sizeof layout);
+        text += ", " + std::string(layout);
+    }
+    if (p->bit_rate)
+        text += ", " + std::to_string(p->bit_rate / 1000) + " kbit/s";
+    if (p->bits_per_raw_sample)
+        text += ", " + std::to_string(p->bits_per_raw_sample) + "-bit";
+    return text;
+}
+
+AudioStreamParameters parametersOf(const AVFormatContext* format, const AVStream* stream)
+{
+    const AVCodecParameters* p = stream->codecpar;
+    AudioStreamParameters s;
+    s.codec = codecKey(p->codec_id);
+    s.sampleRate = p->sample_rate;
+    s.channels = p->ch_layout.nb_channels;
+    s.bitsPerSample = p->bits_per_raw_sample ? p->bits_per_raw_sample : p->bits_per_coded_sample;
+    if (p->extradata && p->extradata_size > 0)
+        s.extradata.assign(p->extradata, p->extradata + p->extradata_size);
+    std::string container = format->iformat->name;
+    s.fromAviOrWave = container == "avi" || container == "wav";
+    return s;
+}
+
+struct FormatCloser {
+    void operator()(AVFormatContext* context) const { avformat_close_input(&context); }
+};
+using FormatContext = std::unique_ptr<AVFormatContext, FormatCloser>;
+
+FormatContext openFormat(const std::string& path, std::string& error)
+{
+    av_log_set_level(AV_LOG_QUIET);
+    AVFormatContext* raw = nullptr;
+    int result = avformat_open_input(&raw, path.c_str(), nullptr, nullptr);
+    if (result < 0) {
+        char text[128];
+        av_strerror(result, text, sizeof text);
+        error = text;
+        return nullptr;
+    }
+    FormatContext context(raw);
+    if (avformat_find_stream_info(context.get(), nullptr) < 0) {
+        error = "no stream information could be read";
+        return nullptr;
+    }
+    return context;
+}
+
+class AvInput : public InputSource {
+public:
+    explicit AvInput(FormatContext context) : context_(std::move(context))
+    {
+        for (unsigned i = 0; i < context_->nb_streams; ++i) {
+            AVStream* stream = context_->streams[i];
+            if (stream->codecpar->codec_type != AVMEDIA_TYPE_AUDIO)
+                continue;
+            AudioStreamParameters parameters = parametersOf(context_.get(), stream);
+            if (parameters.codec == "aac" && parameters.extradata.empty())
+                findAdtsConfig(int(i), parameters);
+            HostStream host;
+            host.codec = parameters.codec.empty() ? avcodec_get_name(stream->codecpar->codec_id) : parameters.codec;
+            host.description = describe(stream->codecpar);
+            host.mediaType = hostMediaType(parameters, host.unsupported);
+            streams_.push_back(std::move(host));
+            indices_.push_back(int(i));
+            adts_.push_back(parameters.codec == "aac" && stream->codecpar->extradata_size == 0);
+        }
+    }
+
+    std::string containerName() const override { return context_->iformat->long_name
+                                                          ? context_->iformat->long_name
+                                                          : context_->iformat->name; }
+    const std::vector<HostStream>& streams() const override { return streams_; }
+
+    bool select(size_t n) override
+    {
+        if (n >= indices_.size())
+            return false;
+        selected_ = indices_[n];
+        stripAdts_ = adts_[n];
+        for (unsigned i = 0; i < context_->nb_streams; ++i)
+            context_->streams[i]->discard = int(i) == selected_ ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
+        // Packets read ahead for other streams are of no use now.
+        std::erase_if(readAhead_, [this](const Packet& p) { return p.stream != selected_; });
+        AVStream* stream = context_->streams[selected_];
+        origin_ = stream->start_time;
+        return true;
+    }
+
+    bool next(HostPacket& packet) override
+    {
+        Packet p;
+        while (readPacket(p)) {
+            if (p.stream != selected_)
+                continue;
+            toHostPacket(p, packet);
+            return true;
+        }
+        return false;
+    }
+
+    double progress() const override
+    {
+        if (!context_->pb)
+            return 0;
+        int64_t size = avio_size(context_->pb);
+        return size > 0 ? double(avio_tell(context_->pb)) / double(size) : 0;
+    }
+
+private:
+    struct Packet {
+        int stream = -1;
+        std::vector<uint8_t> data;
+        int64_t pts = AV_NOPTS_VALUE;
+    };
+
+    bool readPacket(Packet& out)
+    {
+        if (!readAhead_.empty()) {
+            out = std::move(readAhead_.front());
+            readAhead_.pop_front();
+            return true;
+        }
+        AVPacket* packet = av_packet_alloc();
+        if (!packet)
+            return false;
+        bool got = av_read_frame(context_.get(), packet) >= 0;
+        if (got) {
+            out.stream = packet->stream_index;
+            out.data.assign(packet->data, packet->data + packet->size);
+            out.pts = packet->pts;
+        }
+        av_packet_free(&packet);
+        return got;
+    }
+
+    // AAC from ADTS carries its configuration in every frame header rather
+    // than in the container: read ahead to the stream's first frame and
+    // keep what was read for later.
+    void findAdtsConfig(int stream, AudioStreamParameters& parameters)
+    {
+        for (const Packet& p : readAhead_)
+            if (p.stream == stream && adtsHeaderSize(p.data.data(), p.data.size())) {
+                parameters.extradata = configFromAdts(p.data.data());
+                return;
+            }
+        constexpr size_t kReadAheadLimit = 2000;
+        Packet p;
+        while (readAhead_.size() < kReadAheadLimit) {
+            AVPacket* packet = av_packet_alloc();
+            if (!packet || av_read_frame(context_.get(), packet) < 0) {
+                av_packet_free(&packet);
+                return;
+            }
+            p.stream = packet->stream_index;
+            p.data.assign(packet->data, packet->data + packet->size);
+            p.pts = packet->pts;
+            av_packet_free(&packet);
+            readAhead_.push_back(p);
+            if (p.stream == stream && adtsHeaderSize(p.data.data(), p.data.size())) {
+                parameters.extradata = configFromAdts(p.data.data());
+                return;
+            }
+        }
+    }
+
+    void toHostPacket(Packet& p, HostPacket& packet)
+    {
+        size_t header = stripAdts_ ? adtsHeaderSize(p.data.data(), p.data.size()) : 0;
+        packet.data.assign(p.data.begin() + long(header), p.data.end());
+        AVStream* stream = context_->streams[selected_];
+        packet.hasTime = p.pts != AV_NOPTS_VALUE;
+        if (packet.hasTime) {
+            if (origin_ == AV_NOPTS_VALUE)
+                origin_ = p.pts;
+            packet.start = av_rescale_q(p.pts - origin_, stream->time_base, AVRational{1, 10000000});
+        }
+    }
+
+    FormatContext context_;
+    std::vector<HostStream> streams_;
+    std::vector<int> indices_;
+    std::vector<bool> adts_;
+    std::deque<Packet> readAhead_;
+    int selected_ = -1;
+    bool stripAdts_ = false;
+    int64_t origin_ = AV_NOPTS_VALUE;
+};
+
+}  // namespace
+
+std::unique_ptr<InputSource> openAvInput(const std::string& path, std::string& error)
+{
+    FormatContext context = openFormat(path, error);
+    if (!context)
+        return nullptr;
+    return std::make_unique<AvInput>(std::move(context));
+}
+
+bool probeAudioStreams(const std::string& path, std::vector<ProbedStream>& streams)
+{
+    std::string error;
+    FormatContext context = openFormat(path, error);
+    if (!context)
+        return false;
+    for (unsigned i = 0; i < context->nb_streams; ++i) {
+        AVStream* stream = context->streams[i];
+        if (stream->codecpar->codec_type != AVMEDIA_TYPE_AUDIO)
+            continue;
+        ProbedStream probed;
+        probed.id = stream->id;
+        probed.parameters = parametersOf(context.get(), stream);
+        probed.codecName = describe(stream->codecpar);
+        streams.push_back(std::move(probed));
+    }
+    return true;
+}

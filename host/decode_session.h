@@ -1,0 +1,30 @@
+// One decoding run of the tavio host: the chosen stream of an input pushed
+// through a Tavio2 filter into a sink that writes the output file.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "host/input_source.h"
+#include "host/tavio_module.h"
+
+struct DecodeRequest {
+    std::string output;  // ".wav": WAVE file; "-": raw to standard output; "": nowhere; else raw file
+    std::string bits;    // empty: any format; "16", "24", "32" or "float"
+    bool spdif = false;  // S/PDIF pass-through instead of decoding
+    bool progress = false;
+    size_t maxPackets = 0;  // stop after this many input packets (0: the whole stream)
+};
+
+struct DecodeOutcome {
+    int exitCode = 0;     // 0 decoded, 2 refused, 3 no audio, 1 output not writable
+    std::string message;  // one line for the user
+    uint64_t bytes = 0;
+    double seconds = 0;   // of audio written
+    std::string format;   // what was delivered, e.g. "16-bit PCM, 48000 Hz, 2 channels (mask 0x3)"
+    // The filter's stream text for its input and output, taken at the end.
+    std::string inputText;
+    std::string outputText;
+};
+
+DecodeOutcome decodeStream(TavioModule& module, InputSource& input, size_t stream, const DecodeRequest& request);

@@ -1,0 +1,36 @@
+// The media types the host offers the decoder filter for each kind of
+// compressed audio, as a DirectShow splitter would: subtype, wave format and
+// the codec's own set-up bytes in the format block.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/dshow/streams.h"
+
+// What a demuxer knows about an audio stream, independent of the demuxer.
+struct AudioStreamParameters {
+    std::string codec;  // our codec key: "ac3", "eac3", "dts", "mp1", "mp2", "mp3", "aac",
+                        // "vorbis", "amr-nb", "amr-wb", "bluray-lpcm", "dvd-video-lpcm",
+                        // "dvd-audio-lpcm", "dvd-audio-mlp", "truehd"
+    int sampleRate = 0;
+    int channels = 0;
+    int bitsPerSample = 0;           // coded bits where meaningful (LPCM), else 0
+    std::vector<uint8_t> extradata;  // AAC AudioSpecificConfig, Vorbis Xiph-laced headers
+    bool fromAviOrWave = false;      // AC-3 in AVI/WAV is offered under its wave format tag
+    bool inProgramStream = false;    // disc payloads keep their private-stream header
+};
+
+// The media type for a stream, or nothing with `why` set when the filter has
+// no decoder for it (or the set-up bytes are unusable).
+std::optional<CMediaType> hostMediaType(const AudioStreamParameters& stream, std::string& why);
+
+// A media type whose format block is a WAVEFORMATEX followed by `extra`.
+CMediaType waveMediaType(const GUID& major, const GUID& subtype, WORD formatTag, int sampleRate,
+                         int channels, int bitsPerSample, const std::vector<uint8_t>& extra = {});
+
+// Splits Vorbis set-up data in Xiph lacing (a count byte, then 255-laced
+// sizes of all but the last packet) into its three header packets.
+bool splitXiphHeaders(const std::vector<uint8_t>& extradata, std::vector<std::vector<uint8_t>>& headers);

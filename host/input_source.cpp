@@ -1,0 +1,33 @@
+#include "host/input_source.h"
+
+#include <sys/stat.h>
+
+#include <fstream>
+
+#include "host/av_input.h"
+#include "host/ps_input.h"
+
+std::unique_ptr<InputSource> openInputSource(const std::string& path, std::string& error)
+{
+    struct stat info;
+    if (stat(path.c_str(), &info) != 0) {
+        error = "cannot be read (no such file)";
+        return nullptr;
+    }
+    if (S_ISDIR(info.st_mode)) {
+        error = "cannot be read (a folder)";
+        return nullptr;
+    }
+    std::ifstream file(path, std::ios::binary);
+    uint8_t head[4] = {};
+    if (!file.read(reinterpret_cast<char*>(head), sizeof head) && file.gcount() == 0 && info.st_size > 0) {
+        error = "cannot be read (permission denied or I/O error)";
+        return nullptr;
+    }
+    if (looksLikeProgramStream(head, size_t(file.gcount())))
+        return openProgramStream(path, error);
+    auto input = openAvInput(path, error);
+    if (!input)
+        error = "not a recognised audio or container format (" + error + ")";
+    return input;
+}

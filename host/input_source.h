@@ -1,0 +1,49 @@
+// Where the tavio host gets its compressed audio: a container or elementary
+// stream, opened once, listing its audio streams with the media type the
+// decoder filter expects for each, then yielding one stream's payloads with
+// their time stamps.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/dshow/streams.h"
+
+struct HostStream {
+    std::string codec;        // short codec name, e.g. "ac3", "dvd-video lpcm"
+    std::string description;  // one line: codec, rate, channels, bits
+    // The media type offered to the filter; empty when the filter has no
+    // decoder for this codec (then `unsupported` says why).
+    std::optional<CMediaType> mediaType;
+    std::string unsupported;
+};
+
+struct HostPacket {
+    std::vector<uint8_t> data;
+    bool hasTime = false;
+    REFERENCE_TIME start = 0;  // 100 ns
+};
+
+class InputSource {
+public:
+    virtual ~InputSource() = default;
+    // E.g. "MPEG program stream", "matroska,webm".
+    virtual std::string containerName() const = 0;
+    // The audio streams, in the container's order.
+    virtual const std::vector<HostStream>& streams() const = 0;
+    // Chooses the stream whose packets next() returns; false if out of range.
+    virtual bool select(size_t stream) = 0;
+    // The next payload of the chosen stream; false at the end of the input.
+    virtual bool next(HostPacket& packet) = 0;
+    // How far through the input reading has come, 0..1 (for a progress bar).
+    virtual double progress() const = 0;
+};
+
+// Opens a file: MPEG program streams (DVD-Video VOB, DVD-Audio AOB, HD-DVD
+// EVO) through our own reader, which keeps the private-stream headers the
+// disc decoders need; everything else through libavformat. Null with a
+// one-line reason in `error` when the file cannot be read.
+std::unique_ptr<InputSource> openInputSource(const std::string& path, std::string& error);

@@ -1,0 +1,260 @@
+// MPEG program streams read with our own reader, which keeps each private
+// stream 1 payload whole: DVD-Video, HD-DVD and DVD-Audio LPCM and MLP go to
+// the filter with their private headers, as MEDIATYPE_MPEG2_PES payloads.
+// AC-3, DTS and MPEG audio are described by libavformat's probe and delivered
+// without the substream header, which their decoders do not read.
+#include "host/ps_input.h"
+
+#include <fstream>
+#include <map>
+
+#include "host/av_input.h"
+#include "host/program_stream.h"
+
+namespace {
+
+constexpr uint8_t kPrivateStream1 = 0xBD;
+// How much of the file is scanned for the list of streams.
+constexpr size_t kScanBytes = 8 << 20;
+
+bool endsWithNoCase(const std::string& text, const std::string& suffix)
+{
+    if (text.size() < suffix.size())
+        return false;
+    for (size_t i = 0; i < suffix.size(); ++i)
+        if (std::tolower(static_cast<unsigned char>(text[text.size() - suffix.size() + i])) != suffix[i])
+            return false;
+    return true;
+}
+
+// The DVD-Video LPCM private header: substream id, frame count, first
+// access unit pointer, emphasis/mute/frame number, then quantisation (2
+// bits), frequency (2), one reserved bit and channels - 1 (3).
+bool dvdVideoLpcm(const std::vector<uint8_t>& payload, AudioStreamParameters& s, std::string& description)
+{
+    if (payload.size() < 7)
+        return false;
+    int quantisation = payload[5] >> 6;
+    int frequency = (payload[5] >> 4) & 3;
+    if (quantisation == 3 || frequency > 1)
+        return false;
+    s.codec = "dvd-video-lpcm";
+    s.channels = (payload[5] & 7) + 1;
+    s.sampleRate = frequency ? 96000 : 48000;
+    s.bitsPerSample = 16 + 4 * quantisation;
+    description = "DVD-Video LPCM, " + std::to_string(s.sampleRate) + " Hz, " + std::to_string(s.channels) +
+                  " channels, " + std::to_string(s.bitsPerSample) + "-bit";
+    return true;
+}
+
+// The DVD-Audio LPCM private header: substream id 0xA0, continuity counter,
+// two reserved bytes... byte 3 the header length, bytes 7 and 8 the
+// quantisation and frequency nibbles of the two channel groups, byte 10 the
+// channel assignment (low 5 bits).
+bool dvdAudioLpcm(const std::vector<uint8_t>& payload, AudioStreamParameters& s, std::string& description)
+{
+    // Channels of each DVD-Audio channel assignment 0..20.
+    static const int assignmentChannels[21] = {1, 2, 3, 4, 3, 4, 5, 3, 4, 5, 4, 5, 6, 4, 5, 4, 5, 6, 5, 5, 6};
+    if (payload.size() < 11 || payload[0] != 0xA0)
+        return false;
+    int quantisation = payload[7] >> 4;
+    int frequency = payload[8] >> 4;
+    int assignment = payload[10] & 0x1F;
+    if (assignment > 20 || quantisation > 2)
+        return false;
+    static const std::map<int, int> rates = {{0, 48000},  {1, 96000},  {2, 192000},
+                                             {8, 44100},  {9, 88200}, {10, 176400}};
+    auto rate = rates.find(frequency);
+    if (rate == rates.end())
+        return false;
+    s.codec = "dvd-audio-lpcm";
+    s.sampleRate = rate->second;
+    s.channels = assignmentChannels[assignment];
+    s.bitsPerSample = 16 + 4 * quantisation;
+    description = "DVD-Audio LPCM, " + std::to_string(s.sampleRate) + " Hz, " + std::to_string(s.channels) +
+                  " channels (assignment " + std::to_string(assignment) + "), " +
+                  std::to_string(s.bitsPerSample) + "-bit";
+    return true;
+}
+
+struct StreamKey {
+    int streamId;
+    int substreamId;
+    bool operator<(const StreamKey& o) const
+    {
+        return streamId != o.streamId ? streamId < o.streamId : substreamId < o.substreamId;
+    }
+};
+
+class ProgramStreamInput : public InputSource {
+public:
+    ProgramStreamInput(const std::string& path, bool dvdAudio) : path_(path), dvdAudio_(dvdAudio) {}
+
+    bool scan(std::string& error)
+    {
+        std::ifstream file(path_, std::ios::binary);
+        if (!file) {
+            error = "cannot be opened";
+            return false;
+        }
+        file.seekg(0, std::ios::end);
+        size_ = uint64_t(file.tellg());
+        file.seekg(0);
+        std::map<StreamKey, PesPacket> firsts;
+        std::vector<StreamKey> order;
+        ProgramStreamReader reader;
+        std::vector<uint8_t> chunk(64 * 1024);
+        PesPacket packet;
+        size_t scanned = 0;
+        while (file && scanned < kScanBytes) {
+            file.read(reinterpret_cast<char*>(chunk.data()), std::streamsize(chunk.size()));
+            size_t got = size_t(file.gcount());
+            scanned += got;
+            reader.append(chunk.data(), got);
+            if (!file)
+                reader.finish();
+            while (reader.next(packet)) {
+                StreamKey key{packet.streamId, packet.substreamId};
+                if (firsts.emplace(key, packet).second)
+                    order.push_back(key);
+            }
+        }
+        std::vector<ProbedStream> probed;
+        probeAudioStreams(path_, probed);
+        for (const StreamKey& key : order)
+            describe(key, firsts[key], probed);
+        return true;
+    }
+
+    std::string containerName() const override
+    {
+        return dvdAudio_ ? "MPEG program stream (DVD-Audio)" : "MPEG program stream";
+    }
+    const std::vector<HostStream>& streams() const override { return streams_; }
+
+    bool select(size_t n) override
+    {
+        if (n >= keys_.size())
+            return false;
+        selected_ = keys_[n];
+        stripSubstreamHeader_ = stripHeader_[n];
+        file_.open(path_, std::ios::binary);
+        return bool(file_);
+    }
+
+    bool next(HostPacket& out) override
+    {
+        PesPacket packet;
+        for (;;) {
+            while (reader_.next(packet)) {
+                if (packet.streamId != selected_.streamId || packet.substreamId != selected_.substreamId)
+                    continue;
+                // The substream id, frame count and first access unit pointer.
+                size_t skip = stripSubstreamHeader_ ? std::min<size_t>(4, packet.payload.size()) : 0;
+                out.data.assign(packet.payload.begin() + long(skip), packet.payload.end());
+                out.hasTime = packet.hasPts;
+                out.start = packet.ptsReferenceTime;
+                return true;
+            }
+            if (finished_)
+                return false;
+            file_.read(reinterpret_cast<char*>(chunk_.data()), std::streamsize(chunk_.size()));
+            size_t got = size_t(file_.gcount());
+            read_ += got;
+            reader_.append(chunk_.data(), got);
+            if (!file_) {
+                reader_.finish();
+                finished_ = true;
+            }
+        }
+    }
+
+    double progress() const override { return size_ ? double(read_) / double(size_) : 0; }
+
+private:
+    void describe(const StreamKey& key, const PesPacket& first, const std::vector<ProbedStream>& probed)
+    {
+        HostStream host;
+        AudioStreamParameters parameters;
+        parameters.inProgramStream = true;
+        bool strip = false;
+        int sub = key.substreamId;
+        if (key.streamId == kPrivateStream1 && sub >= 0xA0 && sub <= 0xA7 && !dvdAudio_) {
+            if (!dvdVideoLpcm(first.payload, parameters, host.description))
+                host.description = "DVD-Video LPCM with an unusable header";
+        } else if (key.streamId == kPrivateStream1 && sub == 0xA0 && dvdAudio_) {
+            if (!dvdAudioLpcm(first.payload, parameters, host.description))
+                host.description = "DVD-Audio LPCM with an unusable header";
+        } else if (key.streamId == kPrivateStream1 && sub == 0xA1 && dvdAudio_) {
+            parameters.codec = "dvd-audio-mlp";
+            fromProbe(0xA1, probed, parameters, host.description);
+            host.description = "DVD-Audio MLP" + (host.description.empty() ? "" : ", " + host.description);
+        } else {
+            // AC-3 0x80-0x87, DTS 0x88-0x8F and MPEG audio 0xC0-0xDF.
+            int id = key.streamId == kPrivateStream1 ? sub : 0x100 | key.streamId;
+            fromProbe(id, probed, parameters, host.description);
+            strip = key.streamId == kPrivateStream1;
+        }
+        host.codec = parameters.codec.empty() ? "unknown" : parameters.codec;
+        char label[48];
+        if (key.streamId == kPrivateStream1)
+            std::snprintf(label, sizeof label, "private stream 1, substream 0x%02X", sub);
+        else
+            std::snprintf(label, sizeof label, "stream 0x%02X", key.streamId);
+        host.description = std::string(label) + ": " +
+                           (host.description.empty() ? std::string("not recognised") : host.description);
+        if (!parameters.codec.empty())
+            host.mediaType = hostMediaType(parameters, host.unsupported);
+        else
+            host.unsupported = "the stream's format is not recognised";
+        streams_.push_back(std::move(host));
+        keys_.push_back(key);
+        stripHeader_.push_back(strip);
+    }
+
+    static void fromProbe(int id, const std::vector<ProbedStream>& probed, AudioStreamParameters& parameters,
+                          std::string& description)
+    {
+        for (const ProbedStream& p : probed)
+            if (p.id == id) {
+                std::string codec = parameters.codec;
+                parameters.sampleRate = p.parameters.sampleRate;
+                parameters.channels = p.parameters.channels;
+                parameters.bitsPerSample = p.parameters.bitsPerSample;
+                parameters.codec = codec.empty() ? p.parameters.codec : codec;
+                description = p.codecName;
+                return;
+            }
+    }
+
+    std::string path_;
+    bool dvdAudio_;
+    uint64_t size_ = 0;
+    std::vector<HostStream> streams_;
+    std::vector<StreamKey> keys_;
+    std::vector<bool> stripHeader_;
+
+    StreamKey selected_{-1, -1};
+    bool stripSubstreamHeader_ = false;
+    std::ifstream file_;
+    ProgramStreamReader reader_;
+    std::vector<uint8_t> chunk_ = std::vector<uint8_t>(64 * 1024);
+    uint64_t read_ = 0;
+    bool finished_ = false;
+};
+
+}  // namespace
+
+bool looksLikeProgramStream(const uint8_t* head, size_t size)
+{
+    return size >= 4 && head[0] == 0 && head[1] == 0 && head[2] == 1 && head[3] == 0xBA;
+}
+
+std::unique_ptr<InputSource> openProgramStream(const std::string& path, std::string& error)
+{
+    bool dvdAudio = endsWithNoCase(path, ".aob");
+    auto input = std::make_unique<ProgramStreamInput>(path, dvdAudio);
+    if (!input->scan(error))
+        return nullptr;
+    return input;
+}
