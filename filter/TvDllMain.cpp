@@ -6,6 +6,7 @@
 #include "config/util.h"
 #include "core/media_subtypes.h"
 #include "filter/TvFilter.h"
+#include "filter/TvPropPage.h"
 #include "platform/module_exports.h"
 
 namespace {
@@ -48,9 +49,10 @@ const AMOVIESETUP_PIN setupPins[2] = {
 const AMOVIESETUP_FILTER setupFilter = {&CLSID_Tavio2, WIDE("Tavio Audio Decoder 2"), MERIT_NORMAL, 2,
                                         setupPins};
 
-// The property and about pages join this table with the stream-information work.
 const CFactoryTemplate classTable[] = {
     {WIDE("Tavio2"), &CLSID_Tavio2, createFilterInstance, nullptr, &setupFilter},
+    {WIDE("Tavio2 Properties"), &CLSID_TavioPropertyPage, TvProp::CreateInstance, nullptr, nullptr},
+    {WIDE("Tavio2 About"), &CLSID_TavioAboutPage, TvAbout::CreateInstance, nullptr, nullptr},
 };
 const int classCount = sizeof classTable / sizeof classTable[0];
 

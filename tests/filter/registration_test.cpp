@@ -50,6 +50,15 @@ TEST(Registration, WritesServerKeysFilterDataAndCapabilities)
     EXPECT_EQ(readString(server, nullptr), "Tavio2");
     EXPECT_EQ(readString(server + "\\InprocServer32", "ThreadingModel"), "Both");
     EXPECT_NE(readString(server + "\\InprocServer32", nullptr), "<missing>");
+    // The two property pages are served too.
+    for (const auto& [clsid, name] : {std::pair{&CLSID_TavioPropertyPage, "Tavio2 Properties"},
+                                      std::pair{&CLSID_TavioAboutPage, "Tavio2 About"}}) {
+        OLECHAR text[39];
+        StringFromGUID2(*clsid, text, 39);
+        std::string page = "CLSID\\" + platform::toUtf8(reinterpret_cast<const WCHAR*>(text));
+        EXPECT_EQ(readString(page, nullptr), name);
+        EXPECT_EQ(readString(page + "\\InprocServer32", "ThreadingModel"), "Both");
+    }
 
     platform::RegisteredFilter filter;
     ASSERT_TRUE(platform::readFilterRegistration(CLSID_LegacyAmFilterCategory, CLSID_Tavio2, filter));
@@ -77,6 +86,7 @@ TEST(Registration, WritesServerKeysFilterDataAndCapabilities)
 
     ASSERT_EQ(DllUnregisterServer(), S_OK);
     EXPECT_EQ(readString(server, nullptr), "<missing>");
+    EXPECT_EQ(readString("CLSID\\{9B4C1E73-2A6F-4D85-B317-6E0AC9582D41}", nullptr), "<missing>");
     EXPECT_FALSE(platform::readFilterRegistration(CLSID_LegacyAmFilterCategory, CLSID_Tavio2, filter));
     // Everything but the capabilities value goes.
     value = 0;

@@ -1,0 +1,75 @@
+#include "filter/TvPropPage.h"
+
+#include <new>
+
+#include "config/util.h"
+#include "filter/filter_parameters.h"
+#include "filter/stream_text.h"
+
+CUnknown* TvProp::CreateInstance(IUnknown* outer, HRESULT* phr)
+{
+    auto* page = new (std::nothrow) TvProp(outer);
+    if (!page && phr)
+        *phr = E_OUTOFMEMORY;
+    return page;
+}
+
+TvProp::TvProp(IUnknown* outer) : CBasePropertyPage("TvProp", outer, 0, WIDE("Tavio2")) {}
+
+TvProp::~TvProp()
+{
+    if (_filter)
+        _filter->Release();
+}
+
+HRESULT TvProp::OnConnect(IUnknown* object)
+{
+    TvAssert(_filter == NULL);
+    if (_filter) {
+        _filter->Release();
+        _filter = nullptr;
+    }
+    HRESULT hr = object ? object->QueryInterface(IID_ITavioControl, reinterpret_cast<void**>(&_filter))
+                        : E_POINTER;
+    TvAssert(hr == S_OK);
+    return hr;
+}
+
+HRESULT TvProp::OnDisconnect()
+{
+    if (_filter)
+        _filter->Release();
+    _filter = nullptr;
+    return S_OK;
+}
+
+HRESULT TvProp::OnActivate()
+{
+    ITavioStreamInfo* info = nullptr;
+    if (!_filter || FAILED(_filter->GetOutputStreamInfo(&info)))
+        info = nullptr;
+    _text = streamText(info);
+    if (info) {
+        ULONG left = info->Release();
+        TvAssert(!left);
+    }
+    // Where the statistics would go; the filter keeps no window of its own.
+    _statisticsShown = PshowStat();
+    return S_OK;
+}
+
+CUnknown* TvAbout::CreateInstance(IUnknown* outer, HRESULT* phr)
+{
+    auto* page = new (std::nothrow) TvAbout(outer);
+    if (!page && phr)
+        *phr = E_OUTOFMEMORY;
+    return page;
+}
+
+TvAbout::TvAbout(IUnknown* outer) : CBasePropertyPage("TvAbout", outer, 0, WIDE("About")) {}
+
+const char* TvAbout::text()
+{
+    return "Tavio Audio Decoder 2\r\n"
+           "AC-3, E-AC-3, DTS, MLP, MPEG audio, AAC, Vorbis, AMR and disc LPCM to PCM or S/PDIF.\r\n";
+}

@@ -1,0 +1,44 @@
+// The filter's two property pages: the stream page, which shows what is being
+// decoded, and the about page with fixed text. The page's window belongs to
+// the platform; the text it shows is built here and kept for it.
+#pragma once
+
+#include <string>
+
+#include "filter/TavioControl.h"
+#include "platform/dshow/streams.h"
+
+// Dialog items of the stream page: the stream text and the statistics box.
+constexpr int kStreamTextItem = 1004;
+constexpr int kStatisticsItem = 1005;
+
+class TvProp : public CBasePropertyPage {
+public:
+    static CUnknown* CreateInstance(IUnknown* outer, HRESULT* phr);
+    ~TvProp() override;
+
+    HRESULT OnConnect(IUnknown* object) override;
+    HRESULT OnDisconnect() override;
+    HRESULT OnActivate() override;
+
+    // What item 1004 shows since the last activation.
+    const std::string& text() const { return _text; }
+    // Whether the statistics box is shown (the showStat parameter).
+    bool statisticsShown() const { return _statisticsShown; }
+
+private:
+    explicit TvProp(IUnknown* outer);
+
+    ITavioControl* _filter = nullptr;
+    std::string _text;
+    bool _statisticsShown = false;
+};
+
+class TvAbout : public CBasePropertyPage {
+public:
+    static CUnknown* CreateInstance(IUnknown* outer, HRESULT* phr);
+    static const char* text();
+
+private:
+    explicit TvAbout(IUnknown* outer);
+};

@@ -1,0 +1,48 @@
+// The module's own folder and the loading of sibling libraries from it, with
+// the real TavioDec2.ax loaded so that its name can be found.
+#include <gtest/gtest.h>
+
+#include "filter/TvDllMain.h"
+
+namespace {
+
+class ModuleLoading : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        module = LoadLibraryA(TAVIO_MODULE_DIR "/TavioDec2.ax");
+        ASSERT_NE(module, nullptr);
+    }
+    void TearDown() override { FreeLibrary(module); }
+    HMODULE module = nullptr;
+};
+
+TEST_F(ModuleLoading, TheFolderIsTheLoadedModulesOwn)
+{
+    EXPECT_EQ(getModuleFolder(), std::string(TAVIO_MODULE_DIR) + "/");
+}
+
+TEST_F(ModuleLoading, SiblingLibrariesStartOrAreRefused)
+{
+    struct Case {
+        const char* name;
+        bool opens;
+    } cases[] = {
+        {"TvRemix.dll", true},          // a real sibling: AUDIODEC_Create answers 0
+        {"TavioDec2.ax", false},        // loads, but exports no AUDIODEC_Create
+        {"TvNoSuchLibrary.dll", false},  // not there
+    };
+    for (const Case& c : cases) {
+        HMODULE library = nullptr;
+        void* engine = nullptr;
+        EXPECT_EQ(OpenDll(c.name, &library, &engine), c.opens) << c.name;
+        EXPECT_EQ(library != nullptr, c.opens) << c.name;
+        EXPECT_EQ(engine != nullptr, c.opens) << c.name;
+        if (library) {
+            // The remix library's objects go with it when it unloads.
+            FreeLibrary(library);
+        }
+    }
+}
+
+}  // namespace

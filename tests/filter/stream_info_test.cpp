@@ -1,0 +1,184 @@
+// What hosts and the property page learn about the stream: snapshots through
+// the filter's control interface, the page text, the about page.
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "config/config_test_support.h"
+#include "filter/TvFilter.h"
+#include "filter/TvInputPin.h"
+#include "filter/TvPropPage.h"
+#include "filter/stream_text.h"
+#include "host/graph.h"
+#include "host/program_stream.h"
+#include "host/push_source.h"
+#include "host/sink_filter.h"
+
+namespace {
+
+const RECT kPageRect{0, 0, 300, 200};
+
+// A stand-in snapshot whose mask disagrees with its channel count.
+struct LpcmSnapshot {
+    static ITavioStreamInfo* make(int chan, uint32_t mask, TvRemixMode remix = RemixNone)
+    {
+        auto* status = new TvStatusLpcm;
+        status->freq = 48000;
+        status->chan = chan;
+        status->stype = ST24Bit;
+        status->samples = 80;
+        status->iFrameSize = 1440;
+        status->channelMask = mask;
+        status->remixMode = remix;
+        return new TavioStreamInfo(status);
+    }
+};
+
+TEST(StreamInfo, SnapshotGettersAndTheirText)
+{
+    ITavioStreamInfo* info = LpcmSnapshot::make(6, 0x3, RemixDecoderDownmix);
+    DWORD mask = 0, type = 0, kbps = 0;
+    WORD bits = 0, channels = 0;
+    EXPECT_EQ(info->GetChannelMask(&mask), S_OK);
+    EXPECT_EQ(mask, 0x3Fu);  // the mask disagrees with six channels: the default for six
+    EXPECT_EQ(info->GetStreamType(&type), S_OK);
+    EXPECT_EQ(type, DWORD(KindLpcm));
+    EXPECT_EQ(info->GetBitRate(&kbps), S_OK);
+    EXPECT_EQ(kbps, 6912u);  // estimated: 48000 * 1440 * 8 / 80
+    EXPECT_EQ(info->GetBitsPerSample(&bits), S_OK);
+    EXPECT_EQ(bits, 24);
+    EXPECT_EQ(info->GetChannels(&channels), S_OK);
+    EXPECT_EQ(channels, 6);
+    for (HRESULT hr : {info->GetFrameSize(nullptr), info->GetSampleRate(nullptr), info->GetChannels(nullptr),
+                       info->GetBitsPerSample(nullptr), info->GetRemixMode(nullptr)})
+        EXPECT_EQ(hr, E_POINTER);
+    IUnknown* unknown = nullptr;
+    EXPECT_EQ(info->QueryInterface(IID_IUnknown, reinterpret_cast<void**>(&unknown)), S_OK);
+    unknown->Release();
+    EXPECT_EQ(streamText(info), "bitrate: 6912\r\nframesize: 1440\r\nFrequency:48000\r\n"
+                                "Bits: 24 mask: 0x3f\r\nChannels: 6 decoder downmix\r\n");
+    EXPECT_EQ(info->Release(), 0u);
+    EXPECT_EQ(streamText(nullptr), "no info available");
+}
+
+class StreamInfoFilterTest : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        resetParametersForTesting();
+        ASSERT_TRUE(readProgramStreamFile(TAVIO_SAMPLE_STREAM, packets));
+        ASSERT_FALSE(packets.empty());
+        HRESULT hr = S_OK;
+        filter = new TvFilter(nullptr, &hr, "");
+        filter->NonDelegatingAddRef();
+        CMediaType type(&MEDIATYPE_MPEG2_PES);
+        type.SetSubtype(&MEDIASUBTYPE_DVD_LPCM_AUDIO);
+        type.SetFormatType(&FORMAT_WaveFormatEx);
+        WAVEFORMATEX wave{WAVE_FORMAT_PCM, 2, 48000, 192000, 4, 16, 0};
+        type.SetFormat(reinterpret_cast<const BYTE*>(&wave), sizeof wave);
+        source = PushSource::Create(type);
+        sink = SinkFilter::Create();
+        graph.Add(source, WIDE("source"));
+        graph.Add(filter, WIDE("Tavio"));
+        graph.Add(sink, WIDE("sink"));
+        ASSERT_EQ(graph.Connect(source->OutputPin(), filter->inputPin()), S_OK);
+        ASSERT_EQ(graph.Connect(filter->outputPin(), sink->InputPin()), S_OK);
+        ASSERT_EQ(graph.Run(), S_OK);
+        ASSERT_EQ(filter->QueryInterface(IID_ITavioControl, reinterpret_cast<void**>(&control)), S_OK);
+    }
+    void TearDown() override
+    {
+        if (control)
+            control->Release();
+        graph.Clear();
+        source->Release();
+        sink->Release();
+        filter->Release();
+        EXPECT_EQ(CBaseObject::ObjectsActive(), 0);
+    }
+    void pushSome(size_t count)
+    {
+        for (size_t i = 0; i < count && i < packets.size(); ++i) {
+            PushSource::Packet packet;
+            packet.data = packets[i].payload.data();
+            packet.size = packets[i].payload.size();
+            source->Deliver(packet);
+        }
+    }
+
+    TempRoot root;
+    CapturedLog log{root};
+    std::vector<PesPacket> packets;
+    Graph graph;
+    TvFilter* filter = nullptr;
+    PushSource* source = nullptr;
+    SinkFilter* sink = nullptr;
+    ITavioControl* control = nullptr;
+};
+
+TEST_F(StreamInfoFilterTest, NothingDecodedYetMeansNoSnapshotAndNoInfo)
+{
+    ITavioStreamInfo* info = reinterpret_cast<ITavioStreamInfo*>(1);
+    EXPECT_EQ(control->GetOutputStreamInfo(nullptr), E_POINTER);
+    EXPECT_EQ(control->GetOutputStreamInfo(&info), E_FAIL);
+    CUnknown* page = TvProp::CreateInstance(nullptr, nullptr);
+    auto* prop = static_cast<TvProp*>(page);
+    prop->NonDelegatingAddRef();
+    IUnknown* object = static_cast<IBaseFilter*>(filter);
+    ASSERT_EQ(prop->SetObjects(1, &object), S_OK);
+    ASSERT_EQ(prop->Activate(nullptr, &kPageRect, FALSE), S_OK);
+    EXPECT_EQ(prop->text(), "no info available");
+    EXPECT_EQ(prop->SetObjects(0, nullptr), S_OK);
+    prop->NonDelegatingRelease();
+}
+
+TEST_F(StreamInfoFilterTest, SnapshotsDescribeTheDecodedStreamAndStayFixed)
+{
+    pushSome(5);
+    ITavioStreamInfo* input = nullptr;
+    ITavioStreamInfo* output = nullptr;
+    ASSERT_EQ(control->GetInputStreamInfo(&input), S_OK);
+    ASSERT_EQ(control->GetOutputStreamInfo(&output), S_OK);
+    DWORD rate = 0, mask = 0, spdif = 7;
+    EXPECT_EQ(output->GetSampleRate(&rate), S_OK);
+    EXPECT_EQ(rate, 48000u);
+    EXPECT_EQ(input->GetChannelMask(&mask), S_OK);
+    EXPECT_EQ(mask, 0x3u);
+    EXPECT_EQ(output->GetSpdif(&spdif), S_OK);
+    EXPECT_EQ(spdif, 0u);
+    std::string before = streamText(output);
+    pushSome(5);
+    EXPECT_EQ(streamText(output), before);  // a snapshot never changes
+    EXPECT_NE(before.find("Frequency:48000\r\nBits: 16 mask: 0x3\r\nChannels: 2\r\n"), std::string::npos) << before;
+
+    CUnknown* page = TvProp::CreateInstance(nullptr, nullptr);
+    auto* prop = static_cast<TvProp*>(page);
+    prop->NonDelegatingAddRef();
+    IUnknown* object = static_cast<IBaseFilter*>(filter);
+    ASSERT_EQ(prop->SetObjects(1, &object), S_OK);
+    ASSERT_EQ(prop->Activate(nullptr, &kPageRect, FALSE), S_OK);
+    EXPECT_EQ(prop->text(), before);
+    EXPECT_FALSE(prop->statisticsShown());
+    prop->SetObjects(0, nullptr);
+    prop->NonDelegatingRelease();
+    input->Release();
+    output->Release();
+
+    BOOL on = TRUE;
+    EXPECT_EQ(control->GetSpdif(&on), S_OK);
+    EXPECT_EQ(on, FALSE);
+    EXPECT_EQ(control->SetSpdif(TRUE), S_OK);  // LPCM has no pass-through; the choice is kept
+    EXPECT_EQ(control->GetSpdif(&on), S_OK);
+    EXPECT_EQ(on, TRUE);
+}
+
+TEST(AboutPage, HasFixedText)
+{
+    CUnknown* page = TvAbout::CreateInstance(nullptr, nullptr);
+    ASSERT_NE(page, nullptr);
+    page->NonDelegatingAddRef();
+    EXPECT_NE(std::string(TvAbout::text()).find("Tavio Audio Decoder 2"), std::string::npos);
+    page->NonDelegatingRelease();
+}
+
+}  // namespace
