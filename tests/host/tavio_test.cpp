@@ -116,6 +116,7 @@ TEST(Tavio, BadInputsEndWithExitCodeTwoAndOneLine)
     } cases[] = {
         {folder.file("missing.vob"), 2},
         {folder.file("notes.txt"), 2},
+        {folder.file(""), 2},  // a folder is no input
         {"--bogus", 1},
         {"a.vob b.vob", 1},
         {"--bits 12 a.vob", 1},
