@@ -64,6 +64,22 @@ HRESULT registerServer(const CFactoryTemplate& entry, const std::string& moduleP
     return ok ? S_OK : SELFREG_E_CLASS;
 }
 
+// A filter's instance key that holds subkeys of its own (a decoder's
+// capabilities, say) cannot be deleted by every system's filter mapper,
+// which then refuses the whole unregistration. Its registration values go
+// all the same, so no mapper offers the filter any more; the subkeys stay.
+HRESULT removeFilterValues(REFCLSID clsid)
+{
+    std::string path = "CLSID\\" + guidText(CLSID_LegacyAmFilterCategory) + "\\Instance\\" + guidText(clsid);
+    HKEY key;
+    if (RegOpenKeyExA(HKEY_CLASSES_ROOT, path.c_str(), 0, KEY_ALL_ACCESS, &key) != ERROR_SUCCESS)
+        return S_OK;
+    for (const char* name : {"CLSID", "FriendlyName", "FilterData"})
+        RegDeleteValueA(key, name);
+    RegCloseKey(key);
+    return S_OK;
+}
+
 bool notRegistered(HRESULT hr)
 {
     return hr == HRESULT_FROM_WIN32(ERROR_FILE_NOT_FOUND) ||
@@ -150,6 +166,8 @@ HRESULT UnregisterTemplates(const CFactoryTemplate* templates, int count)
         templates, count, [](IFilterMapper2* mapper, const AMOVIESETUP_FILTER& setup) {
             HRESULT hr =
                 mapper->UnregisterFilter(&CLSID_LegacyAmFilterCategory, nullptr, *setup.clsID);
+            if (hr == HRESULT_FROM_WIN32(ERROR_ACCESS_DENIED))
+                return removeFilterValues(*setup.clsID);
             return notRegistered(hr) ? S_OK : hr;
         });
     for (int i = 0; i < count; ++i) {
