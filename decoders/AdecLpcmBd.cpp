@@ -30,25 +30,36 @@ constexpr AdecLpcmBd::ChannelLayout channelLayouts[12] = {
 int frequencyFromCode(int code)
 {
     switch (code) {
-    case 1: return 48000;
-    case 4: return 96000;
-    case 5: return 192000;
-    default: return 0;  // 44.1 kHz family and reserved codes
+        case 1:
+            return 48000;
+        case 4:
+            return 96000;
+        case 5:
+            return 192000;
+        default:
+            return 0;  // 44.1 kHz family and reserved codes
     }
 }
 
 TvSampleType sampleTypeFromCode(int code)
 {
     switch (code) {
-    case 1: return ST16Bit;
-    case 2: return ST20Bit;
-    case 3: return ST24Bit;
-    default: return STUninitialized;
+        case 1:
+            return ST16Bit;
+        case 2:
+            return ST20Bit;
+        case 3:
+            return ST24Bit;
+        default:
+            return STUninitialized;
     }
 }
 
 // Picks each output channel's sample out of every coded sample frame.
-void selectChannels(uint8_t* out, const uint8_t* in, int frames, int sampleBytes,
+void selectChannels(uint8_t* out,
+                    const uint8_t* in,
+                    int frames,
+                    int sampleBytes,
                     const AdecLpcmBd::ChannelLayout& layout)
 {
     size_t codedFrame = size_t(sampleBytes) * size_t(layout.codedChannels);

@@ -16,8 +16,8 @@ public:
 
     // One row of the channel assignment table.
     struct ChannelLayout {
-        int outputChannels;  // 0: the assignment is refused
-        int codedChannels;   // the stream pads odd layouts to an even count
+        int outputChannels;       // 0: the assignment is refused
+        int codedChannels;        // the stream pads odd layouts to an even count
         uint8_t codedChannel[8];  // coded channel taken for each output channel
         uint32_t mask;
     };

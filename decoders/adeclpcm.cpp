@@ -8,29 +8,38 @@
 #include "core/status_helpers.h"
 #include "platform/media_guids.h"
 
+// Assertion conditions are logged as written, spacing included.
+
 namespace {
 
 // Bytes of the DVD-Audio private header that carry fields we read.
-constexpr int dvdAudioHeaderFields = 11;
+constexpr int32_t dvdAudioHeaderFields = 11;
 
 // One 36-byte unit of the two-group layout (two sample frames of six 24-bit
 // channels) -> the same frames as little-endian samples in speaker order.
 // Each group is packed like DVD-Video pairs (upper words, then low bytes), the
 // second group's block first; group 1 (L R C) takes output slots 0-2, group 2
 // (LFE Ls Rs) slots 3-5.
-constexpr uint8_t order[36] = {30, 19, 18, 31, 21, 20, 32, 23, 22, 12, 1,  0,  13, 3,  2,  14, 5,  4,
-                               33, 25, 24, 34, 27, 26, 35, 29, 28, 15, 7,  6,  16, 9,  8,  17, 11, 10};
+constexpr uint8_t order[36] = {30, 19, 18, 31, 21, 20, 32, 23, 22, 12, 1, 0, 13, 3, 2, 14, 5,  4,
+                               33, 25, 24, 34, 27, 26, 35, 29, 28, 15, 7, 6, 16, 9, 8, 17, 11, 10};
 
 int frequencyFromCode(int code)
 {
     switch (code) {
-    case 0: return 48000;
-    case 1: return 96000;
-    case 2: return 192000;
-    case 8: return 44100;
-    case 9: return 88200;
-    case 10: return 176400;
-    default: return 0;
+        case 0:
+            return 48000;
+        case 1:
+            return 96000;
+        case 2:
+            return 192000;
+        case 8:
+            return 44100;
+        case 9:
+            return 88200;
+        case 10:
+            return 176400;
+        default:
+            return 0;
     }
 }
 
@@ -86,7 +95,8 @@ bool AdecLPCM::parseDvdAudioHeader(const uint8_t** readPtr, const uint8_t* end)
     TvAssert(size >= 7);
     // A short header reads as zeros past its end, which no check below accepts.
     uint8_t header[dvdAudioHeaderFields] = {};
-    std::memcpy(header, p, size_t(std::clamp<int32_t>(size, 0, dvdAudioHeaderFields)));
+    if (size > 0)
+        std::memcpy(header, p, size_t(std::min(size, dvdAudioHeaderFields)));
     if (header[0] != 0xA0) {
         _log << "Error: wrong Audio DVD header" << std::endl;
         TvAssert(0);
@@ -195,7 +205,8 @@ TvStatus* AdecLPCM::process(const uint8_t** readPtr, const uint8_t* pend, IMedia
         // Every byte is copied, the output length counts only whole pairs of
         // frames; an odd trailing byte has no partner to swap with.
         int32_t copied = std::min(size, capacity);
-        std::memcpy(out, p, size_t(copied));
+        if (copied > 0)
+            std::memcpy(out, p, size_t(copied));
         swapBytes16(out, out, size_t(copied) / 2);
         *readPtr = pend;
         return &_status;
@@ -203,7 +214,8 @@ TvStatus* AdecLPCM::process(const uint8_t** readPtr, const uint8_t* pend, IMedia
     bool converted = true;
     if (_status.stype == ST24Bit && _status.group2Channels == 0) {
         convert24BitPairs(&p, pend, out, capacity);
-    } else if (_status.stype == ST24Bit && _status.group1Channels == 3 && _status.group2Channels == 3) {
+    } else if (_status.stype == ST24Bit && _status.group1Channels == 3 &&
+               _status.group2Channels == 3) {
         TvAssert((pend-p)%36 == 0);
         convertThreePlusThree(&p, pend, out, capacity);
     } else {
@@ -224,7 +236,9 @@ TvStatus* AdecLPCM::process(const uint8_t** readPtr, const uint8_t* pend, IMedia
 
 // Pairs of sample frames of one group: the upper 16 bits of the pair's 2n
 // samples as big-endian words, then their 2n low bytes.
-void AdecLPCM::convert24BitPairs(const uint8_t** readPtr, const uint8_t* pend, uint8_t* out,
+void AdecLPCM::convert24BitPairs(const uint8_t** readPtr,
+                                 const uint8_t* pend,
+                                 uint8_t* out,
                                  int32_t capacity)
 {
     const uint8_t* p = *readPtr;
@@ -246,7 +260,9 @@ void AdecLPCM::convert24BitPairs(const uint8_t** readPtr, const uint8_t* pend, u
     *readPtr = p;
 }
 
-void AdecLPCM::convertThreePlusThree(const uint8_t** readPtr, const uint8_t* pend, uint8_t* out,
+void AdecLPCM::convertThreePlusThree(const uint8_t** readPtr,
+                                     const uint8_t* pend,
+                                     uint8_t* out,
                                      int32_t capacity)
 {
     const uint8_t* p = *readPtr;

@@ -23,8 +23,13 @@ private:
     bool parseDvdAudioHeader(const uint8_t** readPtr, const uint8_t* end);
     bool parseDvdVideoHeader(const uint8_t** readPtr, const uint8_t* end);
 
-    void convert24BitPairs(const uint8_t** readPtr, const uint8_t* end, uint8_t* out, int32_t capacity);
-    void convertThreePlusThree(const uint8_t** readPtr, const uint8_t* end, uint8_t* out,
+    void convert24BitPairs(const uint8_t** readPtr,
+                           const uint8_t* end,
+                           uint8_t* out,
+                           int32_t capacity);
+    void convertThreePlusThree(const uint8_t** readPtr,
+                               const uint8_t* end,
+                               uint8_t* out,
                                int32_t capacity);
 
     CMediaType _mediaType;

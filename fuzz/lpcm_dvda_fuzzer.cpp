@@ -18,7 +18,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     type.SetSubtype((data[0] & 2) ? &MEDIASUBTYPE_DVD_LPCM_AUDIO : &MEDIASUBTYPE_DVDA_AUDIO_LPCM);
     type.SetFormatType(&FORMAT_WaveFormatEx);
     static const WORD bits[4] = {16, 20, 24, 8};
-    WAVEFORMATEX wave{WAVE_FORMAT_PCM, WORD((data[0] >> 2) % 9), 48000, 0, 0, bits[(data[0] >> 6) & 3], 0};
+    WAVEFORMATEX wave{
+        WAVE_FORMAT_PCM, WORD((data[0] >> 2) % 9), 48000, 0, 0, bits[(data[0] >> 6) & 3], 0};
     type.SetFormat(reinterpret_cast<const BYTE*>(&wave), sizeof wave);
     decoder.init(type);
     MemorySample out(4096 + 4);

@@ -40,7 +40,8 @@ std::vector<uint8_t> reordered(const std::vector<uint8_t>& reference, const Stre
     std::vector<uint8_t> out(reference.size());
     for (size_t frame = 0; frame + frameBytes <= reference.size(); frame += frameBytes)
         for (size_t k = 0; k < size_t(c.channels); ++k)
-            std::copy_n(reference.begin() + std::ptrdiff_t(frame + size_t(c.referenceChannel[k]) * sampleBytes),
+            std::copy_n(reference.begin() +
+                            std::ptrdiff_t(frame + size_t(c.referenceChannel[k]) * sampleBytes),
                         sampleBytes, out.begin() + std::ptrdiff_t(frame + k * sampleBytes));
     return out;
 }
@@ -50,7 +51,8 @@ std::string name(const ::testing::TestParamInfo<StreamCase>& info)
     std::string layout;
     for (const char* c = info.param.layout; *c; ++c)
         layout += std::isalnum(static_cast<unsigned char>(*c)) ? *c : '_';
-    return std::to_string(info.param.bits) + "bit_" + std::to_string(info.param.rate) + "Hz_" + layout;
+    return std::to_string(info.param.bits) + "bit_" + std::to_string(info.param.rate) + "Hz_" +
+           layout;
 }
 
 // One tone per channel, labelled with the layout so that nothing is remixed.
@@ -58,9 +60,10 @@ std::string toneSource(const StreamCase& c, double seconds)
 {
     std::string exprs;
     for (int ch = 0; ch < c.channels; ++ch)
-        exprs += (ch ? "|" : "") + std::string("0.8*sin(") + std::to_string(330 + 110 * ch) + "*2*PI*t)";
-    return "-f lavfi -i \"aevalsrc=exprs=" + exprs + ":c=" + c.layout + ":s=" + std::to_string(c.rate) +
-           ":d=" + std::to_string(seconds) + "\"";
+        exprs +=
+            (ch ? "|" : "") + std::string("0.8*sin(") + std::to_string(330 + 110 * ch) + "*2*PI*t)";
+    return "-f lavfi -i \"aevalsrc=exprs=" + exprs + ":c=" + c.layout +
+           ":s=" + std::to_string(c.rate) + ":d=" + std::to_string(seconds) + "\"";
 }
 
 class LpcmBdReference : public ::testing::TestWithParam<StreamCase> {};
@@ -77,7 +80,9 @@ TEST_P(LpcmBdReference, MatchesTheReferenceDecoderBitForBit)
     ASSERT_EQ(std::system(make.c_str()), 0) << make;
     bool ok = false;
     std::vector<uint8_t> reference = reordered(
-        commandOutput("ffmpeg -v error -i " + m2ts + " -f " + (c.bits == 16 ? "s16le" : "s24le") + " -", &ok), c);
+        commandOutput(
+            "ffmpeg -v error -i " + m2ts + " -f " + (c.bits == 16 ? "s16le" : "s24le") + " -", &ok),
+        c);
     ASSERT_TRUE(ok);
     ASSERT_FALSE(reference.empty());
 
@@ -116,17 +121,22 @@ TEST_P(LpcmBdReference, MatchesTheReferenceDecoderBitForBit)
     // Name the first differing sample's frame and channel.
     size_t sampleBytes = size_t(c.bits / 8);
     for (size_t i = 0; i < decoded.size(); ++i)
-        ASSERT_EQ(decoded[i], reference[i])
-            << "frame " << i / sampleBytes / size_t(c.channels) << " channel " << i / sampleBytes % size_t(c.channels);
+        ASSERT_EQ(decoded[i], reference[i]) << "frame " << i / sampleBytes / size_t(c.channels)
+                                            << " channel " << i / sampleBytes % size_t(c.channels);
 }
 
 std::vector<StreamCase> streamCases()
 {
-    const StreamCase layouts[] = {{0, 0, "mono", 1},      {0, 0, "stereo", 2},
-                                  {0, 0, "3.0", 3},       {0, 0, "3.0(back)", 3},
-                                  {0, 0, "4.0", 4},       {0, 0, "quad(side)", 4},
-                                  {0, 0, "5.0(side)", 5}, {0, 0, "5.1(side)", 6},
-                                  {0, 0, "7.0", 7, sevenZeroOrder}, {0, 0, "7.1", 8, sevenOneOrder}};
+    const StreamCase layouts[] = {{0, 0, "mono", 1},
+                                  {0, 0, "stereo", 2},
+                                  {0, 0, "3.0", 3},
+                                  {0, 0, "3.0(back)", 3},
+                                  {0, 0, "4.0", 4},
+                                  {0, 0, "quad(side)", 4},
+                                  {0, 0, "5.0(side)", 5},
+                                  {0, 0, "5.1(side)", 6},
+                                  {0, 0, "7.0", 7, sevenZeroOrder},
+                                  {0, 0, "7.1", 8, sevenOneOrder}};
     std::vector<StreamCase> cases;
     auto add = [&](int bits, int rate, const StreamCase& layout) {
         StreamCase c = layout;

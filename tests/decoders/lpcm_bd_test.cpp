@@ -31,10 +31,15 @@ std::vector<uint8_t> bdHeader(int payloadSize, int assignment, int frequency, in
 
 // A packet whose every big-endian sample names its frame and coded channel,
 // so the output shows where each one went.
-std::vector<uint8_t> bdPacket(int assignment, int frequency, int bits, int codedChannels, int frames)
+std::vector<uint8_t> bdPacket(int assignment,
+                              int frequency,
+                              int bits,
+                              int codedChannels,
+                              int frames)
 {
     int sampleBytes = bits == 1 ? 2 : 3;
-    std::vector<uint8_t> packet = bdHeader(frames * codedChannels * sampleBytes, assignment, frequency, bits);
+    std::vector<uint8_t> packet =
+        bdHeader(frames * codedChannels * sampleBytes, assignment, frequency, bits);
     for (int f = 0; f < frames; ++f)
         for (int c = 0; c < codedChannels; ++c) {
             if (sampleBytes == 3)
@@ -78,13 +83,13 @@ struct BdCase {
     const char* what;
     std::vector<uint8_t> input;
     bool decoded;
-    size_t consumed;            // bytes the decoder advances; `all` for the whole input
-    std::vector<int> order;     // coded channel of each output channel
-    int bits;                   // header code
+    size_t consumed;         // bytes the decoder advances; `all` for the whole input
+    std::vector<int> order;  // coded channel of each output channel
+    int bits;                // header code
     int frames;
     int freq;
     uint32_t mask;
-    const char* logged;         // in the decoder's log or the assertion log
+    const char* logged;  // in the decoder's log or the assertion log
     LONG outputSize = 65536;
 };
 
@@ -102,7 +107,8 @@ TEST_P(LpcmBdPackets, DecodeOrRefuse)
     const uint8_t* p = c.input.data();
     const uint8_t* end = p + c.input.size();
     TvStatus* status = decoder.process(&p, end, &out);
-    EXPECT_EQ(size_t(p - c.input.data()), c.consumed == all ? c.input.size() : c.consumed) << c.what;
+    EXPECT_EQ(size_t(p - c.input.data()), c.consumed == all ? c.input.size() : c.consumed)
+        << c.what;
     if (c.decoded) {
         ASSERT_NE(status, nullptr) << c.what;
         EXPECT_EQ(out.data(), expectedOutput(c.order, c.bits, c.frames)) << c.what;
@@ -131,34 +137,136 @@ TEST_P(LpcmBdPackets, DecodeOrRefuse)
 const std::vector<uint8_t> stereo = bdPacket(3, 1, 1, 2, 4);
 
 INSTANTIATE_TEST_SUITE_P(
-    Table, LpcmBdPackets,
+    Table,
+    LpcmBdPackets,
     ::testing::Values(
-        BdCase{"mono drops its padding channel: 960 bytes give 480", bdPacket(1, 1, 1, 2, 240), true, 964,
-               {0}, 1, 240, 48000, 0x4, ""},
+        BdCase{"mono drops its padding channel: 960 bytes give 480",
+               bdPacket(1, 1, 1, 2, 240),
+               true,
+               964,
+               {0},
+               1,
+               240,
+               48000,
+               0x4,
+               ""},
         BdCase{"stereo 96 kHz", bdPacket(3, 4, 1, 2, 10), true, 44, {0, 1}, 1, 10, 96000, 0x3, ""},
-        BdCase{"3.0 192 kHz 24-bit", bdPacket(4, 5, 3, 4, 3), true, 40, {0, 1, 2}, 3, 3, 192000, 0x7, ""},
-        BdCase{"2/1 keeps the coded order", bdPacket(5, 1, 1, 4, 2), true, 20, {0, 1, 2}, 1, 2, 48000, 0x103,
+        BdCase{"3.0 192 kHz 24-bit",
+               bdPacket(4, 5, 3, 4, 3),
+               true,
+               40,
+               {0, 1, 2},
+               3,
+               3,
+               192000,
+               0x7,
                ""},
-        BdCase{"5.1 puts coded channel 5 in output position 3", bdPacket(9, 1, 1, 6, 3), true, 40,
-               {0, 1, 2, 5, 3, 4}, 1, 3, 48000, 0x3F, ""},
-        BdCase{"7.0 24-bit", bdPacket(10, 4, 3, 8, 2), true, 52, {0, 1, 2, 3, 6, 4, 5}, 3, 2, 96000, 0x637, ""},
-        BdCase{"7.1 24-bit", bdPacket(11, 1, 3, 8, 2), true, 52, {0, 1, 2, 7, 3, 6, 4, 5}, 3, 2, 48000, 0x63F,
+        BdCase{"2/1 keeps the coded order",
+               bdPacket(5, 1, 1, 4, 2),
+               true,
+               20,
+               {0, 1, 2},
+               1,
+               2,
+               48000,
+               0x103,
                ""},
-        BdCase{"two packets in one buffer are both dropped", joined(stereo, stereo), false, all,
-               {}, 1, 0, 0, 0, "error: BD payload size wrong"},
-        BdCase{"44.1 kHz (code 2) is dropped silently", bdPacket(3, 2, 1, 2, 4), false, all, {}, 1, 0, 0, 0, ""},
-        BdCase{"44.1 kHz family (code 3) is dropped silently", bdPacket(3, 3, 1, 2, 4), false, all, {}, 1, 0, 0,
-               0, ""},
+        BdCase{"5.1 puts coded channel 5 in output position 3",
+               bdPacket(9, 1, 1, 6, 3),
+               true,
+               40,
+               {0, 1, 2, 5, 3, 4},
+               1,
+               3,
+               48000,
+               0x3F,
+               ""},
+        BdCase{"7.0 24-bit",
+               bdPacket(10, 4, 3, 8, 2),
+               true,
+               52,
+               {0, 1, 2, 3, 6, 4, 5},
+               3,
+               2,
+               96000,
+               0x637,
+               ""},
+        BdCase{"7.1 24-bit",
+               bdPacket(11, 1, 3, 8, 2),
+               true,
+               52,
+               {0, 1, 2, 7, 3, 6, 4, 5},
+               3,
+               2,
+               48000,
+               0x63F,
+               ""},
+        BdCase{"two packets in one buffer are both dropped",
+               joined(stereo, stereo),
+               false,
+               all,
+               {},
+               1,
+               0,
+               0,
+               0,
+               "error: BD payload size wrong"},
+        BdCase{"44.1 kHz (code 2) is dropped silently",
+               bdPacket(3, 2, 1, 2, 4),
+               false,
+               all,
+               {},
+               1,
+               0,
+               0,
+               0,
+               ""},
+        BdCase{"44.1 kHz family (code 3) is dropped silently",
+               bdPacket(3, 3, 1, 2, 4),
+               false,
+               all,
+               {},
+               1,
+               0,
+               0,
+               0,
+               ""},
         BdCase{"assignment 0 is refused", bdPacket(0, 1, 1, 2, 4), false, all, {}, 1, 0, 0, 0, ""},
         BdCase{"assignment 2 is refused", bdPacket(2, 1, 1, 2, 4), false, all, {}, 1, 0, 0, 0, ""},
-        BdCase{"assignment 12 is refused", bdPacket(12, 1, 1, 2, 4), false, all, {}, 1, 0, 0, 0, ""},
+        BdCase{"assignment 12 is refused",
+               bdPacket(12, 1, 1, 2, 4),
+               false,
+               all,
+               {},
+               1,
+               0,
+               0,
+               0,
+               ""},
         BdCase{"bits code 0 is refused", bdPacket(3, 1, 0, 2, 4), false, all, {}, 1, 0, 0, 0, ""},
-        BdCase{"a packet not yet complete waits", firstBytes(stereo, stereo.size() - 1), false, 0, {}, 1, 0, 0,
-               0, ""},
+        BdCase{"a packet not yet complete waits",
+               firstBytes(stereo, stereo.size() - 1),
+               false,
+               0,
+               {},
+               1,
+               0,
+               0,
+               0,
+               ""},
         BdCase{"three bytes wait", firstBytes(stereo, 3), false, 0, {}, 1, 0, 0, 0, ""},
         BdCase{"nothing waits", {}, false, 0, {}, 1, 0, 0, 0, ""},
-        BdCase{"a packet larger than the output buffer is dropped", bdPacket(3, 1, 1, 2, 16), false, all, {}, 1,
-               0, 0, 0, "'payload_size < dest->GetSize()'", 64}));
+        BdCase{"a packet larger than the output buffer is dropped",
+               bdPacket(3, 1, 1, 2, 16),
+               false,
+               all,
+               {},
+               1,
+               0,
+               0,
+               0,
+               "'payload_size < dest->GetSize()'",
+               64}));
 
 TEST(LpcmBd, APayloadOfPartialFramesIsAssertedAndPaddedWithSilence)
 {
@@ -168,7 +276,8 @@ TEST(LpcmBd, APayloadOfPartialFramesIsAssertedAndPaddedWithSilence)
     AdecLpcmBd decoder(log);
     decoder.init(bdType());
     // Stereo 16-bit: one whole frame and half of the next.
-    std::vector<uint8_t> packet = joined(bdHeader(6, 3, 1, 1), {0x12, 0x34, 0x56, 0x78, 0xEE, 0xEE});
+    std::vector<uint8_t> packet =
+        joined(bdHeader(6, 3, 1, 1), {0x12, 0x34, 0x56, 0x78, 0xEE, 0xEE});
     MemorySample out(64);
     const uint8_t* p = packet.data();
     TvStatus* status = decoder.process(&p, packet.data() + packet.size(), &out);

@@ -11,7 +11,10 @@
 
 namespace {
 
-CMediaType dvdaType(const GUID& major, WORD channels, WORD bits, const GUID& subtype = MEDIASUBTYPE_DVDA_AUDIO_LPCM)
+CMediaType dvdaType(const GUID& major,
+                    WORD channels,
+                    WORD bits,
+                    const GUID& subtype = MEDIASUBTYPE_DVDA_AUDIO_LPCM)
 {
     CMediaType type(&major);
     type.SetSubtype(&subtype);
@@ -26,12 +29,25 @@ CMediaType dvdaType(const GUID& major, WORD channels, WORD bits, const GUID& sub
 // own last byte (byte 5), then quantisation (16 + 4q bits) and frequency
 // nibbles of group 1 and group 2, and the channel assignment in byte 10,
 // padded to the header length.
-std::vector<uint8_t> dvdaHeader(int quant1, int quant2, int freq1, int freq2, int assignment,
-                                int headerLength = 8, int leadInBytes = 0)
+std::vector<uint8_t> dvdaHeader(int quant1,
+                                int quant2,
+                                int freq1,
+                                int freq2,
+                                int assignment,
+                                int headerLength = 8,
+                                int leadInBytes = 0)
 {
     int pointer = headerLength - 1 + leadInBytes;
-    std::vector<uint8_t> header = {0xA0, 0, 0, uint8_t(headerLength), uint8_t(pointer >> 8), uint8_t(pointer),
-                                   0x00, uint8_t((quant1 << 4) | quant2), uint8_t((freq1 << 4) | freq2), 0,
+    std::vector<uint8_t> header = {0xA0,
+                                   0,
+                                   0,
+                                   uint8_t(headerLength),
+                                   uint8_t(pointer >> 8),
+                                   uint8_t(pointer),
+                                   0x00,
+                                   uint8_t((quant1 << 4) | quant2),
+                                   uint8_t((freq1 << 4) | freq2),
+                                   0,
                                    uint8_t(assignment)};
     header.resize(size_t(4 + headerLength), 0);
     return header;
@@ -39,8 +55,13 @@ std::vector<uint8_t> dvdaHeader(int quant1, int quant2, int freq1, int freq2, in
 
 std::vector<uint8_t> dvdVideoHeader(int quantisation, int frequency, int channels, int pointer = 4)
 {
-    return {0xA0, 1, uint8_t(pointer >> 8), uint8_t(pointer), 0x00,
-            uint8_t((quantisation << 6) | (frequency << 4) | (channels - 1)), 0x80};
+    return {0xA0,
+            1,
+            uint8_t(pointer >> 8),
+            uint8_t(pointer),
+            0x00,
+            uint8_t((quantisation << 6) | (frequency << 4) | (channels - 1)),
+            0x80};
 }
 
 std::vector<uint8_t> withByte(std::vector<uint8_t> v, size_t at, uint8_t value)
@@ -104,52 +125,84 @@ const CMediaType pes = dvdaType(MEDIATYPE_MPEG2_PES, 2, 16);
 const CMediaType dvdVideoPes = dvdaType(MEDIATYPE_MPEG2_PES, 2, 16, MEDIASUBTYPE_DVD_LPCM_AUDIO);
 
 INSTANTIATE_TEST_SUITE_P(
-    Table, LpcmDvdaHeaders,
+    Table,
+    LpcmDvdaHeaders,
     ::testing::Values(
-        HeaderCase{"3+3 24-bit 96 kHz", pes, dvdaHeader(2, 2, 1, 1, 17), true, 12, 96000, 6, 3, ST24Bit, 0, ""},
-        HeaderCase{"3+3 16-bit 48 kHz", pes, dvdaHeader(0, 0, 0, 0, 17), true, 12, 48000, 6, 3, ST16Bit, 0, ""},
-        HeaderCase{"frequency code 2 is 192 kHz", pes, dvdaHeader(2, 2, 2, 2, 17), true, 12, 192000, 6, 3,
+        HeaderCase{"3+3 24-bit 96 kHz", pes, dvdaHeader(2, 2, 1, 1, 17), true, 12, 96000, 6, 3,
                    ST24Bit, 0, ""},
-        HeaderCase{"frequency code 8 is 44.1 kHz", pes, dvdaHeader(0, 0, 8, 8, 17), true, 12, 44100, 6, 3,
+        HeaderCase{"3+3 16-bit 48 kHz", pes, dvdaHeader(0, 0, 0, 0, 17), true, 12, 48000, 6, 3,
                    ST16Bit, 0, ""},
-        HeaderCase{"frequency code 9 is 88.2 kHz", pes, dvdaHeader(0, 0, 9, 9, 17), true, 12, 88200, 6, 3,
-                   ST16Bit, 0, ""},
-        HeaderCase{"frequency code 10 is 176.4 kHz", pes, dvdaHeader(0, 0, 10, 10, 17), true, 12, 176400, 6, 3,
-                   ST16Bit, 0, ""},
-        HeaderCase{"frequency code 3 is refused", pes, dvdaHeader(0, 0, 3, 3, 17), false, 0, 0, 0, 0,
-                   STUninitialized, 0, "'0'"},
-        HeaderCase{"groups that disagree assert, group 1 decides", pes, dvdaHeader(2, 0, 1, 0, 17), true, 12,
-                   96000, 6, 3, ST24Bit, 0, "'quant1 ==quant2 && freq1 == freq2'"},
-        HeaderCase{"substream 0xA1 is refused", pes, withByte(dvdaHeader(0, 0, 0, 0, 17), 0, 0xA1), false, 0, 0,
-                   0, 0, STUninitialized, 0, "Error: wrong Audio DVD header"},
+        HeaderCase{"frequency code 2 is 192 kHz", pes, dvdaHeader(2, 2, 2, 2, 17), true, 12, 192000,
+                   6, 3, ST24Bit, 0, ""},
+        HeaderCase{"frequency code 8 is 44.1 kHz", pes, dvdaHeader(0, 0, 8, 8, 17), true, 12, 44100,
+                   6, 3, ST16Bit, 0, ""},
+        HeaderCase{"frequency code 9 is 88.2 kHz", pes, dvdaHeader(0, 0, 9, 9, 17), true, 12, 88200,
+                   6, 3, ST16Bit, 0, ""},
+        HeaderCase{"frequency code 10 is 176.4 kHz", pes, dvdaHeader(0, 0, 10, 10, 17), true, 12,
+                   176400, 6, 3, ST16Bit, 0, ""},
+        HeaderCase{"frequency code 3 is refused", pes, dvdaHeader(0, 0, 3, 3, 17), false, 0, 0, 0,
+                   0, STUninitialized, 0, "'0'"},
+        HeaderCase{"groups that disagree assert, group 1 decides", pes, dvdaHeader(2, 0, 1, 0, 17),
+                   true, 12, 96000, 6, 3, ST24Bit, 0, "'quant1 ==quant2 && freq1 == freq2'"},
+        HeaderCase{"substream 0xA1 is refused", pes, withByte(dvdaHeader(0, 0, 0, 0, 17), 0, 0xA1),
+                   false, 0, 0, 0, 0, STUninitialized, 0, "Error: wrong Audio DVD header"},
         HeaderCase{"assignment 1 is refused", pes, dvdaHeader(0, 0xF, 0, 0xF, 1), false, 0, 0, 0, 0,
                    STUninitialized, 0, "'0'"},
-        HeaderCase{"a longer header is skipped whole", pes, dvdaHeader(2, 2, 1, 1, 17, 14), true, 18, 96000, 6, 3,
-                   ST24Bit, 0, ""},
+        HeaderCase{"a longer header is skipped whole", pes, dvdaHeader(2, 2, 1, 1, 17, 14), true,
+                   18, 96000, 6, 3, ST24Bit, 0, ""},
         // 36 lead-in bytes = 2 frames of six 24-bit channels = 2/96000 s.
-        HeaderCase{"first access unit after two frames", pes, dvdaHeader(2, 2, 1, 1, 17, 8, 36), true, 12, 96000,
-                   6, 3, ST24Bit, 208, ""},
-        HeaderCase{"a lead-in of partial frames asserts", pes, dvdaHeader(2, 2, 1, 1, 17, 8, 20), true, 12,
-                   96000, 6, 3, ST24Bit, 104,
+        HeaderCase{"first access unit after two frames", pes, dvdaHeader(2, 2, 1, 1, 17, 8, 36),
+                   true, 12, 96000, 6, 3, ST24Bit, 208, ""},
+        HeaderCase{"a lead-in of partial frames asserts", pes, dvdaHeader(2, 2, 1, 1, 17, 8, 20),
+                   true, 12, 96000, 6, 3, ST24Bit, 104,
                    "'first_access_unit_pointer == d_samples * _status.chan * byteSize(_status )'"},
-        HeaderCase{"3 bytes assert and are refused", pes, {0xA0, 0, 0}, false, 0, 0, 0, 0, STUninitialized, 0,
+        HeaderCase{"3 bytes assert and are refused",
+                   pes,
+                   {0xA0, 0, 0},
+                   false,
+                   0,
+                   0,
+                   0,
+                   0,
+                   STUninitialized,
+                   0,
                    "'size >= 7'"},
-        HeaderCase{"plain audio samples carry no header", dvdaType(MEDIATYPE_Audio, 2, 16), {}, true, 0, 48000, 2, 0, ST16Bit, 0, ""},
-        HeaderCase{"a DVD-Video header, 96 kHz", dvdVideoPes, dvdVideoHeader(2, 1, 2, 4 + 12), true, 7, 96000, 2,
-                   0, ST24Bit, 208, "number: 1 12"},
-        HeaderCase{"a DVD-Video lead-in of partial frames asserts", dvdVideoPes, dvdVideoHeader(0, 0, 2, 4 + 6),
-                   true, 7, 48000, 2, 0, ST16Bit, 208,
+        HeaderCase{"plain audio samples carry no header",
+                   dvdaType(MEDIATYPE_Audio, 2, 16),
+                   {},
+                   true,
+                   0,
+                   48000,
+                   2,
+                   0,
+                   ST16Bit,
+                   0,
+                   ""},
+        HeaderCase{"a DVD-Video header, 96 kHz", dvdVideoPes, dvdVideoHeader(2, 1, 2, 4 + 12), true,
+                   7, 96000, 2, 0, ST24Bit, 208, "number: 1 12"},
+        HeaderCase{"a DVD-Video lead-in of partial frames asserts", dvdVideoPes,
+                   dvdVideoHeader(0, 0, 2, 4 + 6), true, 7, 48000, 2, 0, ST16Bit, 208,
                    "'first_access_unit_pointer == d_samples * _status.chan * byteSize(_status)'"},
-        HeaderCase{"a DVD-Video header of 6 bytes", dvdVideoPes, {0xA0, 1, 0, 4, 0, 1}, false, 0, 0, 0, 0,
-                   STUninitialized, 0, "error: bad VideoDVD header"},
-        HeaderCase{"a DVD-Video syncword", dvdVideoPes, withByte(dvdVideoHeader(0, 0, 2), 0, 0x80), false, 0, 0,
-                   0, 0, STUninitialized, 0, "error: bad VideoDVD syncword"},
-        HeaderCase{"DVD-Video quantisation 3", dvdVideoPes, dvdVideoHeader(3, 0, 2), false, 0, 0, 0, 0,
-                   STUninitialized, 0, "bad VideoDVD quant"},
+        HeaderCase{"a DVD-Video header of 6 bytes",
+                   dvdVideoPes,
+                   {0xA0, 1, 0, 4, 0, 1},
+                   false,
+                   0,
+                   0,
+                   0,
+                   0,
+                   STUninitialized,
+                   0,
+                   "error: bad VideoDVD header"},
+        HeaderCase{"a DVD-Video syncword", dvdVideoPes, withByte(dvdVideoHeader(0, 0, 2), 0, 0x80),
+                   false, 0, 0, 0, 0, STUninitialized, 0, "error: bad VideoDVD syncword"},
+        HeaderCase{"DVD-Video quantisation 3", dvdVideoPes, dvdVideoHeader(3, 0, 2), false, 0, 0, 0,
+                   0, STUninitialized, 0, "bad VideoDVD quant"},
         HeaderCase{"DVD-Video frequency 2", dvdVideoPes, dvdVideoHeader(0, 2, 2), false, 0, 0, 0, 0,
                    STUninitialized, 0, "bad VideoDVD freq"},
-        HeaderCase{"another subtype asserts", dvdaType(MEDIATYPE_MPEG2_PES, 2, 16, MEDIASUBTYPE_PCM),
-                   dvdVideoHeader(0, 0, 2), false, 0, 0, 0, 0, STUninitialized, 0, "'0'"}));
+        HeaderCase{"another subtype asserts",
+                   dvdaType(MEDIATYPE_MPEG2_PES, 2, 16, MEDIASUBTYPE_PCM), dvdVideoHeader(0, 0, 2),
+                   false, 0, 0, 0, 0, STUninitialized, 0, "'0'"}));
 
 // --- Round trips -----------------------------------------------------------
 
@@ -163,7 +216,8 @@ Frames knownFrames(int frames, int channels, int bits)
     for (int f = 0; f < frames; ++f)
         for (int c = 0; c < channels; ++c) {
             int32_t value = (f + 1) * 0x10203 * (c + 1) + c * 0x55;
-            out[size_t(f)][size_t(c)] = ((f + c) % 2 ? -value : value) & (bits == 16 ? 0xFFFF : 0xFFFFFF);
+            out[size_t(f)][size_t(c)] =
+                ((f + c) % 2 ? -value : value) & (bits == 16 ? 0xFFFF : 0xFFFFFF);
         }
     return out;
 }
@@ -244,8 +298,10 @@ TEST_P(LpcmDvdaRoundTrip, KnownSamplesComeBack)
     }
     size_t headerSize = packet.size();
     Frames frames = knownFrames(c.frames, c.channels, c.bits);
-    std::vector<uint8_t> audio = c.bits == 16 ? pack16(frames) : pack24(frames, c.twoGroups ? std::vector<int>{3, 3}
-                                                                                        : std::vector<int>{c.channels});
+    std::vector<uint8_t> audio =
+        c.bits == 16
+            ? pack16(frames)
+            : pack24(frames, c.twoGroups ? std::vector<int>{3, 3} : std::vector<int>{c.channels});
     packet.insert(packet.end(), audio.begin(), audio.end());
     const uint8_t* p = packet.data();
     const uint8_t* end = p + packet.size();
@@ -262,7 +318,8 @@ TEST_P(LpcmDvdaRoundTrip, KnownSamplesComeBack)
     EXPECT_TRUE(assertions.lines().empty());
 }
 
-INSTANTIATE_TEST_SUITE_P(Packings, LpcmDvdaRoundTrip,
+INSTANTIATE_TEST_SUITE_P(Packings,
+                         LpcmDvdaRoundTrip,
                          ::testing::Values(RoundTrip{"16-bit stereo", 16, 2, false, 40},
                                            RoundTrip{"16-bit mono", 16, 1, false, 8},
                                            RoundTrip{"24-bit stereo", 24, 2, false, 40},
@@ -303,8 +360,9 @@ TEST_F(LpcmDvdaConversion, AnOddSixteenBitFrameCountIsSwappedButNotCounted)
     EXPECT_TRUE(std::equal(swapped.begin(), swapped.end(), out.buffer().begin()));
     std::string text = assertionText();
     EXPECT_NE(text.find("adeclpcm.cpp"), std::string::npos) << text;
-    EXPECT_NE(text.find("'_status.samples *byteSize(_status) * _status.chan == _status.iFrameSize'"),
-              std::string::npos)
+    EXPECT_NE(
+        text.find("'_status.samples *byteSize(_status) * _status.chan == _status.iFrameSize'"),
+        std::string::npos)
         << text;
 }
 
@@ -350,7 +408,8 @@ TEST_F(LpcmDvdaConversion, OutputNeverOverflowsASmallBuffer)
         ASSERT_NE(decoder.process(&p, input.data() + input.size(), &out), nullptr);
         EXPECT_LE(out.GetActualDataLength(), 100);
         EXPECT_EQ(out.buffer().size(), 100u);
-        EXPECT_NE(assertionText().find("'dest->GetSize() > oFrameSize'"), std::string::npos) << bits;
+        EXPECT_NE(assertionText().find("'dest->GetSize() > oFrameSize'"), std::string::npos)
+            << bits;
     }
 }
 

@@ -110,9 +110,11 @@ TEST_P(LpcmBdFilterStreams, PacketsDecodeLikeTheReferenceDecoder)
     std::string m2ts = folder.file("in.m2ts");
     std::string exprs;
     for (int c = 0; c < layout.channels; ++c)
-        exprs += (c ? "|" : "") + std::string("0.7*sin(") + std::to_string(300 + 125 * c) + "*2*PI*t)";
-    std::string make = "ffmpeg -v error -f lavfi -i \"aevalsrc=exprs=" + exprs + ":c=" + layout.name +
-                       ":s=48000:d=0.5\" -c:a pcm_bluray -sample_fmt s16 -f mpegts -mpegts_m2ts_mode 1 -y " + m2ts;
+        exprs +=
+            (c ? "|" : "") + std::string("0.7*sin(") + std::to_string(300 + 125 * c) + "*2*PI*t)";
+    std::string make =
+        "ffmpeg -v error -f lavfi -i \"aevalsrc=exprs=" + exprs + ":c=" + layout.name +
+        ":s=48000:d=0.5\" -c:a pcm_bluray -sample_fmt s16 -f mpegts -mpegts_m2ts_mode 1 -y " + m2ts;
     ASSERT_EQ(std::system(make.c_str()), 0) << make;
     bool ok = false;
     auto reference = commandOutput("ffmpeg -v error -i " + m2ts + " -f s16le -", &ok);
@@ -139,7 +141,8 @@ TEST_P(LpcmBdFilterStreams, PacketsDecodeLikeTheReferenceDecoder)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Layouts, LpcmBdFilterStreams,
+INSTANTIATE_TEST_SUITE_P(Layouts,
+                         LpcmBdFilterStreams,
                          ::testing::Values(Layout{"stereo", 2}, Layout{"5.1(side)", 6}),
                          [](const ::testing::TestParamInfo<Layout>& info) {
                              return std::to_string(info.param.channels) + "ch";

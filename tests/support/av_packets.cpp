@@ -4,7 +4,8 @@ extern "C" {
 #include <libavformat/avformat.h>
 }
 
-bool readAudioPackets(const std::string& path, std::vector<DemuxedPacket>& packets,
+bool readAudioPackets(const std::string& path,
+                      std::vector<DemuxedPacket>& packets,
                       std::string& error)
 {
     AVFormatContext* format = nullptr;

@@ -13,5 +13,6 @@ struct DemuxedPacket {
 };
 
 // False, with `error` set, when the file cannot be opened or has no audio.
-bool readAudioPackets(const std::string& path, std::vector<DemuxedPacket>& packets,
+bool readAudioPackets(const std::string& path,
+                      std::vector<DemuxedPacket>& packets,
                       std::string& error);
