@@ -1,6 +1,8 @@
 #include "core/decoder_factory.h"
 
+#include "decoders/AdecLpcmBd.h"
 #include "decoders/AdecLpcmDvd.h"
+#include "decoders/adeclpcm.h"
 #include "platform/media_guids.h"
 
 namespace {
@@ -15,6 +17,8 @@ std::unique_ptr<Adec> create(std::ostream& log)
 // Adding a decoder class is one line here.
 const DecoderCreationStep creationSteps[] = {
     {"AdecLpcmDvd", create<AdecLpcmDvd>, false},
+    {"AdecLpcmBd", create<AdecLpcmBd>, false},
+    {"AdecLPCM", create<AdecLPCM>, false},
 };
 
 bool runStep(const DecoderCreationStep& step, DecoderList& decoders, std::ostream& log)

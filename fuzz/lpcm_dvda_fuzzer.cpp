@@ -1,0 +1,36 @@
+// DVD-Audio LPCM decoder: the first byte picks the media type and the format
+// block's layout, the second the packet size; each packet's private header and
+// audio go through the decoder as the filter would pass them.
+#include <cstddef>
+#include <cstdint>
+#include <sstream>
+
+#include "decoders/adeclpcm.h"
+#include "tests/support/memory_sample.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
+{
+    if (size < 2)
+        return 0;
+    std::ostringstream log;
+    AdecLPCM decoder(log);
+    CMediaType type((data[0] & 1) ? &MEDIATYPE_Audio : &MEDIATYPE_MPEG2_PES);
+    type.SetSubtype((data[0] & 2) ? &MEDIASUBTYPE_DVD_LPCM_AUDIO : &MEDIASUBTYPE_DVDA_AUDIO_LPCM);
+    type.SetFormatType(&FORMAT_WaveFormatEx);
+    static const WORD bits[4] = {16, 20, 24, 8};
+    WAVEFORMATEX wave{
+        WAVE_FORMAT_PCM, WORD((data[0] >> 2) % 9), 48000, 0, 0, bits[(data[0] >> 6) & 3], 0};
+    type.SetFormat(reinterpret_cast<const BYTE*>(&wave), sizeof wave);
+    decoder.init(type);
+    MemorySample out(4096 + 4);
+    size_t packetSize = 8 + data[1] * 8;
+    for (size_t offset = 2; offset < size; offset += packetSize) {
+        const uint8_t* p = data + offset;
+        const uint8_t* end = data + (offset + packetSize < size ? offset + packetSize : size);
+        if (!decoder.parsePacketHeader(&p, end))
+            continue;
+        decoder.process(&p, end, &out);
+        out.SetActualDataLength(0);
+    }
+    return 0;
+}

@@ -1,0 +1,49 @@
+// The three LPCM packings each reach their own decoder, created in the fixed
+// order DVD-Video, Blu-ray, DVD-Audio.
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "core/decoder_factory.h"
+#include "decoders/AdecLpcmBd.h"
+#include "decoders/AdecLpcmDvd.h"
+#include "decoders/adeclpcm.h"
+
+namespace {
+
+CMediaType typeOf(const GUID& subtype)
+{
+    CMediaType type(&MEDIATYPE_MPEG2_PES);
+    type.SetSubtype(&subtype);
+    type.SetFormatType(&FORMAT_WaveFormatEx);
+    WAVEFORMATEX wave{WAVE_FORMAT_PCM, 2, 48000, 192000, 4, 16, 0};
+    type.SetFormat(reinterpret_cast<const BYTE*>(&wave), sizeof wave);
+    return type;
+}
+
+TEST(LpcmSelection, EachSubtypeReachesItsDecoderInTheFixedOrder)
+{
+    std::ostringstream log;
+    DecoderList decoders;
+    createDecoders(decoders, log);
+    std::string text = log.str();
+    size_t dvd = text.find("successfully initialized Decoder: AdecLpcmDvd\n");
+    size_t bd = text.find("successfully initialized Decoder: AdecLpcmBd\n");
+    size_t dvda = text.find("successfully initialized Decoder: AdecLPCM\n");
+    ASSERT_NE(dvd, std::string::npos);
+    ASSERT_NE(bd, std::string::npos);
+    ASSERT_NE(dvda, std::string::npos);
+    EXPECT_LT(dvd, bd);
+    EXPECT_LT(bd, dvda);
+
+    EXPECT_NE(dynamic_cast<AdecLpcmDvd*>(chooseDecoder(decoders, typeOf(MEDIASUBTYPE_HDDVD_LPCM))),
+              nullptr);
+    EXPECT_NE(
+        dynamic_cast<AdecLpcmBd*>(chooseDecoder(decoders, typeOf(MEDIASUBTYPE_BDMV_LPCM_AUDIO))),
+        nullptr);
+    EXPECT_NE(
+        dynamic_cast<AdecLPCM*>(chooseDecoder(decoders, typeOf(MEDIASUBTYPE_DVDA_AUDIO_LPCM))),
+        nullptr);
+}
+
+}  // namespace
