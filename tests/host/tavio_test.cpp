@@ -73,6 +73,39 @@ TEST(Tavio, VobDecodesBitForBitLikeTheReferenceDecoder)
     EXPECT_EQ(wav.channelMask(), 0x3Fu);
 }
 
+TEST(Tavio, BlurayLpcmFromM2tsDecodesBitForBitLikeTheReferenceDecoder)
+{
+    if (!haveFfmpeg())
+        GTEST_SKIP() << "ffmpeg not installed";
+    struct Case {
+        int channels;
+        const char* layout;
+        const char* sampleFormat;
+        const char* referenceFormat;
+        uint32_t mask;
+    } cases[] = {
+        {2, "stereo", "s16", "s16le", 0x3},
+        {6, "5.1(side)", "s32", "s24le", 0x3F},
+    };
+    for (const Case& c : cases) {
+        TempFolder folder;
+        std::string m2ts = folder.file("bd.m2ts");
+        std::string source = sineSource(c.channels, 48000, 0.5);
+        source.insert(source.size() - 1, std::string(":c=") + c.layout);
+        ASSERT_EQ(std::system(("ffmpeg -v error " + source + " -c:a pcm_bluray -sample_fmt " + c.sampleFormat +
+                               " -f mpegts -mpegts_m2ts_mode 1 -y " + m2ts).c_str()),
+                  0);
+        std::string errors;
+        ASSERT_EQ(run(m2ts + " -q -o " + folder.file("bd.wav"), &errors), 0) << errors;
+        WavFile wav = readWav(folder.file("bd.wav"));
+        bool ok = false;
+        auto reference = commandOutput("ffmpeg -v error -i " + m2ts + " -f " + c.referenceFormat + " -", &ok);
+        ASSERT_TRUE(ok);
+        EXPECT_TRUE(wav.data == reference) << c.layout;
+        EXPECT_EQ(wav.channelMask(), c.mask) << c.layout;
+    }
+}
+
 TEST(Tavio, SixteenBitOnlyOutputStillGetsATwentyFourBitStream)
 {
     if (!haveFfmpeg())
