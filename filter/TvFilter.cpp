@@ -297,11 +297,10 @@ TvStatus* TvFilter::outputStatus()
     return _ostatus ? _ostatus->clone() : nullptr;
 }
 
-STDMETHODIMP TvFilter::GetOutputStreamInfo(ITavioStreamInfo** info)
+// A snapshot of a status copy; E_FAIL when there is none yet.
+static HRESULT snapshot(TvStatus* copy, ITavioStreamInfo** info)
 {
-    if (!info)
-        return E_POINTER;
-    std::unique_ptr<TvStatus> s(outputStatus());
+    std::unique_ptr<TvStatus> s(copy);
     if (!s)
         return E_FAIL;
     TvAssert(s->samples>0);
@@ -310,17 +309,14 @@ STDMETHODIMP TvFilter::GetOutputStreamInfo(ITavioStreamInfo** info)
     return S_OK;
 }
 
+STDMETHODIMP TvFilter::GetOutputStreamInfo(ITavioStreamInfo** info)
+{
+    return info ? snapshot(outputStatus(), info) : E_POINTER;
+}
+
 STDMETHODIMP TvFilter::GetInputStreamInfo(ITavioStreamInfo** info)
 {
-    if (!info)
-        return E_POINTER;
-    std::unique_ptr<TvStatus> s(inputStatus());
-    if (!s)
-        return E_FAIL;
-    TvAssert(s->samples>0);
-    TvAssert(s->channelMask != 0);
-    *info = new (std::nothrow) TavioStreamInfo(s.release());
-    return S_OK;
+    return info ? snapshot(inputStatus(), info) : E_POINTER;
 }
 
 STDMETHODIMP TvFilter::SetSpdif(BOOL on)
