@@ -6,6 +6,7 @@
 #include <fstream>
 #include <iterator>
 
+#include "host/program_stream_builders.h"
 #include "support/reference_tools.h"
 #include "support/wav_file.h"
 
@@ -104,6 +105,42 @@ TEST(Tavio, BlurayLpcmFromM2tsDecodesBitForBitLikeTheReferenceDecoder)
         EXPECT_TRUE(wav.data == reference) << c.layout;
         EXPECT_EQ(wav.channelMask(), c.mask) << c.layout;
     }
+}
+
+// A DVD-Audio AOB of 16-bit six-channel audio at 48 kHz: packs whose private
+// stream 1 packets carry the DVD-Audio LPCM header (substream 0xA0, header
+// length 8, first access unit right after it, quantisation and frequency
+// nibbles 0, channel assignment 17: two groups of three) and big-endian
+// samples of a known ramp, which 16-bit streams keep in their coded order.
+TEST(Tavio, DvdAudioLpcmFromAnAobKeepsItsSamples)
+{
+    using namespace psbuild;
+    TempFolder folder;
+    std::string aob = folder.file("audio.aob");
+    std::vector<uint8_t> expected;
+    Bytes stream;
+    constexpr int kFramesPerPacket = 200;
+    for (int packet = 0; packet < 20; ++packet) {
+        Bytes payload = {0xA0, 0, 0, 8, 0, 7, 0, 0x00, 0x00, 0, 17, 0};
+        for (int frame = 0; frame < kFramesPerPacket; ++frame)
+            for (int channel = 0; channel < 6; ++channel) {
+                int16_t sample = int16_t((packet * kFramesPerPacket + frame) * (channel - 3) * 7);
+                payload.push_back(uint8_t(uint16_t(sample) >> 8));
+                payload.push_back(uint8_t(sample));
+                expected.push_back(uint8_t(sample));
+                expected.push_back(uint8_t(uint16_t(sample) >> 8));
+            }
+        int64_t pts = 90000 + int64_t(packet) * kFramesPerPacket * 90000 / 48000;
+        stream = concat({stream, mpeg2Pack(), pes(0xBD, mpeg2Header(&pts), payload)});
+    }
+    std::ofstream(aob, std::ios::binary).write(reinterpret_cast<const char*>(stream.data()), long(stream.size()));
+    std::string errors;
+    ASSERT_EQ(run(aob + " -o " + folder.file("a.wav"), &errors), 0) << errors;
+    EXPECT_NE(errors.find("DVD-Audio LPCM, 48000 Hz, 6 channels (assignment 17), 16-bit"), std::string::npos)
+        << errors;
+    WavFile wav = readWav(folder.file("a.wav"));
+    EXPECT_EQ(wav.channelMask(), 0x3Fu);
+    EXPECT_TRUE(wav.data == expected) << wav.data.size() << " vs " << expected.size() << " bytes";
 }
 
 TEST(Tavio, SixteenBitOnlyOutputStillGetsATwentyFourBitStream)
