@@ -37,7 +37,7 @@ TvFilter::TvFilter(IUnknown* outer, HRESULT* phr, const std::string& moduleFolde
       _log(perFilterLogName(_instance), std::ios::out | std::ios::trunc),
       _moduleFolder(moduleFolder)
 {
-    createDecoders(_decoders, _log);
+    createDecoders(_decoders, _log, _moduleFolder);
     _remixer = new AudioConv(GetOwner(), this, &_streamLock);
     _remixer->NonDelegatingAddRef();
     logStream << "constructing filter: #" << _instance << " " << static_cast<void*>(this) << std::endl;
