@@ -176,18 +176,21 @@ Ac3Matrix mixMatrix(const Ac3FrameInfo& frame, const Ac3MixRequest& request)
     std::array<bool, kSpeakerCount> present = layoutSpeakers(frame.acmod, frame.lfeon);
     Ac3Matrix m = multiply(downmix, selection(frame, request));
     float loudest = 0;
-    for (auto& row : m) {
+    for (int o = 0; o < kSpeakerCount; ++o) {
         float sum = 0;
         for (int i = 0; i < kSpeakerCount; ++i) {
             if (!present[i])
-                row[i] = 0;
-            sum += std::fabs(row[i]);
+                m[o][i] = 0;
+            sum += std::fabs(m[o][i]);
         }
-        loudest = std::max(loudest, sum);
+        if (o != kSpeakerLfe)
+            loudest = std::max(loudest, sum);
     }
+    // The LFE channel is not part of the downmix and keeps its own level.
     if (loudest > 1.0f)
-        for (auto& row : m)
-            for (float& c : row)
-                c /= loudest;
+        for (int o = 0; o < kSpeakerCount; ++o)
+            for (float& c : m[o])
+                if (o != kSpeakerLfe)
+                    c /= loudest;
     return m;
 }

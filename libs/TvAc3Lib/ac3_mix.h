@@ -47,5 +47,6 @@ struct Ac3MixRequest {
 };
 
 // The matrix from the frame's speakers to the requested layout, scaled down
-// as a whole when a row's coefficients add up to more than 1.
+// (all rows alike, the LFE row apart) when a row's coefficients add up to
+// more than 1.
 Ac3Matrix mixMatrix(const Ac3FrameInfo& frame, const Ac3MixRequest& request);

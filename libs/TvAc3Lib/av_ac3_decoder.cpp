@@ -28,20 +28,28 @@ Ac3Speaker speakerOf(AVChannel channel)
 
 AvAc3Decoder::AvAc3Decoder()
 {
-    const AVCodec* codec = avcodec_find_decoder(AV_CODEC_ID_AC3);
-    if (!codec)
-        return;
-    context_ = avcodec_alloc_context3(codec);
     frame_ = av_frame_alloc();
     packet_ = av_packet_alloc();
-    if (!ready())
+    open();
+}
+
+void AvAc3Decoder::open()
+{
+    avcodec_free_context(&context_);
+    const AVCodec* codec = avcodec_find_decoder(AV_CODEC_ID_AC3);
+    context_ = codec ? avcodec_alloc_context3(codec) : nullptr;
+    if (!context_)
         return;
     // A frame whose checksums fail is refused rather than concealed, so the
     // caller can resynchronise.
     context_->err_recognition = AV_EF_CRCCHECK | AV_EF_EXPLODE;
     context_->request_sample_fmt = AV_SAMPLE_FMT_FLTP;
-    if (avcodec_open2(context_, codec, nullptr) < 0)
+    if (avcodec_open2(context_, codec, nullptr) < 0) {
         avcodec_free_context(&context_);
+        return;
+    }
+    setDynamicRange(drcScale_, heavy_);
+    setDialogueTarget(dialogueTarget_);
 }
 
 AvAc3Decoder::~AvAc3Decoder()
@@ -51,14 +59,14 @@ AvAc3Decoder::~AvAc3Decoder()
     avcodec_free_context(&context_);
 }
 
-void AvAc3Decoder::reset()
-{
-    if (context_)
-        avcodec_flush_buffers(context_);
-}
+// A fresh context, not a flush: flushing keeps the dither generator's state,
+// and a reset decoder must give the output of a new one.
+void AvAc3Decoder::reset() { open(); }
 
 void AvAc3Decoder::setDynamicRange(float scale, bool heavy)
 {
+    drcScale_ = scale;
+    heavy_ = heavy;
     if (!context_)
         return;
     av_opt_set_double(context_->priv_data, "drc_scale", scale, 0);
@@ -67,6 +75,7 @@ void AvAc3Decoder::setDynamicRange(float scale, bool heavy)
 
 void AvAc3Decoder::setDialogueTarget(int dBFS)
 {
+    dialogueTarget_ = dBFS;
     if (context_)
         av_opt_set_int(context_->priv_data, "target_level", dBFS, 0);
 }

@@ -24,6 +24,7 @@ public:
     // points each speaker the frame carries at its 1536 samples (null for
     // speakers it lacks), valid until the next call.
     bool decode(const uint8_t* frame, size_t size, std::array<const float*, kSpeakerCount>& speakers);
+    // Makes the decoder as new (its options kept).
     void reset();
 
     // Dynamic range: scale of the coded gain words (0 ignores them), and RF
@@ -32,7 +33,12 @@ public:
     void setDialogueTarget(int dBFS);
 
 private:
+    void open();
+
     AVCodecContext* context_ = nullptr;
     AVFrame* frame_ = nullptr;
     AVPacket* packet_ = nullptr;
+    float drcScale_ = 1.0f;
+    bool heavy_ = false;
+    int dialogueTarget_ = 0;
 };

@@ -67,8 +67,9 @@
 // Lt = L + 0.707 C - 0.707 (Ls + Rs), Rt = R + 0.707 C + 0.707 (Ls + Rs), a
 // single surround S entering as -0.707 S and +0.707 S; the 0.707 levels are
 // fixed, not the stream's (A/52 7.8.2). The LFE channel is never
-// mixed into others. Each matrix is scaled down, when needed, so that no
-// output row's coefficients add up to more than 1 (no overload).
+// mixed into others and keeps its level. The other rows of each matrix are
+// scaled down alike, when needed, so that no output row's coefficients add up
+// to more than 1 (no overload).
 // Output samples are rounded to nearest and clipped.
 #pragma once
 
