@@ -62,10 +62,8 @@ TvStatus* AdecDolby::init(const CMediaType& mediaType)
         return nullptr;
     _oldac3 = static_cast<TvAc3Decoder*>(engine);
     setDefaultParams();
-    // The karaoke setting is the host's, not the stream's: it outlives init.
-    int32_t karaoke = _status.karaoke;
+    // A new library object starts without karaoke vocals; the record says so.
     _status = TvStatusAc3();
-    _status.karaoke = karaoke;
     readWaveFormat(mediaType, _status);
     _status.spdif = _spdif;
     return &_status;
