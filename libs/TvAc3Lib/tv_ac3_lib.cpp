@@ -1,9 +1,14 @@
 // The exported decoder object of TvAc3Lib.dll.
 #include "libs/TvAc3Lib/tv_ac3_lib.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <new>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 #include "libs/TvAc3Lib/av_ac3_decoder.h"
 
@@ -47,10 +52,23 @@ int frameBytes(uint8_t code)
     return 2 * words;
 }
 
-int16_t toSample(float value)
+// Rounds to nearest (ties to even) and clips, as lrintf and a clamp would;
+// four at a time where SSE2 is there.
+void toSamples(const float* in, int16_t* out, int count)
 {
-    long scaled = std::lrintf(value * 32768.0f);
-    return static_cast<int16_t>(scaled > 32767 ? 32767 : scaled < -32768 ? -32768 : scaled);
+    int n = 0;
+#if defined(__SSE2__)
+    const __m128 scale = _mm_set1_ps(32768.0f);
+    for (; n + 8 <= count; n += 8) {
+        __m128i low = _mm_cvtps_epi32(_mm_mul_ps(_mm_loadu_ps(in + n), scale));
+        __m128i high = _mm_cvtps_epi32(_mm_mul_ps(_mm_loadu_ps(in + n + 4), scale));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + n), _mm_packs_epi32(low, high));
+    }
+#endif
+    for (; n < count; ++n) {
+        float scaled = std::clamp(in[n] * 32768.0f, -32768.0f, 32767.0f);
+        out[n] = static_cast<int16_t>(std::lrintf(scaled));
+    }
 }
 
 class Ac3Library final : public TvAc3Decoder {
@@ -176,7 +194,12 @@ private:
                 int16_t* output)
     {
         Ac3MixRequest request{outputMode_, outputLfe_ != 0, karaokeMode_, dualMonoMode_};
-        Ac3Matrix matrix = mixMatrix(info, request);
+        if (!sameMix(info, request)) {
+            matrix_ = mixMatrix(info, request);
+            mixInfo_ = info;
+            mixRequest_ = request;
+            haveMix_ = true;
+        }
         const Ac3Speaker* slots = kSlots[outputMode_][outputLfe_];
         int channels = 0;
         for (int k = 0; k < 6; ++k)
@@ -185,33 +208,53 @@ private:
         for (int k = 0; k < 6; ++k) {
             if (slots[k] == kSpeakerNone || routing_[k] >= channels)
                 continue;
-            const auto& row = matrix[slots[k]];
+            toSamples(mix(matrix_[slots[k]], speakers, k), converted_, kSamples);
             int16_t* out = output + routing_[k];
-            // The common case is a speaker passed straight through.
-            int single = -1, terms = 0;
-            for (int i = 0; i < kSpeakerCount; ++i)
-                if (row[i] != 0 && speakers[i]) {
-                    single = i;
-                    ++terms;
-                }
-            if (terms == 1 && row[single] == 1.0f) {
-                const float* in = speakers[single];
-                for (int n = 0; n < kSamples; ++n)
-                    out[n * channels] = toSample(in[n]);
-                continue;
-            }
-            for (int n = 0; n < kSamples; ++n) {
-                float sum = 0;
-                for (int i = 0; i < kSpeakerCount; ++i)
-                    if (row[i] != 0 && speakers[i])
-                        sum += row[i] * speakers[i][n];
-                out[n * channels] = toSample(sum);
-            }
+            for (int n = 0; n < kSamples; ++n)
+                out[n * channels] = converted_[n];
         }
+    }
+
+    // One output speaker's samples: the decoded speaker itself when the row
+    // passes one through unchanged, else the weighted sum in scratch `k`.
+    const float* mix(const std::array<float, kSpeakerCount>& row,
+                     const std::array<const float*, kSpeakerCount>& speakers, int k)
+    {
+        int single = -1, terms = 0;
+        for (int i = 0; i < kSpeakerCount; ++i)
+            if (row[i] != 0 && speakers[i]) {
+                single = i;
+                ++terms;
+            }
+        if (terms == 1 && row[single] == 1.0f)
+            return speakers[single];
+        float* sum = mixed_[k];
+        std::fill(sum, sum + kSamples, 0.0f);
+        for (int i = 0; i < kSpeakerCount; ++i)
+            if (row[i] != 0 && speakers[i])
+                for (int n = 0; n < kSamples; ++n)
+                    sum[n] += row[i] * speakers[i][n];
+        return sum;
+    }
+
+    bool sameMix(const Ac3FrameInfo& info, const Ac3MixRequest& request) const
+    {
+        return haveMix_ && info.bsmod == mixInfo_.bsmod && info.acmod == mixInfo_.acmod &&
+               info.lfeon == mixInfo_.lfeon && info.centreMixLevel == mixInfo_.centreMixLevel &&
+               info.surroundMixLevel == mixInfo_.surroundMixLevel &&
+               request.outputMode == mixRequest_.outputMode && request.outputLfe == mixRequest_.outputLfe &&
+               request.karaokeMode == mixRequest_.karaokeMode && request.dualMonoMode == mixRequest_.dualMonoMode;
     }
 
     AvAc3Decoder decoder_;
     uint8_t stream_[kAc3MaxFrameBytes];
+    // The matrix of the last frame, kept while layout and settings stay.
+    Ac3Matrix matrix_{};
+    Ac3FrameInfo mixInfo_;
+    Ac3MixRequest mixRequest_;
+    bool haveMix_ = false;
+    float mixed_[6][kSamples];
+    int16_t converted_[kSamples];
     int32_t rangeMode_ = 2;
     int32_t rangeScale_ = 128;
     int32_t dialogueTarget_ = 0;
