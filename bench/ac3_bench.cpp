@@ -26,7 +26,8 @@ bool ensureStream()
     std::string command =
         "ffmpeg -v error -f lavfi -i \"aevalsrc=exprs=0.4*sin(440*2*PI*t)|0.4*sin(660*2*PI*t)|"
         "0.4*sin(880*2*PI*t)|0.4*sin(60*2*PI*t)|0.3*random(0)|0.3*random(1):c=5.1:s=48000:d=600\" "
-        "-c:a ac3 -b:a 448k -f ac3 -y " + partial;
+        "-c:a ac3 -b:a 448k -f ac3 -y " +
+        partial;
     return std::system(command.c_str()) == 0 && std::rename(partial.c_str(), kStream) == 0;
 }
 
@@ -92,7 +93,8 @@ void BM_FfmpegCommandLine(benchmark::State& state)
         state.SkipWithError("ffmpeg could not make the stream");
         return;
     }
-    std::string command = std::string("ffmpeg -v error -threads 1 -i ") + kStream + " -f s16le -y /dev/null";
+    std::string command =
+        std::string("ffmpeg -v error -threads 1 -i ") + kStream + " -f s16le -y /dev/null";
     for (auto _ : state)
         if (std::system(command.c_str()) != 0)
             state.SkipWithError("ffmpeg failed");

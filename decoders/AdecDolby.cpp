@@ -33,7 +33,10 @@ AdecDolby::AdecDolby(std::ostream& log, const std::string& libraryFolder)
 {
 }
 
-AdecDolby::~AdecDolby() { releaseLibrary(); }
+AdecDolby::~AdecDolby()
+{
+    releaseLibrary();
+}
 
 void AdecDolby::releaseLibrary()
 {
@@ -101,18 +104,34 @@ void AdecDolby::setMixType(int kind, int mixType, uint32_t channelMask)
     if (kind != KindAc3)
         return;
     _targetMask = 0;
-    if ((mixType != RemixDecoderDownmix && mixType != RemixDecoderSurroundDownmix) || channelMask == 0)
+    if ((mixType != RemixDecoderDownmix && mixType != RemixDecoderSurroundDownmix) ||
+        channelMask == 0)
         return;
     int mode;
     switch (channelMask & ~0x8u) {
-    case 0x4: mode = 1; break;
-    case 0x3: mode = mixType == RemixDecoderSurroundDownmix ? 0 : 2; break;
-    case 0x7: mode = 3; break;
-    case 0x103: mode = 4; break;
-    case 0x107: mode = 5; break;
-    case 0x33: mode = 6; break;
-    case 0x37: mode = 7; break;
-    default: return;  // no AC-3 layout: no downmix
+        case 0x4:
+            mode = 1;
+            break;
+        case 0x3:
+            mode = mixType == RemixDecoderSurroundDownmix ? 0 : 2;
+            break;
+        case 0x7:
+            mode = 3;
+            break;
+        case 0x103:
+            mode = 4;
+            break;
+        case 0x107:
+            mode = 5;
+            break;
+        case 0x33:
+            mode = 6;
+            break;
+        case 0x37:
+            mode = 7;
+            break;
+        default:
+            return;  // no AC-3 layout: no downmix
     }
     _targetMask = channelMask;
     _targetMode = mode;
@@ -155,9 +174,10 @@ bool AdecDolby::findFrame(const uint8_t** readPtr, const uint8_t* end)
     _status.stype = ST16Bit;
     _status.samples = kSamplesPerFrame;
     _status.bitRate = ac3BitRate(header.frameSize, header.freq);
-    _log << "AC3: outmode: " << _status.acmod << " lf: " << int(_status.lfeon) << " bsid: " << _status.bsid
-         << " freq: " << _status.freq << " chan: " << _status.chan << " framesize: " << _status.iFrameSize
-         << " bsmod: " << _status.bsmod << " mask: " << _status.channelMask << std::endl;
+    _log << "AC3: outmode: " << _status.acmod << " lf: " << int(_status.lfeon)
+         << " bsid: " << _status.bsid << " freq: " << _status.freq << " chan: " << _status.chan
+         << " framesize: " << _status.iFrameSize << " bsmod: " << _status.bsmod
+         << " mask: " << _status.channelMask << std::endl;
     return true;
 }
 
@@ -180,7 +200,10 @@ TvStatus* AdecDolby::wrapSpdif(uint8_t* frame, const uint8_t** readPtr, IMediaSa
     TV_PROFILE_SCOPE("AC3 SPDIF");
     _log << "ac3: do spdif" << std::endl;
     BYTE* burst = nullptr;
+    // The condition is also the logged text, spaced as it is logged.
+    // clang-format off
     bool fits = TvAssert(sample->GetSize() >= 1536*4);
+    // clang-format on
     if (!fits || FAILED(sample->GetPointer(&burst)) || !burst) {
         // No room for a burst: the frame is passed over without output.
         *readPtr += _status.iFrameSize;
@@ -215,7 +238,10 @@ TvStatus* AdecDolby::decode(uint8_t* frame, const uint8_t** readPtr, IMediaSampl
 {
     TV_PROFILE_SCOPE("AC3 decoder");
     _log << "ac3: do decode " << std::endl;
+    // The condition is also the logged text, spaced as it is logged.
+    // clang-format off
     TvAssert(sample->GetSize() >= 1536*12);
+    // clang-format on
     applyDownmix();
 
     int32_t lfeon = _status.lfeon;
@@ -233,7 +259,8 @@ TvStatus* AdecDolby::decode(uint8_t* frame, const uint8_t** readPtr, IMediaSampl
         *readPtr += _status.iFrameSize;
         return nullptr;
     }
-    if (_oldac3->Decode(reinterpret_cast<const uint16_t*>(frame), reinterpret_cast<int16_t*>(pcm)) != 0) {
+    if (_oldac3->Decode(reinterpret_cast<const uint16_t*>(frame),
+                        reinterpret_cast<int16_t*>(pcm)) != 0) {
         _log << "AC3 Decoding error" << std::endl;
         *readPtr += 1;
         return nullptr;

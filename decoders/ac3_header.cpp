@@ -20,15 +20,15 @@ int32_t ac3FrameSize(int fscod, int frmsizecod)
     int32_t rate = kBitRates[frmsizecod / 2];
     int32_t words = 0;
     switch (fscod) {
-    case 0:  // 48 kHz: 1536 samples last 32 ms
-        words = 2 * rate;
-        break;
-    case 1:  // 44.1 kHz: not a whole number of words; odd codes carry the extra word
-        words = rate * 960 / 441 + (frmsizecod & 1);
-        break;
-    case 2:  // 32 kHz
-        words = 3 * rate;
-        break;
+        case 0:  // 48 kHz: 1536 samples last 32 ms
+            words = 2 * rate;
+            break;
+        case 1:  // 44.1 kHz: not a whole number of words; odd codes carry the extra word
+            words = rate * 960 / 441 + (frmsizecod & 1);
+            break;
+        case 2:  // 32 kHz
+            words = 3 * rate;
+            break;
     }
     return 2 * words;
 }

@@ -40,7 +40,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     size_t piece = 1 + data[1] * 16;
     std::vector<uint8_t> buffer;
     for (size_t offset = 2; offset < size; offset += piece) {
-        buffer.insert(buffer.end(), data + offset, data + (offset + piece < size ? offset + piece : size));
+        buffer.insert(buffer.end(), data + offset,
+                      data + (offset + piece < size ? offset + piece : size));
         for (;;) {
             MemorySample out((data[0] & 0x20) ? 4000 : 18432);
             const uint8_t* p = buffer.data();

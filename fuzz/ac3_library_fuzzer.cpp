@@ -32,7 +32,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     static uint16_t frame[kAc3MaxFrameBytes / 2];
     static int16_t output[kAc3MaxOutputBytes / 2];
     for (size_t offset = 5; offset < size; offset += kAc3MaxFrameBytes) {
-        size_t n = size - offset < size_t(kAc3MaxFrameBytes) ? size - offset : size_t(kAc3MaxFrameBytes);
+        size_t n =
+            size - offset < size_t(kAc3MaxFrameBytes) ? size - offset : size_t(kAc3MaxFrameBytes);
         std::memset(frame, 0, sizeof frame);
         std::memcpy(frame, data + offset, n);
         decoder->Decode(frame, output);

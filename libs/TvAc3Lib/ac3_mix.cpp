@@ -45,19 +45,19 @@ Ac3Matrix selection(const Ac3FrameInfo& frame, const Ac3MixRequest& request)
     if (frame.acmod == 0) {
         int ch1 = kSpeakerL, ch2 = kSpeakerR;
         switch (request.dualMonoMode) {
-        case 1:
-            m[ch2][ch2] = 0;
-            m[ch2][ch1] = 1;
-            break;
-        case 2:
-            m[ch1][ch1] = 0;
-            m[ch1][ch2] = 1;
-            break;
-        case 3:
-            m[ch1][ch1] = m[ch1][ch2] = m[ch2][ch1] = m[ch2][ch2] = 0.5f;
-            break;
-        default:
-            break;
+            case 1:
+                m[ch2][ch2] = 0;
+                m[ch2][ch1] = 1;
+                break;
+            case 2:
+                m[ch1][ch1] = 0;
+                m[ch1][ch2] = 1;
+                break;
+            case 3:
+                m[ch1][ch1] = m[ch1][ch2] = m[ch2][ch1] = m[ch2][ch2] = 0.5f;
+                break;
+            default:
+                break;
         }
     }
     return m;

@@ -11,16 +11,24 @@ namespace {
 Ac3Speaker speakerOf(AVChannel channel)
 {
     switch (channel) {
-    case AV_CHAN_FRONT_LEFT: return kSpeakerL;
-    case AV_CHAN_FRONT_RIGHT: return kSpeakerR;
-    case AV_CHAN_FRONT_CENTER: return kSpeakerC;
-    case AV_CHAN_LOW_FREQUENCY: return kSpeakerLfe;
-    case AV_CHAN_SIDE_LEFT:
-    case AV_CHAN_BACK_LEFT: return kSpeakerLs;
-    case AV_CHAN_SIDE_RIGHT:
-    case AV_CHAN_BACK_RIGHT: return kSpeakerRs;
-    case AV_CHAN_BACK_CENTER: return kSpeakerS;
-    default: return kSpeakerNone;
+        case AV_CHAN_FRONT_LEFT:
+            return kSpeakerL;
+        case AV_CHAN_FRONT_RIGHT:
+            return kSpeakerR;
+        case AV_CHAN_FRONT_CENTER:
+            return kSpeakerC;
+        case AV_CHAN_LOW_FREQUENCY:
+            return kSpeakerLfe;
+        case AV_CHAN_SIDE_LEFT:
+        case AV_CHAN_BACK_LEFT:
+            return kSpeakerLs;
+        case AV_CHAN_SIDE_RIGHT:
+        case AV_CHAN_BACK_RIGHT:
+            return kSpeakerRs;
+        case AV_CHAN_BACK_CENTER:
+            return kSpeakerS;
+        default:
+            return kSpeakerNone;
     }
 }
 
@@ -61,7 +69,10 @@ AvAc3Decoder::~AvAc3Decoder()
 
 // A fresh context, not a flush: flushing keeps the dither generator's state,
 // and a reset decoder must give the output of a new one.
-void AvAc3Decoder::reset() { open(); }
+void AvAc3Decoder::reset()
+{
+    open();
+}
 
 void AvAc3Decoder::setDynamicRange(float scale, bool heavy)
 {
@@ -80,7 +91,8 @@ void AvAc3Decoder::setDialogueTarget(int dBFS)
         av_opt_set_int(context_->priv_data, "target_level", dBFS, 0);
 }
 
-bool AvAc3Decoder::decode(const uint8_t* frame, size_t size,
+bool AvAc3Decoder::decode(const uint8_t* frame,
+                          size_t size,
                           std::array<const float*, kSpeakerCount>& speakers)
 {
     if (!ready())

@@ -23,7 +23,9 @@ public:
     // Decodes one frame given in stream byte order. On success `speakers`
     // points each speaker the frame carries at its 1536 samples (null for
     // speakers it lacks), valid until the next call.
-    bool decode(const uint8_t* frame, size_t size, std::array<const float*, kSpeakerCount>& speakers);
+    bool decode(const uint8_t* frame,
+                size_t size,
+                std::array<const float*, kSpeakerCount>& speakers);
     // Makes the decoder as new (its options kept).
     void reset();
 

@@ -26,11 +26,15 @@ constexpr Ac3Speaker kNo = kSpeakerNone;
 // The library's channel numbering per output acmod, without and with LFE
 // (see the header): chosen so that the standard routing rows give WAVE order.
 constexpr Ac3Speaker kSlots[8][2][6] = {
-    {{kSpeakerL, kNo, kSpeakerR, kNo, kNo, kNo}, {kSpeakerL, kNo, kSpeakerR, kNo, kNo, kSpeakerLfe}},
+    {{kSpeakerL, kNo, kSpeakerR, kNo, kNo, kNo},
+     {kSpeakerL, kNo, kSpeakerR, kNo, kNo, kSpeakerLfe}},
     {{kNo, kSpeakerC, kNo, kNo, kNo, kNo}, {kNo, kSpeakerC, kNo, kNo, kNo, kSpeakerLfe}},
-    {{kSpeakerL, kNo, kSpeakerR, kNo, kNo, kNo}, {kSpeakerL, kNo, kSpeakerR, kNo, kNo, kSpeakerLfe}},
-    {{kSpeakerL, kSpeakerR, kSpeakerC, kNo, kNo, kNo}, {kSpeakerL, kSpeakerR, kSpeakerC, kNo, kNo, kSpeakerLfe}},
-    {{kSpeakerL, kNo, kSpeakerR, kSpeakerS, kNo, kNo}, {kSpeakerL, kNo, kSpeakerR, kSpeakerLfe, kNo, kSpeakerS}},
+    {{kSpeakerL, kNo, kSpeakerR, kNo, kNo, kNo},
+     {kSpeakerL, kNo, kSpeakerR, kNo, kNo, kSpeakerLfe}},
+    {{kSpeakerL, kSpeakerR, kSpeakerC, kNo, kNo, kNo},
+     {kSpeakerL, kSpeakerR, kSpeakerC, kNo, kNo, kSpeakerLfe}},
+    {{kSpeakerL, kNo, kSpeakerR, kSpeakerS, kNo, kNo},
+     {kSpeakerL, kNo, kSpeakerR, kSpeakerLfe, kNo, kSpeakerS}},
     {{kSpeakerL, kSpeakerR, kSpeakerC, kSpeakerS, kNo, kNo},
      {kSpeakerL, kSpeakerR, kSpeakerC, kSpeakerLfe, kNo, kSpeakerS}},
     {{kSpeakerL, kNo, kSpeakerR, kSpeakerLs, kSpeakerRs, kNo},
@@ -154,30 +158,46 @@ private:
     int32_t* intField(int number)
     {
         switch (number) {
-        case kAc3DynamicRangeMode: return &rangeMode_;
-        case kAc3DynamicRangeScale: return &rangeScale_;
-        case kAc3DialogueTarget: return &dialogueTarget_;
-        case kAc3BoostScale: return &boostScale_;
-        case kAc3KaraokeMode: return &karaokeMode_;
-        case kAc3DualMonoMode: return &dualMonoMode_;
-        case kAc3OutputMode: return &outputMode_;
-        case kAc3OutputLfe: return &outputLfe_;
-        default: return nullptr;
+            case kAc3DynamicRangeMode:
+                return &rangeMode_;
+            case kAc3DynamicRangeScale:
+                return &rangeScale_;
+            case kAc3DialogueTarget:
+                return &dialogueTarget_;
+            case kAc3BoostScale:
+                return &boostScale_;
+            case kAc3KaraokeMode:
+                return &karaokeMode_;
+            case kAc3DualMonoMode:
+                return &dualMonoMode_;
+            case kAc3OutputMode:
+                return &outputMode_;
+            case kAc3OutputLfe:
+                return &outputLfe_;
+            default:
+                return nullptr;
         }
     }
 
     static bool inRange(int number, int32_t v)
     {
         switch (number) {
-        case kAc3DynamicRangeMode: return v >= 0 && v <= 2;
-        case kAc3DynamicRangeScale:
-        case kAc3BoostScale: return v >= 0 && v <= 128;
-        case kAc3DialogueTarget: return v >= -31 && v <= 0;
-        case kAc3KaraokeMode:
-        case kAc3DualMonoMode: return v >= 0 && v <= 3;
-        case kAc3OutputMode: return v >= 0 && v <= 7;
-        case kAc3OutputLfe: return v == 0 || v == 1;
-        default: return false;
+            case kAc3DynamicRangeMode:
+                return v >= 0 && v <= 2;
+            case kAc3DynamicRangeScale:
+            case kAc3BoostScale:
+                return v >= 0 && v <= 128;
+            case kAc3DialogueTarget:
+                return v >= -31 && v <= 0;
+            case kAc3KaraokeMode:
+            case kAc3DualMonoMode:
+                return v >= 0 && v <= 3;
+            case kAc3OutputMode:
+                return v >= 0 && v <= 7;
+            case kAc3OutputLfe:
+                return v == 0 || v == 1;
+            default:
+                return false;
         }
     }
 
@@ -190,7 +210,8 @@ private:
 
     // Mixes the decoded speakers into the output layout and writes each
     // library channel at the interleave position its routing entry names.
-    void render(const Ac3FrameInfo& info, const std::array<const float*, kSpeakerCount>& speakers,
+    void render(const Ac3FrameInfo& info,
+                const std::array<const float*, kSpeakerCount>& speakers,
                 int16_t* output)
     {
         Ac3MixRequest request{outputMode_, outputLfe_ != 0, karaokeMode_, dualMonoMode_};
@@ -218,7 +239,8 @@ private:
     // One output speaker's samples: the decoded speaker itself when the row
     // passes one through unchanged, else the weighted sum in scratch `k`.
     const float* mix(const std::array<float, kSpeakerCount>& row,
-                     const std::array<const float*, kSpeakerCount>& speakers, int k)
+                     const std::array<const float*, kSpeakerCount>& speakers,
+                     int k)
     {
         int single = -1, terms = 0;
         for (int i = 0; i < kSpeakerCount; ++i)
@@ -242,8 +264,10 @@ private:
         return haveMix_ && info.bsmod == mixInfo_.bsmod && info.acmod == mixInfo_.acmod &&
                info.lfeon == mixInfo_.lfeon && info.centreMixLevel == mixInfo_.centreMixLevel &&
                info.surroundMixLevel == mixInfo_.surroundMixLevel &&
-               request.outputMode == mixRequest_.outputMode && request.outputLfe == mixRequest_.outputLfe &&
-               request.karaokeMode == mixRequest_.karaokeMode && request.dualMonoMode == mixRequest_.dualMonoMode;
+               request.outputMode == mixRequest_.outputMode &&
+               request.outputLfe == mixRequest_.outputLfe &&
+               request.karaokeMode == mixRequest_.karaokeMode &&
+               request.dualMonoMode == mixRequest_.dualMonoMode;
     }
 
     AvAc3Decoder decoder_;

@@ -26,7 +26,9 @@ struct Ac3Run {
 };
 
 // Feeds `stream` in pieces of `piece` bytes (0: whole) and decodes all it can.
-inline Ac3Run runAc3(AdecDolby& decoder, const std::vector<uint8_t>& stream, size_t piece = 0,
+inline Ac3Run runAc3(AdecDolby& decoder,
+                     const std::vector<uint8_t>& stream,
+                     size_t piece = 0,
                      size_t sampleSize = 18432)
 {
     Ac3Run run;
@@ -58,4 +60,7 @@ inline Ac3Run runAc3(AdecDolby& decoder, const std::vector<uint8_t>& stream, siz
     return run;
 }
 
-inline std::string moduleFolder() { return TAVIO_MODULE_DIR "/"; }
+inline std::string moduleFolder()
+{
+    return TAVIO_MODULE_DIR "/";
+}

@@ -23,7 +23,10 @@ std::vector<uint8_t> ffmpegPcm(const std::string& path)
 
 struct StreamFolder {
     TempFolder folder;
-    std::string make(const Ac3Layout& layout, int rate = 48000, int kbps = 384, const std::string& extra = "")
+    std::string make(const Ac3Layout& layout,
+                     int rate = 48000,
+                     int kbps = 384,
+                     const std::string& extra = "")
     {
         std::string path = folder.file("s" + std::to_string(count++) + ".ac3");
         EXPECT_TRUE(makeAc3Stream(path, layout, rate, kbps, 0.5, extra));
@@ -32,8 +35,14 @@ struct StreamFolder {
     int count = 0;
 };
 
-Ac3Layout surround51() { return encodableLayouts().back(); }
-Ac3Layout stereo() { return encodableLayouts()[2]; }
+Ac3Layout surround51()
+{
+    return encodableLayouts().back();
+}
+Ac3Layout stereo()
+{
+    return encodableLayouts()[2];
+}
 
 TEST(AdecDolby, EdgeCases)
 {
@@ -53,20 +62,21 @@ TEST(AdecDolby, EdgeCases)
         size_t outputPerFrame = 0;
     } cases[] = {
         {"63 bytes: nothing", streams.make(surround51()), 101, 0, 63, 0},
-        {"karaoke 3/2 is 2/0 without LFE", streams.make(surround51(), 48000, 384, "-audio_service_type ka"),
-         101, 0, 0, 1, 2, 2, 0, 7, 384000, RemixNone, 6144},
-        {"448 kbit/s: 1792 bytes", streams.make(stereo(), 48000, 448), 101, 0, 0, 1, 2, 2, 0, 0, 448000,
-         RemixNone, 6144},
-        {"224 kbit/s: 896 bytes, reported 256 kbit/s", streams.make(stereo(), 48000, 224), 101, 0, 0, 1, 2, 2,
-         0, 0, 256000, RemixNone, 6144},
-        {"surround downmix of 3/2 to stereo", streams.make(surround51()), 105, 0x3, 0, 1, 2, 0, 0, 0, 384000,
-         RemixDecoderSurroundDownmix, 6144},
-        {"decoder downmix of 3/2 to 3/0+LFE", streams.make(surround51()), 104, 0xF, 0, 1, 4, 3, 1, 0, 384000,
-         RemixDecoderDownmix, 1536 * 8},
-        {"downmix to as many channels as the stream", streams.make(surround51()), 104, 0x3F, 0, 1, 6, 7, 1, 0,
-         384000, RemixNone, 1536 * 12},
-        {"another kind's downmix is ignored", streams.make(surround51()), 104, 0x3, 0, 1, 6, 7, 1, 0, 384000,
-         RemixNone, 1536 * 12},
+        {"karaoke 3/2 is 2/0 without LFE",
+         streams.make(surround51(), 48000, 384, "-audio_service_type ka"), 101, 0, 0, 1, 2, 2, 0, 7,
+         384000, RemixNone, 6144},
+        {"448 kbit/s: 1792 bytes", streams.make(stereo(), 48000, 448), 101, 0, 0, 1, 2, 2, 0, 0,
+         448000, RemixNone, 6144},
+        {"224 kbit/s: 896 bytes, reported 256 kbit/s", streams.make(stereo(), 48000, 224), 101, 0,
+         0, 1, 2, 2, 0, 0, 256000, RemixNone, 6144},
+        {"surround downmix of 3/2 to stereo", streams.make(surround51()), 105, 0x3, 0, 1, 2, 0, 0,
+         0, 384000, RemixDecoderSurroundDownmix, 6144},
+        {"decoder downmix of 3/2 to 3/0+LFE", streams.make(surround51()), 104, 0xF, 0, 1, 4, 3, 1,
+         0, 384000, RemixDecoderDownmix, 1536 * 8},
+        {"downmix to as many channels as the stream", streams.make(surround51()), 104, 0x3F, 0, 1,
+         6, 7, 1, 0, 384000, RemixNone, 1536 * 12},
+        {"another kind's downmix is ignored", streams.make(surround51()), 104, 0x3, 0, 1, 6, 7, 1,
+         0, 384000, RemixNone, 1536 * 12},
     };
     int index = 0;
     for (const Case& c : cases) {
@@ -119,7 +129,8 @@ TEST_P(AdecDolbySpdif, BurstsEqualFfmpeg)
         GTEST_SKIP() << "ffmpeg not installed";
     StreamFolder streams;
     std::string path = streams.make(surround51(), GetParam().rate, GetParam().kbps);
-    std::vector<uint8_t> reference = commandOutput("ffmpeg -v error -i " + path + " -c copy -f spdif -");
+    std::vector<uint8_t> reference =
+        commandOutput("ffmpeg -v error -i " + path + " -c copy -f spdif -");
     ASSERT_FALSE(reference.empty());
     for (size_t piece : {size_t(0), size_t(17)}) {
         std::ostringstream log;
@@ -127,20 +138,24 @@ TEST_P(AdecDolbySpdif, BurstsEqualFfmpeg)
         ASSERT_NE(decoder.init(ac3Type()), nullptr);
         decoder.setSpdif(true);
         Ac3Run run = runAc3(decoder, readBytes(path), piece);
-        EXPECT_TRUE(run.output == reference) << "piece " << piece << ": " << run.output.size() << " vs "
-                                             << reference.size() << " bytes";
+        EXPECT_TRUE(run.output == reference) << "piece " << piece << ": " << run.output.size()
+                                             << " vs " << reference.size() << " bytes";
         ASSERT_FALSE(run.frames.empty());
         EXPECT_TRUE(run.frames[0].spdif);
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(RatesAndBitRates, AdecDolbySpdif,
-                         ::testing::Values(SpdifCase{32000, 96}, SpdifCase{32000, 640}, SpdifCase{44100, 192},
-                                           SpdifCase{44100, 448}, SpdifCase{48000, 384},
+INSTANTIATE_TEST_SUITE_P(RatesAndBitRates,
+                         AdecDolbySpdif,
+                         ::testing::Values(SpdifCase{32000, 96},
+                                           SpdifCase{32000, 640},
+                                           SpdifCase{44100, 192},
+                                           SpdifCase{44100, 448},
+                                           SpdifCase{48000, 384},
                                            SpdifCase{48000, 640}),
                          [](const auto& info) {
-                             return std::to_string(info.param.rate) + "Hz_" + std::to_string(info.param.kbps) +
-                                    "k";
+                             return std::to_string(info.param.rate) + "Hz_" +
+                                    std::to_string(info.param.kbps) + "k";
                          });
 
 // Decoded output equals ffmpeg's decode; split input gives the same output.
@@ -187,13 +202,16 @@ TEST_P(AdecDolbyRealStream, MatchesFfmpeg)
     EXPECT_TRUE(ours.size() == reference.size() || ours.size() + frameSamples == reference.size())
         << ours.size() << " vs " << reference.size();
     double snr = snrDb(reference, ours);
-    std::cout << "[ snr ] " << GetParam() << ": " << snr << " dB, " << run.frames.size() << " frames, "
-              << run.frames[0].chan << " channels, " << run.skipped << " bytes skipped" << std::endl;
+    std::cout << "[ snr ] " << GetParam() << ": " << snr << " dB, " << run.frames.size()
+              << " frames, " << run.frames[0].chan << " channels, " << run.skipped
+              << " bytes skipped" << std::endl;
     EXPECT_GE(snr, 90.0);
 }
 
-INSTANTIATE_TEST_SUITE_P(SharedVectors, AdecDolbyRealStream,
-                         ::testing::Values("androidx_media/ts_sample.ac3", "mp4parser/ac3-sample.ac3"));
+INSTANTIATE_TEST_SUITE_P(SharedVectors,
+                         AdecDolbyRealStream,
+                         ::testing::Values("androidx_media/ts_sample.ac3",
+                                           "mp4parser/ac3-sample.ac3"));
 
 // A missing, broken or foreign TvAc3Lib.dll refuses the type; the process
 // log names the library and, when loading failed, the system's error.
@@ -226,7 +244,8 @@ TEST(AdecDolby, WithoutItsLibraryRefusesTheType)
         std::getline(in, first);
         std::getline(in, second);
         EXPECT_EQ(first, "OpenDll: TvAc3Lib.dll") << c.what;
-        EXPECT_EQ(second.rfind("error: ", 0) == 0 && second.size() > 7, c.loadError) << c.what << ": " << second;
+        EXPECT_EQ(second.rfind("error: ", 0) == 0 && second.size() > 7, c.loadError)
+            << c.what << ": " << second;
     }
 }
 

@@ -36,7 +36,13 @@ private:
 BitWriter header(int fscod, int frmsizecod, int bsid, int bsmod, int acmod)
 {
     BitWriter w;
-    w.put(0x0B77, 16).put(0, 16).put(fscod, 2).put(frmsizecod, 6).put(bsid, 5).put(bsmod, 3).put(acmod, 3);
+    w.put(0x0B77, 16)
+        .put(0, 16)
+        .put(fscod, 2)
+        .put(frmsizecod, 6)
+        .put(bsid, 5)
+        .put(bsmod, 3)
+        .put(acmod, 3);
     return w;
 }
 
@@ -52,28 +58,85 @@ TEST(Ac3Header, Table)
         {"reserved sample rate", header(3, 8, 8, 0, 2).frame(128), false, {}},
         {"frame size code 38", header(0, 38, 8, 0, 2).frame(128), false, {}},
         {"incomplete frame", header(0, 30, 8, 0, 2).frame(100), true, {.frameSize = 1792}},
-        {"2/0 with dsurmod, 48 kHz 448 kbit/s", header(0, 30, 8, 1, 2).put(2, 2).put(1, 1).frame(1792), true,
-         {.frameSize = 1792, .complete = true, .freq = 48000, .bsid = 8, .bsmod = 1, .acmod = 2, .dsurmod = 2,
+        {"2/0 with dsurmod, 48 kHz 448 kbit/s",
+         header(0, 30, 8, 1, 2).put(2, 2).put(1, 1).frame(1792),
+         true,
+         {.frameSize = 1792,
+          .complete = true,
+          .freq = 48000,
+          .bsid = 8,
+          .bsmod = 1,
+          .acmod = 2,
+          .dsurmod = 2,
           .lfeon = 1}},
-        {"3/2 skips both mix levels", header(2, 0, 8, 0, 7).put(3, 2).put(3, 2).put(1, 1).frame(192), true,
+        {"3/2 skips both mix levels",
+         header(2, 0, 8, 0, 7).put(3, 2).put(3, 2).put(1, 1).frame(192),
+         true,
          {.frameSize = 192, .complete = true, .freq = 32000, .bsid = 8, .acmod = 7, .lfeon = 1}},
-        {"44.1 kHz odd size code carries the extra word", header(1, 31, 8, 0, 1).put(0, 1).frame(4000), true,
+        {"44.1 kHz odd size code carries the extra word",
+         header(1, 31, 8, 0, 1).put(0, 1).frame(4000),
+         true,
          {.frameSize = 1952, .complete = true, .freq = 44100, .bsid = 8, .acmod = 1}},
-        {"karaoke is delivered as 2/0 without LFE", header(0, 8, 8, 7, 7).put(0, 4).put(1, 1).frame(256), true,
+        {"karaoke is delivered as 2/0 without LFE",
+         header(0, 8, 8, 7, 7).put(0, 4).put(1, 1).frame(256),
+         true,
          {.frameSize = 256, .complete = true, .freq = 48000, .bsid = 8, .bsmod = 7, .acmod = 2}},
         // Alternate syntax, 1+1: dialnorm, compr, langcod, no audprodi, then
-        // 23 bits skipped even though their flags (all 0) say the fields are absent, audprodi2 absent, copyright and
-        // original, xbsi1 (dmixmod 2 + 12 bits), xbsi2 (3, 1, 1).
-        {"alternate syntax, 1+1", header(0, 8, 6, 0, 0).put(0, 1).put(31, 5).put(1, 1).put(0xAA, 8)
-                                       .put(1, 1).put(0x55, 8).put(0, 1).put(0, 23).put(0, 1)
-                                       .put(3, 2).put(1, 1).put(2, 2).put(0xFFF, 12).put(1, 1).put(3, 2)
-                                       .put(1, 2).put(1, 1).frame(256), true,
-         {.frameSize = 256, .complete = true, .freq = 48000, .bsid = 6, .acmod = 0, .dmixmod = 2,
-          .dsurexmod = 3, .dheadphonmod = 1, .adconvtyp = 1}},
+        // 23 bits skipped even though their flags (all 0) say the fields are absent, audprodi2
+        // absent, copyright and original, xbsi1 (dmixmod 2 + 12 bits), xbsi2 (3, 1, 1).
+        {"alternate syntax, 1+1",
+         header(0, 8, 6, 0, 0)
+             .put(0, 1)
+             .put(31, 5)
+             .put(1, 1)
+             .put(0xAA, 8)
+             .put(1, 1)
+             .put(0x55, 8)
+             .put(0, 1)
+             .put(0, 23)
+             .put(0, 1)
+             .put(3, 2)
+             .put(1, 1)
+             .put(2, 2)
+             .put(0xFFF, 12)
+             .put(1, 1)
+             .put(3, 2)
+             .put(1, 2)
+             .put(1, 1)
+             .frame(256),
+         true,
+         {.frameSize = 256,
+          .complete = true,
+          .freq = 48000,
+          .bsid = 6,
+          .acmod = 0,
+          .dmixmod = 2,
+          .dsurexmod = 3,
+          .dheadphonmod = 1,
+          .adconvtyp = 1}},
         {"alternate syntax, 2/0 without the second channel's fields",
-         header(0, 8, 6, 0, 2).put(1, 2).put(0, 1).put(31, 5).put(0, 1).put(0, 1).put(1, 1).put(0x7F, 7)
-             .put(0, 2).put(0, 1).put(1, 1).put(2, 2).put(0, 2).put(0, 1).frame(256), true,
-         {.frameSize = 256, .complete = true, .freq = 48000, .bsid = 6, .acmod = 2, .dsurmod = 1,
+         header(0, 8, 6, 0, 2)
+             .put(1, 2)
+             .put(0, 1)
+             .put(31, 5)
+             .put(0, 1)
+             .put(0, 1)
+             .put(1, 1)
+             .put(0x7F, 7)
+             .put(0, 2)
+             .put(0, 1)
+             .put(1, 1)
+             .put(2, 2)
+             .put(0, 2)
+             .put(0, 1)
+             .frame(256),
+         true,
+         {.frameSize = 256,
+          .complete = true,
+          .freq = 48000,
+          .bsid = 6,
+          .acmod = 2,
+          .dsurmod = 1,
           .dsurexmod = 2}},
     };
     for (const Case& c : cases) {

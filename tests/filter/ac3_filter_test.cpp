@@ -29,12 +29,13 @@ TEST(KaraokeMode, FromDownmixBitsAndSpeakerAssignment)
         DWORD downmix, assignment;
         int mode;
     } cases[] = {
-        {0x0004, 4, 1},  {0x0000, 4, 0},  {0x0008, 5, 1},  {0x0004, 5, 0},  {0x0004, 6, 1},
-        {0x0804, 6, 3},  {0x0800, 6, 2},  {0x1000, 6, 0},  {0x0008, 7, 1},  {0x1008, 7, 3},
-        {0x1000, 7, 2},  {0x0804, 7, 0},  {0xFFFF, 2, -1}, {0xFFFF, 3, -1}, {0xFFFF, 8, -1},
+        {0x0004, 4, 1}, {0x0000, 4, 0}, {0x0008, 5, 1},  {0x0004, 5, 0},  {0x0004, 6, 1},
+        {0x0804, 6, 3}, {0x0800, 6, 2}, {0x1000, 6, 0},  {0x0008, 7, 1},  {0x1008, 7, 3},
+        {0x1000, 7, 2}, {0x0804, 7, 0}, {0xFFFF, 2, -1}, {0xFFFF, 3, -1}, {0xFFFF, 8, -1},
     };
     for (const Case& c : cases)
-        EXPECT_EQ(karaokeMode({c.downmix, c.assignment}), c.mode) << std::hex << c.downmix << " " << c.assignment;
+        EXPECT_EQ(karaokeMode({c.downmix, c.assignment}), c.mode)
+            << std::hex << c.downmix << " " << c.assignment;
 }
 
 class Ac3Filter : public ::testing::Test {
@@ -91,21 +92,26 @@ protected:
 TEST_F(Ac3Filter, KaraokePropertySet)
 {
     IKsPropertySet* properties = nullptr;
-    ASSERT_EQ(filter->QueryInterface(IID_IKsPropertySet, reinterpret_cast<void**>(&properties)), S_OK);
+    ASSERT_EQ(filter->QueryInterface(IID_IKsPropertySet, reinterpret_cast<void**>(&properties)),
+              S_OK);
     DWORD support = 0;
-    EXPECT_EQ(properties->QuerySupported(AM_KSPROPSETID_DvdKaraoke, AM_PROPERTY_DVDKARAOKE_DATA, &support), S_OK);
+    EXPECT_EQ(properties->QuerySupported(AM_KSPROPSETID_DvdKaraoke, AM_PROPERTY_DVDKARAOKE_DATA,
+                                         &support),
+              S_OK);
     EXPECT_EQ(support, DWORD(KSPROPERTY_SUPPORT_SET));
-    EXPECT_EQ(properties->QuerySupported(AM_KSPROPSETID_DvdKaraoke, 9, &support), E_PROP_ID_UNSUPPORTED);
+    EXPECT_EQ(properties->QuerySupported(AM_KSPROPSETID_DvdKaraoke, 9, &support),
+              E_PROP_ID_UNSUPPORTED);
     EXPECT_EQ(properties->QuerySupported(IID_IKsPropertySet, 0, &support), E_PROP_SET_UNSUPPORTED);
     AM_DvdKaraokeData data{0x0804, 6};
-    EXPECT_EQ(properties->Set(AM_KSPROPSETID_DvdKaraoke, AM_PROPERTY_DVDKARAOKE_DATA, nullptr, 0, &data, 4),
+    EXPECT_EQ(properties->Set(AM_KSPROPSETID_DvdKaraoke, AM_PROPERTY_DVDKARAOKE_DATA, nullptr, 0,
+                              &data, 4),
               E_INVALIDARG);
     // Before a type is set there is no AC-3 decoder to tell: accepted, no effect.
-    EXPECT_EQ(properties->Set(AM_KSPROPSETID_DvdKaraoke, AM_PROPERTY_DVDKARAOKE_DATA, nullptr, 0, &data,
-                              sizeof data),
+    EXPECT_EQ(properties->Set(AM_KSPROPSETID_DvdKaraoke, AM_PROPERTY_DVDKARAOKE_DATA, nullptr, 0,
+                              &data, sizeof data),
               S_OK);
-    EXPECT_EQ(properties->Get(AM_KSPROPSETID_DvdKaraoke, AM_PROPERTY_DVDKARAOKE_DATA, nullptr, 0, &data,
-                              sizeof data, &support),
+    EXPECT_EQ(properties->Get(AM_KSPROPSETID_DvdKaraoke, AM_PROPERTY_DVDKARAOKE_DATA, nullptr, 0,
+                              &data, sizeof data, &support),
               E_PROP_ID_UNSUPPORTED);
     properties->Release();
 }

@@ -24,7 +24,8 @@ class Library {
 public:
     Library() : module_(LoadLibraryA(TAVIO_MODULE_DIR "/TvAc3Lib.dll"))
     {
-        auto create = module_ ? platform::procAddress<Ac3DecCreate>(module_, "AUDIODEC_Create") : nullptr;
+        auto create =
+            module_ ? platform::procAddress<Ac3DecCreate>(module_, "AUDIODEC_Create") : nullptr;
         if (create && create(&decoder_) != 0)
             decoder_ = nullptr;
     }
@@ -98,7 +99,8 @@ TEST_P(Ac3Routing, StandardRowsGiveWaveOrderAndMatchFfmpeg)
     ASSERT_TRUE(makeAc3Stream(path, layout));
     Library library;
     ASSERT_TRUE(library);
-    std::vector<int16_t> ours = library.decode(splitAc3Frames(readBytes(path)), layout.acmod, layout.lfe);
+    std::vector<int16_t> ours =
+        library.decode(splitAc3Frames(readBytes(path)), layout.acmod, layout.lfe);
     if (layout.encodedAs.empty()) {
         std::vector<int16_t> reference = ffmpegDecode(path);
         ASSERT_EQ(ours.size(), reference.size());
@@ -120,7 +122,9 @@ TEST_P(Ac3Routing, StandardRowsGiveWaveOrderAndMatchFfmpeg)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(EveryLayout, Ac3Routing, ::testing::ValuesIn(encodableLayouts()),
+INSTANTIATE_TEST_SUITE_P(EveryLayout,
+                         Ac3Routing,
+                         ::testing::ValuesIn(encodableLayouts()),
                          [](const auto& info) { return layoutName(info.param); });
 
 // cmixlev and surmixlev of a 3/2 frame, read here from the bits (A/52 5.4.2).
@@ -196,12 +200,32 @@ TEST(Ac3Downmix, MatrixCases)
         {"same layout passes", surround, {7, true, 0, 0}, kSpeakerLs, kSpeakerLs, 1.0f},
         {"LFE kept", surround, {7, true, 0, 0}, kSpeakerLfe, kSpeakerLfe, 1.0f},
         {"LFE not mixed", surround, {2, false, 0, 0}, kSpeakerL, kSpeakerLfe, 0.0f},
-        {"centre to left at cmixlev", surround, {2, false, 0, 0}, kSpeakerL, kSpeakerC, 0.5f / 2.0f},
-        {"3/2 to 2/1: Ls into S", surround, {4, false, 0, 0}, kSpeakerS, kSpeakerLs, 0.70710678f / 1.5f},
-        {"3/1 to 2/2: S spread", threeOne, {6, false, 0, 0}, kSpeakerLs, kSpeakerS, 0.70710678f / 1.5f},
+        {"centre to left at cmixlev",
+         surround,
+         {2, false, 0, 0},
+         kSpeakerL,
+         kSpeakerC,
+         0.5f / 2.0f},
+        {"3/2 to 2/1: Ls into S",
+         surround,
+         {4, false, 0, 0},
+         kSpeakerS,
+         kSpeakerLs,
+         0.70710678f / 1.5f},
+        {"3/1 to 2/2: S spread",
+         threeOne,
+         {6, false, 0, 0},
+         kSpeakerLs,
+         kSpeakerS,
+         0.70710678f / 1.5f},
         {"mono sums Lo and Ro", surround, {1, false, 0, 0}, kSpeakerC, kSpeakerC, 1.0f / 4.0f},
         {"mono LFE keeps its level", surround, {1, true, 0, 0}, kSpeakerLfe, kSpeakerLfe, 1.0f},
-        {"Lt/Rt surround negative left", surround, {0, false, 0, 0}, kSpeakerL, kSpeakerRs, -0.70710678f / 3.1213203f},
+        {"Lt/Rt surround negative left",
+         surround,
+         {0, false, 0, 0},
+         kSpeakerL,
+         kSpeakerRs,
+         -0.70710678f / 3.1213203f},
         {"karaoke: V1 muted in mode 0", karaoke, {7, false, 0, 0}, kSpeakerLs, kSpeakerLs, 0.0f},
         {"karaoke: V1 kept in mode 1", karaoke, {7, false, 1, 0}, kSpeakerLs, kSpeakerLs, 1.0f},
         {"karaoke: V2 kept in mode 3", karaoke, {7, false, 3, 0}, kSpeakerRs, kSpeakerRs, 1.0f},
@@ -222,11 +246,20 @@ TEST(Ac3Library, ParametersAreCheckedAndReadBack)
         int32_t value;
         bool accepted;
     } cases[] = {
-        {kAc3DynamicRangeMode, 0, true}, {kAc3DynamicRangeMode, 3, false}, {kAc3DynamicRangeScale, 64, true},
-        {kAc3DynamicRangeScale, 129, false}, {kAc3DialogueTarget, -31, true}, {kAc3DialogueTarget, 1, false},
-        {kAc3BoostScale, 0, true},       {kAc3KaraokeMode, 3, true},       {kAc3KaraokeMode, 4, false},
-        {kAc3DualMonoMode, 2, true},     {kAc3OutputMode, 8, false},       {kAc3OutputLfe, 2, false},
-        {7, 0, false},                   {11, 0, false},
+        {kAc3DynamicRangeMode, 0, true},
+        {kAc3DynamicRangeMode, 3, false},
+        {kAc3DynamicRangeScale, 64, true},
+        {kAc3DynamicRangeScale, 129, false},
+        {kAc3DialogueTarget, -31, true},
+        {kAc3DialogueTarget, 1, false},
+        {kAc3BoostScale, 0, true},
+        {kAc3KaraokeMode, 3, true},
+        {kAc3KaraokeMode, 4, false},
+        {kAc3DualMonoMode, 2, true},
+        {kAc3OutputMode, 8, false},
+        {kAc3OutputLfe, 2, false},
+        {7, 0, false},
+        {11, 0, false},
     };
     for (const Case& c : cases) {
         int32_t before = library.get(c.number);

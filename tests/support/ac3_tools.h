@@ -55,25 +55,30 @@ inline std::string layoutName(const Ac3Layout& layout)
 // low-pass), so a channel in the wrong place is recognised by its pitch.
 inline double speakerTone(const std::string& speaker)
 {
-    static const std::map<std::string, double> tones = {{"FL", 440},  {"FR", 660},  {"FC", 880}, {"LFE", 60},
-                                                        {"BL", 1100}, {"BR", 1320}, {"BC", 1540}};
+    static const std::map<std::string, double> tones = {{"FL", 440}, {"FR", 660},  {"FC", 880},
+                                                        {"LFE", 60}, {"BL", 1100}, {"BR", 1320},
+                                                        {"BC", 1540}};
     return tones.at(speaker);
 }
 
 // Encodes `seconds` of the layout's tones to `path`; true on success.
-inline bool makeAc3Stream(const std::string& path, const Ac3Layout& layout, int rate = 48000,
-                          int kbps = 384, double seconds = 1.0, const std::string& extra = "")
+inline bool makeAc3Stream(const std::string& path,
+                          const Ac3Layout& layout,
+                          int rate = 48000,
+                          int kbps = 384,
+                          double seconds = 1.0,
+                          const std::string& extra = "")
 {
     std::string exprs, channels;
     for (const auto& s : layout.encodedAs.empty() ? layout.speakers : layout.encodedAs) {
-        exprs += (exprs.empty() ? "" : "|") + std::string("0.5*sin(") + std::to_string(int(speakerTone(s))) +
-                 "*2*PI*t)";
+        exprs += (exprs.empty() ? "" : "|") + std::string("0.5*sin(") +
+                 std::to_string(int(speakerTone(s))) + "*2*PI*t)";
         channels += (channels.empty() ? "" : "+") + s;
     }
-    std::string command = "ffmpeg -v error -f lavfi -i \"aevalsrc=exprs=" + exprs + ":c=" + channels +
-                          ":s=" + std::to_string(rate) + ":d=" + std::to_string(seconds) +
-                          "\" -c:a ac3 -b:a " + std::to_string(kbps) + "k " + extra + " -f ac3 -y " + path +
-                          " 2>/dev/null";
+    std::string command =
+        "ffmpeg -v error -f lavfi -i \"aevalsrc=exprs=" + exprs + ":c=" + channels +
+        ":s=" + std::to_string(rate) + ":d=" + std::to_string(seconds) + "\" -c:a ac3 -b:a " +
+        std::to_string(kbps) + "k " + extra + " -f ac3 -y " + path + " 2>/dev/null";
     return std::system(command.c_str()) == 0;
 }
 
@@ -96,8 +101,8 @@ inline std::vector<std::vector<uint8_t>> splitAc3Frames(const std::vector<uint8_
     std::vector<std::vector<uint8_t>> frames;
     size_t offset = 0;
     Ac3Header header;
-    while (offset + 8 <= stream.size() && parseAc3Header(&stream[offset], stream.size() - offset, header) &&
-           header.complete) {
+    while (offset + 8 <= stream.size() &&
+           parseAc3Header(&stream[offset], stream.size() - offset, header) && header.complete) {
         frames.emplace_back(stream.begin() + offset, stream.begin() + offset + header.frameSize);
         offset += header.frameSize;
     }
@@ -134,11 +139,16 @@ inline double snrDb(const std::vector<int16_t>& reference, const std::vector<int
 
 // Power of one frequency in channel `channel` of interleaved samples
 // (Goertzel), skipping the first frame's start-up.
-inline double tonePower(const std::vector<int16_t>& pcm, int channels, int channel, double freq, int rate)
+inline double tonePower(const std::vector<int16_t>& pcm,
+                        int channels,
+                        int channel,
+                        double freq,
+                        int rate)
 {
     double coefficient = 2 * std::cos(2 * M_PI * freq / rate);
     double s1 = 0, s2 = 0;
-    for (size_t i = 1536 * size_t(channels) + size_t(channel); i < pcm.size(); i += size_t(channels)) {
+    for (size_t i = 1536 * size_t(channels) + size_t(channel); i < pcm.size();
+         i += size_t(channels)) {
         double s0 = pcm[i] + coefficient * s1 - s2;
         s2 = s1;
         s1 = s0;
