@@ -77,5 +77,23 @@ struct TvStatusLpcm : TvStatusOf<TvStatusLpcm, KindLpcm> {
     int32_t group2Channels = 0;
 };
 
+// AC-3 and DD+ streams. The coded layout is kept apart from the delivered one
+// because a decoder downmix changes `acmod` and `lfeon`; the four Annex D
+// fields are only read from alternate-syntax streams (bsid 6).
+struct TvStatusAc3 : TvStatusOf<TvStatusAc3, KindAc3> {
+    int32_t dsurmod = 0;     // Dolby Surround mode, read for 2/0 streams only
+    int32_t karaoke = 0;     // karaoke setting reported for karaoke streams
+    int32_t codedAcmod = 0;  // audio coding mode as coded
+    int32_t acmod = 0;       // audio coding mode as delivered
+    int32_t bsmod = 0;
+    int32_t bsid = 0;
+    int32_t codedLfeon = 0;  // low-frequency channel as coded
+    uint8_t lfeon = 0;       // low-frequency channel as delivered
+    int32_t dmixmod = 0;
+    int32_t dsurexmod = 0;
+    int32_t dheadphonmod = 0;
+    int32_t adconvtyp = 0;
+};
+
 // The remixer's own record: the input stream's status with the remix applied.
 struct TvStatusRemix : TvStatusOf<TvStatusRemix, KindRemix> {};

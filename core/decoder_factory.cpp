@@ -1,5 +1,8 @@
 #include "core/decoder_factory.h"
 
+#include <type_traits>
+
+#include "decoders/AdecDolby.h"
 #include "decoders/AdecLpcmBd.h"
 #include "decoders/AdecLpcmDvd.h"
 #include "decoders/adeclpcm.h"
@@ -7,24 +10,30 @@
 
 namespace {
 
+// Decoders with a sibling library are told the folder it lives in.
 template <class Decoder>
-std::unique_ptr<Adec> create(std::ostream& log)
+std::unique_ptr<Adec> create(std::ostream& log, const std::string& moduleFolder)
 {
-    return std::make_unique<Decoder>(log);
+    if constexpr (std::is_constructible_v<Decoder, std::ostream&, const std::string&>)
+        return std::make_unique<Decoder>(log, moduleFolder);
+    else
+        return std::make_unique<Decoder>(log);
 }
 
 // The order of the list is the order in which media types are offered.
 // Adding a decoder class is one line here.
 const DecoderCreationStep creationSteps[] = {
+    {"AdecDolby", create<AdecDolby>, false},
     {"AdecLpcmDvd", create<AdecLpcmDvd>, false},
     {"AdecLpcmBd", create<AdecLpcmBd>, false},
     {"AdecLPCM", create<AdecLPCM>, false},
 };
 
-bool runStep(const DecoderCreationStep& step, DecoderList& decoders, std::ostream& log)
+bool runStep(const DecoderCreationStep& step, DecoderList& decoders, std::ostream& log,
+             const std::string& moduleFolder)
 {
     try {
-        decoders.push_back(step.create(log));
+        decoders.push_back(step.create(log, moduleFolder));
     } catch (...) {
         log << "error initializing Audio decoder: " << step.className << std::endl;
         return false;
@@ -36,19 +45,20 @@ bool runStep(const DecoderCreationStep& step, DecoderList& decoders, std::ostrea
 }  // namespace
 
 void runCreationSteps(const DecoderCreationStep* steps, size_t count, DecoderList& decoders,
-                      std::ostream& log)
+                      std::ostream& log, const std::string& moduleFolder)
 {
     bool previousSucceeded = true;
     for (size_t i = 0; i < count; ++i) {
         if (steps[i].onlyIfPreviousFailed && previousSucceeded)
             continue;
-        previousSucceeded = runStep(steps[i], decoders, log);
+        previousSucceeded = runStep(steps[i], decoders, log, moduleFolder);
     }
 }
 
-void createDecoders(DecoderList& decoders, std::ostream& log)
+void createDecoders(DecoderList& decoders, std::ostream& log, const std::string& moduleFolder)
 {
-    runCreationSteps(creationSteps, sizeof creationSteps / sizeof creationSteps[0], decoders, log);
+    runCreationSteps(creationSteps, sizeof creationSteps / sizeof creationSteps[0], decoders, log,
+                     moduleFolder);
 }
 
 bool isCandidateInputType(const AM_MEDIA_TYPE& mediaType)

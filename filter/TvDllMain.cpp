@@ -5,6 +5,7 @@
 
 #include "config/util.h"
 #include "core/media_subtypes.h"
+#include "core/sibling_library.h"
 #include "filter/TvFilter.h"
 #include "filter/TvPropPage.h"
 #include "platform/module_exports.h"
@@ -132,21 +133,7 @@ std::string getModuleFolder()
 bool OpenDll(const std::string& name, HMODULE* module, void** engine)
 {
     logStream << "OpenDll: " << name << std::endl;
-    std::string path = getModuleFolder() + name;
-    HMODULE library = LoadLibraryA(path.c_str());
-    if (!library) {
-        logStream << "error: " << GetLastError() << std::endl;
-        reportError("could not open " + path);
-        return false;
-    }
-    using Create = int (*)(void** engine);
-    auto create = platform::procAddress<Create>(library, "AUDIODEC_Create");
-    if (!create || create(engine) != 0) {
-        reportError("Error starting " + path);
-        return false;
-    }
-    *module = library;
-    return true;
+    return startSiblingLibrary(getModuleFolder() + name, module, engine);
 }
 
 extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID)

@@ -1,12 +1,15 @@
 #include "filter/TvFilter.h"
 
 #include <cmath>
+#include <cstring>
 #include <new>
 
 #include "config/util.h"
 #include "core/receive_parameters.h"
+#include "decoders/AdecDolby.h"
 #include "filter/TvInputPin.h"
 #include "filter/filter_parameters.h"
+#include "filter/karaoke_mode.h"
 #include "platform/error_text.h"
 
 namespace {
@@ -38,7 +41,7 @@ TvFilter::TvFilter(IUnknown* outer, HRESULT* phr, const std::string& moduleFolde
       _log(perFilterLogName(_instance), std::ios::out | std::ios::trunc),
       _moduleFolder(moduleFolder)
 {
-    createDecoders(_decoders, _log);
+    createDecoders(_decoders, _log, _moduleFolder);
     _remixer = new AudioConv(GetOwner(), this, &_streamLock);
     _remixer->NonDelegatingAddRef();
     logStream << "constructing filter: #" << _instance << " " << static_cast<void*>(this) << std::endl;
@@ -78,6 +81,8 @@ STDMETHODIMP TvFilter::NonDelegatingQueryInterface(REFIID riid, void** ppv)
         return GetInterface(static_cast<ISpecifyPropertyPages*>(this), ppv);
     if (IsEqualGUID(riid, IID_ITavioControl))
         return GetInterface(static_cast<ITavioControl*>(this), ppv);
+    if (IsEqualGUID(riid, IID_IKsPropertySet))
+        return GetInterface(static_cast<IKsPropertySet*>(this), ppv);
     if (IsEqualGUID(riid, IID_ITavioRemix))
         return _remixer->NonDelegatingQueryInterface(riid, ppv);
     return CBaseFilter::NonDelegatingQueryInterface(riid, ppv);
@@ -95,6 +100,44 @@ STDMETHODIMP TvFilter::GetPages(CAUUID* pages)
     }
     pages->pElems[0] = CLSID_TavioPropertyPage;
     pages->pElems[1] = CLSID_TavioAboutPage;
+    return S_OK;
+}
+
+STDMETHODIMP TvFilter::Set(REFGUID propertySet, DWORD id, LPVOID, DWORD, LPVOID propertyData,
+                           DWORD dataLength)
+{
+    if (!IsEqualGUID(propertySet, AM_KSPROPSETID_DvdKaraoke))
+        return E_PROP_SET_UNSUPPORTED;
+    if (id == AM_PROPERTY_DVDKARAOKE_ENABLE)
+        return S_OK;
+    if (id != AM_PROPERTY_DVDKARAOKE_DATA)
+        return E_PROP_ID_UNSUPPORTED;
+    if (!propertyData || dataLength < sizeof(AM_DvdKaraokeData))
+        return E_INVALIDARG;
+    AM_DvdKaraokeData data;
+    std::memcpy(&data, propertyData, sizeof data);
+    int mode = karaokeMode(data);
+    CAutoLock streaming(&_streamLock);
+    if (auto* ac3 = dynamic_cast<AdecDolby*>(_adec); ac3 && mode >= 0)
+        ac3->setKaraokeMode(mode);
+    return S_OK;
+}
+
+STDMETHODIMP TvFilter::Get(REFGUID propertySet, DWORD, LPVOID, DWORD, LPVOID, DWORD, DWORD*)
+{
+    return IsEqualGUID(propertySet, AM_KSPROPSETID_DvdKaraoke) ? E_PROP_ID_UNSUPPORTED
+                                                               : E_PROP_SET_UNSUPPORTED;
+}
+
+STDMETHODIMP TvFilter::QuerySupported(REFGUID propertySet, DWORD id, DWORD* support)
+{
+    if (!IsEqualGUID(propertySet, AM_KSPROPSETID_DvdKaraoke))
+        return E_PROP_SET_UNSUPPORTED;
+    if (id != AM_PROPERTY_DVDKARAOKE_ENABLE && id != AM_PROPERTY_DVDKARAOKE_DATA)
+        return E_PROP_ID_UNSUPPORTED;
+    if (!support)
+        return E_POINTER;
+    *support = KSPROPERTY_SUPPORT_SET;
     return S_OK;
 }
 

@@ -20,7 +20,11 @@ TV_DEFINE_GUID(CLSID_Tavio2, 0xA3F1C5D2, 0x6B8E, 0x4F71, 0x9D, 0x2C, 0x7E, 0x5B,
 TV_DEFINE_GUID(CLSID_TavioPropertyPage, 0x5D2E8A41, 0x3C7B, 0x4E96, 0xA0, 0x58, 0x1F, 0x6D, 0x92, 0xC4, 0x7B, 0x3E);
 TV_DEFINE_GUID(CLSID_TavioAboutPage, 0x9B4C1E73, 0x2A6F, 0x4D85, 0xB3, 0x17, 0x6E, 0x0A, 0xC9, 0x58, 0x2D, 0x41);
 
-class TvFilter : public CBaseFilter, public ISpecifyPropertyPages, public ITavioControl, public RemixHost {
+class TvFilter : public CBaseFilter,
+                 public ISpecifyPropertyPages,
+                 public ITavioControl,
+                 public IKsPropertySet,
+                 public RemixHost {
 public:
     // `moduleFolder`: where the module and its sibling libraries live.
     TvFilter(IUnknown* outer, HRESULT* phr, const std::string& moduleFolder = "");
@@ -36,6 +40,12 @@ public:
     STDMETHODIMP GetInputStreamInfo(ITavioStreamInfo** info) override;
     STDMETHODIMP SetSpdif(BOOL on) override;
     STDMETHODIMP GetSpdif(BOOL* on) override;
+    // IKsPropertySet: the DVD karaoke property (set only).
+    STDMETHODIMP Set(REFGUID propertySet, DWORD id, LPVOID instanceData, DWORD instanceLength,
+                     LPVOID propertyData, DWORD dataLength) override;
+    STDMETHODIMP Get(REFGUID propertySet, DWORD id, LPVOID instanceData, DWORD instanceLength,
+                     LPVOID propertyData, DWORD dataLength, DWORD* returned) override;
+    STDMETHODIMP QuerySupported(REFGUID propertySet, DWORD id, DWORD* support) override;
 
     int GetPinCount() override { return 2; }
     CBasePin* GetPin(int n) override;

@@ -48,7 +48,7 @@ public:
 };
 
 template <bool Present>
-std::unique_ptr<Adec> makeStandIn(std::ostream& log)
+std::unique_ptr<Adec> makeStandIn(std::ostream& log, const std::string&)
 {
     return std::make_unique<StandIn>(log, Present);
 }

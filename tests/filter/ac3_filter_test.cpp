@@ -1,0 +1,144 @@
+// An AC-3 stream through the whole filter, and the DVD karaoke property.
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "filter/TvFilter.h"
+#include "filter/TvInputPin.h"
+#include "filter/karaoke_mode.h"
+#include "host/graph.h"
+#include "host/push_source.h"
+#include "host/sink_filter.h"
+#include "support/ac3_tools.h"
+
+namespace {
+
+CMediaType ac3Type()
+{
+    CMediaType type(&MEDIATYPE_Audio);
+    type.SetSubtype(&MEDIASUBTYPE_DOLBY_AC3);
+    type.SetFormatType(&FORMAT_WaveFormatEx);
+    WAVEFORMATEX wave{0x2000, 6, 48000, 0, 0, 0, 0};
+    type.SetFormat(reinterpret_cast<const BYTE*>(&wave), sizeof wave);
+    return type;
+}
+
+TEST(KaraokeMode, FromDownmixBitsAndSpeakerAssignment)
+{
+    struct Case {
+        DWORD downmix, assignment;
+        int mode;
+    } cases[] = {
+        {0x0004, 4, 1}, {0x0000, 4, 0}, {0x0008, 5, 1},  {0x0004, 5, 0},  {0x0004, 6, 1},
+        {0x0804, 6, 3}, {0x0800, 6, 2}, {0x1000, 6, 0},  {0x0008, 7, 1},  {0x1008, 7, 3},
+        {0x1000, 7, 2}, {0x0804, 7, 0}, {0xFFFF, 2, -1}, {0xFFFF, 3, -1}, {0xFFFF, 8, -1},
+    };
+    for (const Case& c : cases)
+        EXPECT_EQ(karaokeMode({c.downmix, c.assignment}), c.mode)
+            << std::hex << c.downmix << " " << c.assignment;
+}
+
+class Ac3Filter : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        HRESULT hr = S_OK;
+        filter = new TvFilter(nullptr, &hr, TAVIO_MODULE_DIR "/");
+        filter->NonDelegatingAddRef();
+    }
+    void connect()
+    {
+        source = PushSource::Create(ac3Type(), 65536, 4);
+        sink = SinkFilter::Create();
+        graph.Add(source, WIDE("source"));
+        graph.Add(filter, WIDE("Tavio"));
+        graph.Add(sink, WIDE("sink"));
+        ASSERT_EQ(graph.Connect(source->OutputPin(), filter->inputPin()), S_OK);
+        ASSERT_EQ(graph.Connect(filter->outputPin(), sink->InputPin()), S_OK);
+        ASSERT_EQ(graph.Run(), S_OK);
+    }
+    void TearDown() override
+    {
+        graph.Clear();
+        if (source)
+            source->Release();
+        if (sink)
+            sink->Release();
+        filter->Release();
+    }
+    void push(const std::vector<uint8_t>& stream, size_t piece)
+    {
+        for (size_t offset = 0; offset < stream.size(); offset += piece) {
+            PushSource::Packet packet;
+            packet.data = stream.data() + offset;
+            packet.size = std::min(piece, stream.size() - offset);
+            ASSERT_EQ(source->Deliver(packet), S_OK);
+        }
+    }
+    std::vector<uint8_t> output()
+    {
+        std::vector<uint8_t> all;
+        for (const auto& s : sink->Samples())
+            all.insert(all.end(), s.data.begin(), s.data.end());
+        return all;
+    }
+
+    Graph graph;
+    TvFilter* filter = nullptr;
+    PushSource* source = nullptr;
+    SinkFilter* sink = nullptr;
+};
+
+TEST_F(Ac3Filter, KaraokePropertySet)
+{
+    IKsPropertySet* properties = nullptr;
+    ASSERT_EQ(filter->QueryInterface(IID_IKsPropertySet, reinterpret_cast<void**>(&properties)),
+              S_OK);
+    DWORD support = 0;
+    EXPECT_EQ(properties->QuerySupported(AM_KSPROPSETID_DvdKaraoke, AM_PROPERTY_DVDKARAOKE_DATA,
+                                         &support),
+              S_OK);
+    EXPECT_EQ(support, DWORD(KSPROPERTY_SUPPORT_SET));
+    EXPECT_EQ(properties->QuerySupported(AM_KSPROPSETID_DvdKaraoke, 9, &support),
+              E_PROP_ID_UNSUPPORTED);
+    EXPECT_EQ(properties->QuerySupported(IID_IKsPropertySet, 0, &support), E_PROP_SET_UNSUPPORTED);
+    AM_DvdKaraokeData data{0x0804, 6};
+    EXPECT_EQ(properties->Set(AM_KSPROPSETID_DvdKaraoke, AM_PROPERTY_DVDKARAOKE_DATA, nullptr, 0,
+                              &data, 4),
+              E_INVALIDARG);
+    // Before a type is set there is no AC-3 decoder to tell: accepted, no effect.
+    EXPECT_EQ(properties->Set(AM_KSPROPSETID_DvdKaraoke, AM_PROPERTY_DVDKARAOKE_DATA, nullptr, 0,
+                              &data, sizeof data),
+              S_OK);
+    EXPECT_EQ(properties->Get(AM_KSPROPSETID_DvdKaraoke, AM_PROPERTY_DVDKARAOKE_DATA, nullptr, 0,
+                              &data, sizeof data, &support),
+              E_PROP_ID_UNSUPPORTED);
+    properties->Release();
+}
+
+// The stream decoded through the pins equals ffmpeg's decode, and the
+// karaoke mode set through the property reaches the AC-3 status.
+TEST_F(Ac3Filter, DecodesThroughThePinsAndTakesTheKaraokeMode)
+{
+    if (!haveFfmpeg())
+        GTEST_SKIP() << "ffmpeg not installed";
+    TempFolder folder;
+    std::string path = folder.file("s.ac3");
+    ASSERT_TRUE(makeAc3Stream(path, encodableLayouts().back(), 48000, 384, 0.5));
+    connect();
+    AM_DvdKaraokeData data{0x1008, 7};
+    ASSERT_EQ(filter->Set(AM_KSPROPSETID_DvdKaraoke, AM_PROPERTY_DVDKARAOKE_DATA, nullptr, 0, &data,
+                          sizeof data),
+              S_OK);
+    push(readBytes(path), 1000);
+    std::vector<uint8_t> reference = commandOutput("ffmpeg -v error -i " + path + " -f s16le -");
+    EXPECT_TRUE(output() == reference) << output().size() << " vs " << reference.size();
+    TvStatus* status = filter->inputStatus();
+    ASSERT_NE(status, nullptr);
+    ASSERT_EQ(status->formatId(), KindAc3);
+    EXPECT_EQ(static_cast<TvStatusAc3*>(status)->karaoke, 3);
+    EXPECT_EQ(status->channelMask, 0x3Fu);
+    delete status;
+}
+
+}  // namespace
