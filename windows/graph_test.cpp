@@ -2,20 +2,23 @@
 // graph manager, filter mapper, Sample Grabber and Null Renderer. After
 // regsvr32 has registered TavioDec2.ax it
 //   1. checks the registry keys and finds the filter through the mapper;
-//   2. connects a DVD-Video LPCM push source to the Sample Grabber by
-//      intelligent connect, which must insert our filter by its registration;
+//   2. connects a push source of disc audio (DVD-Video LPCM or AC-3 from a
+//      VOB) to the Sample Grabber by intelligent connect, which must insert
+//      our filter by its registration;
 //   3. runs the graph to the end and compares the grabbed PCM with the Linux
 //      build's output for the same input;
 //   4. unregisters and checks that only the capabilities value stays.
 // Usage: graph_test MODULE INPUT.vob EXPECTED.pcm
 #include <qedit.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <fstream>
 #include <iterator>
 #include <string>
 #include <vector>
 
+#include "decoders/ac3_header.h"
 #include "filter/TvFilter.h"
 #include "host/disc_lpcm_headers.h"
 #include "host/program_stream.h"
@@ -152,7 +155,33 @@ std::vector<uint8_t> readFile(const char* path)
     return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
-// Streams the first DVD-Video LPCM substream of `vob` through the graph;
+bool isAc3(int substream)
+{
+    return substream >= 0x80 && substream <= 0x87;
+}
+
+// What the media type needs to know: LPCM from its private header, AC-3 from
+// the first frame that starts in the packet.
+bool describe(const PesPacket& p, AudioStreamParameters& parameters, std::string& description)
+{
+    if (p.substreamId >= 0xA0 && p.substreamId <= 0xA7)
+        return dvdVideoLpcm(p.payload, parameters, description);
+    if (!isAc3(p.substreamId))
+        return false;
+    Ac3Header header;
+    for (size_t at = 4; at + 8 <= p.payload.size(); ++at)
+        if (parseAc3Header(p.payload.data() + at, p.payload.size() - at, header)) {
+            parameters.codec = "ac3";
+            parameters.sampleRate = header.freq;
+            parameters.channels = __builtin_popcount(ac3ChannelMask(header.acmod, header.lfeon));
+            description = "AC-3, " + std::to_string(header.freq) + " Hz, " + std::to_string(parameters.channels) +
+                          " channels";
+            return true;
+        }
+    return false;
+}
+
+// Streams the first LPCM or AC-3 substream of `vob` through the graph;
 // returns what the grabber collected.
 std::vector<uint8_t> runGraph(const char* vob)
 {
@@ -162,11 +191,11 @@ std::vector<uint8_t> runGraph(const char* vob)
     AudioStreamParameters parameters;
     std::string description;
     for (const PesPacket& p : packets)
-        if (p.substreamId >= 0xA0 && p.substreamId <= 0xA7 && dvdVideoLpcm(p.payload, parameters, description)) {
+        if (describe(p, parameters, description)) {
             substream = p.substreamId;
             break;
         }
-    check(substream >= 0, "the input holds DVD-Video LPCM: " + description);
+    check(substream >= 0, "the input holds disc audio: " + description);
     parameters.inProgramStream = true;
     std::string why;
     auto type = hostMediaType(parameters, why);
@@ -222,8 +251,10 @@ std::vector<uint8_t> runGraph(const char* vob)
                 continue;
             PushSource::Packet packet;
             REFERENCE_TIME start = p.ptsReferenceTime;
-            packet.data = p.payload.data();
-            packet.size = p.payload.size();
+            // AC-3 goes without its substream header, LPCM keeps it for the decoder.
+            size_t skip = isAc3(substream) ? std::min<size_t>(4, p.payload.size()) : 0;
+            packet.data = p.payload.data() + skip;
+            packet.size = p.payload.size() - skip;
             packet.start = p.hasPts ? &start : nullptr;
             source->Deliver(packet);
         }
