@@ -36,7 +36,8 @@ size_t adtsHeaderSize(const uint8_t* data, size_t size)
     if (size < 7 || data[0] != 0xFF || (data[1] & 0xF6) != 0xF0)
         return 0;
     bool protectionAbsent = data[1] & 1;
-    return protectionAbsent ? 7 : 9;
+    size_t header = protectionAbsent ? 7 : 9;  // with a CRC after the fixed fields
+    return header <= size ? header : 0;
 }
 
 // The two-byte AudioSpecificConfig an ADTS header stands for.
