@@ -3,13 +3,9 @@
 
 #include <cstring>
 
-#include "filter/TvFilter.h"
-#include "filter/TvInputPin.h"
 #include "filter/karaoke_mode.h"
-#include "host/graph.h"
-#include "host/push_source.h"
-#include "host/sink_filter.h"
 #include "support/ac3_tools.h"
+#include "support/filter_harness.h"
 
 namespace {
 
@@ -38,55 +34,9 @@ TEST(KaraokeMode, FromDownmixBitsAndSpeakerAssignment)
             << std::hex << c.downmix << " " << c.assignment;
 }
 
-class Ac3Filter : public ::testing::Test {
+class Ac3Filter : public FilterHarness {
 protected:
-    void SetUp() override
-    {
-        HRESULT hr = S_OK;
-        filter = new TvFilter(nullptr, &hr, TAVIO_MODULE_DIR "/");
-        filter->NonDelegatingAddRef();
-    }
-    void connect()
-    {
-        source = PushSource::Create(ac3Type(), 65536, 4);
-        sink = SinkFilter::Create();
-        graph.Add(source, WIDE("source"));
-        graph.Add(filter, WIDE("Tavio"));
-        graph.Add(sink, WIDE("sink"));
-        ASSERT_EQ(graph.Connect(source->OutputPin(), filter->inputPin()), S_OK);
-        ASSERT_EQ(graph.Connect(filter->outputPin(), sink->InputPin()), S_OK);
-        ASSERT_EQ(graph.Run(), S_OK);
-    }
-    void TearDown() override
-    {
-        graph.Clear();
-        if (source)
-            source->Release();
-        if (sink)
-            sink->Release();
-        filter->Release();
-    }
-    void push(const std::vector<uint8_t>& stream, size_t piece)
-    {
-        for (size_t offset = 0; offset < stream.size(); offset += piece) {
-            PushSource::Packet packet;
-            packet.data = stream.data() + offset;
-            packet.size = std::min(piece, stream.size() - offset);
-            ASSERT_EQ(source->Deliver(packet), S_OK);
-        }
-    }
-    std::vector<uint8_t> output()
-    {
-        std::vector<uint8_t> all;
-        for (const auto& s : sink->Samples())
-            all.insert(all.end(), s.data.begin(), s.data.end());
-        return all;
-    }
-
-    Graph graph;
-    TvFilter* filter = nullptr;
-    PushSource* source = nullptr;
-    SinkFilter* sink = nullptr;
+    void SetUp() override { createFilter(); }
 };
 
 TEST_F(Ac3Filter, KaraokePropertySet)
@@ -125,12 +75,12 @@ TEST_F(Ac3Filter, DecodesThroughThePinsAndTakesTheKaraokeMode)
     TempFolder folder;
     std::string path = folder.file("s.ac3");
     ASSERT_TRUE(makeAc3Stream(path, encodableLayouts().back(), 48000, 384, 0.5));
-    connect();
+    build(ac3Type());
     AM_DvdKaraokeData data{0x1008, 7};
     ASSERT_EQ(filter->Set(AM_KSPROPSETID_DvdKaraoke, AM_PROPERTY_DVDKARAOKE_DATA, nullptr, 0, &data,
                           sizeof data),
               S_OK);
-    push(readBytes(path), 1000);
+    pushInPieces(readBytes(path), 1000);
     std::vector<uint8_t> reference = commandOutput("ffmpeg -v error -i " + path + " -f s16le -");
     EXPECT_TRUE(output() == reference) << output().size() << " vs " << reference.size();
     TvStatus* status = filter->inputStatus();

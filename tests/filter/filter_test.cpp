@@ -7,13 +7,13 @@
 #include <random>
 #include <thread>
 
-#include "config/config_test_support.h"
 #include "filter/TvFilter.h"
 #include "filter/TvInputPin.h"
 #include "host/graph.h"
 #include "host/program_stream.h"
 #include "host/push_source.h"
 #include "host/sink_filter.h"
+#include "support/filter_harness.h"
 #include "support/reference_tools.h"
 
 namespace {
@@ -38,57 +38,7 @@ TvFilter* newFilter()
     return filter;
 }
 
-class FilterTest : public ::testing::Test {
-protected:
-    void build(const CMediaType& type, LONG bufferSize = 65536)
-    {
-        resetParametersForTesting();
-        filter = newFilter();
-        source = PushSource::Create(type, bufferSize, 4);
-        sink = SinkFilter::Create();
-        graph.Add(source, WIDE("source"));
-        graph.Add(filter, WIDE("Tavio"));
-        graph.Add(sink, WIDE("sink"));
-        ASSERT_EQ(graph.Connect(source->OutputPin(), filter->inputPin()), S_OK);
-        ASSERT_EQ(graph.Connect(filter->outputPin(), sink->InputPin()), S_OK);
-        ASSERT_EQ(graph.Run(), S_OK);
-    }
-    void TearDown() override
-    {
-        graph.Clear();
-        if (source)
-            source->Release();
-        if (sink)
-            sink->Release();
-        if (filter)
-            filter->Release();
-        EXPECT_EQ(CBaseObject::ObjectsActive(), 0);
-    }
-    HRESULT push(const uint8_t* data, size_t size, const REFERENCE_TIME* start = nullptr,
-                 bool discontinuity = false)
-    {
-        PushSource::Packet packet;
-        packet.data = data;
-        packet.size = size;
-        packet.start = start;
-        packet.discontinuity = discontinuity;
-        return source->Deliver(packet);
-    }
-    std::vector<uint8_t> output()
-    {
-        std::vector<uint8_t> all;
-        for (const auto& s : sink->Samples())
-            all.insert(all.end(), s.data.begin(), s.data.end());
-        return all;
-    }
-
-    TempRoot root;
-    CapturedLog log{root};
-    Graph graph;
-    TvFilter* filter = nullptr;
-    PushSource* source = nullptr;
-    SinkFilter* sink = nullptr;
-};
+using FilterTest = FilterHarness;
 
 TEST(Filter, StopBeforeATypeAndInstanceNumbers)
 {

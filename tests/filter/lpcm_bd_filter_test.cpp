@@ -5,13 +5,8 @@
 
 #include <sstream>
 
-#include "config/config_test_support.h"
-#include "filter/TvFilter.h"
-#include "filter/TvInputPin.h"
-#include "host/graph.h"
-#include "host/push_source.h"
-#include "host/sink_filter.h"
 #include "support/av_packets.h"
+#include "support/filter_harness.h"
 #include "support/reference_tools.h"
 
 namespace {
@@ -36,63 +31,7 @@ size_t countLines(const std::string& text, const std::string& line)
     return count;
 }
 
-class LpcmBdFilter : public ::testing::Test {
-protected:
-    void build(const CMediaType& type)
-    {
-        resetParametersForTesting();
-        HRESULT hr = S_OK;
-        filter = new TvFilter(nullptr, &hr, TAVIO_MODULE_DIR "/");
-        filter->NonDelegatingAddRef();
-        // The filter's own log has no file in tests; read it from memory.
-        fileBuffer = filter->log().rdbuf(&filterLog);
-        source = PushSource::Create(type, 65536, 4);
-        sink = SinkFilter::Create();
-        graph.Add(source, WIDE("source"));
-        graph.Add(filter, WIDE("Tavio"));
-        graph.Add(sink, WIDE("sink"));
-        ASSERT_EQ(graph.Connect(source->OutputPin(), filter->inputPin()), S_OK);
-        ASSERT_EQ(graph.Connect(filter->outputPin(), sink->InputPin()), S_OK);
-        ASSERT_EQ(graph.Run(), S_OK);
-    }
-    void TearDown() override
-    {
-        graph.Clear();
-        if (source)
-            source->Release();
-        if (sink)
-            sink->Release();
-        if (filter) {
-            filter->log().rdbuf(fileBuffer);
-            filter->Release();
-        }
-        EXPECT_EQ(CBaseObject::ObjectsActive(), 0);
-    }
-    HRESULT push(const std::vector<uint8_t>& data, const REFERENCE_TIME* start = nullptr)
-    {
-        PushSource::Packet packet;
-        packet.data = data.data();
-        packet.size = data.size();
-        packet.start = start;
-        return source->Deliver(packet);
-    }
-    std::vector<uint8_t> output()
-    {
-        std::vector<uint8_t> all;
-        for (const auto& s : sink->Samples())
-            all.insert(all.end(), s.data.begin(), s.data.end());
-        return all;
-    }
-
-    TempRoot root;
-    CapturedLog assertions{root};
-    std::stringbuf filterLog;
-    std::streambuf* fileBuffer = nullptr;
-    Graph graph;
-    TvFilter* filter = nullptr;
-    PushSource* source = nullptr;
-    SinkFilter* sink = nullptr;
-};
+using LpcmBdFilter = FilterHarness;
 
 struct Layout {
     const char* name;
@@ -129,7 +68,7 @@ TEST_P(LpcmBdFilterStreams, PacketsDecodeLikeTheReferenceDecoder)
     ASSERT_EQ(source->DeliverEndOfStream(), S_OK);
     EXPECT_EQ(output(), reference);
     EXPECT_EQ(sink->SampleCount(), packets.size());
-    std::string log = filterLog.str();
+    std::string log = filterLogText();
     EXPECT_EQ(countLines(log, "skipped bytes: 4\n"), packets.size()) << log.substr(0, 2000);
     EXPECT_EQ(countLines(log, "skipped bytes: "), packets.size());
     auto samples = sink->Samples();
@@ -161,7 +100,7 @@ TEST_F(LpcmBdFilter, BadPacketsAreDroppedWithoutOutput)
     for (const std::vector<uint8_t>* packet : {&two, &cdRate, &empty})
         EXPECT_EQ(push(*packet), S_OK);
     EXPECT_EQ(sink->SampleCount(), 0u);
-    std::string log = filterLog.str();
+    std::string log = filterLogText();
     EXPECT_NE(log.find("error: BD payload size wrong"), std::string::npos) << log;
     // A header announcing more than arrives holds back everything behind it
     // until a flush.

@@ -4,15 +4,10 @@
 
 #include <memory>
 
-#include "config/config_test_support.h"
-#include "filter/TvFilter.h"
-#include "filter/TvInputPin.h"
 #include "filter/TvPropPage.h"
 #include "filter/stream_text.h"
-#include "host/graph.h"
 #include "host/program_stream.h"
-#include "host/push_source.h"
-#include "host/sink_filter.h"
+#include "support/filter_harness.h"
 
 namespace {
 
@@ -61,58 +56,33 @@ TEST(StreamInfo, SnapshotGettersAndTheirText)
     EXPECT_EQ(streamText(nullptr), "no info available");
 }
 
-class StreamInfoFilterTest : public ::testing::Test {
+class StreamInfoFilterTest : public FilterHarness {
 protected:
     void SetUp() override
     {
-        resetParametersForTesting();
         ASSERT_TRUE(readProgramStreamFile(TAVIO_SAMPLE_STREAM, packets));
         ASSERT_FALSE(packets.empty());
-        HRESULT hr = S_OK;
-        filter = new TvFilter(nullptr, &hr, "");
-        filter->NonDelegatingAddRef();
         CMediaType type(&MEDIATYPE_MPEG2_PES);
         type.SetSubtype(&MEDIASUBTYPE_DVD_LPCM_AUDIO);
         type.SetFormatType(&FORMAT_WaveFormatEx);
         WAVEFORMATEX wave{WAVE_FORMAT_PCM, 2, 48000, 192000, 4, 16, 0};
         type.SetFormat(reinterpret_cast<const BYTE*>(&wave), sizeof wave);
-        source = PushSource::Create(type);
-        sink = SinkFilter::Create();
-        graph.Add(source, WIDE("source"));
-        graph.Add(filter, WIDE("Tavio"));
-        graph.Add(sink, WIDE("sink"));
-        ASSERT_EQ(graph.Connect(source->OutputPin(), filter->inputPin()), S_OK);
-        ASSERT_EQ(graph.Connect(filter->outputPin(), sink->InputPin()), S_OK);
-        ASSERT_EQ(graph.Run(), S_OK);
+        build(type);
         ASSERT_EQ(filter->QueryInterface(IID_ITavioControl, reinterpret_cast<void**>(&control)), S_OK);
     }
     void TearDown() override
     {
         if (control)
             control->Release();
-        graph.Clear();
-        source->Release();
-        sink->Release();
-        filter->Release();
-        EXPECT_EQ(CBaseObject::ObjectsActive(), 0);
+        FilterHarness::TearDown();
     }
     void pushSome(size_t count)
     {
-        for (size_t i = 0; i < count && i < packets.size(); ++i) {
-            PushSource::Packet packet;
-            packet.data = packets[i].payload.data();
-            packet.size = packets[i].payload.size();
-            source->Deliver(packet);
-        }
+        for (size_t i = 0; i < count && i < packets.size(); ++i)
+            push(packets[i].payload);
     }
 
-    TempRoot root;
-    CapturedLog log{root};
     std::vector<PesPacket> packets;
-    Graph graph;
-    TvFilter* filter = nullptr;
-    PushSource* source = nullptr;
-    SinkFilter* sink = nullptr;
     ITavioControl* control = nullptr;
 };
 
