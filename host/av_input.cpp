@@ -88,11 +88,27 @@ struct FormatCloser {
 };
 using FormatContext = std::unique_ptr<AVFormatContext, FormatCloser>;
 
+// The containers and elementary streams that can carry audio the filter
+// decodes. Anything else (images above all, which libavformat would decode
+// to learn their parameters) is refused at once.
+constexpr const char* kAudioFormats =
+    "aac,ac3,eac3,dts,dtshd,mp3,amr,amrnb,amrwb,truehd,mlp,matroska,mov,mpegts,mpeg,ogg,avi,wav,w64,"
+    "flv,asf,caf,aiff,spdif";
+
 FormatContext openFormat(const std::string& path, std::string& error)
 {
     av_log_set_level(AV_LOG_QUIET);
-    AVFormatContext* raw = nullptr;
+    AVFormatContext* raw = avformat_alloc_context();
+    if (!raw) {
+        error = "out of memory";
+        return nullptr;
+    }
+    raw->format_whitelist = av_strdup(kAudioFormats);
     int result = avformat_open_input(&raw, path.c_str(), nullptr, nullptr);
+    if (result == AVERROR(EINVAL)) {
+        error = "its format carries no audio tavio reads";  // refused by the list above
+        return nullptr;
+    }
     if (result < 0) {
         char text[128];
         av_strerror(result, text, sizeof text);
