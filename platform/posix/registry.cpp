@@ -61,8 +61,10 @@ bool resolve(HKEY key, LPCSTR sub, std::string& path)
         std::string rest = sub;
         while (!rest.empty() && rest.back() == '\\')
             rest.pop_back();
-        if (!rest.empty())
-            path += "\\" + lower(rest);
+        if (!rest.empty()) {
+            path += '\\';
+            path += lower(rest);
+        }
     }
     return true;
 }
