@@ -56,16 +56,22 @@ TvSampleType sampleTypeFromCode(int code)
 }
 
 // Picks each output channel's sample out of every coded sample frame.
-void selectChannels(uint8_t* out,
-                    const uint8_t* in,
-                    int frames,
-                    int sampleBytes,
-                    const AdecLpcmBd::ChannelLayout& layout)
+// Takes the coded channel named for each output channel and turns its
+// big-endian sample little-endian, in one pass: the selection and the byte
+// swap of the packing, fused so each sample is touched once.
+template <int SampleBytes>
+void selectChannelsSwapped(uint8_t* out, const uint8_t* in, int frames, const AdecLpcmBd::ChannelLayout& layout)
 {
-    size_t codedFrame = size_t(sampleBytes) * size_t(layout.codedChannels);
+    const size_t codedFrame = size_t(SampleBytes) * size_t(layout.codedChannels);
+    int offsets[8];
+    for (int c = 0; c < layout.outputChannels; ++c)
+        offsets[c] = layout.codedChannel[c] * SampleBytes;
     for (int frame = 0; frame < frames; ++frame, in += codedFrame)
-        for (int c = 0; c < layout.outputChannels; ++c, out += sampleBytes)
-            std::memcpy(out, in + layout.codedChannel[c] * sampleBytes, size_t(sampleBytes));
+        for (int c = 0; c < layout.outputChannels; ++c, out += SampleBytes) {
+            const uint8_t* sample = in + offsets[c];
+            for (int b = 0; b < SampleBytes; ++b)
+                out[b] = sample[SampleBytes - 1 - b];
+        }
 }
 
 }  // namespace
@@ -128,9 +134,6 @@ TvStatus* AdecLpcmBd::process(const uint8_t** readPtr, const uint8_t* end, IMedi
 
     int32_t bytesPerChannel = payload_size / layout->codedChannels;
     int32_t outLength = layout->outputChannels * bytesPerChannel;
-    // A payload of partial sample frames leaves bytes unwritten: deliver
-    // silence there rather than what the buffer held before.
-    std::memset(out, 0, size_t(outLength));
     dest->SetActualDataLength(outLength);
 
     const uint8_t* samples = p + 4;
@@ -138,14 +141,15 @@ TvStatus* AdecLpcmBd::process(const uint8_t** readPtr, const uint8_t* end, IMedi
     int sampleBytes = stype == ST16Bit ? 2 : 3;
     int32_t xsize = sampleBytes * layout->codedChannels;
     TvAssert(size % xsize == 0);
-    selectChannels(out, samples, size / xsize, sampleBytes, *layout);
-    // The stream is big-endian.
-    if (sampleBytes == 2) {
-        swapBytes16(out, out, size_t(outLength) / 2);
-    } else {
-        for (int32_t i = 0; i < outLength / 3; ++i)
-            std::swap(out[3 * i], out[3 * i + 2]);
-    }
+    int frames = size / xsize;
+    if (sampleBytes == 2)
+        selectChannelsSwapped<2>(out, samples, frames, *layout);
+    else
+        selectChannelsSwapped<3>(out, samples, frames, *layout);
+    // A payload of partial sample frames leaves bytes unwritten: deliver
+    // silence there rather than what the buffer held before.
+    int32_t written = frames * layout->outputChannels * sampleBytes;
+    std::memset(out + written, 0, size_t(outLength - written));
 
     // The 4 header bytes are not part of the frame: the caller counts them
     // as skipped.
