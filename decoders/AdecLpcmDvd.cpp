@@ -182,10 +182,13 @@ TvStatus* AdecLpcmDvd::process(const uint8_t** readPtr, const uint8_t* pend, IMe
             p += 6 * n;
         }
     } else {
-        // 20-bit samples are recognised but not converted; deliver silence
-        // rather than whatever the buffer held before.
+        // 20-bit samples are recognised but not converted: silence rather
+        // than whatever the buffer held, and the bytes go with the frame the
+        // status reports, so the stream cannot pile up in the input buffer.
         TvAssert(0);
         std::memset(out, 0, static_cast<size_t>(size));
+        TvAssert(p == pend);
+        p = pend;
     }
     TvAssert(p == pend);
     *readPtr = p;

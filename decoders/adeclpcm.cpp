@@ -219,11 +219,14 @@ TvStatus* AdecLPCM::process(const uint8_t** readPtr, const uint8_t* pend, IMedia
         TvAssert((pend-p)%36 == 0);
         convertThreePlusThree(&p, pend, out, capacity);
     } else {
-        // 20-bit and other groupings are not converted; deliver silence
-        // rather than whatever the buffer held before.
+        // 20-bit and other groupings are not converted: silence rather than
+        // whatever the buffer held, and the bytes go with the frame the
+        // status reports, so an unsupported stream cannot pile up in the
+        // input buffer packet after packet.
         TvAssert(0);
         std::memset(out, 0, size_t(std::min(oFrameSize, capacity)));
-        converted = false;
+        TvAssert(p==pend);
+        p = pend;
     }
     if (p != pend)
         TvAssert(p==pend);

@@ -160,6 +160,19 @@ TEST_F(LpcmDvdConversion, SixteenBitWordsAreSwappedEvenForAPartialFrame)
     EXPECT_NE(lines[0].find("'samples * sampleSize == size'"), std::string::npos);
 }
 
+TEST_F(LpcmDvdConversion, TwentyBitIsConsumedAsSilenceSoNothingPilesUp)
+{
+    start(2, 20);
+    std::vector<uint8_t> input(600, 0x5A);
+    MemorySample out(4096);
+    const uint8_t* p = input.data();
+    TvStatus* status = decoder.process(&p, input.data() + input.size(), &out);
+    ASSERT_NE(status, nullptr);
+    EXPECT_EQ(p, input.data() + input.size());
+    EXPECT_EQ(out.data(), std::vector<BYTE>(size_t(out.GetActualDataLength()), 0));
+    EXPECT_NE(assertions.lines().at(0).find("'0'"), std::string::npos);
+}
+
 TEST_F(LpcmDvdConversion, TwentyFourBitPairsUnpackToLittleEndian)
 {
     start(2, 24);

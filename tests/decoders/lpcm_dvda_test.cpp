@@ -385,14 +385,16 @@ TEST_F(LpcmDvdaConversion, APartialThreePlusThreeUnitIsAssertedAndDropped)
     EXPECT_NE(text.find("'p==pend'"), std::string::npos) << text;
 }
 
-TEST_F(LpcmDvdaConversion, TwentyBitIsNotConvertedAndNothingConsumed)
+TEST_F(LpcmDvdaConversion, TwentyBitIsNotConvertedButConsumedAsSilence)
 {
     decoder.init(dvdaType(MEDIATYPE_Audio, 2, 20));
     std::vector<uint8_t> input(24, 0x33);
-    MemorySample out(64);
+    MemorySample out(64, 0xCD);
     const uint8_t* p = input.data();
     decoder.process(&p, input.data() + input.size(), &out);
-    EXPECT_EQ(p, input.data());
+    // Consumed, so an unsupported stream never piles up in the input buffer.
+    EXPECT_EQ(p, input.data() + input.size());
+    EXPECT_EQ(out.data(), std::vector<BYTE>(size_t(out.GetActualDataLength()), 0));
     std::string text = assertionText();
     EXPECT_NE(text.find("'0'"), std::string::npos) << text;
     EXPECT_NE(text.find("'p==pend'"), std::string::npos) << text;
