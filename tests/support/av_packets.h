@@ -1,4 +1,4 @@
-// The packets of a media file's first audio stream, demuxed by libavformat,
+// The packets of a media file's first audio stream, demuxed as the tavio host does,
 // for tests that feed a decoder what a demuxer hands it.
 #pragma once
 
