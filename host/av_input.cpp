@@ -159,8 +159,11 @@ public:
             context_->streams[i]->discard = int(i) == selected_ ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
         // Packets read ahead for other streams are of no use now.
         std::erase_if(readAhead_, [this](const Packet& p) { return p.stream != selected_; });
+        // Times count from the stream's start; a negative start (MP4's
+        // encoder priming, cut by its edit list) stays before zero, where
+        // the host drops it.
         AVStream* stream = context_->streams[selected_];
-        origin_ = stream->start_time;
+        origin_ = stream->start_time != AV_NOPTS_VALUE && stream->start_time < 0 ? 0 : stream->start_time;
         return true;
     }
 
@@ -175,6 +178,8 @@ public:
         }
         return false;
     }
+
+    bool timesFromPresentationStart() const override { return true; }
 
     double progress() const override
     {

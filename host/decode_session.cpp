@@ -1,5 +1,6 @@
 #include "host/decode_session.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -52,6 +53,17 @@ std::string describeDelivered(const CMediaType& type)
     return text;
 }
 
+// How many leading bytes of a delivered sample lie before time zero: audio
+// the container marks as priming, which players do not play.
+size_t bytesBeforeZero(const ReceivedSample& sample, const WAVEFORMATEX& wave)
+{
+    if (!sample.hasStart || sample.start >= 0 || !wave.nBlockAlign || !wave.nSamplesPerSec ||
+        wave.wFormatTag == WAVE_FORMAT_DOLBY_AC3_SPDIF)
+        return 0;
+    uint64_t frames = (uint64_t(-sample.start) * wave.nSamplesPerSec + 9999999) / 10000000;
+    return size_t(std::min<uint64_t>(frames * wave.nBlockAlign, sample.data.size()));
+}
+
 // The sink side of --bits: a sound card that takes only one format.
 std::function<bool(const CMediaType&)> acceptOnly(const std::string& bits)
 {
@@ -78,13 +90,13 @@ public:
         raw_ = path == "-" ? stdout : std::fopen(path.c_str(), "wb");
         return raw_ != nullptr;
     }
-    void write(const std::vector<BYTE>& data)
+    void write(const uint8_t* data, size_t size)
     {
         if (wave_)
-            writer_.write(data.data(), data.size());
+            writer_.write(data, size);
         else if (raw_)
-            failed_ |= std::fwrite(data.data(), 1, data.size(), raw_) != data.size();
-        bytes_ += data.size();
+            failed_ |= std::fwrite(data, 1, size, raw_) != size;
+        bytes_ += size;
     }
     bool close()
     {
@@ -222,8 +234,9 @@ DecodeOutcome decodeStream(TavioModule& module, InputSource& input, size_t strea
                                     (request.bits == "float" ? std::string("float") : request.bits + "-bit") +
                                     " output for this stream (" + platform::errorName(hr) + ")";
     }
+    CMediaType connected;
     if (outcome.exitCode == 0) {
-        CMediaType connected = sinkFilter->CurrentType();
+        connected = sinkFilter->CurrentType();
         outcome.format = describeDelivered(connected);
         outputOpen = output.open(request.output, connected);
         if (!outputOpen) {
@@ -232,12 +245,16 @@ DecodeOutcome decodeStream(TavioModule& module, InputSource& input, size_t strea
         }
     }
     if (outcome.exitCode == 0) {
+        WAVEFORMATEX current = waveOf(connected);
         sinkFilter->SetSampleHandler([&](const ReceivedSample& sample) {
-            if (sample.mediaType && !formatChanged) {
+            if (sample.mediaType) {
+                current = waveOf(*sample.mediaType);
+                if (!formatChanged)
+                    outcome.format += "; changed mid-stream to " + describeDelivered(*sample.mediaType);
                 formatChanged = true;
-                outcome.format += "; changed mid-stream to " + describeDelivered(*sample.mediaType);
             }
-            output.write(sample.data);
+            size_t skip = input.timesFromPresentationStart() ? bytesBeforeZero(sample, current) : 0;
+            output.write(sample.data.data() + skip, sample.data.size() - skip);
         });
         graph.Run();
         ProgressBar bar(request.progress);

@@ -40,6 +40,9 @@ public:
     virtual bool next(HostPacket& packet) = 0;
     // How far through the input reading has come, 0..1 (for a progress bar).
     virtual double progress() const = 0;
+    // Whether times count from the presentation's start, so that audio
+    // stamped before zero is priming the container cuts (MP4 edit lists).
+    virtual bool timesFromPresentationStart() const { return false; }
 };
 
 // Opens a file: MPEG program streams (DVD-Video VOB, DVD-Audio AOB, HD-DVD

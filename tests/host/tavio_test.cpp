@@ -13,6 +13,7 @@
 namespace {
 
 const std::string tavio = TAVIO_EXECUTABLE;
+constexpr uint16_t kSpdifFormatTag = 0x0092;  // WAVE_FORMAT_DOLBY_AC3_SPDIF
 
 int run(const std::string& arguments, std::string* errors = nullptr)
 {
@@ -141,6 +142,46 @@ TEST(Tavio, DvdAudioLpcmFromAnAobKeepsItsSamples)
     WavFile wav = readWav(folder.file("a.wav"));
     EXPECT_EQ(wav.channelMask(), 0x3Fu);
     EXPECT_TRUE(wav.data == expected) << wav.data.size() << " vs " << expected.size() << " bytes";
+}
+
+// AC-3 in every container the host reads, decoded through the filter and its
+// AC-3 library: the same samples as ffmpeg's decode, MP4's priming cut as the
+// container's edit list says.
+TEST(Tavio, Ac3FromEachContainerDecodesLikeTheReferenceDecoder)
+{
+    if (!haveFfmpeg())
+        GTEST_SKIP() << "ffmpeg not installed";
+    TempFolder folder;
+    std::string source = sineSource(6, 48000, 0.5);
+    source.insert(source.size() - 1, ":c=5.1(side)");
+    for (const char* container : {"ac3", "vob", "mkv", "avi", "mp4", "wav", "ts"}) {
+        std::string input = folder.file(std::string("in.") + container);
+        ASSERT_EQ(std::system(("ffmpeg -v error " + source + " -c:a ac3 -y " + input).c_str()), 0) << container;
+        std::string errors;
+        ASSERT_EQ(run(input + " -q -o " + folder.file("out.raw"), &errors), 0) << container << ": " << errors;
+        bool ok = false;
+        auto reference = commandOutput("ffmpeg -v error -i " + input + " -f s16le -", &ok);
+        ASSERT_TRUE(ok);
+        EXPECT_TRUE(readAll(folder.file("out.raw")) == reference) << container;
+    }
+}
+
+TEST(Tavio, SpdifPassThroughWritesTheBurstsTheReferenceMuxerWrites)
+{
+    if (!haveFfmpeg())
+        GTEST_SKIP() << "ffmpeg not installed";
+    TempFolder folder;
+    std::string ac3 = folder.file("in.ac3");
+    ASSERT_EQ(std::system(("ffmpeg -v error " + sineSource(2, 48000, 0.5) + " -c:a ac3 -b:a 192k -y " + ac3).c_str()),
+              0);
+    std::string errors;
+    ASSERT_EQ(run(ac3 + " --spdif -q -o " + folder.file("bursts.wav"), &errors), 0) << errors;
+    WavFile wav = readWav(folder.file("bursts.wav"));
+    EXPECT_EQ(wav.formatTag(), kSpdifFormatTag);
+    bool ok = false;
+    auto reference = commandOutput("ffmpeg -v error -i " + ac3 + " -c copy -f spdif -", &ok);
+    ASSERT_TRUE(ok);
+    EXPECT_TRUE(wav.data == reference) << wav.data.size() << " vs " << reference.size() << " bytes";
 }
 
 TEST(Tavio, SixteenBitOnlyOutputStillGetsATwentyFourBitStream)
