@@ -10,6 +10,8 @@
 #define DLL_PROCESS_DETACH 0
 #define DLL_PROCESS_ATTACH 1
 #endif
+// A sibling library's C entry point (found by name with GetProcAddress).
+#define TV_C_EXPORT extern "C" TV_EXPORT
 
 namespace platform {
 

@@ -11,12 +11,8 @@
 #endif
 
 #include "libs/TvAc3Lib/av_ac3_decoder.h"
+#include "platform/module_exports.h"
 
-#ifdef _WIN32
-#define TV_EXPORT extern "C" __declspec(dllexport)
-#else
-#define TV_EXPORT extern "C" __attribute__((visibility("default")))
-#endif
 
 namespace {
 
@@ -292,7 +288,7 @@ private:
 
 }  // namespace
 
-TV_EXPORT int AUDIODEC_Create(TvAc3Decoder** object)
+TV_C_EXPORT int AUDIODEC_Create(TvAc3Decoder** object)
 {
     if (!object)
         return -1;

@@ -7,12 +7,8 @@
 
 #include "libs/TvRemix/matrix_decoder.h"
 #include "platform/dshow/crit_sec.h"
+#include "platform/module_exports.h"
 
-#ifdef _WIN32
-#define TV_EXPORT extern "C" __declspec(dllexport)
-#else
-#define TV_EXPORT extern "C" __attribute__((visibility("default")))
-#endif
 
 namespace {
 
@@ -121,7 +117,7 @@ LiveObjects liveObjects;
 
 }  // namespace
 
-TV_EXPORT int AUDIODEC_Create(TvRemixObject** object)
+TV_C_EXPORT int AUDIODEC_Create(TvRemixObject** object)
 {
     if (!object)
         return -1;
@@ -133,7 +129,7 @@ TV_EXPORT int AUDIODEC_Create(TvRemixObject** object)
     return 0;
 }
 
-TV_EXPORT void AUDIODEC_Destroy(TvRemixObject* object)
+TV_C_EXPORT void AUDIODEC_Destroy(TvRemixObject* object)
 {
     auto* remix = static_cast<Remix*>(object);
     if (remix && liveObjects.remove(remix))
