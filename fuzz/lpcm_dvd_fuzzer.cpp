@@ -6,7 +6,7 @@
 #include <sstream>
 
 #include "decoders/AdecLpcmDvd.h"
-#include "tests/support/memory_sample.h"
+#include "fuzz/feed_packets.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
@@ -21,14 +21,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
                       WORD((data[0] & 0x10) ? 24 : 16), 0};
     type.SetFormat(reinterpret_cast<const BYTE*>(&wave), sizeof wave);
     decoder.init(type);
-    MemorySample out(4096 + 4);
-    size_t packetSize = 16 + data[1] * 8;
-    for (size_t offset = 2; offset < size; offset += packetSize) {
-        const uint8_t* p = data + offset;
-        const uint8_t* end = data + (offset + packetSize < size ? offset + packetSize : size);
-        if (!decoder.parsePacketHeader(&p, end))
-            continue;
-        decoder.process(&p, end, &out);
-    }
+    feedPackets(decoder, data + 2, size - 2, 16 + data[1] * 8);
     return 0;
 }

@@ -6,7 +6,7 @@
 #include <sstream>
 
 #include "decoders/adeclpcm.h"
-#include "tests/support/memory_sample.h"
+#include "fuzz/feed_packets.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
@@ -22,15 +22,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         WAVE_FORMAT_PCM, WORD((data[0] >> 2) % 9), 48000, 0, 0, bits[(data[0] >> 6) & 3], 0};
     type.SetFormat(reinterpret_cast<const BYTE*>(&wave), sizeof wave);
     decoder.init(type);
-    MemorySample out(4096 + 4);
-    size_t packetSize = 8 + data[1] * 8;
-    for (size_t offset = 2; offset < size; offset += packetSize) {
-        const uint8_t* p = data + offset;
-        const uint8_t* end = data + (offset + packetSize < size ? offset + packetSize : size);
-        if (!decoder.parsePacketHeader(&p, end))
-            continue;
-        decoder.process(&p, end, &out);
-        out.SetActualDataLength(0);
-    }
+    feedPackets(decoder, data + 2, size - 2, 8 + data[1] * 8);
     return 0;
 }
