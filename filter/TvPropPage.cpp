@@ -45,14 +45,13 @@ HRESULT TvProp::OnDisconnect()
 
 HRESULT TvProp::OnActivate()
 {
-    ITavioStreamInfo* info = nullptr;
-    if (!_filter || FAILED(_filter->GetOutputStreamInfo(&info)))
-        info = nullptr;
-    _text = streamText(info);
-    if (info) {
-        ULONG left = info->Release();
-        TvAssert(!left);
-    }
+    ITavioStreamInfo* ps = nullptr;
+    if (!_filter || FAILED(_filter->GetOutputStreamInfo(&ps)))
+        ps = nullptr;
+    _text = streamText(ps);
+    // The page holds the snapshot's last reference.
+    if (ps)
+        TvAssert(!ps->Release());
     // Where the statistics would go; the filter keeps no window of its own.
     _statisticsShown = PshowStat();
     return S_OK;
