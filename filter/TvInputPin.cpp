@@ -14,6 +14,16 @@ TvInputPin::TvInputPin(TvFilter* filter, CCritSec* filterLock, HRESULT* phr)
 
 TvInputPin::~TvInputPin() = default;
 
+// DVD navigators ask the input pin, not the filter, for the karaoke property.
+STDMETHODIMP TvInputPin::NonDelegatingQueryInterface(REFIID riid, void** ppv)
+{
+    if (!ppv)
+        return E_POINTER;
+    if (IsEqualGUID(riid, IID_IKsPropertySet))
+        return _filter->QueryInterface(riid, ppv);
+    return CBaseInputPin::NonDelegatingQueryInterface(riid, ppv);
+}
+
 HRESULT TvInputPin::CheckMediaType(const CMediaType* mt)
 {
     if (!mt)
