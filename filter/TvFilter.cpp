@@ -152,10 +152,12 @@ CBasePin* TvFilter::GetPin(int n)
 
 STDMETHODIMP TvFilter::Stop()
 {
+    // The decoder is chosen under the filter's lock (possibly on the
+    // streaming thread, by a type carried in-band), so it is read under it.
+    CAutoLock lock(&_filterLock);
     if (!_adec)
         return VFW_E_NOT_CONNECTED;
     _log << "Stop" << std::endl;
-    CAutoLock lock(&_filterLock);
     if (m_State != State_Stopped) {
         if (_inputPin->IsConnected())
             _inputPin->Inactive();
