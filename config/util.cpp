@@ -16,7 +16,7 @@ Parameter<bool> PwaveHeader("waveHeader", false);
 // Accepted in the parameter file; assertions are always written the same way.
 Parameter<bool> PverboseAssert("verboseAssert", false);
 
-std::ofstream logStream;
+LogFile logStream;
 std::atomic<int64_t> totalDecodedTime{0};
 
 namespace {

@@ -12,6 +12,7 @@
 #include <string>
 
 #include "config/config.h"
+#include "config/log_file.h"
 #include "platform/strmif.h"
 
 extern Parameter<std::string> PlogFile;
@@ -21,7 +22,7 @@ extern Parameter<bool> PwaveHeader;
 extern Parameter<bool> PverboseAssert;
 
 // The process-wide log; unopened (and so silent) unless `logFile` names one.
-extern std::ofstream logStream;
+extern LogFile logStream;
 
 // Writes "error: TvAssert: <source> <line>'<condition>'" and returns false.
 // `source` is the source's name without folder and extension: a path such as

@@ -5,6 +5,7 @@
 #include <fstream>
 #include <memory>
 
+#include "config/log_file.h"
 #include "conversion/AudioConv.h"
 #include "core/TvBuffer.h"
 #include "core/decoder_factory.h"
@@ -85,7 +86,7 @@ public:
 
 private:
     long _instance;
-    std::ofstream _log;
+    LogFile _log;
     DecoderList _decoders;
     TvBuffer _buffer;
     CCritSec _filterLock;
