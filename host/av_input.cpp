@@ -25,6 +25,7 @@ std::string codecKey(AVCodecID id)
     case AV_CODEC_ID_AMR_WB: return "amr-wb";
     case AV_CODEC_ID_PCM_BLURAY: return "bluray-lpcm";
     case AV_CODEC_ID_TRUEHD: return "truehd";
+    case AV_CODEC_ID_MLP: return "dvd-audio-mlp";
     default: return "";
     }
 }
