@@ -125,14 +125,15 @@ void AdecMLP::setMixType(int kind, int mixType, uint32_t channelMask)
 bool AdecMLP::parsePacketHeader(const uint8_t** readPtr, const uint8_t* end)
 {
     const uint8_t* p = *readPtr;
-    // An empty payload has no first byte to check: the check fails as such.
-    bool first = p < end;
+    // An empty payload has no first byte to look at: its check fails (and is
+    // logged) without reading one.
     if (_hdDvd) {
-        if (!TvAssert(first && (p[0] & 0xF8) == 0xB0))
+        if (p >= end ? !tvAssertionFailed(__FILE__, __LINE__, "(p[0] & 0xF8) == 0xB0")
+                     : !TvAssert((p[0] & 0xF8) == 0xB0))
             return false;
         p += std::min<ptrdiff_t>(kHdDvdHeaderBytes, end - p);
     } else {
-        if (!TvAssert(first && p[0] == 0xa1))
+        if (p >= end ? !tvAssertionFailed(__FILE__, __LINE__, "p[0] == 0xa1") : !TvAssert(p[0] == 0xa1))
             return false;
         if (!TvAssert(end-p>4))
             return false;

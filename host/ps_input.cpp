@@ -1,6 +1,7 @@
 // MPEG program streams read with our own reader, which keeps each private
-// stream 1 payload whole: DVD-Video, HD-DVD and DVD-Audio LPCM and MLP go to
-// the filter with their private headers, as MEDIATYPE_MPEG2_PES payloads.
+// stream 1 payload whole: DVD-Video, HD-DVD and DVD-Audio LPCM, DVD-Audio MLP
+// and HD-DVD MLP go to the filter with their private headers, as
+// MEDIATYPE_MPEG2_PES payloads.
 // AC-3, DTS and MPEG audio are described by libavformat's probe and delivered
 // without the substream header, which their decoders do not read.
 #include "host/ps_input.h"
@@ -140,6 +141,11 @@ private:
             parameters.codec = "dvd-audio-mlp";
             fromProbe(0xA1, probed, parameters, host.description);
             host.description = "DVD-Audio MLP" + (host.description.empty() ? "" : ", " + host.description);
+        } else if (key.streamId == kPrivateStream1 && sub >= 0xB0 && sub <= 0xB7 && !dvdAudio_) {
+            // HD-DVD MLP (TrueHD): the decoder reads the 5-byte private header.
+            parameters.codec = "truehd";
+            fromProbe(sub, probed, parameters, host.description);
+            host.description = "HD-DVD MLP" + (host.description.empty() ? "" : ", " + host.description);
         } else {
             // AC-3 0x80-0x87, DTS 0x88-0x8F and MPEG audio 0xC0-0xDF.
             int id = key.streamId == kPrivateStream1 ? sub : 0x100 | key.streamId;
