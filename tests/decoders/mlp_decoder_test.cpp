@@ -12,6 +12,7 @@
 
 #include "config/config_test_support.h"
 #include "config/util.h"
+#include "core/decoder_factory.h"
 #include "decoders/AdecMLP.h"
 #include "support/memory_sample.h"
 #include "support/mlp_tools.h"
@@ -350,6 +351,24 @@ TEST(AdecMLP, WithoutItsLibraryRefusesTheType)
         EXPECT_EQ(decoder.init(dvdaPes), nullptr) << c.what;
         EXPECT_EQ(log.str(), c.logged) << c.what;
     }
+}
+
+// The factory creates AdecMLP after the AC-3 decoder and before the LPCM
+// decoders; both MLP subtypes reach it.
+TEST(AdecMLP, PlaceInTheFactory)
+{
+    std::ostringstream log;
+    DecoderList decoders;
+    createDecoders(decoders, log, moduleFolder());
+    std::string text = log.str();
+    size_t ac3 = text.find("successfully initialized Decoder: AdecDolby\n");
+    size_t mlp = text.find("successfully initialized Decoder: AdecMLP\n");
+    size_t lpcm = text.find("successfully initialized Decoder: AdecLpcmDvd\n");
+    ASSERT_NE(mlp, std::string::npos) << text;
+    EXPECT_LT(ac3, mlp);
+    EXPECT_LT(mlp, lpcm);
+    for (const CMediaType* type : {&dvdaPes, &hdDvdPes})
+        EXPECT_NE(dynamic_cast<AdecMLP*>(chooseDecoder(decoders, *type)), nullptr);
 }
 
 }  // namespace

@@ -114,4 +114,77 @@ INSTANTIATE_TEST_SUITE_P(
                       MlpStreamSpec{"truehd", 6, "5.1", 48000, 24}),
     [](const auto& info) { return mlpSpecName(info.param); });
 
+// The first access unit of a real stream (with its major sync) and the one
+// after it, as found and as altered: each way an access unit is refused.
+TEST(MlpAccessUnit, FoundCheckedAndRefused)
+{
+    if (!haveFfmpeg())
+        GTEST_SKIP() << "ffmpeg not installed";
+    TempFolder folder;
+    MlpStream stream = makeMlpStream(folder, {"truehd", 6, "5.1", 96000, 24});
+    std::vector<uint8_t> bytes = fileBytes(stream.path);
+    ASSERT_GT(bytes.size(), 200u);
+    size_t first = size_t(((bytes[0] << 8) | bytes[1]) & 0xFFF) * 2;
+    std::vector<uint8_t> unit(bytes.begin(), bytes.begin() + long(first));
+    std::vector<uint8_t> next(bytes.begin() + long(first), bytes.end());
+    auto altered = [](std::vector<uint8_t> b, size_t at, uint8_t x) {
+        b[at] ^= x;
+        return b;
+    };
+    MlpMajorSyncInfo sync;
+    ASSERT_TRUE(readMajorSync(unit.data() + 4, unit.size() - 4, sync));
+    struct Case {
+        const char* what;
+        std::vector<uint8_t> data;
+        const MlpMajorSyncInfo* current;
+        AccessUnitCheck check;
+    } cases[] = {
+        {"with its major sync", unit, nullptr, AccessUnitCheck::kValid},
+        {"cut short", std::vector<uint8_t>(unit.begin(), unit.end() - 1), nullptr, AccessUnitCheck::kIncomplete},
+        {"major sync cut short", std::vector<uint8_t>(unit.begin(), unit.begin() + 20), nullptr,
+         AccessUnitCheck::kIncomplete},
+        {"three bytes", std::vector<uint8_t>(unit.begin(), unit.begin() + 3), nullptr, AccessUnitCheck::kIncomplete},
+        {"major sync checksum wrong", altered(unit, 4 + 10, 0x01), nullptr, AccessUnitCheck::kInvalid},
+        {"check nibble wrong", altered(unit, 0, 0x10), nullptr, AccessUnitCheck::kInvalid},
+        {"length below a header", {0xF0, 0x02, 0, 0, 0, 0, 0, 0}, &sync, AccessUnitCheck::kInvalid},
+        {"without a major sync, after one", next, &sync, AccessUnitCheck::kValid},
+        {"without a major sync, none before", next, nullptr, AccessUnitCheck::kInvalid},
+        {"directory word altered", altered(next, 4, 0x01), &sync, AccessUnitCheck::kInvalid},
+    };
+    for (const Case& c : cases) {
+        AccessUnit found;
+        EXPECT_EQ(checkAccessUnit(c.data.data(), c.data.size(), c.current, found), c.check) << c.what;
+    }
+    AccessUnit found;
+    ASSERT_EQ(checkAccessUnit(unit.data(), unit.size(), nullptr, found), AccessUnitCheck::kValid);
+    EXPECT_TRUE(found.hasMajorSync);
+    EXPECT_EQ(found.length, first);
+    EXPECT_EQ(found.majorSync.format_sync, kMlpFormatSyncFba);
+    EXPECT_EQ(found.majorSync.format_info >> 28, 1u);  // 96 kHz
+    EXPECT_EQ(found.majorSync.sampleRate, 96000);
+    EXPECT_EQ(found.majorSync.channels, 6);
+    EXPECT_EQ(found.majorSync.substreams, 1);
+    EXPECT_EQ(found.majorSync.accessUnitSamples, 80);
+}
+
+// Only the records' own version opens an instance; garbage before the stream
+// is passed over with a sync error, and the samples after it are all there.
+TEST(TvMlpDec, VersionAndGarbage)
+{
+    EXPECT_EQ(mlpDecoderInit(nullptr, 30), nullptr);
+    EXPECT_EQ(mlpDecoderRun(nullptr, nullptr, nullptr), nullptr);
+    mlpDecoderClose(nullptr);
+    if (!haveFfmpeg())
+        GTEST_SKIP() << "ffmpeg not installed";
+    TempFolder folder;
+    MlpStream stream = makeMlpStream(folder, {"mlp", 2, "stereo", 48000, 24});
+    std::vector<uint8_t> bytes(777, 0xF8);
+    std::vector<uint8_t> encoded = fileBytes(stream.path);
+    bytes.insert(bytes.end(), encoded.begin(), encoded.end());
+    Decoded d = decodeAll(bytes, 100);
+    EXPECT_TRUE(startsWithSource(d.twoChannel, stream.expected, 2));
+    EXPECT_EQ(d.errors, 8);  // once per offering that held garbage (777 bytes in pieces of 100)
+    EXPECT_EQ(d.formatSync, kMlpFormatSyncFbb);
+}
+
 }  // namespace
