@@ -5,7 +5,13 @@
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavutil/channel_layout.h>
+#include <libavutil/log.h>
 #include <libavutil/opt.h>
+}
+
+bool AvMlpDecoder::available()
+{
+    return avcodec_find_decoder(AV_CODEC_ID_MLP) && avcodec_find_decoder(AV_CODEC_ID_TRUEHD);
 }
 
 AvMlpDecoder::AvMlpDecoder(bool trueHd, bool stereo, int channels) : trueHd_(trueHd)
@@ -16,6 +22,9 @@ AvMlpDecoder::AvMlpDecoder(bool trueHd, bool stereo, int channels) : trueHd_(tru
     context_ = codec ? avcodec_alloc_context3(codec) : nullptr;
     if (!context_)
         return;
+    // A library inside a media filter has no console: libavcodec's own
+    // messages about damaged units stay below any level a host would print.
+    context_->log_level_offset = AV_LOG_TRACE;
     if (channels > 0)
         av_channel_layout_default(&context_->ch_layout, channels);
     if (stereo)

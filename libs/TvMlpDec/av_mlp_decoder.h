@@ -23,6 +23,9 @@ public:
     AvMlpDecoder(const AvMlpDecoder&) = delete;
     AvMlpDecoder& operator=(const AvMlpDecoder&) = delete;
 
+    // Whether libavcodec has both decoders.
+    static bool available();
+
     bool ready() const { return context_ && frame_ && packet_; }
     bool trueHd() const { return trueHd_; }
 

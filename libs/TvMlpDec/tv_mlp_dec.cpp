@@ -119,7 +119,7 @@ private:
     }
 
     bool twoChannelWanted_;
-    bool usable_ = AvMlpDecoder(false, false, 0).ready() && AvMlpDecoder(true, false, 0).ready();
+    bool usable_ = AvMlpDecoder::available();
     std::unique_ptr<AvMlpDecoder> full_;
     std::unique_ptr<AvMlpDecoder> stereo_;
     MlpMajorSyncInfo sync_;
