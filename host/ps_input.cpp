@@ -11,6 +11,7 @@
 
 #include "host/av_input.h"
 #include "host/disc_lpcm_headers.h"
+#include "host/disc_mlp_headers.h"
 #include "host/program_stream.h"
 
 namespace {
@@ -137,15 +138,15 @@ private:
         } else if (key.streamId == kPrivateStream1 && sub == 0xA0 && dvdAudio_) {
             if (!dvdAudioLpcm(first.payload, parameters, host.description))
                 host.description = "DVD-Audio LPCM with an unusable header";
-        } else if (key.streamId == kPrivateStream1 && sub == 0xA1 && dvdAudio_) {
-            parameters.codec = "dvd-audio-mlp";
-            fromProbe(0xA1, probed, parameters, host.description);
-            host.description = "DVD-Audio MLP" + (host.description.empty() ? "" : ", " + host.description);
-        } else if (key.streamId == kPrivateStream1 && sub >= 0xB0 && sub <= 0xB7 && !dvdAudio_) {
-            // HD-DVD MLP (TrueHD): the decoder reads the 5-byte private header.
-            parameters.codec = "truehd";
-            fromProbe(sub, probed, parameters, host.description);
-            host.description = "HD-DVD MLP" + (host.description.empty() ? "" : ", " + host.description);
+        } else if (key.streamId == kPrivateStream1 &&
+                   ((sub == 0xA1 && dvdAudio_) || (sub >= 0xB0 && sub <= 0xB7 && !dvdAudio_))) {
+            // DVD-Audio and HD-DVD MLP: the decoder reads the private header.
+            if (!discMlp(first.payload, parameters, host.description)) {
+                parameters.codec = sub == 0xA1 ? "dvd-audio-mlp" : "truehd";
+                fromProbe(sub, probed, parameters, host.description);
+                host.description = (sub == 0xA1 ? "DVD-Audio MLP" : "HD-DVD MLP") +
+                                   (host.description.empty() ? "" : ", " + host.description);
+            }
         } else {
             // AC-3 0x80-0x87, DTS 0x88-0x8F and MPEG audio 0xC0-0xDF.
             int id = key.streamId == kPrivateStream1 ? sub : 0x100 | key.streamId;

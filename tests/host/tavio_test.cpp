@@ -241,8 +241,8 @@ TEST(Tavio, MlpFromDiscProgramStreams)
         const char* name;
         const char* described;
     } cases[] = {
-        {mlp, false, "audio.aob", "substream 0xA1: DVD-Audio MLP"},
-        {trueHd, true, "movie.evo", "substream 0xB0: HD-DVD MLP"},
+        {mlp, false, "audio.aob", "substream 0xA1: DVD-Audio MLP, 96000 Hz, 6 channels"},
+        {trueHd, true, "movie.evo", "substream 0xB0: HD-DVD TrueHD, 48000 Hz, 6 channels"},
     };
     for (const Case& c : cases) {
         std::string path = folder.file(c.name);
