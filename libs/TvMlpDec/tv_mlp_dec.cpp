@@ -71,7 +71,10 @@ private:
     void takeMajorSync(const MlpMajorSyncInfo& info)
     {
         bool trueHd = info.format_sync == kMlpFormatSyncFba;
-        if (!full_ || full_->trueHd() != trueHd) {
+        // A new stream type or layout starts the decoders afresh: libavcodec
+        // takes a TrueHD layout's channel count from its context only once.
+        if (!full_ || full_->trueHd() != trueHd || info.channels != sync_.channels ||
+            info.substreams != sync_.substreams) {
             full_ = std::make_unique<AvMlpDecoder>(trueHd, false, info.channels);
             stereo_.reset();
         }
