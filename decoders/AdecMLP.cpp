@@ -166,6 +166,7 @@ TvStatus* AdecMLP::process(const uint8_t** readPtr, const uint8_t* end, IMediaSa
     while (size - written > kRoomPerCall) {
         _log << "MLP buffer: " << _mlp->intface.inbufEnd << " " << _mlp->intface.consumed
              << std::endl;
+        const int32_t consumedBefore = _mlp->intface.consumed;
         const MlpResult* result = _run(_mlp, p, _matrix);
         TvAssert(_mlp->intface.inbufEnd == end - p);
         if (!result || result->samplesDecoded == 0)
@@ -205,6 +206,12 @@ TvStatus* AdecMLP::process(const uint8_t** readPtr, const uint8_t* end, IMediaSa
         // A presentation must lie within a row (and so within the room).
         if (selector < 0 || chan <= 0 || selector + chan > kMlpColumns)
             break;
+        if (written > 0 && chan != _status.chan) {
+            // A new layout starts a new output sample. It changes only at an
+            // access unit with a major sync, which decodes again the same.
+            _mlp->intface.consumed = consumedBefore;
+            break;
+        }
 
         uint8_t* o = dest + written;
         for (int row = 0; row < result->samplesDecoded; ++row)

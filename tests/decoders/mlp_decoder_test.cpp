@@ -72,6 +72,7 @@ std::vector<std::vector<uint8_t>> packetize(const std::vector<uint8_t>& stream, 
 struct MlpRun {
     std::vector<uint8_t> output;
     std::vector<TvStatusMlp> frames;
+    std::vector<size_t> frameBytes;  // output length of each frame
     size_t skipped = 0;
 };
 
@@ -102,6 +103,7 @@ MlpRun runMlp(AdecMLP& decoder, const std::vector<std::vector<uint8_t>>& packets
                 run.skipped += consumed - size_t(status->iFrameSize);
                 auto data = out.data();
                 run.output.insert(run.output.end(), data.begin(), data.end());
+                run.frameBytes.push_back(data.size());
             } else {
                 run.skipped += consumed;
             }
@@ -224,6 +226,44 @@ TEST(AdecMLP, PresentationChoice)
                   std::string::npos)
             << c.what;
     }
+}
+
+// A stream whose layout changes (stereo, then 5.1, then stereo again) gives
+// each part's samples under its own channel count, never two layouts in one
+// output sample.
+TEST(AdecMLP, LayoutChangeStartsANewOutputSample)
+{
+    if (!haveFfmpeg())
+        GTEST_SKIP() << "ffmpeg not installed";
+    TempFolder folder;
+    MlpStream stereo = makeMlpStream(folder, {"truehd", 2, "stereo", 48000, 24});
+    MlpStream surround = makeMlpStream(folder, {"truehd", 6, "5.1", 48000, 24});
+    std::vector<uint8_t> bytes, expected;
+    struct Part {
+        const MlpStream& stream;
+        int chan;
+    } parts[] = {{stereo, 2}, {surround, 6}, {stereo, 2}};
+    for (const Part& part : parts) {
+        std::vector<uint8_t> encoded = fileBytes(part.stream.path);
+        bytes.insert(bytes.end(), encoded.begin(), encoded.end());
+        bool ok = false;
+        auto decoded = commandOutput("ffmpeg -v error -i " + part.stream.path + " -f s24le -", &ok);
+        ASSERT_TRUE(ok);
+        expected.insert(expected.end(), decoded.begin(), decoded.end());
+    }
+    std::ostringstream log;
+    AdecMLP decoder(log, moduleFolder());
+    ASSERT_NE(decoder.init(hdDvdPes), nullptr);
+    MlpRun run = runMlp(decoder, packetize(bytes, true, {2048}));
+    EXPECT_TRUE(run.output == expected) << run.output.size() << " vs " << expected.size();
+    std::vector<int> layouts;
+    for (size_t i = 0; i < run.frames.size(); ++i) {
+        const TvStatusMlp& frame = run.frames[i];
+        EXPECT_EQ(size_t(frame.samples) * size_t(frame.chan) * 3, run.frameBytes[i]) << "frame " << i;
+        if (layouts.empty() || layouts.back() != frame.chan)
+            layouts.push_back(frame.chan);
+    }
+    EXPECT_EQ(layouts, (std::vector<int>{2, 6, 2}));
 }
 
 // Output samples with 4803 bytes of room or less receive nothing and consume
