@@ -6,7 +6,9 @@
 
 #include "config/util.h"
 #include "core/receive_parameters.h"
+#include "core/status_helpers.h"
 #include "decoders/AdecDolby.h"
+#include "decoders/ac3_header.h"
 #include "filter/TvInputPin.h"
 #include "filter/filter_parameters.h"
 #include "filter/karaoke_mode.h"
@@ -55,7 +57,7 @@ TvFilter::TvFilter(IUnknown* outer, HRESULT* phr, const std::string& moduleFolde
     _outputPin = std::make_unique<TvOutputPin>(this, &_filterLock, &hr, _log, _inputPin.get());
     if (FAILED(hr))
         throw TvException(platform::errorName(hr));
-    // The codec-API object joins here with its issue.
+    _codecApi = std::make_unique<ICodecApiImpl>(this, _remixer, _log);
     if (Pspdif.isSet)
         setSpdif(Pspdif());
 }
@@ -68,6 +70,7 @@ TvFilter::~TvFilter()
     TvAssert(left >= 0);
     _outputPin.reset();
     _inputPin.reset();
+    _codecApi.reset();
     _remixer->NonDelegatingRelease();
     _decoders.clear();
     writeProfileReport();
@@ -83,6 +86,10 @@ STDMETHODIMP TvFilter::NonDelegatingQueryInterface(REFIID riid, void** ppv)
         return GetInterface(static_cast<ITavioControl*>(this), ppv);
     if (IsEqualGUID(riid, IID_IKsPropertySet))
         return GetInterface(static_cast<IKsPropertySet*>(this), ppv);
+    if (IsEqualGUID(riid, IID_ICodecAPI)) {
+        _log << " Query ICodecApi " << std::endl;
+        return GetInterface(static_cast<ICodecAPI*>(_codecApi.get()), ppv);
+    }
     if (IsEqualGUID(riid, IID_ITavioRemix))
         return _remixer->NonDelegatingQueryInterface(riid, ppv);
     return CBaseFilter::NonDelegatingQueryInterface(riid, ppv);
@@ -357,9 +364,29 @@ STDMETHODIMP TvFilter::GetOutputStreamInfo(ITavioStreamInfo** info)
     return info ? snapshot(outputStatus(), info) : E_POINTER;
 }
 
+// A decoder that mixed the audio itself reports the mixed layout; the input's
+// information is the stream as coded: AC-3 gets its coded layout back, and
+// AAC, which the library folds from 5.1, its six channels.
+static TvStatus* asCoded(TvStatus* status)
+{
+    if (!status || status->remixMode == RemixNone)
+        return status;
+    if (status->formatId() == KindAc3) {
+        auto* ac3 = static_cast<TvStatusAc3*>(status);
+        ac3->channelMask = ac3ChannelMask(ac3->codedAcmod, ac3->codedLfeon != 0);
+        ac3->chan = maskChannelCount(ac3->channelMask);
+        ac3->acmod = ac3->codedAcmod;
+        ac3->lfeon = uint8_t(ac3->codedLfeon);
+    } else if (status->formatId() == KindAac) {
+        status->channelMask = 0x3F;
+        status->chan = 6;
+    }
+    return status;
+}
+
 STDMETHODIMP TvFilter::GetInputStreamInfo(ITavioStreamInfo** info)
 {
-    return info ? snapshot(inputStatus(), info) : E_POINTER;
+    return info ? snapshot(asCoded(inputStatus()), info) : E_POINTER;
 }
 
 STDMETHODIMP TvFilter::SetSpdif(BOOL on)
