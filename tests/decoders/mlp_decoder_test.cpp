@@ -122,7 +122,7 @@ std::vector<uint8_t> trueHdVectorStream(const TempFolder& folder)
 }
 
 struct LosslessCase {
-    MlpStreamSpec spec;
+    MlpEncoding encoding;
     bool hdDvd;
     int expectedFreq;
 };
@@ -137,7 +137,7 @@ TEST_P(AdecMlpLossless, PacketsDecodeToTheSourcePcm)
         GTEST_SKIP() << "ffmpeg not installed";
     const LosslessCase& c = GetParam();
     TempFolder folder;
-    MlpStream stream = makeMlpStream(folder, c.spec);
+    MlpStream stream = makeMlpStream(folder, c.encoding);
     ASSERT_FALSE(stream.path.empty());
     std::vector<uint8_t> bytes = fileBytes(stream.path);
     std::mt19937 random(5);
@@ -153,11 +153,11 @@ TEST_P(AdecMlpLossless, PacketsDecodeToTheSourcePcm)
         ASSERT_FALSE(run.frames.empty()) << log.str().substr(0, 2000);
         const TvStatusMlp& s = run.frames.back();
         EXPECT_EQ(s.freq, c.expectedFreq);
-        EXPECT_EQ(s.chan, c.spec.channels);
-        EXPECT_EQ(s.channelMask, 0xFFFFu >> (16 - c.spec.channels));
+        EXPECT_EQ(s.chan, c.encoding.channels);
+        EXPECT_EQ(s.channelMask, 0xFFFFu >> (16 - c.encoding.channels));
         EXPECT_EQ(s.stype, ST24Bit);
         EXPECT_EQ(run.skipped, 0u);
-        EXPECT_TRUE(startsWithSource(run.output, stream.expected, c.spec.channels))
+        EXPECT_TRUE(startsWithSource(run.output, stream.expected, c.encoding.channels))
             << sizes.size() << " sizes: " << run.output.size() << " vs " << stream.expected.size();
         if (whole.empty())
             whole = run.output;
@@ -174,7 +174,7 @@ INSTANTIATE_TEST_SUITE_P(
                       LosslessCase{{"mlp", 4, "quad", 192000, 16, 0.1}, false, 192000},
                       LosslessCase{{"truehd", 6, "5.1", 48000, 24}, true, 48000},
                       LosslessCase{{"truehd", 2, "stereo", 176400, 16, 0.1}, true, 176400}),
-    [](const auto& info) { return mlpSpecName(info.param.spec); });
+    [](const auto& info) { return mlpEncodingName(info.param.encoding); });
 
 // The real TrueHD stream carries a two-channel presentation beside its 7.1
 // one: without a request the 7.1 one comes out (mask from the lowest eight

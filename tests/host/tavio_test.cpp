@@ -304,7 +304,7 @@ TEST(Tavio, MlpFromEachContainerDecodesToItsSourcePcm)
     if (!haveFfmpeg())
         GTEST_SKIP() << "ffmpeg not installed";
     struct Case {
-        MlpStreamSpec spec;
+        MlpEncoding encoding;
         const char* container;
         uint32_t mask;
     } cases[] = {
@@ -317,7 +317,7 @@ TEST(Tavio, MlpFromEachContainerDecodesToItsSourcePcm)
     };
     for (const Case& c : cases) {
         TempFolder folder;
-        MlpStream stream = makeMlpStream(folder, c.spec, c.container);
+        MlpStream stream = makeMlpStream(folder, c.encoding, c.container);
         ASSERT_FALSE(stream.path.empty()) << c.container;
         std::string errors;
         ASSERT_EQ(run(stream.path + " -q -o " + folder.file("out.wav"), &errors), 0) << c.container << ": " << errors;
@@ -326,7 +326,7 @@ TEST(Tavio, MlpFromEachContainerDecodesToItsSourcePcm)
             EXPECT_EQ(wav.channelMask(), c.mask) << c.container;
         }
         EXPECT_EQ(wav.bitsPerSample(), 24) << c.container;
-        EXPECT_TRUE(startsWithSource(wav.data, stream.expected, c.spec.channels))
+        EXPECT_TRUE(startsWithSource(wav.data, stream.expected, c.encoding.channels))
             << c.container << ": " << wav.data.size() << " vs " << stream.expected.size();
         bool ok = false;
         // ffmpeg's probe misses some raw streams that its demuxers read.

@@ -79,7 +79,7 @@ Decoded decodeAll(const std::vector<uint8_t>& stream, size_t piece = 0)
     return d;
 }
 
-class TvMlpDecLossless : public ::testing::TestWithParam<MlpStreamSpec> {};
+class TvMlpDecLossless : public ::testing::TestWithParam<MlpEncoding> {};
 
 // Every format ffmpeg's encoders make decodes to its source PCM bit for bit,
 // in the source's channel order (one tone per channel), whole and in pieces.
@@ -106,13 +106,13 @@ TEST_P(TvMlpDecLossless, DecodesToTheSourcePcm)
 INSTANTIATE_TEST_SUITE_P(
     FfmpegEncodings,
     TvMlpDecLossless,
-    ::testing::Values(MlpStreamSpec{"mlp", 2, "stereo", 44100, 16}, MlpStreamSpec{"mlp", 1, "mono", 48000, 24},
-                      MlpStreamSpec{"mlp", 3, "2.1", 88200, 24}, MlpStreamSpec{"mlp", 4, "quad", 96000, 16},
-                      MlpStreamSpec{"mlp", 6, "5.1", 192000, 24, 0.1},
-                      MlpStreamSpec{"truehd", 2, "stereo", 48000, 24},
-                      MlpStreamSpec{"truehd", 5, "5.0", 176400, 16, 0.1},
-                      MlpStreamSpec{"truehd", 6, "5.1", 48000, 24}),
-    [](const auto& info) { return mlpSpecName(info.param); });
+    ::testing::Values(MlpEncoding{"mlp", 2, "stereo", 44100, 16}, MlpEncoding{"mlp", 1, "mono", 48000, 24},
+                      MlpEncoding{"mlp", 3, "2.1", 88200, 24}, MlpEncoding{"mlp", 4, "quad", 96000, 16},
+                      MlpEncoding{"mlp", 6, "5.1", 192000, 24, 0.1},
+                      MlpEncoding{"truehd", 2, "stereo", 48000, 24},
+                      MlpEncoding{"truehd", 5, "5.0", 176400, 16, 0.1},
+                      MlpEncoding{"truehd", 6, "5.1", 48000, 24}),
+    [](const auto& info) { return mlpEncodingName(info.param); });
 
 // The first access unit of a real stream (with its major sync) and the one
 // after it, as found and as altered: each way an access unit is refused.

@@ -12,7 +12,7 @@
 
 #include "support/reference_tools.h"
 
-struct MlpStreamSpec {
+struct MlpEncoding {
     const char* codec;   // "mlp" or "truehd"
     int channels;
     const char* layout;  // ffmpeg's layout name
@@ -21,7 +21,7 @@ struct MlpStreamSpec {
     double seconds = 0.3;
 };
 
-inline std::string mlpSpecName(const MlpStreamSpec& s)
+inline std::string mlpEncodingName(const MlpEncoding& s)
 {
     return std::string(s.codec) + "_" + std::to_string(s.channels) + "ch_" + std::to_string(s.rate) +
            "Hz_" + std::to_string(s.bits) + "bit";
@@ -39,10 +39,10 @@ struct MlpStream {
 };
 
 // Writes the source PCM and its encoding into `folder`; empty path on failure.
-inline MlpStream makeMlpStream(const TempFolder& folder, const MlpStreamSpec& s, const std::string& container = "")
+inline MlpStream makeMlpStream(const TempFolder& folder, const MlpEncoding& s, const std::string& container = "")
 {
     MlpStream stream;
-    std::string name = mlpSpecName(s);
+    std::string name = mlpEncodingName(s);
     std::string pcm = folder.file(name + ".pcm");
     const char* format = s.bits == 16 ? "s16le" : "s24le";
     std::string source = sineSource(s.channels, s.rate, s.seconds);
