@@ -95,5 +95,8 @@ struct TvStatusAc3 : TvStatusOf<TvStatusAc3, KindAc3> {
     int32_t adconvtyp = 0;
 };
 
+// MLP streams (DVD-Audio MLP and TrueHD): nothing beyond the base record.
+struct TvStatusMlp : TvStatusOf<TvStatusMlp, KindMlp> {};
+
 // The remixer's own record: the input stream's status with the remix applied.
 struct TvStatusRemix : TvStatusOf<TvStatusRemix, KindRemix> {};

@@ -1,5 +1,6 @@
 #include "host/av_input.h"
 
+#include <cctype>
 #include <deque>
 
 extern "C" {
@@ -25,6 +26,7 @@ std::string codecKey(AVCodecID id)
     case AV_CODEC_ID_AMR_WB: return "amr-wb";
     case AV_CODEC_ID_PCM_BLURAY: return "bluray-lpcm";
     case AV_CODEC_ID_TRUEHD: return "truehd";
+    case AV_CODEC_ID_MLP: return "dvd-audio-mlp";
     default: return "";
     }
 }
@@ -95,16 +97,42 @@ constexpr const char* kAudioFormats =
     "aac,ac3,eac3,dts,dtshd,mp3,amr,amrnb,amrwb,truehd,mlp,matroska,mov,mpegts,mpeg,ogg,avi,wav,w64,"
     "flv,asf,caf,aiff,spdif";
 
+// Raw MLP and TrueHD named by their extension: libavformat's probe passes
+// over some short or quiet streams that its demuxers read well.
+const AVInputFormat* formatNamedByExtension(const std::string& path)
+{
+    size_t dot = path.rfind('.');
+    std::string extension = dot == std::string::npos ? "" : path.substr(dot + 1);
+    for (char& c : extension)
+        c = char(std::tolower(static_cast<unsigned char>(c)));
+    if (extension == "mlp")
+        return av_find_input_format("mlp");
+    if (extension == "thd" || extension == "truehd")
+        return av_find_input_format("truehd");
+    return nullptr;
+}
+
+int openInput(AVFormatContext** context, const std::string& path, const AVInputFormat* format)
+{
+    *context = avformat_alloc_context();
+    if (!*context)
+        return AVERROR(ENOMEM);
+    (*context)->format_whitelist = av_strdup(kAudioFormats);
+    return avformat_open_input(context, path.c_str(), format, nullptr);
+}
+
 FormatContext openFormat(const std::string& path, std::string& error)
 {
     av_log_set_level(AV_LOG_QUIET);
-    AVFormatContext* raw = avformat_alloc_context();
-    if (!raw) {
+    AVFormatContext* raw = nullptr;
+    int result = openInput(&raw, path, nullptr);
+    const AVInputFormat* named = formatNamedByExtension(path);
+    if (result == AVERROR_INVALIDDATA && named)
+        result = openInput(&raw, path, named);
+    if (result == AVERROR(ENOMEM)) {
         error = "out of memory";
         return nullptr;
     }
-    raw->format_whitelist = av_strdup(kAudioFormats);
-    int result = avformat_open_input(&raw, path.c_str(), nullptr, nullptr);
     if (result == AVERROR(EINVAL)) {
         error = "its format carries no audio tavio reads";  // refused by the list above
         return nullptr;

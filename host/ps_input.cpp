@@ -1,6 +1,7 @@
 // MPEG program streams read with our own reader, which keeps each private
-// stream 1 payload whole: DVD-Video, HD-DVD and DVD-Audio LPCM and MLP go to
-// the filter with their private headers, as MEDIATYPE_MPEG2_PES payloads.
+// stream 1 payload whole: DVD-Video, HD-DVD and DVD-Audio LPCM, DVD-Audio MLP
+// and HD-DVD MLP go to the filter with their private headers, as
+// MEDIATYPE_MPEG2_PES payloads.
 // AC-3, DTS and MPEG audio are described by libavformat's probe and delivered
 // without the substream header, which their decoders do not read.
 #include "host/ps_input.h"
@@ -11,6 +12,7 @@
 
 #include "host/av_input.h"
 #include "host/disc_lpcm_headers.h"
+#include "host/disc_mlp_headers.h"
 #include "host/lpcm_recut.h"
 #include "host/program_stream.h"
 
@@ -145,10 +147,15 @@ private:
         } else if (key.streamId == kPrivateStream1 && sub == 0xA0 && dvdAudio_) {
             if (!dvdAudioLpcm(first.payload, parameters, host.description))
                 host.description = "DVD-Audio LPCM with an unusable header";
-        } else if (key.streamId == kPrivateStream1 && sub == 0xA1 && dvdAudio_) {
-            parameters.codec = "dvd-audio-mlp";
-            fromProbe(0xA1, probed, parameters, host.description);
-            host.description = "DVD-Audio MLP" + (host.description.empty() ? "" : ", " + host.description);
+        } else if (key.streamId == kPrivateStream1 &&
+                   ((sub == 0xA1 && dvdAudio_) || (sub >= 0xB0 && sub <= 0xB7 && !dvdAudio_))) {
+            // DVD-Audio and HD-DVD MLP: the decoder reads the private header.
+            if (!discMlp(first.payload, parameters, host.description)) {
+                parameters.codec = sub == 0xA1 ? "dvd-audio-mlp" : "truehd";
+                fromProbe(sub, probed, parameters, host.description);
+                host.description = (sub == 0xA1 ? "DVD-Audio MLP" : "HD-DVD MLP") +
+                                   (host.description.empty() ? "" : ", " + host.description);
+            }
         } else {
             // AC-3 0x80-0x87, DTS 0x88-0x8F and MPEG audio 0xC0-0xDF.
             int id = key.streamId == kPrivateStream1 ? sub : 0x100 | key.streamId;

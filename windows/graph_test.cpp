@@ -21,6 +21,7 @@
 #include "decoders/ac3_header.h"
 #include "filter/TvFilter.h"
 #include "host/disc_lpcm_headers.h"
+#include "host/disc_mlp_headers.h"
 #include "host/program_stream.h"
 #include "host/push_source.h"
 
@@ -160,10 +161,12 @@ bool isAc3(int substream)
     return substream >= 0x80 && substream <= 0x87;
 }
 
-// What the media type needs to know: LPCM from its private header, AC-3 from
-// the first frame that starts in the packet.
+// What the media type needs to know: LPCM from its private header, DVD-Audio
+// MLP from its major sync, AC-3 from the first frame that starts in the packet.
 bool describe(const PesPacket& p, AudioStreamParameters& parameters, std::string& description)
 {
+    if (p.substreamId == 0xA1 && discMlp(p.payload, parameters, description))
+        return true;
     if (p.substreamId >= 0xA0 && p.substreamId <= 0xA7)
         return dvdVideoLpcm(p.payload, parameters, description);
     if (!isAc3(p.substreamId))
@@ -181,7 +184,7 @@ bool describe(const PesPacket& p, AudioStreamParameters& parameters, std::string
     return false;
 }
 
-// Streams the first LPCM or AC-3 substream of `vob` through the graph;
+// Streams the first LPCM, MLP or AC-3 substream of `vob` through the graph;
 // returns what the grabber collected.
 std::vector<uint8_t> runGraph(const char* vob)
 {
@@ -251,7 +254,7 @@ std::vector<uint8_t> runGraph(const char* vob)
                 continue;
             PushSource::Packet packet;
             REFERENCE_TIME start = p.ptsReferenceTime;
-            // AC-3 goes without its substream header, LPCM keeps it for the decoder.
+            // AC-3 goes without its substream header, LPCM and MLP keep it for the decoder.
             size_t skip = isAc3(substream) ? std::min<size_t>(4, p.payload.size()) : 0;
             packet.data = p.payload.data() + skip;
             packet.size = p.payload.size() - skip;

@@ -7,6 +7,7 @@
 #include <iterator>
 
 #include "host/program_stream_builders.h"
+#include "support/mlp_tools.h"
 #include "support/reference_tools.h"
 #include "support/wav_file.h"
 
@@ -293,6 +294,122 @@ TEST(Tavio, Ac3FromEachContainerDecodesLikeTheReferenceDecoder)
         auto reference = commandOutput("ffmpeg -v error -i " + input + " -f s16le -", &ok);
         ASSERT_TRUE(ok);
         EXPECT_TRUE(readAll(folder.file("out.raw")) == reference) << container;
+    }
+}
+
+// MLP and TrueHD made from known PCM, in every container the host reads them
+// from: the samples are the source's (and ffmpeg's decode of the same file).
+TEST(Tavio, MlpFromEachContainerDecodesToItsSourcePcm)
+{
+    if (!haveFfmpeg())
+        GTEST_SKIP() << "ffmpeg not installed";
+    struct Case {
+        MlpEncoding encoding;
+        const char* container;
+        uint32_t mask;
+    } cases[] = {
+        {{"mlp", 6, "5.1", 96000, 24}, "mlp", 0x3F},
+        {{"mlp", 2, "stereo", 44100, 16}, "mlp", 0x3},
+        {{"truehd", 6, "5.1", 48000, 24}, "thd", 0x3F},
+        {{"truehd", 6, "5.1", 48000, 24}, "mkv", 0x3F},
+        {{"truehd", 5, "5.0", 96000, 16}, "mp4", 0x1F},
+        {{"truehd", 2, "stereo", 192000, 24, 0.1}, "m2ts", 0x3},
+    };
+    for (const Case& c : cases) {
+        TempFolder folder;
+        MlpStream stream = makeMlpStream(folder, c.encoding, c.container);
+        ASSERT_FALSE(stream.path.empty()) << c.container;
+        std::string errors;
+        ASSERT_EQ(run(stream.path + " -q -o " + folder.file("out.wav"), &errors), 0) << c.container << ": " << errors;
+        WavFile wav = readWav(folder.file("out.wav"));
+        if (c.mask) {
+            EXPECT_EQ(wav.channelMask(), c.mask) << c.container;
+        }
+        EXPECT_EQ(wav.bitsPerSample(), 24) << c.container;
+        EXPECT_TRUE(startsWithSource(wav.data, stream.expected, c.encoding.channels))
+            << c.container << ": " << wav.data.size() << " vs " << stream.expected.size();
+        bool ok = false;
+        // ffmpeg's probe misses some raw streams that its demuxers read.
+        std::string demuxer = c.container == std::string("mlp") ? "-f mlp " : "";
+        auto reference = commandOutput("ffmpeg -v error " + demuxer + "-i " + stream.path + " -f s24le -", &ok);
+        ASSERT_TRUE(ok) << c.container;
+        EXPECT_TRUE(wav.data == reference) << c.container;
+    }
+}
+
+// Program streams of MLP as discs carry them, in packs of one private stream 1
+// packet: DVD-Audio (substream 0xA1 behind a header of 4 + 3 bytes) and HD-DVD
+// (substream 0xB0 behind 5 bytes), the payload cut wherever the pack ends.
+std::vector<uint8_t> mlpProgramStream(const std::vector<uint8_t>& mlp, bool hdDvd)
+{
+    using namespace psbuild;
+    Bytes stream;
+    constexpr size_t kPayload = 2000;
+    for (size_t offset = 0, n = 0; offset < mlp.size(); offset += kPayload, ++n) {
+        Bytes payload = hdDvd ? Bytes{0xB0, uint8_t(n), 0, 0, 0} : Bytes{0xA1, uint8_t(n), 0, 3, 0, 0, 0};
+        payload.insert(payload.end(), mlp.begin() + long(offset),
+                       mlp.begin() + long(std::min(mlp.size(), offset + kPayload)));
+        int64_t pts = 90000;
+        stream = concat({stream, mpeg2Pack(), pes(0xBD, mpeg2Header(n == 0 ? &pts : nullptr), payload)});
+    }
+    return stream;
+}
+
+TEST(Tavio, MlpFromDiscProgramStreams)
+{
+    if (!haveFfmpeg())
+        GTEST_SKIP() << "ffmpeg not installed";
+    TempFolder folder;
+    MlpStream mlp = makeMlpStream(folder, {"mlp", 6, "5.1", 96000, 24});
+    MlpStream trueHd = makeMlpStream(folder, {"truehd", 6, "5.1", 48000, 24});
+    ASSERT_FALSE(mlp.path.empty() || trueHd.path.empty());
+    struct Case {
+        const MlpStream& stream;
+        bool hdDvd;
+        const char* name;
+        const char* described;
+    } cases[] = {
+        {mlp, false, "audio.aob", "substream 0xA1: DVD-Audio MLP, 96000 Hz, 6 channels"},
+        {trueHd, true, "movie.evo", "substream 0xB0: HD-DVD TrueHD, 48000 Hz, 6 channels"},
+    };
+    for (const Case& c : cases) {
+        std::string path = folder.file(c.name);
+        std::vector<uint8_t> bytes = mlpProgramStream(fileBytes(c.stream.path), c.hdDvd);
+        std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()), long(bytes.size()));
+        std::string errors;
+        ASSERT_EQ(run(path + " -o " + folder.file("out.wav"), &errors), 0) << c.name << ": " << errors;
+        EXPECT_NE(errors.find(c.described), std::string::npos) << errors;
+        WavFile wav = readWav(folder.file("out.wav"));
+        EXPECT_EQ(wav.channelMask(), 0x3Fu) << c.name;
+        EXPECT_TRUE(startsWithSource(wav.data, c.stream.expected, 6))
+            << c.name << ": " << wav.data.size() << " vs " << c.stream.expected.size();
+    }
+}
+
+// The real TrueHD stream (7.1 with two- and six-channel presentations), from
+// its MP4 and re-packed as an HD-DVD EVO: ffmpeg's samples, eight channels
+// with the mask of the lowest eight speaker bits.
+TEST(Tavio, RealTrueHdStreamDecodesLikeTheReferenceDecoder)
+{
+    std::string mp4 = std::string(TAVIO_SOURCE_DIR) + "/../shared/vectors/androidx_media/mp4_sample_dthd.mp4";
+    if (!std::filesystem::exists(mp4))
+        GTEST_SKIP() << mp4 << " not present";
+    if (!haveFfmpeg())
+        GTEST_SKIP() << "ffmpeg not installed";
+    TempFolder folder;
+    std::string thd = folder.file("v.thd"), evo = folder.file("v.evo");
+    ASSERT_EQ(std::system(("ffmpeg -v error -i " + mp4 + " -c copy -f truehd -y " + thd).c_str()), 0);
+    std::vector<uint8_t> bytes = mlpProgramStream(fileBytes(thd), true);
+    std::ofstream(evo, std::ios::binary).write(reinterpret_cast<const char*>(bytes.data()), long(bytes.size()));
+    bool ok = false;
+    auto reference = commandOutput("ffmpeg -v error -i " + mp4 + " -f s24le -", &ok);
+    ASSERT_TRUE(ok);
+    for (const std::string& input : {mp4, evo}) {
+        std::string errors;
+        ASSERT_EQ(run(input + " -q -o " + folder.file("out.wav"), &errors), 0) << errors;
+        WavFile wav = readWav(folder.file("out.wav"));
+        EXPECT_EQ(wav.channelMask(), 0xFFu) << input;
+        EXPECT_TRUE(wav.data == reference) << input << ": " << wav.data.size() << " vs " << reference.size();
     }
 }
 

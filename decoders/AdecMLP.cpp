@@ -1,0 +1,251 @@
+#include "decoders/AdecMLP.h"
+
+#include <algorithm>
+
+#include "config/util.h"
+#include "platform/media_guids.h"
+
+// Assertion conditions are logged as written, spacing included.
+
+namespace {
+
+const char kLibraryName[] = "TvMlpDec.dll";
+// The names the Windows headers of the library's first users gave these.
+constexpr int MAX_MLP_SAMPLES = kMlpMaxSamples;
+constexpr uint32_t FORMATSYNC_FBB = kMlpFormatSyncFbb;
+constexpr uint32_t FORMATSYNC_FBA = kMlpFormatSyncFba;
+constexpr int kBytesPerSample = 3;
+// One call's largest output (160 samples of 10 channels, 3 bytes each) + 3.
+constexpr LONG kRoomPerCall = MAX_MLP_SAMPLES * kMlpColumns * kBytesPerSample + 3;
+constexpr int kHdDvdHeaderBytes = 5;
+
+int frequencyFromCode(int code)
+{
+    switch (code) {
+        case 0:
+            return 48000;
+        case 1:
+            return 96000;
+        case 2:
+            return 192000;
+        case 8:
+            return 44100;
+        case 9:
+            return 88200;
+        case 10:
+            return 176400;
+        default:
+            return 0;
+    }
+}
+
+}  // namespace
+
+AdecMLP::AdecMLP(std::ostream& log, const std::string& libraryFolder)
+    : Adec(log), _libraryFolder(libraryFolder)
+{
+}
+
+AdecMLP::~AdecMLP()
+{
+    closeInstance();
+    if (_module)
+        FreeLibrary(_module);
+}
+
+void AdecMLP::closeInstance()
+{
+    if (_mlp && _close)
+        _close(_mlp);
+    _mlp = nullptr;
+}
+
+bool AdecMLP::accepts(const CMediaType& mediaType)
+{
+    return IsEqualGUID(mediaType.subtype, MEDIASUBTYPE_DVDA_AUDIO_MLP) ||
+           IsEqualGUID(mediaType.subtype, MEDIASUBTYPE_HDDVD_AUDIO_MLP);
+}
+
+bool AdecMLP::bindLibrary()
+{
+    if (_module)
+        return true;
+    HMODULE module = LoadLibraryA((_libraryFolder + kLibraryName).c_str());
+    if (!module) {
+        _log << "error: TvMlpDec.dll not found" << std::endl;
+        return false;
+    }
+    auto lookUp = [&](const char* name) {
+        FARPROC function = GetProcAddress(module, name);
+        if (!function)
+            _log << "error: could not find function " << name << std::endl;
+        return function;
+    };
+    FARPROC close = lookUp("mlpDecoderClose");
+    FARPROC init = close ? lookUp("mlpDecoderInit") : nullptr;
+    FARPROC run = init ? lookUp("mlpDecoderRun") : nullptr;
+    if (!run) {
+        FreeLibrary(module);
+        return false;
+    }
+    _close = reinterpret_cast<MlpDecoderCloseFunction>(reinterpret_cast<void (*)()>(close));
+    _init = reinterpret_cast<MlpDecoderInitFunction>(reinterpret_cast<void (*)()>(init));
+    _run = reinterpret_cast<MlpDecoderRunFunction>(reinterpret_cast<void (*)()>(run));
+    _module = module;
+    return true;
+}
+
+TvStatus* AdecMLP::init(const CMediaType& mediaType)
+{
+    _mediaType = mediaType;
+    if (!bindLibrary())
+        return nullptr;
+    _hdDvd = IsEqualGUID(mediaType.subtype, MEDIASUBTYPE_HDDVD_AUDIO_MLP);
+    closeInstance();
+    MlpInitRecord record;
+    _mlp = _init(&record, kMlpRecordVersion);
+    if (_mlp)
+        _mlp->intface.inbufEnd = 0;
+    if (!TvAssert(_mlp))
+        return nullptr;
+    _syncKind = 0;
+    _status = TvStatusMlp();
+    readWaveFormat(mediaType, _status);
+    _status.stype = ST24Bit;
+    return &_status;
+}
+
+void AdecMLP::setMixType(int kind, int mixType, uint32_t channelMask)
+{
+    if (kind != KindMlp)
+        return;
+    _stereoRequest = mixType == RemixDecoderDownmix && channelMask == 3;
+}
+
+bool AdecMLP::parsePacketHeader(const uint8_t** readPtr, const uint8_t* end)
+{
+    const uint8_t* p = *readPtr;
+    // An empty payload has no first byte to look at: its check fails (and is
+    // logged) without reading one.
+    if (_hdDvd) {
+        if (p >= end ? !tvAssertionFailed(__FILE__, __LINE__, "(p[0] & 0xF8) == 0xB0")
+                     : !TvAssert((p[0] & 0xF8) == 0xB0))
+            return false;
+        p += std::min<ptrdiff_t>(kHdDvdHeaderBytes, end - p);
+    } else {
+        if (p >= end ? !tvAssertionFailed(__FILE__, __LINE__, "p[0] == 0xa1") : !TvAssert(p[0] == 0xa1))
+            return false;
+        if (!TvAssert(end-p>4))
+            return false;
+        p += std::min<ptrdiff_t>(4 + p[3], end - p);
+    }
+    if (p < end) {
+        *readPtr = p;
+        return true;
+    }
+    if (!TvAssert(p<end)) {
+        *readPtr = end;
+        return false;
+    }
+    return true;
+}
+
+TvStatus* AdecMLP::process(const uint8_t** readPtr, const uint8_t* end, IMediaSample* out)
+{
+    TV_PROFILE_SCOPE("AdecMLP::process");
+    const uint8_t* p = *readPtr;
+    out->SetActualDataLength(0);
+    BYTE* dest = nullptr;
+    if (!_mlp || FAILED(out->GetPointer(&dest)) || !dest)
+        return nullptr;
+    _mlp->intface.inbufEnd = int32_t(end - p);
+    _mlp->intface.consumed = 0;
+    const LONG size = out->GetSize();
+    LONG written = 0;
+    int frequencyCode = -1;
+    while (size - written > kRoomPerCall) {
+        _log << "MLP buffer: " << _mlp->intface.inbufEnd << " " << _mlp->intface.consumed
+             << std::endl;
+        const int32_t consumedBefore = _mlp->intface.consumed;
+        const MlpResult* result = _run(_mlp, p, _matrix);
+        TvAssert(_mlp->intface.inbufEnd == end - p);
+        if (!result || result->samplesDecoded == 0)
+            break;
+        if (!TvAssert(result->samplesDecoded<=MAX_MLP_SAMPLES))
+            break;
+        const MlpMajorSyncInfo* major_sync_info = result->major_sync_info;
+        if (!major_sync_info)
+            break;
+        if (major_sync_info->format_sync == FORMATSYNC_FBB) {
+            frequencyCode = (major_sync_info->format_info >> 20) & 0xF;
+            _syncKind = 0;
+        } else {
+            TvAssert(major_sync_info->format_sync == FORMATSYNC_FBA);
+            frequencyCode = major_sync_info->format_info >> 28;
+            _syncKind = 1;
+        }
+        if (result->errorCode != 0)
+            _log << "MLP error: " << result->errorCode << std::endl;
+
+        int selector, chan;
+        if (_stereoRequest && result->twoChannel != -1) {
+            selector = result->twoChannel;
+            chan = result->twoChannelCount;
+        } else if (result->multichannel != -1) {
+            selector = result->multichannel;
+            chan = result->multichannelCount;
+        } else if (result->twoChannel != -1) {
+            selector = result->twoChannel;
+            chan = result->twoChannelCount;
+        } else {
+            break;
+        }
+        _log << " samples: " << result->samplesDecoded << " chan: " << chan
+             << " freq: " << frequencyCode << " multichan: " << result->multichannel
+             << " twochan: " << result->twoChannel << std::endl;
+        // A presentation must lie within a row (and so within the room).
+        if (selector < 0 || chan <= 0 || selector + chan > kMlpColumns)
+            break;
+        if (written > 0 && chan != _status.chan) {
+            // A new layout starts a new output sample. It changes only at an
+            // access unit with a major sync, which decodes again the same.
+            _mlp->intface.consumed = consumedBefore;
+            break;
+        }
+
+        uint8_t* o = dest + written;
+        for (int row = 0; row < result->samplesDecoded; ++row)
+            for (int k = 0; k < chan; ++k) {
+                uint32_t sample = uint32_t(_matrix[row][selector + k]);
+                *o++ = uint8_t(sample);
+                *o++ = uint8_t(sample >> 8);
+                *o++ = uint8_t(sample >> 16);
+            }
+        written = LONG(o - dest);
+        out->SetActualDataLength(written);
+        _status.chan = chan;
+        _status.channelMask = 0xFFFFu >> (16 - chan);
+    }
+
+    LONG produced = out->GetActualDataLength();
+    if (produced == 0) {
+        // Nothing decodable: what the library passed over cannot start an
+        // access unit, and is dropped rather than kept to grow the buffer.
+        *readPtr += _mlp->intface.consumed;
+        return nullptr;
+    }
+    *readPtr += _mlp->intface.consumed;
+    _status.iFrameSize = _mlp->intface.consumed;
+    _status.samples = produced / (_status.chan * kBytesPerSample);
+    _log << "outsize: " << produced << std::endl;
+    int frequency = frequencyFromCode(frequencyCode);
+    if (frequency != 0)
+        _status.freq = frequency;
+    else
+        TvAssert(0);
+    if (out->GetActualDataLength() == 0) {
+        _log << "MLP: no output" << std::endl;
+        return nullptr;
+    }
+    return &_status;
+}

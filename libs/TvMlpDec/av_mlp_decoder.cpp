@@ -1,0 +1,80 @@
+#include "libs/TvMlpDec/av_mlp_decoder.h"
+
+#include <algorithm>
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavutil/channel_layout.h>
+#include <libavutil/log.h>
+#include <libavutil/opt.h>
+}
+
+bool AvMlpDecoder::available()
+{
+    return avcodec_find_decoder(AV_CODEC_ID_MLP) && avcodec_find_decoder(AV_CODEC_ID_TRUEHD);
+}
+
+AvMlpDecoder::AvMlpDecoder(bool trueHd, bool stereo, int channels) : trueHd_(trueHd)
+{
+    frame_ = av_frame_alloc();
+    packet_ = av_packet_alloc();
+    const AVCodec* codec = avcodec_find_decoder(trueHd ? AV_CODEC_ID_TRUEHD : AV_CODEC_ID_MLP);
+    context_ = codec ? avcodec_alloc_context3(codec) : nullptr;
+    if (!context_)
+        return;
+    // A library inside a media filter has no console: libavcodec's own
+    // messages about damaged units stay below any level a host would print.
+    context_->log_level_offset = AV_LOG_TRACE;
+    if (channels > 0)
+        av_channel_layout_default(&context_->ch_layout, channels);
+    if (stereo)
+        av_opt_set(context_->priv_data, "downmix", "stereo", 0);
+    if (avcodec_open2(context_, codec, nullptr) < 0)
+        avcodec_free_context(&context_);
+}
+
+AvMlpDecoder::~AvMlpDecoder()
+{
+    av_packet_free(&packet_);
+    av_frame_free(&frame_);
+    avcodec_free_context(&context_);
+}
+
+bool AvMlpDecoder::decode(const uint8_t* unit, size_t length, MlpSampleRow* rows, int column,
+                          int& channels, int& samples)
+{
+    channels = samples = 0;
+    if (!ready())
+        return false;
+    // libavcodec reads a little past the end of a packet: give it its padding.
+    if (av_new_packet(packet_, int(length)) < 0)
+        return false;
+    std::copy(unit, unit + length, packet_->data);
+    int sent = avcodec_send_packet(context_, packet_);
+    av_packet_unref(packet_);
+    if (sent < 0 || avcodec_receive_frame(context_, frame_) < 0)
+        return false;
+    int n = frame_->nb_samples;
+    int c = frame_->ch_layout.nb_channels;
+    bool ok = n > 0 && n <= kMlpMaxSamples && c > 0 && column + c <= kMlpColumns;
+    if (ok && frame_->format == AV_SAMPLE_FMT_S32) {
+        // 24-bit samples in the top bits of each word.
+        const int32_t* in = reinterpret_cast<const int32_t*>(frame_->data[0]);
+        for (int i = 0; i < n; ++i)
+            for (int k = 0; k < c; ++k)
+                rows[i][column + k] = in[i * c + k] >> 8;
+    } else if (ok && frame_->format == AV_SAMPLE_FMT_S16) {
+        const int16_t* in = reinterpret_cast<const int16_t*>(frame_->data[0]);
+        for (int i = 0; i < n; ++i)
+            for (int k = 0; k < c; ++k)
+                rows[i][column + k] = int32_t(in[i * c + k]) * 256;
+    } else {
+        ok = false;
+    }
+    av_frame_unref(frame_);
+    if (ok) {
+        channels = c;
+        samples = n;
+    }
+    return ok;
+}
