@@ -5,6 +5,7 @@
 #include "decoders/AdecDolby.h"
 #include "decoders/AdecLpcmBd.h"
 #include "decoders/AdecLpcmDvd.h"
+#include "decoders/AdecMPEG.h"
 #include "decoders/adeclpcm.h"
 #include "platform/media_guids.h"
 
@@ -27,6 +28,7 @@ const DecoderCreationStep creationSteps[] = {
     {"AdecLpcmDvd", create<AdecLpcmDvd>, false},
     {"AdecLpcmBd", create<AdecLpcmBd>, false},
     {"AdecLPCM", create<AdecLPCM>, false},
+    {"AdecMPEG", create<AdecMPEG>, false},
 };
 
 bool runStep(const DecoderCreationStep& step, DecoderList& decoders, std::ostream& log,
