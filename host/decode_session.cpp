@@ -60,7 +60,21 @@ size_t bytesBeforeZero(const ReceivedSample& sample, const WAVEFORMATEX& wave)
     if (!sample.hasStart || sample.start >= 0 || !wave.nBlockAlign || !wave.nSamplesPerSec ||
         wave.wFormatTag == WAVE_FORMAT_DOLBY_AC3_SPDIF)
         return 0;
-    uint64_t frames = (uint64_t(-sample.start) * wave.nSamplesPerSec + 9999999) / 10000000;
+    // Nearest sample: the times were rounded from whole samples.
+    uint64_t frames = (uint64_t(-sample.start) * wave.nSamplesPerSec + 5000000) / 10000000;
+    return size_t(std::min<uint64_t>(frames * wave.nBlockAlign, sample.data.size()));
+}
+
+// How many bytes of a delivered sample lie before `end`, the presentation's
+// end: the encoder's padding after it is not played.
+size_t bytesBeforeEnd(const ReceivedSample& sample, const WAVEFORMATEX& wave, std::optional<REFERENCE_TIME> end)
+{
+    if (!end || !sample.hasStart || !wave.nBlockAlign || !wave.nSamplesPerSec ||
+        wave.wFormatTag == WAVE_FORMAT_DOLBY_AC3_SPDIF)
+        return sample.data.size();
+    if (sample.start >= *end)
+        return 0;
+    uint64_t frames = (uint64_t(*end - sample.start) * wave.nSamplesPerSec + 5000000) / 10000000;
     return size_t(std::min<uint64_t>(frames * wave.nBlockAlign, sample.data.size()));
 }
 
@@ -254,7 +268,9 @@ DecodeOutcome decodeStream(TavioModule& module, InputSource& input, size_t strea
                 formatChanged = true;
             }
             size_t skip = input.timesFromPresentationStart() ? bytesBeforeZero(sample, current) : 0;
-            output.write(sample.data.data() + skip, sample.data.size() - skip);
+            size_t keep = bytesBeforeEnd(sample, current, input.presentationEnd());
+            if (keep > skip)
+                output.write(sample.data.data() + skip, keep - skip);
         });
         graph.Run();
         ProgressBar bar(request.progress);
