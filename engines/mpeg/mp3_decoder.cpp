@@ -29,6 +29,10 @@ size_t Mp3Decoder::Feed(const uint8_t* input, size_t size)
 {
     if (!_mpg123.handle() || !input || size == 0)
         return 0;
+    // PCM of the last frame that did not fit its output is dropped rather
+    // than let the stream run ahead of what was fed.
+    _pending.clear();
+    _pendingOffset = 0;
     return mpg123_feed(_mpg123.handle(), input, size) == MPG123_OK ? size : 0;
 }
 

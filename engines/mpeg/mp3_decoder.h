@@ -48,7 +48,8 @@ public:
     Mp3Decoder() = default;
     // Forgets fed bytes, pending output and the stream's state.
     void Reset();
-    // Takes `size` bytes of the stream; returns how many were taken.
+    // Takes `size` bytes of the stream; returns how many were taken. PCM of
+    // the previous frame not yet handed out is dropped.
     size_t Feed(const uint8_t* input, size_t size);
     // Writes the PCM of at most one frame (16-bit interleaved) into `output`
     // (`capacity` bytes); `written` gets the bytes written by this call. The
