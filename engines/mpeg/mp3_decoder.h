@@ -3,6 +3,13 @@
 // most one frame per call (the rest of a frame that did not fit comes with
 // the next call), so a caller loops until a call writes nothing.
 //
+// mp3PRO: the encoders of mp3PRO streams name themselves in the stream's
+// first frame ("... mp3PRO Encoder" in its Info tag); the spectral band
+// replication data travels in each frame's ancillary bits, which a plain
+// layer III decoder passes over. Such a stream is reported as mp3PRO, its
+// core decoded and upsampled to twice the core rate, the rate it stands for;
+// the high band itself is not reconstructed.
+//
 // Result codes: 0 is success; a code with both top bits set is an error
 // whose low 16 bits are libmpg123's error number (errorText gives its text).
 #pragma once
@@ -11,6 +18,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "engines/mpeg/core_upsampler.h"
 #include "engines/mpeg/mpg123_handle.h"
 
 // What the decoder knows of the stream after the last decoded frame.
@@ -60,10 +68,15 @@ public:
 
 private:
     void updateInfo();
+    bool keepPcm(const uint8_t* audio, size_t bytes);
 
     Mpg123Handle _mpg123;
     Mp3Info _info;
     // PCM of the last frame not yet handed out.
     std::vector<uint8_t> _pending;
     size_t _pendingOffset = 0;
+    // An mp3PRO encoder named itself before the first audio.
+    bool _mp3proSignalled = false;
+    bool _audioSeen = false;
+    CoreUpsampler _upsampler;
 };

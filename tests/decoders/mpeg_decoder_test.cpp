@@ -3,10 +3,12 @@
 // and refused headers, re-initialisation.
 #include <gtest/gtest.h>
 
+#include <iostream>
 #include <set>
 
 #include "config/util.h"
 #include "decoders/mpeg_decoder_support.h"
+#include "decoders/mpeg_header.h"
 #include "support/ac3_tools.h"
 #include "support/reference_tools.h"
 
@@ -141,6 +143,73 @@ TEST_F(AdecMPEGFraming, InitStartsAfresh)
     ASSERT_NE(decoder.init(mpegType()), nullptr);
     MpegRun again = runMpeg(decoder, mp3At44);
     EXPECT_TRUE(again.output == fresh.output);
+}
+
+}  // namespace
+
+namespace {
+
+// An Info frame as mp3PRO encoders write before the audio: the header of the
+// stream's first frame, empty side information, the "Info" tag and the
+// encoder's name where a LAME tag keeps it.
+std::vector<uint8_t> mp3ProInfoFrame(const std::vector<uint8_t>& stream)
+{
+    MpegHeader header;
+    EXPECT_TRUE(parseMpegHeader(stream.data(), stream.size(), header));
+    std::vector<uint8_t> frame(header.frameSize, 0);
+    std::copy(stream.begin(), stream.begin() + 4, frame.begin());
+    frame[1] |= 1;  // no CRC
+    size_t tag = 4 + (header.version == 3 ? (header.channels == 1 ? 17 : 32) : (header.channels == 1 ? 9 : 17));
+    const char info[] = "Info";
+    std::copy(info, info + 4, frame.begin() + long(tag));
+    const char encoder[] = "THOMSON mp3PRO Encoder";
+    std::copy(encoder, encoder + sizeof encoder - 1, frame.begin() + long(tag + 8));
+    return frame;
+}
+
+// An mp3PRO stream reports the effective channel count and the output rate,
+// twice the core's, and delivers the core upsampled to it.
+TEST(AdecMPEG, Mp3ProStreamReportsTheRateItStandsFor)
+{
+    if (!haveFfmpeg())
+        GTEST_SKIP() << "ffmpeg not installed";
+    TempFolder folder;
+    std::string core = folder.file("core.mp3");
+    ASSERT_TRUE(makeMpegStream(core, "libmp3lame", 22050, 2, 64, 1.0));
+    std::vector<uint8_t> plain = readBytes(core);
+    std::vector<uint8_t> marked = mp3ProInfoFrame(plain);
+    marked.insert(marked.end(), plain.begin(), plain.end());
+
+    std::ostringstream log;
+    AdecMPEG decoder(log);
+    ASSERT_NE(decoder.init(mpegType()), nullptr);
+    MpegRun run = runMpeg(decoder, marked);
+    ASSERT_FALSE(run.frames.empty());
+    const TvStatusMpeg& s = run.frames.back();
+    EXPECT_EQ(s.mp3pro, 1);
+    EXPECT_EQ(s.freq, 44100);
+    EXPECT_EQ(s.chan, 2);
+    EXPECT_EQ(s.mpeg, 2);
+    EXPECT_EQ(log.str().find("error: TvAssert"), std::string::npos);
+    EXPECT_NE(log.str().find("sfreq: 22050 effchan: 2 effsfreq: 44100 outsfreq: 44100 mp3pro: 1"), std::string::npos);
+
+    // The same resampler run by ffmpeg over its own decode of the core.
+    std::vector<int16_t> reference =
+        asSamples(commandOutput("ffmpeg -v error -i " + core + " -af aresample=44100 -f s16le -"));
+    std::vector<int16_t> ours = asSamples(run.output);
+    double snr = snrDb(reference, ours);
+    std::cout << "[ snr ] mp3PRO core upsampled to 44100 Hz: " << snr << " dB, " << ours.size() << " samples, reference "
+              << reference.size() << std::endl;
+    EXPECT_GE(snr, 60);
+    // ffmpeg flushes the resampler's last few samples at the end of the file.
+    EXPECT_LE(reference.size() - ours.size(), 2u * 64);
+
+    // Without the encoder's mark the same frames are a plain 22.05 kHz stream.
+    ASSERT_NE(decoder.init(mpegType()), nullptr);
+    MpegRun plainRun = runMpeg(decoder, plain);
+    ASSERT_FALSE(plainRun.frames.empty());
+    EXPECT_EQ(plainRun.frames.back().mp3pro, 0);
+    EXPECT_EQ(plainRun.frames.back().freq, 22050);
 }
 
 }  // namespace
