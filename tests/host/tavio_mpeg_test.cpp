@@ -17,7 +17,8 @@ const std::string kVectors = std::string(TAVIO_SOURCE_DIR) + "/../shared/vectors
 std::vector<int16_t> samples(const std::vector<uint8_t>& bytes)
 {
     std::vector<int16_t> out(bytes.size() / 2);
-    std::memcpy(out.data(), bytes.data(), out.size() * 2);
+    if (!out.empty())
+        std::memcpy(out.data(), bytes.data(), out.size() * 2);
     return out;
 }
 
