@@ -38,6 +38,7 @@ TvStatus* AdecMPEG::init(const CMediaType& mediaType)
 {
     _mediaType = mediaType;
     _mp3->Reset();
+    _mpeg.reset();
     _mpeg = MpegFrameDecoder::create();
     if (!TvAssert(_mpeg))
         return nullptr;
