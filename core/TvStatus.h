@@ -77,6 +77,13 @@ struct TvStatusLpcm : TvStatusOf<TvStatusLpcm, KindLpcm> {
     int32_t group2Channels = 0;
 };
 
+// MPEG-1/2/2.5 audio, layers I to III.
+struct TvStatusMpeg : TvStatusOf<TvStatusMpeg, KindMpeg> {
+    int32_t mpeg = 0;    // 1 MPEG-1, 2 MPEG-2, 4 MPEG-2.5
+    int32_t layer = 0;   // 1..3
+    uint8_t mp3pro = 0;  // the layer III decoder reports an mp3PRO stream
+};
+
 // AC-3 and DD+ streams. The coded layout is kept apart from the delivered one
 // because a decoder downmix changes `acmod` and `lfeon`; the four Annex D
 // fields are only read from alternate-syntax streams (bsid 6).

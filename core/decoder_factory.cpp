@@ -6,6 +6,7 @@
 #include "decoders/AdecLpcmBd.h"
 #include "decoders/AdecMLP.h"
 #include "decoders/AdecLpcmDvd.h"
+#include "decoders/AdecMPEG.h"
 #include "decoders/adeclpcm.h"
 #include "platform/media_guids.h"
 
@@ -29,6 +30,7 @@ const DecoderCreationStep creationSteps[] = {
     {"AdecLpcmDvd", create<AdecLpcmDvd>, false},
     {"AdecLpcmBd", create<AdecLpcmBd>, false},
     {"AdecLPCM", create<AdecLPCM>, false},
+    {"AdecMPEG", create<AdecMPEG>, false},
 };
 
 bool runStep(const DecoderCreationStep& step, DecoderList& decoders, std::ostream& log,

@@ -18,6 +18,11 @@ STDMETHODIMP TavioStreamInfo::QueryInterface(REFIID riid, void** ppv)
         AddRef();
         return S_OK;
     }
+    if (IsEqualGUID(riid, IID_ITavioMpegStreamInfo) && _status->formatId() == KindMpeg) {
+        *ppv = static_cast<ITavioMpegStreamInfo*>(this);
+        AddRef();
+        return S_OK;
+    }
     *ppv = nullptr;
     return E_NOINTERFACE;
 }
@@ -67,6 +72,9 @@ TV_GETTER(GetDmixmod, DWORD, ac3().dmixmod)
 TV_GETTER(GetDsurexmod, DWORD, ac3().dsurexmod)
 TV_GETTER(GetDheadphonmod, DWORD, ac3().dheadphonmod)
 TV_GETTER(GetAdconvtyp, DWORD, ac3().adconvtyp)
+TV_GETTER(GetMpeg, DWORD, mpeg().mpeg)
+TV_GETTER(GetLayer, DWORD, mpeg().layer)
+TV_GETTER(GetMp3Pro, DWORD, mpeg().mp3pro)
 #undef TV_GETTER
 
 // Only karaoke streams (bit stream mode 7) have a karaoke setting to report.

@@ -37,6 +37,13 @@ struct ITavioAc3StreamInfo : public IUnknown {
     STDMETHOD(GetAdconvtyp)(DWORD* adconvtyp) PURE;
 };
 
+// MPEG audio details: version (1, 2, 4 for MPEG-2.5), layer, mp3PRO flag.
+struct ITavioMpegStreamInfo : public IUnknown {
+    STDMETHOD(GetMpeg)(DWORD* mpeg) PURE;
+    STDMETHOD(GetLayer)(DWORD* layer) PURE;
+    STDMETHOD(GetMp3Pro)(DWORD* mp3pro) PURE;
+};
+
 struct ITavioControl : public IUnknown {
     STDMETHOD(GetOutputStreamInfo)(ITavioStreamInfo** info) PURE;
     STDMETHOD(GetInputStreamInfo)(ITavioStreamInfo** info) PURE;
@@ -46,7 +53,7 @@ struct ITavioControl : public IUnknown {
 
 // A snapshot of one status record; it never changes after creation.
 // The format interfaces are answered only when the record is of their format.
-class TavioStreamInfo : public ITavioStreamInfo, public ITavioAc3StreamInfo {
+class TavioStreamInfo : public ITavioStreamInfo, public ITavioAc3StreamInfo, public ITavioMpegStreamInfo {
 public:
     // Takes ownership of `status` (a clone).
     explicit TavioStreamInfo(TvStatus* status) : _status(status) {}
@@ -77,8 +84,13 @@ public:
     STDMETHODIMP GetDheadphonmod(DWORD* dheadphonmod) override;
     STDMETHODIMP GetAdconvtyp(DWORD* adconvtyp) override;
 
+    STDMETHODIMP GetMpeg(DWORD* mpeg) override;
+    STDMETHODIMP GetLayer(DWORD* layer) override;
+    STDMETHODIMP GetMp3Pro(DWORD* mp3pro) override;
+
 private:
     const TvStatusAc3& ac3() const { return static_cast<const TvStatusAc3&>(*_status); }
+    const TvStatusMpeg& mpeg() const { return static_cast<const TvStatusMpeg&>(*_status); }
 
     volatile LONG _references = 1;
     std::unique_ptr<TvStatus> _status;

@@ -49,6 +49,12 @@ static void checkFormatInterface(ITavioStreamInfo* ps)
 {
     DWORD type = 0;
     ps->GetStreamType(&type);
+    if (type == KindMpeg) {
+        ITavioMpegStreamInfo* pmpeg = nullptr;
+        TvAssert(ps->QueryInterface( IID_ITavioMpegStreamInfo, (void**)&pmpeg )==0);
+        if (pmpeg)
+            pmpeg->Release();
+    }
     if (type == KindAc3) {
         ITavioAc3StreamInfo* pac3 = nullptr;
         TvAssert(ps->QueryInterface( IID_ITavioAc3StreamInfo, (void**)&pac3 )==0);

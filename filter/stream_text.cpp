@@ -27,6 +27,16 @@ std::string streamText(ITavioStreamInfo* info)
     if (remix >= RemixProLogicUpmix && remix <= RemixDecoderSurroundDownmix)
         text << " " << remixModeText(TvRemixMode(remix));
     text << "\r\n";
+    ITavioMpegStreamInfo* mpeg = nullptr;
+    if (type == KindMpeg &&
+        SUCCEEDED(info->QueryInterface(IID_ITavioMpegStreamInfo, reinterpret_cast<void**>(&mpeg)))) {
+        DWORD version = 0, layer = 0, mp3pro = 0;
+        mpeg->GetMpeg(&version);
+        mpeg->GetLayer(&layer);
+        mpeg->GetMp3Pro(&mp3pro);
+        text << "** MPEG: " << version << " layer " << layer << (mp3pro ? " MP3Pro" : "") << "\r\n";
+        mpeg->Release();
+    }
     ITavioAc3StreamInfo* ac3 = nullptr;
     if (type == KindAc3 && SUCCEEDED(info->QueryInterface(IID_ITavioAc3StreamInfo, reinterpret_cast<void**>(&ac3)))) {
         DWORD acmod = 0, bsmod = 0, surmod = 0, lfe = 0, karaoke = 0;

@@ -208,6 +208,7 @@ public:
     }
 
     bool timesFromPresentationStart() const override { return true; }
+    std::optional<REFERENCE_TIME> presentationEnd() const override { return end_; }
 
     double progress() const override
     {
@@ -222,7 +223,18 @@ private:
         int stream = -1;
         std::vector<uint8_t> data;
         int64_t pts = AV_NOPTS_VALUE;
+        int64_t duration = 0;
+        uint32_t discardAtEnd = 0;  // samples of padding at the packet's end
     };
+
+    // The skip-samples side data: samples to skip at the start, then at the
+    // end of the packet, 32-bit little-endian each.
+    static void readDiscard(const AVPacket* packet, Packet& out)
+    {
+        size_t size = 0;
+        const uint8_t* side = av_packet_get_side_data(packet, AV_PKT_DATA_SKIP_SAMPLES, &size);
+        out.discardAtEnd = side && size >= 8 ? uint32_t(side[4] | side[5] << 8 | side[6] << 16 | side[7] << 24) : 0;
+    }
 
     bool readPacket(Packet& out)
     {
@@ -239,6 +251,8 @@ private:
             out.stream = packet->stream_index;
             out.data.assign(packet->data, packet->data + packet->size);
             out.pts = packet->pts;
+            out.duration = packet->duration;
+            readDiscard(packet, out);
         }
         av_packet_free(&packet);
         return got;
@@ -265,6 +279,8 @@ private:
             p.stream = packet->stream_index;
             p.data.assign(packet->data, packet->data + packet->size);
             p.pts = packet->pts;
+            p.duration = packet->duration;
+            readDiscard(packet, p);
             av_packet_free(&packet);
             readAhead_.push_back(p);
             if (p.stream == stream && adtsHeaderSize(p.data.data(), p.data.size())) {
@@ -284,6 +300,10 @@ private:
             if (origin_ == AV_NOPTS_VALUE)
                 origin_ = p.pts;
             packet.start = av_rescale_q(p.pts - origin_, stream->time_base, AVRational{1, 10000000});
+            int rate = stream->codecpar->sample_rate;
+            if (p.discardAtEnd && rate > 0 && p.duration > 0)
+                end_ = av_rescale_q(p.pts + p.duration - origin_, stream->time_base, AVRational{1, 10000000}) -
+                       av_rescale(p.discardAtEnd, 10000000, rate);
         }
     }
 
@@ -295,6 +315,7 @@ private:
     int selected_ = -1;
     bool stripAdts_ = false;
     int64_t origin_ = AV_NOPTS_VALUE;
+    std::optional<REFERENCE_TIME> end_;
 };
 
 }  // namespace

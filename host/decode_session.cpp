@@ -40,7 +40,20 @@ size_t bytesBeforeZero(const ReceivedSample& sample, const PcmFormat& format)
     if (!sample.hasStart || sample.start >= 0 || !format.blockAlign || !format.rate ||
         format.kind == PcmFormat::Kind::Spdif)
         return 0;
-    uint64_t frames = (uint64_t(-sample.start) * format.rate + 9999999) / 10000000;
+    // Nearest sample: the times were rounded from whole samples.
+    uint64_t frames = (uint64_t(-sample.start) * format.rate + 5000000) / 10000000;
+    return size_t(std::min<uint64_t>(frames * format.blockAlign, sample.data.size()));
+}
+
+// How many bytes of a delivered sample lie before `end`, the presentation's
+// end: the encoder's padding after it is not played.
+size_t bytesBeforeEnd(const ReceivedSample& sample, const PcmFormat& format, std::optional<REFERENCE_TIME> end)
+{
+    if (!end || !sample.hasStart || !format.blockAlign || !format.rate || format.kind == PcmFormat::Kind::Spdif)
+        return sample.data.size();
+    if (sample.start >= *end)
+        return 0;
+    uint64_t frames = (uint64_t(*end - sample.start) * format.rate + 5000000) / 10000000;
     return size_t(std::min<uint64_t>(frames * format.blockAlign, sample.data.size()));
 }
 
@@ -382,8 +395,11 @@ DecodeOutcome decodeStream(const FilterFactory& createFilter, InputSource& input
         sinkFilter->SetSampleHandler([&](const ReceivedSample& sample) {
             if (sample.mediaType)
                 audio.setType(*sample.mediaType);
-            size_t skip = input.timesFromPresentationStart() ? bytesBeforeZero(sample, audio.currentFormat()) : 0;
-            audio.write(sample.data.data() + skip, sample.data.size() - skip);
+            PcmFormat format = audio.currentFormat();
+            size_t skip = input.timesFromPresentationStart() ? bytesBeforeZero(sample, format) : 0;
+            size_t keep = bytesBeforeEnd(sample, format, input.presentationEnd());
+            if (keep > skip)
+                audio.write(sample.data.data() + skip, keep - skip);
         });
         graph.Run();
         ProgressBar bar(request.progress);

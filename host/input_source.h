@@ -43,6 +43,10 @@ public:
     // Whether times count from the presentation's start, so that audio
     // stamped before zero is priming the container cuts (MP4 edit lists).
     virtual bool timesFromPresentationStart() const { return false; }
+    // Where the presentation ends, once a packet said so (the encoder's
+    // padding after the last sample: LAME/Info tags, Matroska's discard
+    // padding); audio stamped from there on is not played.
+    virtual std::optional<REFERENCE_TIME> presentationEnd() const { return std::nullopt; }
 };
 
 // Opens a file: MPEG program streams (DVD-Video VOB, DVD-Audio AOB, HD-DVD

@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "decoders/ac3_header.h"
+#include "decoders/mpeg_header.h"
 #include "filter/TvFilter.h"
 #include "host/disc_lpcm_headers.h"
 #include "host/disc_mlp_headers.h"
@@ -161,12 +162,37 @@ bool isAc3(int substream)
     return substream >= 0x80 && substream <= 0x87;
 }
 
+bool isMpegAudio(const PesPacket& p)
+{
+    return p.streamId >= 0xC0 && p.streamId <= 0xDF;
+}
+
+// MPEG audio streams are described by the first frame header in the packet.
+bool describeMpeg(const PesPacket& p, AudioStreamParameters& parameters, std::string& description)
+{
+    MpegHeader header;
+    for (size_t at = 0; at + 4 <= p.payload.size(); ++at)
+        if (parseMpegHeader(p.payload.data() + at, p.payload.size() - at, header)) {
+            parameters.codec = header.layer == 3 ? "mp3" : header.layer == 2 ? "mp2" : "mp1";
+            parameters.sampleRate = int(header.sampleRate);
+            parameters.channels = header.channels;
+            description = "MPEG audio layer " + std::to_string(header.layer) + ", " +
+                          std::to_string(header.sampleRate) + " Hz, " + std::to_string(header.channels) +
+                          " channels";
+            return true;
+        }
+    return false;
+}
+
 // What the media type needs to know: LPCM from its private header, DVD-Audio
-// MLP from its major sync, AC-3 from the first frame that starts in the packet.
+// MLP from its major sync, MPEG audio and AC-3 from the first frame that
+// starts in the packet.
 bool describe(const PesPacket& p, AudioStreamParameters& parameters, std::string& description)
 {
     if (p.substreamId == 0xA1 && discMlp(p.payload, parameters, description))
         return true;
+    if (isMpegAudio(p))
+        return describeMpeg(p, parameters, description);
     if (p.substreamId >= 0xA0 && p.substreamId <= 0xA7)
         return dvdVideoLpcm(p.payload, parameters, description);
     if (!isAc3(p.substreamId))
@@ -191,14 +217,16 @@ std::vector<uint8_t> runGraph(const char* vob)
     std::vector<PesPacket> packets;
     check(readProgramStreamFile(vob, packets), std::string("read ") + vob);
     int substream = -1;
+    int streamId = -1;
     AudioStreamParameters parameters;
     std::string description;
     for (const PesPacket& p : packets)
         if (describe(p, parameters, description)) {
             substream = p.substreamId;
+            streamId = p.streamId;
             break;
         }
-    check(substream >= 0, "the input holds disc audio: " + description);
+    check(streamId >= 0, "the input holds disc audio: " + description);
     parameters.inProgramStream = true;
     std::string why;
     auto type = hostMediaType(parameters, why);
@@ -250,7 +278,7 @@ std::vector<uint8_t> runGraph(const char* vob)
         clock->SetSyncSource(nullptr);  // as fast as it goes
         check(SUCCEEDED(control->Run()), "graph running");
         for (const PesPacket& p : packets) {
-            if (p.substreamId != substream)
+            if (p.streamId != streamId || p.substreamId != substream)
                 continue;
             PushSource::Packet packet;
             REFERENCE_TIME start = p.ptsReferenceTime;

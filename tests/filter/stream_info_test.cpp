@@ -57,6 +57,46 @@ TEST(StreamInfo, SnapshotGettersAndTheirText)
     EXPECT_EQ(streamText(nullptr), "no info available");
 }
 
+TEST(StreamInfo, MpegSnapshotsAnswerTheirDetails)
+{
+    struct Case {
+        int32_t mpeg, layer;
+        uint8_t mp3pro;
+        const char* line;
+    } cases[] = {{1, 3, 0, "** MPEG: 1 layer 3\r\n"}, {4, 3, 1, "** MPEG: 4 layer 3 MP3Pro\r\n"},
+                 {2, 2, 0, "** MPEG: 2 layer 2\r\n"}};
+    for (const Case& c : cases) {
+        auto* status = new TvStatusMpeg;
+        status->freq = 44100;
+        status->chan = 2;
+        status->stype = ST16Bit;
+        status->samples = 1152;
+        status->iFrameSize = 418;
+        status->bitRate = 128000;
+        status->mpeg = c.mpeg;
+        status->layer = c.layer;
+        status->mp3pro = c.mp3pro;
+        ITavioStreamInfo* info = new TavioStreamInfo(status);
+        ITavioMpegStreamInfo* details = nullptr;
+        ASSERT_EQ(info->QueryInterface(IID_ITavioMpegStreamInfo, reinterpret_cast<void**>(&details)), S_OK);
+        DWORD mpeg = 0, layer = 0, mp3pro = 0;
+        EXPECT_EQ(details->GetMpeg(&mpeg), S_OK);
+        EXPECT_EQ(details->GetLayer(&layer), S_OK);
+        EXPECT_EQ(details->GetMp3Pro(&mp3pro), S_OK);
+        EXPECT_EQ(details->GetMpeg(nullptr), E_POINTER);
+        EXPECT_EQ(int32_t(mpeg), c.mpeg);
+        EXPECT_EQ(int32_t(layer), c.layer);
+        EXPECT_EQ(mp3pro, c.mp3pro);
+        details->Release();
+        ITavioAc3StreamInfo* ac3 = nullptr;
+        EXPECT_EQ(info->QueryInterface(IID_ITavioAc3StreamInfo, reinterpret_cast<void**>(&ac3)), E_NOINTERFACE);
+        EXPECT_EQ(streamText(info), std::string("bitrate: 128\r\nframesize: 418\r\nFrequency:44100\r\n"
+                                                "Bits: 16 mask: 0x3\r\nChannels: 2\r\n") +
+                                        c.line);
+        EXPECT_EQ(info->Release(), 0u);
+    }
+}
+
 class StreamInfoFilterTest : public FilterHarness {
 protected:
     void SetUp() override

@@ -112,7 +112,8 @@ inline std::vector<std::vector<uint8_t>> splitAc3Frames(const std::vector<uint8_
 inline std::vector<int16_t> asSamples(const std::vector<uint8_t>& bytes)
 {
     std::vector<int16_t> samples(bytes.size() / 2);
-    std::memcpy(samples.data(), bytes.data(), samples.size() * 2);
+    if (!samples.empty())
+        std::memcpy(samples.data(), bytes.data(), samples.size() * 2);
     return samples;
 }
 

@@ -1,0 +1,177 @@
+#include "decoders/AdecMPEG.h"
+
+#include "config/util.h"
+#include "decoders/mpeg_header.h"
+#include "platform/media_guids.h"
+
+namespace {
+
+// A header is looked for only while this many bytes lie ahead of it.
+constexpr ptrdiff_t kSearchWindow = 24;
+
+uint32_t maskForChannels(int chan, uint32_t previous)
+{
+    if (chan == 1)
+        return 4;
+    if (chan == 2)
+        return 3;
+    return previous;
+}
+
+}  // namespace
+
+AdecMPEG::AdecMPEG(std::ostream& log) : Adec(log), _mp3(std::make_unique<Mp3Decoder>()) {}
+
+AdecMPEG::~AdecMPEG() = default;
+
+bool AdecMPEG::accepts(const CMediaType& mediaType)
+{
+    const GUID& s = mediaType.subtype;
+    if (IsEqualGUID(s, MEDIASUBTYPE_MPEG1AudioPayload) || IsEqualGUID(s, MEDIASUBTYPE_MPEG1Payload) ||
+        IsEqualGUID(s, MEDIASUBTYPE_MPEG2_AUDIO) || IsEqualGUID(s, MEDIASUBTYPE_MP3))
+        return true;
+    return IsEqualGUID(s, MEDIASUBTYPE_MPEG1Packet) &&
+           IsEqualGUID(mediaType.majortype, MEDIATYPE_DVD_ENCRYPTED_PACK);
+}
+
+TvStatus* AdecMPEG::init(const CMediaType& mediaType)
+{
+    _mediaType = mediaType;
+    _mp3->Reset();
+    _mpeg.reset();
+    _mpeg = MpegFrameDecoder::create();
+    if (!TvAssert(_mpeg))
+        return nullptr;
+    _status = TvStatusMpeg();
+    readWaveFormat(mediaType, _status);
+    return &_status;
+}
+
+bool AdecMPEG::updateStatus(const uint8_t** readPtr, const uint8_t* end)
+{
+    const uint8_t* p = *readPtr;
+    if (end - p < kSearchWindow) {
+        _log << "MPEG: nothing" << std::endl;
+        return false;
+    }
+    MpegHeader header;
+    while (!parseMpegHeader(p, size_t(end - p), header)) {
+        ++p;
+        if (end - p < kSearchWindow) {
+            *readPtr = p;
+            _log << "MPEG: nothing" << std::endl;
+            return false;
+        }
+    }
+    *readPtr = p;
+    if (header.frameSize > end - p) {
+        // Completed by the next input; nothing of it is consumed.
+        _status.samples = 0;
+        _status.iFrameSize = 0;
+        return false;
+    }
+    _status.bitRate = header.bitrate * 1000;
+    _status.stype = ST16Bit;
+    _status.chan = header.channels;
+    _status.channelMask = maskForChannels(_status.chan, _status.channelMask);
+    _status.freq = int32_t(header.sampleRate);
+    _status.iFrameSize = header.frameSize;
+    _status.samples = int32_t(header.samples) / _status.chan;
+    _status.layer = header.layer;
+    _status.mpeg = 4 - header.version;
+    _log << "mpeg: " << _status.mpeg << " layer: " << _status.layer << " srate: " << _status.freq
+         << " brate: " << header.bitrate << " chan: " << _status.chan << " isize: " << _status.iFrameSize;
+    if (_status.iFrameSize > end - p) {
+        _status.samples = 0;
+        _status.iFrameSize = 0;
+        _log << " incomplete";
+    }
+    _log << std::endl;
+    return true;
+}
+
+TvStatus* AdecMPEG::process(const uint8_t** readPtr, const uint8_t* end, IMediaSample* out)
+{
+    TV_PROFILE_SCOPE("AdecMPEG::process");
+    if (!updateStatus(readPtr, end) || _status.samples == 0)
+        return nullptr;
+    if (_status.layer == 3)
+        return decodeLayer3(readPtr, out);
+    return decodeLayer12(readPtr, out);
+}
+
+TvStatus* AdecMPEG::decodeLayer12(const uint8_t** readPtr, IMediaSample* out)
+{
+    _status.mp3pro = 0;
+    BYTE* pcm = nullptr;
+    MpegFrameOutput result;
+    bool error = !_mpeg || FAILED(out->GetPointer(&pcm)) || !pcm ||
+                 _mpeg->decode(*readPtr, size_t(_status.iFrameSize), reinterpret_cast<int16_t*>(pcm),
+                               size_t(out->GetSize()) / 2, result);
+    if (error) {
+        *readPtr += 1;
+        return nullptr;
+    }
+    _status.chan = result.channels;
+    _status.freq = result.sampleRate;
+    _status.samples = result.totalSamples / _status.chan;
+    *readPtr += _status.iFrameSize;
+    _log << "iFrameSize: " << _status.iFrameSize << std::endl;
+    return finish(out, long(_status.chan) * _status.samples * 2);
+}
+
+TvStatus* AdecMPEG::decodeLayer3(const uint8_t** readPtr, IMediaSample* out)
+{
+    size_t size = size_t(_status.iFrameSize);
+    size_t isize = _mp3->Feed(*readPtr, size);
+    TvAssert(isize <= size);
+    _status.iFrameSize = int32_t(isize);
+    *readPtr += isize;
+    if (isize == 0)
+        return nullptr;
+
+    BYTE* pcm = nullptr;
+    if (FAILED(out->GetPointer(&pcm)) || !pcm)
+        return nullptr;
+    size_t capacity = size_t(out->GetSize());
+    size_t total = 0;
+    size_t written = 0;
+    uint32_t result;
+    do {
+        result = _mp3->Decode(pcm + total, capacity - total, &written, 0, 0);
+        total += written;
+    } while (written > 0 && !Mp3Decoder::isError(result));
+    if (Mp3Decoder::isError(result)) {
+        _log << "MP3Pro error: " << Mp3Decoder::errorText(result) << std::endl;
+        return nullptr;
+    }
+    if (total == 0)
+        return nullptr;
+
+    const Mp3Info* i = _mp3->GetInfo();
+    TvAssert(i->GetLayer() == _status.layer);
+    TvAssert(i->GetBitrate() == _status.bitRate);
+    TvAssert(i->GetChannels() == _status.chan);
+    TvAssert(i->GetSFreq() == _status.freq);
+    _status.mp3pro = i->GetMp3Pro() ? 1 : 0;
+    if (_status.mp3pro) {
+        _status.chan = i->GetEffChannels();
+        _status.freq = i->GetOutSFreq();
+    }
+    _log << "MP3PRO: "
+         << " layer: " << i->GetLayer() << " MPEG: " << i->GetMpegVersion() << " Bitrate: " << i->GetBitrate()
+         << " chan: " << i->GetChannels() << " sfreq: " << i->GetSFreq() << " effchan: " << i->GetEffChannels()
+         << " effsfreq: " << i->GetEffSFreq() << " outsfreq: " << i->GetOutSFreq()
+         << " mp3pro: " << int(i->GetMp3Pro()) << std::endl;
+    _status.samples = 1152;
+    return finish(out, long(total));
+}
+
+TvStatus* AdecMPEG::finish(IMediaSample* out, long bytes)
+{
+    out->SetActualDataLength(bytes);
+    _status.stype = ST16Bit;
+    _status.samples = int32_t(bytes / (_status.chan * 2));
+    _status.channelMask = maskForChannels(_status.chan, _status.channelMask);
+    return &_status;
+}

@@ -1,0 +1,77 @@
+#include "decoders/mpeg_header.h"
+
+namespace {
+
+// Bit rates in kbit/s by row and index 1..14 (ISO/IEC 11172-3 2.4.2.3,
+// ISO/IEC 13818-3 2.4.2.3). MPEG-2 and 2.5 share one row for layers I and II
+// on purpose: the decoder has always measured both with it.
+constexpr uint16_t kBitrates[5][15] = {
+    {0, 32, 64, 96, 128, 160, 192, 224, 256, 288, 320, 352, 384, 416, 448},  // MPEG-1 layer I
+    {0, 32, 48, 56, 64, 80, 96, 112, 128, 160, 192, 224, 256, 320, 384},     // MPEG-1 layer II
+    {0, 32, 40, 48, 56, 64, 80, 96, 112, 128, 160, 192, 224, 256, 320},      // MPEG-1 layer III
+    {0, 32, 48, 56, 64, 80, 96, 112, 128, 144, 160, 176, 192, 224, 256},     // MPEG-2/2.5 layers I, II
+    {0, 8, 16, 24, 32, 40, 48, 56, 64, 80, 96, 112, 128, 144, 160},          // MPEG-2/2.5 layer III
+};
+
+constexpr uint32_t kSampleRates[3] = {44100, 48000, 32000};
+
+// Bytes per frame before padding: K x bit rate / sample rate, with K the
+// frame's samples / 8 (layer I counts in 4-byte slots, so 48 = 12 x 4).
+uint32_t unpaddedFrameSize(int version, int layer, int bitrateIndex, uint32_t bitrate, uint32_t rate)
+{
+    uint32_t k = 0;
+    if (layer == 1)
+        k = 48;
+    else if (layer == 2 || version == 3)
+        k = 144;
+    else
+        k = 72;
+    // The MPEG-2.5 layer III size table ends at index 8 (64 kbit/s).
+    if (version == 0 && layer == 3 && bitrateIndex > 8)
+        return 0;
+    return k * bitrate * 1000 / rate;
+}
+
+}  // namespace
+
+bool parseMpegHeader(const uint8_t* p, size_t available, MpegHeader& header)
+{
+    if (available < 4 || p[0] != 0xFF || (p[1] & 0xE0) != 0xE0)
+        return false;
+    int version = (p[1] >> 3) & 3;
+    if (version == 1)
+        return false;
+    int layer = 4 - ((p[1] >> 1) & 3);
+    if (layer > 3)
+        return false;
+    int rateIndex = (p[2] >> 2) & 3;
+    if (rateIndex == 3)
+        return false;
+    uint32_t rate = kSampleRates[rateIndex];
+    if (version == 2)
+        rate /= 2;
+    else if (version == 0)
+        rate /= 4;
+    int padding = (p[2] >> 1) & 1;
+    int bitrateIndex = p[2] >> 4;
+    int row = version == 3 ? layer - 1 : (layer == 3 ? 4 : 3);
+    uint32_t bitrate = bitrateIndex >= 1 && bitrateIndex <= 14 ? kBitrates[row][bitrateIndex] : 0;
+    uint32_t size = unpaddedFrameSize(version, layer, bitrateIndex, bitrate, rate);
+    if (size == 0)
+        return false;  // free format or no table entry
+    size += padding;
+
+    header.version = uint8_t(version);
+    header.layer = uint8_t(layer);
+    header.channels = (p[3] & 0xC0) == 0xC0 ? 1 : 2;
+    header.sampleRate = rate;
+    header.bitrate = uint16_t(bitrate);
+    header.frameSize = uint16_t(size);
+    if (layer == 1)
+        header.samples = 384;
+    else if (layer == 2)
+        header.samples = 1152;
+    else
+        header.samples = 576 * header.channels * (version == 3 ? 2 : 1);
+    return true;
+}

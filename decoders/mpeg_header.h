@@ -1,0 +1,23 @@
+// MPEG-1/2/2.5 audio frame headers (ISO/IEC 11172-3 2.4.2.3, ISO/IEC
+// 13818-3): the fields the MPEG audio decoder frames and reports with. Pure:
+// four bytes in, a header record or "no frame here" out.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+struct MpegHeader {
+    uint8_t version = 0;      // header version bits: 0 MPEG-2.5, 2 MPEG-2, 3 MPEG-1
+    uint8_t layer = 0;        // 1..3
+    uint16_t channels = 0;    // 1 for single channel mode, else 2
+    uint32_t sampleRate = 0;  // Hz
+    uint16_t bitrate = 0;     // kbit/s
+    uint16_t frameSize = 0;   // bytes, padding included
+    uint32_t samples = 0;     // samples per frame over all channels
+};
+
+// Parses the four header bytes at `p` (`available` bytes readable). False
+// when no frame starts here: no sync, reserved version, layer or sample rate,
+// free format, a bit-rate index outside the table, or an MPEG-2.5 layer III
+// bit rate above 64 kbit/s, for which the size table has no entry.
+bool parseMpegHeader(const uint8_t* p, size_t available, MpegHeader& header);

@@ -1,0 +1,51 @@
+// MPEG audio framing and decoding: AdecMPEG with its layer I/II frame decoder
+// and layer III decoder object. The first byte picks the output sample size
+// (small ones cut frames short), the second the size of the pieces the rest
+// arrives in, as the filter's buffer would hand it over.
+#include <cstddef>
+#include <cstdint>
+#include <sstream>
+#include <vector>
+
+#include "decoders/AdecMPEG.h"
+#include "tests/support/memory_sample.h"
+
+namespace {
+
+CMediaType mpegType()
+{
+    CMediaType type(&MEDIATYPE_Audio);
+    type.SetSubtype(&MEDIASUBTYPE_MP3);
+    type.SetFormatType(&FORMAT_WaveFormatEx);
+    WAVEFORMATEX wave{0x55, 2, 44100, 0, 0, 0, 0};
+    type.SetFormat(reinterpret_cast<const BYTE*>(&wave), sizeof wave);
+    return type;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
+{
+    if (size < 2)
+        return 0;
+    static const size_t sampleSizes[4] = {16384, 4608, 1000, 9216};
+    std::ostringstream log;
+    AdecMPEG decoder(log);
+    if (!decoder.init(mpegType()))
+        return 0;
+    size_t piece = 1 + data[1] * 16;
+    std::vector<uint8_t> buffer;
+    for (size_t offset = 2; offset < size; offset += piece) {
+        buffer.insert(buffer.end(), data + offset, data + (offset + piece < size ? offset + piece : size));
+        for (;;) {
+            MemorySample out(sampleSizes[data[0] & 3]);
+            const uint8_t* p = buffer.data();
+            decoder.process(&p, buffer.data() + buffer.size(), &out);
+            size_t consumed = size_t(p - buffer.data());
+            if (consumed == 0)
+                break;
+            buffer.erase(buffer.begin(), buffer.begin() + long(consumed));
+        }
+    }
+    return 0;
+}
