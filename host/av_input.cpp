@@ -194,7 +194,20 @@ private:
         int stream = -1;
         std::vector<uint8_t> data;
         int64_t pts = AV_NOPTS_VALUE;
+        uint32_t paddingFrames = 0;
     };
+
+    // The end padding a demuxer reports in the packet's skip-samples side
+    // data (32-bit frames to skip at the start, then 32-bit frames to drop
+    // at the end, both little-endian).
+    static uint32_t paddingOf(const AVPacket* packet)
+    {
+        size_t size = 0;
+        const uint8_t* skip = av_packet_get_side_data(packet, AV_PKT_DATA_SKIP_SAMPLES, &size);
+        if (!skip || size < 8)
+            return 0;
+        return uint32_t(skip[4]) | uint32_t(skip[5]) << 8 | uint32_t(skip[6]) << 16 | uint32_t(skip[7]) << 24;
+    }
 
     bool readPacket(Packet& out)
     {
@@ -211,6 +224,7 @@ private:
             out.stream = packet->stream_index;
             out.data.assign(packet->data, packet->data + packet->size);
             out.pts = packet->pts;
+            out.paddingFrames = paddingOf(packet);
         }
         av_packet_free(&packet);
         return got;
@@ -237,6 +251,7 @@ private:
             p.stream = packet->stream_index;
             p.data.assign(packet->data, packet->data + packet->size);
             p.pts = packet->pts;
+            p.paddingFrames = paddingOf(packet);
             av_packet_free(&packet);
             readAhead_.push_back(p);
             if (p.stream == stream && adtsHeaderSize(p.data.data(), p.data.size())) {
@@ -250,6 +265,7 @@ private:
     {
         size_t header = stripAdts_ ? adtsHeaderSize(p.data.data(), p.data.size()) : 0;
         packet.data.assign(p.data.begin() + long(header), p.data.end());
+        packet.paddingFrames = p.paddingFrames;
         AVStream* stream = context_->streams[selected_];
         packet.hasTime = p.pts != AV_NOPTS_VALUE;
         if (packet.hasTime) {

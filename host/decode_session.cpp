@@ -64,6 +64,15 @@ size_t bytesBeforeZero(const ReceivedSample& sample, const WAVEFORMATEX& wave)
     return size_t(std::min<uint64_t>(frames * wave.nBlockAlign, sample.data.size()));
 }
 
+// The bytes of `frames` frames of delivered PCM; none for S/PDIF bursts,
+// which are never cut.
+size_t paddingBytes(uint32_t frames, const WAVEFORMATEX& wave)
+{
+    if (wave.wFormatTag == WAVE_FORMAT_DOLBY_AC3_SPDIF)
+        return 0;
+    return size_t(frames) * wave.nBlockAlign;
+}
+
 // The sink side of --bits: a sound card that takes only one format.
 std::function<bool(const CMediaType&)> acceptOnly(const std::string& bits)
 {
@@ -246,6 +255,10 @@ DecodeOutcome decodeStream(TavioModule& module, InputSource& input, size_t strea
     }
     if (outcome.exitCode == 0) {
         WAVEFORMATEX current = waveOf(connected);
+        // The audio of a packet with end padding is held until the packet
+        // is through the filter, then written without its padding.
+        bool holding = false;
+        std::vector<uint8_t> held;
         sinkFilter->SetSampleHandler([&](const ReceivedSample& sample) {
             if (sample.mediaType) {
                 current = waveOf(*sample.mediaType);
@@ -254,7 +267,10 @@ DecodeOutcome decodeStream(TavioModule& module, InputSource& input, size_t strea
                 formatChanged = true;
             }
             size_t skip = input.timesFromPresentationStart() ? bytesBeforeZero(sample, current) : 0;
-            output.write(sample.data.data() + skip, sample.data.size() - skip);
+            if (holding)
+                held.insert(held.end(), sample.data.begin() + long(skip), sample.data.end());
+            else
+                output.write(sample.data.data() + skip, sample.data.size() - skip);
         });
         graph.Run();
         ProgressBar bar(request.progress);
@@ -265,10 +281,17 @@ DecodeOutcome decodeStream(TavioModule& module, InputSource& input, size_t strea
             p.data = packet.data.data();
             p.size = packet.data.size();
             p.start = packet.hasTime ? &packet.start : nullptr;
+            holding = packet.paddingFrames > 0;
             if (p.size > size_t(kSourceBufferSize))
                 sourceFilter->DeliverSplit(p);
             else
                 sourceFilter->Deliver(p);
+            if (holding) {
+                holding = false;
+                size_t padding = paddingBytes(packet.paddingFrames, current);
+                output.write(held.data(), held.size() - std::min(padding, held.size()));
+                held.clear();
+            }
             bar.update(input.progress());
         }
         // Before the end of stream, which resets the decoder.

@@ -25,6 +25,10 @@ struct HostPacket {
     std::vector<uint8_t> data;
     bool hasTime = false;
     REFERENCE_TIME start = 0;  // 100 ns
+    // Frames at the end of this packet's decoded audio that the container
+    // marks as padding (Matroska's DiscardPadding, the granule position of
+    // Ogg's last page): players drop them, and so does the host.
+    uint32_t paddingFrames = 0;
 };
 
 class InputSource {
