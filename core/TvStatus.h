@@ -95,5 +95,8 @@ struct TvStatusAc3 : TvStatusOf<TvStatusAc3, KindAc3> {
     int32_t adconvtyp = 0;
 };
 
+// Vorbis streams: the base record is all they need.
+struct TvStatusVorbis : TvStatusOf<TvStatusVorbis, KindVorbis> {};
+
 // The remixer's own record: the input stream's status with the remix applied.
 struct TvStatusRemix : TvStatusOf<TvStatusRemix, KindRemix> {};

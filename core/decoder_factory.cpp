@@ -5,6 +5,7 @@
 #include "decoders/AdecDolby.h"
 #include "decoders/AdecLpcmBd.h"
 #include "decoders/AdecLpcmDvd.h"
+#include "decoders/AdecVorbis.h"
 #include "decoders/adeclpcm.h"
 #include "platform/media_guids.h"
 
@@ -24,6 +25,7 @@ std::unique_ptr<Adec> create(std::ostream& log, const std::string& moduleFolder)
 // Adding a decoder class is one line here.
 const DecoderCreationStep creationSteps[] = {
     {"AdecDolby", create<AdecDolby>, false},
+    {"AdecVorbis", create<AdecVorbis>, false},
     {"AdecLpcmDvd", create<AdecLpcmDvd>, false},
     {"AdecLpcmBd", create<AdecLpcmBd>, false},
     {"AdecLPCM", create<AdecLPCM>, false},
