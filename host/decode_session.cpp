@@ -288,8 +288,10 @@ DecodeOutcome decodeStream(TavioModule& module, InputSource& input, size_t strea
                 sourceFilter->Deliver(p);
             if (holding) {
                 holding = false;
+                // Padding longer than the packet's audio is ignored, as
+                // libavcodec ignores it, so that lengths stay equal to its.
                 size_t padding = paddingBytes(packet.paddingFrames, current);
-                output.write(held.data(), held.size() - std::min(padding, held.size()));
+                output.write(held.data(), held.size() - (padding <= held.size() ? padding : 0));
                 held.clear();
             }
             bar.update(input.progress());

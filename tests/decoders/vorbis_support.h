@@ -65,6 +65,15 @@ inline VorbisRun runVorbis(AdecVorbis& decoder, const std::vector<HostPacket>& p
     return run;
 }
 
+// The frames a reference decoder drops from the end: the last packet's
+// padding, when it is no longer than the audio that packet produced
+// (libavcodec ignores longer padding).
+inline size_t paddingDropped(const VorbisStream& stream, const VorbisRun& run)
+{
+    uint32_t padding = stream.packets.empty() ? 0 : stream.packets.back().paddingFrames;
+    return !run.frames.empty() && padding <= uint32_t(run.frames.back().samples) ? padding : 0;
+}
+
 inline std::vector<float> asFloats(const std::vector<uint8_t>& bytes)
 {
     std::vector<float> out(bytes.size() / 4);

@@ -41,8 +41,10 @@ TEST_F(VorbisFilter, PacketsDecodeLikeFfmpegWithContainerTimes)
     // The sink takes the first type offered, 32-bit integer PCM.
     std::vector<float> ours = int32AsFloats(output());
     std::vector<float> reference = int32AsFloats(commandOutput("ffmpeg -v error -i " + path + " -f s32le -"));
-    size_t padding = size_t(stream->packets.back().paddingFrames) * 2;
-    EXPECT_EQ(ours.size(), reference.size() + padding);
+    uint32_t padding = stream->packets.back().paddingFrames;
+    size_t lastFrames = sink->Samples().back().data.size() / 8;
+    size_t dropped = padding <= lastFrames ? size_t(padding) * 2 : 0;
+    EXPECT_EQ(ours.size(), reference.size() + dropped);
     double snr = snrFloat(reference, ours);
     std::printf("Vorbis through the filter: SNR %.1f dB against ffmpeg\n", snr);
     EXPECT_GE(snr, 90);

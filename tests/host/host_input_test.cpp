@@ -100,10 +100,15 @@ std::vector<uint8_t> vorbisHeader(uint8_t type, size_t size)
 TEST(HostMediaTypes, VorbisHeadersAreUnlacedIntoTheVorbisFormat2Block)
 {
     auto id = vorbisHeader(1, 30), comment = vorbisHeader(3, 300), setup = vorbisHeader(5, 1000);
+    // Channels and rate are the identification header's, whatever the
+    // container says.
+    id[11] = 2;
+    uint32_t rate = 48000;
+    std::memcpy(id.data() + 12, &rate, 4);
     AudioStreamParameters vorbis;
     vorbis.codec = "vorbis";
-    vorbis.sampleRate = 48000;
-    vorbis.channels = 2;
+    vorbis.sampleRate = 44100;
+    vorbis.channels = 0;
     vorbis.extradata = {2, 30, 255, 45};  // 300 = 255 + 45
     for (const auto* h : {&id, &comment, &setup})
         vorbis.extradata.insert(vorbis.extradata.end(), h->begin(), h->end());
