@@ -20,6 +20,8 @@ FORMATS = {
     "dvd-lpcm": ("-c:a pcm_dvd -sample_fmt s16 -f vob", "in.vob", "s16le"),
     "bluray-lpcm": ("-c:a pcm_bluray -sample_fmt s32 -f mpegts -mpegts_m2ts_mode 1", "in.m2ts", "s32le"),
     "ac3": ("-c:a ac3 -b:a 448k", "in.ac3", "s16le"),
+    # The encoder takes the side surrounds as Vorbis's back pair.
+    "vorbis": ("-c:a libvorbis -q:a 6", "in.ogg", "f32le"),
 }
 
 

@@ -10,44 +10,15 @@
 #include <vector>
 
 #include "decoders/AdecVorbis.h"
+#include "host/ogg_packets.h"
 #include "tests/support/memory_sample.h"
-
-namespace {
-
-// The packets of the Ogg pages in [data, data + size), joined across pages
-// by their lacing values (RFC 3533, section 6); a truncated page ends it.
-std::vector<std::vector<uint8_t>> oggPackets(const uint8_t* data, size_t size)
-{
-    constexpr size_t kPageHeader = 27;
-    std::vector<std::vector<uint8_t>> packets;
-    std::vector<uint8_t> pending;
-    size_t at = 0;
-    while (at + kPageHeader <= size && std::memcmp(data + at, "OggS", 4) == 0) {
-        size_t segments = data[at + 26];
-        const uint8_t* lacing = data + at + kPageHeader;
-        if (at + kPageHeader + segments > size)
-            break;
-        const uint8_t* body = lacing + segments;
-        const uint8_t* end = data + size;
-        for (size_t s = 0; s < segments; ++s) {
-            size_t take = lacing[s] <= size_t(end - body) ? lacing[s] : size_t(end - body);
-            pending.insert(pending.end(), body, body + take);
-            body += take;
-            if (lacing[s] < 255) {
-                packets.push_back(std::move(pending));
-                pending.clear();
-            }
-        }
-        at = size_t(body - data);
-    }
-    return packets;
-}
-
-}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    auto packets = oggPackets(data, size);
+    std::vector<OggPacket> found = readOggPackets(data, size);
+    std::vector<std::vector<uint8_t>> packets;
+    for (OggPacket& packet : found)
+        packets.push_back(std::move(packet.data));
     if (packets.size() < 3)
         return 0;
     VORBISFORMAT2 format{};
