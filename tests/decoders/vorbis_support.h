@@ -41,7 +41,8 @@ struct VorbisRun {
 
 // Decodes every packet into samples of `sampleSize` bytes (the filter's
 // output buffers hold 65536 bytes and 4 spare).
-inline VorbisRun runVorbis(AdecVorbis& decoder, const std::vector<HostPacket>& packets,
+inline VorbisRun runVorbis(AdecVorbis& decoder,
+                           const std::vector<HostPacket>& packets,
                            size_t sampleSize = 65540)
 {
     VorbisRun run;
@@ -84,8 +85,10 @@ inline std::vector<float> asFloats(const std::vector<uint8_t>& bytes)
 // Signal-to-noise ratio in dB of `test` against `reference`, over channel
 // `channel` of `channels` interleaved (or all samples when channel < 0),
 // on the samples both have; infinite when they are equal.
-inline double snrFloat(const std::vector<float>& reference, const std::vector<float>& test,
-                       int channels = 1, int channel = -1)
+inline double snrFloat(const std::vector<float>& reference,
+                       const std::vector<float>& test,
+                       int channels = 1,
+                       int channel = -1)
 {
     double signal = 0, noise = 0;
     size_t n = std::min(reference.size(), test.size());

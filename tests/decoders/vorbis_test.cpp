@@ -28,7 +28,9 @@ std::vector<float> ffmpegDecode(const std::string& path)
 }
 
 // An Ogg Vorbis stream of `channels` tones (330 Hz, 440 Hz, ... per channel).
-std::string makeOggVorbis(const TempFolder& folder, int channels, const std::string& layout = "",
+std::string makeOggVorbis(const TempFolder& folder,
+                          int channels,
+                          const std::string& layout = "",
                           const std::string& options = "")
 {
     std::string path = folder.file(std::to_string(channels) + "ch.ogg");
@@ -78,7 +80,8 @@ TEST_P(AdecVorbisLayouts, EachToneInItsSlotAsFfmpegDecodesIt)
     std::vector<float> reference = ffmpegDecode(path);
     // No leading samples of our own: the first packet gives nothing, as in
     // ffmpeg; the end padding of the last page is the host's to cut.
-    EXPECT_EQ(run.output.size(), reference.size() + paddingDropped(*stream, run) * size_t(c.channels));
+    EXPECT_EQ(run.output.size(),
+              reference.size() + paddingDropped(*stream, run) * size_t(c.channels));
     EXPECT_EQ(run.silentPackets, 1u);
     ASSERT_FALSE(run.frames.empty());
     for (int slot = 0; slot < c.channels; ++slot) {
@@ -86,7 +89,8 @@ TEST_P(AdecVorbisLayouts, EachToneInItsSlotAsFfmpegDecodesIt)
         std::vector<float> ours, theirs;
         for (size_t i = size_t(slot); i < run.output.size(); i += size_t(c.channels))
             ours.push_back(run.output[i]);
-        for (size_t i = size_t(c.referenceChannel[size_t(slot)]); i < reference.size(); i += size_t(c.channels))
+        for (size_t i = size_t(c.referenceChannel[size_t(slot)]); i < reference.size();
+             i += size_t(c.channels))
             theirs.push_back(reference[i]);
         double snr = snrFloat(theirs, ours);
         std::printf("%d channels, slot %d: SNR %.1f dB against ffmpeg\n", c.channels, slot, snr);
@@ -94,15 +98,19 @@ TEST_P(AdecVorbisLayouts, EachToneInItsSlotAsFfmpegDecodesIt)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    OneToEightChannels, AdecVorbisLayouts,
-    ::testing::Values(LayoutCase{1, "mono", 0x4, {0}}, LayoutCase{2, "stereo", 0x3, {0, 1}},
-                      LayoutCase{3, "3.0", 0x7, {0, 1, 2}}, LayoutCase{4, "quad", 0x33, {0, 1, 2, 3}},
-                      LayoutCase{5, "5.0", 0x37, {0, 1, 2, 3, 4}},
-                      LayoutCase{6, "5.1", 0x3F, {0, 1, 2, 3, 4, 5}},
-                      LayoutCase{7, "6.1", 0x7F, {0, 1, 2, 4, 5, 6, 3}},
-                      LayoutCase{8, "7.1", 0xFF, {0, 1, 2, 4, 6, 7, 5, 3}}),
-    [](const auto& info) { return std::to_string(info.param.channels) + "ch"; });
+INSTANTIATE_TEST_SUITE_P(OneToEightChannels,
+                         AdecVorbisLayouts,
+                         ::testing::Values(LayoutCase{1, "mono", 0x4, {0}},
+                                           LayoutCase{2, "stereo", 0x3, {0, 1}},
+                                           LayoutCase{3, "3.0", 0x7, {0, 1, 2}},
+                                           LayoutCase{4, "quad", 0x33, {0, 1, 2, 3}},
+                                           LayoutCase{5, "5.0", 0x37, {0, 1, 2, 3, 4}},
+                                           LayoutCase{6, "5.1", 0x3F, {0, 1, 2, 3, 4, 5}},
+                                           LayoutCase{7, "6.1", 0x7F, {0, 1, 2, 4, 5, 6, 3}},
+                                           LayoutCase{8, "7.1", 0xFF, {0, 1, 2, 4, 6, 7, 5, 3}}),
+                         [](const auto& info) {
+                             return std::to_string(info.param.channels) + "ch";
+                         });
 
 class AdecVorbisRealStream : public ::testing::TestWithParam<const char*> {};
 
@@ -124,19 +132,23 @@ TEST_P(AdecVorbisRealStream, MatchesFfmpeg)
     int channels = status->chan;
     VorbisRun run = runVorbis(decoder, stream->packets);
     std::vector<float> reference = ffmpegDecode(path);
-    EXPECT_EQ(run.output.size(), reference.size() + paddingDropped(*stream, run) * size_t(channels));
+    EXPECT_EQ(run.output.size(),
+              reference.size() + paddingDropped(*stream, run) * size_t(channels));
     double snr = snrFloat(reference, run.output);
     std::printf("%s: SNR %.1f dB against ffmpeg\n", GetParam(), snr);
     EXPECT_GE(snr, kMinimumSnrDb);
 }
 
-INSTANTIATE_TEST_SUITE_P(Vectors, AdecVorbisRealStream,
-                         ::testing::Values("androidx_media/ogg_bear_vorbis.ogg",
-                                           "androidx/mkv_bbb_1ch_12kHz_q10_vorbis.webm",
-                                           "optivorbis/44100hz_500ms_stereo_uncoupled_400hz_sine_wave.ogg"));
+INSTANTIATE_TEST_SUITE_P(
+    Vectors,
+    AdecVorbisRealStream,
+    ::testing::Values("androidx_media/ogg_bear_vorbis.ogg",
+                      "androidx/mkv_bbb_1ch_12kHz_q10_vorbis.webm",
+                      "optivorbis/44100hz_500ms_stereo_uncoupled_400hz_sine_wave.ogg"));
 
 // The media type of `stream` with its format block or format type changed.
-CMediaType withFormat(const CMediaType& type, const std::vector<uint8_t>& block,
+CMediaType withFormat(const CMediaType& type,
+                      const std::vector<uint8_t>& block,
                       const GUID& formatType = FORMAT_VorbisFormat2)
 {
     CMediaType changed = type;
@@ -183,17 +195,21 @@ TEST(AdecVorbis, RefusesWhatItCannotDecodeAtInit)
     ASSERT_TRUE(stereo);
     // ffmpeg's encoder takes 9 channels without a layout name.
     std::string nine = folder.file("9ch.ogg");
-    ASSERT_EQ(std::system(("ffmpeg -v error " + sineSource(9, 48000, 0.2) + " -c:a libvorbis -y " + nine).c_str()), 0);
+    ASSERT_EQ(
+        std::system(("ffmpeg -v error " + sineSource(9, 48000, 0.2) + " -c:a libvorbis -y " + nine)
+                        .c_str()),
+        0);
     auto nineChannels = readVorbisStream(nine);
     ASSERT_TRUE(nineChannels);
 
     const std::vector<uint8_t> block = formatBlock(stereo->type);
     const std::string lengthCheck =
-        "'mt.FormatLength() == sizeof(VORBISFORMAT2) +pv->HeaderSize[0]+pv->HeaderSize[1]+pv->HeaderSize[2]'";
+        "'mt.FormatLength() == sizeof(VORBISFORMAT2) "
+        "+pv->HeaderSize[0]+pv->HeaderSize[1]+pv->HeaderSize[2]'";
     const std::string headerCheck = "'readHeader(p1, pv->HeaderSize[i] )'";
     const std::string allHeaders = "Ogg::readHeader 1\nOgg::readHeader 3\nOgg::readHeader 5\n";
-    std::vector<uint8_t> longer = block, shorter(block.begin(), block.begin() + 20), unsigned_ = block,
-                         sixChannels = block;
+    std::vector<uint8_t> longer = block, shorter(block.begin(), block.begin() + 20),
+                         unsigned_ = block, sixChannels = block;
     longer.push_back(0);
     unsigned_[24 + read32(block, 12) + 1] = 'V';  // the comment header's "vorbis"
     write32(sixChannels, 0, 6);
@@ -213,8 +229,8 @@ TEST(AdecVorbis, RefusesWhatItCannotDecodeAtInit)
          withFormat(stereo->type, swappedCommentAndSetup(block)), headerCheck,
          "Ogg::readHeader 1\nOgg::readHeader 5\n"},
         {"nine channels", nineChannels->type, "", allHeaders},
-        {"a block that claims six channels of a stereo stream", withFormat(stereo->type, sixChannels),
-         "'chan == _pvi->channels'", allHeaders},
+        {"a block that claims six channels of a stereo stream",
+         withFormat(stereo->type, sixChannels), "'chan == _pvi->channels'", allHeaders},
     };
     for (const Case& c : cases) {
         TempRoot root;
@@ -228,7 +244,8 @@ TEST(AdecVorbis, RefusesWhatItCannotDecodeAtInit)
         if (c.assertion.empty())
             EXPECT_EQ(asserted, "") << c.what;
         else
-            EXPECT_NE(asserted.find("error: TvAssert: AdecVorbis.cpp "), std::string::npos) << c.what;
+            EXPECT_NE(asserted.find("error: TvAssert: AdecVorbis.cpp "), std::string::npos)
+                << c.what;
         EXPECT_NE(asserted.find(c.assertion), std::string::npos) << c.what << ": " << asserted;
         EXPECT_EQ(log.str(), c.decoderLog) << c.what;
         // A refused stream decodes nothing, whatever it is sent.
@@ -252,7 +269,8 @@ TEST(AdecVorbis, InitLogsTheHeadersAndTheComments)
     std::vector<uint8_t> comment = {3, 'v', 'o', 'r', 'b', 'i', 's'};
     auto append = [&comment](const std::string& text) {
         uint32_t size = uint32_t(text.size());
-        comment.insert(comment.end(), reinterpret_cast<uint8_t*>(&size), reinterpret_cast<uint8_t*>(&size) + 4);
+        comment.insert(comment.end(), reinterpret_cast<uint8_t*>(&size),
+                       reinterpret_cast<uint8_t*>(&size) + 4);
         comment.insert(comment.end(), text.begin(), text.end());
     };
     append("Tavio tone maker");
@@ -322,7 +340,8 @@ TEST(AdecVorbis, PacketFaults)
             EXPECT_TRUE(last.frames.empty());
         } else {
             ASSERT_EQ(last.frames.size(), 1u);
-            EXPECT_EQ(last.output, std::vector<float>(whole.output.end() - long(bytes / 4), whole.output.end()));
+            EXPECT_EQ(last.output,
+                      std::vector<float>(whole.output.end() - long(bytes / 4), whole.output.end()));
         }
     }
 }

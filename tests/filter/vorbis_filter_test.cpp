@@ -30,17 +30,21 @@ TEST_F(VorbisFilter, PacketsDecodeLikeFfmpegWithContainerTimes)
         GTEST_SKIP() << "ffmpeg not installed";
     TempFolder folder;
     std::string path = folder.file("in.ogg");
-    std::string make = "ffmpeg -v error " + sineSource(2, 48000, 0.5) + " -c:a libvorbis -y " + path;
+    std::string make =
+        "ffmpeg -v error " + sineSource(2, 48000, 0.5) + " -c:a libvorbis -y " + path;
     ASSERT_EQ(std::system(make.c_str()), 0) << make;
     auto stream = readVorbisStream(path);
     ASSERT_TRUE(stream);
     build(stream->type);
     for (const HostPacket& packet : stream->packets)
-        ASSERT_EQ(push(packet.data.data(), packet.data.size(), packet.hasTime ? &packet.start : nullptr), S_OK);
+        ASSERT_EQ(
+            push(packet.data.data(), packet.data.size(), packet.hasTime ? &packet.start : nullptr),
+            S_OK);
 
     // The sink takes the first type offered, 32-bit integer PCM.
     std::vector<float> ours = int32AsFloats(output());
-    std::vector<float> reference = int32AsFloats(commandOutput("ffmpeg -v error -i " + path + " -f s32le -"));
+    std::vector<float> reference =
+        int32AsFloats(commandOutput("ffmpeg -v error -i " + path + " -f s32le -"));
     uint32_t padding = stream->packets.back().paddingFrames;
     size_t lastFrames = sink->Samples().back().data.size() / 8;
     size_t dropped = padding <= lastFrames ? size_t(padding) * 2 : 0;
@@ -57,7 +61,8 @@ TEST_F(VorbisFilter, PacketsDecodeLikeFfmpegWithContainerTimes)
         EXPECT_EQ(samples[i].start, stream->packets[i + 1].start) << "sample " << i;
     }
     std::string text = filterLogText();
-    EXPECT_NE(text.find("skipped bytes: " + std::to_string(stream->packets[0].data.size())), std::string::npos);
+    EXPECT_NE(text.find("skipped bytes: " + std::to_string(stream->packets[0].data.size())),
+              std::string::npos);
     EXPECT_EQ(text.find("error"), std::string::npos) << text;
 }
 
