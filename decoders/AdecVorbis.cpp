@@ -113,12 +113,10 @@ TvStatus* AdecVorbis::init(const CMediaType& mt)
 
     // A block too short for its own fixed part fails the length check
     // without being read.
-    if (mt.FormatLength() < sizeof(VORBISFORMAT2) || !mt.Format()) {
-        tvAssertionFailed(__FILE__, __LINE__,
-                          "mt.FormatLength() == sizeof(VORBISFORMAT2) "
-                          "+pv->HeaderSize[0]+pv->HeaderSize[1]+pv->HeaderSize[2]");
+    if (!TvAssertWorded(mt.FormatLength() >= sizeof(VORBISFORMAT2) && mt.Format(),
+                        "mt.FormatLength() == sizeof(VORBISFORMAT2) "
+                        "+pv->HeaderSize[0]+pv->HeaderSize[1]+pv->HeaderSize[2]"))
         return nullptr;
-    }
     VORBISFORMAT2 format;
     std::memcpy(&format, mt.Format(), sizeof format);
     const VORBISFORMAT2* pv = &format;
