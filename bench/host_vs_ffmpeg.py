@@ -25,6 +25,8 @@ FORMATS = {
     # MPEG audio carries at most two channels: the 5.1 tones are mixed down.
     "mp3": ("-ac 2 -c:a libmp3lame -b:a 320k", "in.mp3", "s16le"),
     "mp2": ("-ac 2 -c:a mp2 -b:a 384k", "in.mp2", "s16le"),
+    # The encoder takes the side surrounds as Vorbis's back pair.
+    "vorbis": ("-c:a libvorbis -q:a 6", "in.ogg", "f32le"),
 }
 
 

@@ -104,6 +104,8 @@ struct TvStatusAc3 : TvStatusOf<TvStatusAc3, KindAc3> {
 
 // MLP streams (DVD-Audio MLP and TrueHD): nothing beyond the base record.
 struct TvStatusMlp : TvStatusOf<TvStatusMlp, KindMlp> {};
+// Vorbis streams: the base record is all they need.
+struct TvStatusVorbis : TvStatusOf<TvStatusVorbis, KindVorbis> {};
 
 // The remixer's own record: the input stream's status with the remix applied.
 struct TvStatusRemix : TvStatusOf<TvStatusRemix, KindRemix> {};

@@ -7,6 +7,7 @@
 #include "decoders/AdecMLP.h"
 #include "decoders/AdecLpcmDvd.h"
 #include "decoders/AdecMPEG.h"
+#include "decoders/AdecVorbis.h"
 #include "decoders/adeclpcm.h"
 #include "platform/media_guids.h"
 
@@ -27,6 +28,7 @@ std::unique_ptr<Adec> create(std::ostream& log, const std::string& moduleFolder)
 const DecoderCreationStep creationSteps[] = {
     {"AdecDolby", create<AdecDolby>, false},
     {"AdecMLP", create<AdecMLP>, false},
+    {"AdecVorbis", create<AdecVorbis>, false},
     {"AdecLpcmDvd", create<AdecLpcmDvd>, false},
     {"AdecLpcmBd", create<AdecLpcmBd>, false},
     {"AdecLPCM", create<AdecLPCM>, false},

@@ -301,7 +301,10 @@ private:
                 origin_ = p.pts;
             packet.start = av_rescale_q(p.pts - origin_, stream->time_base, AVRational{1, 10000000});
             int rate = stream->codecpar->sample_rate;
-            if (p.discardAtEnd && rate > 0 && p.duration > 0)
+            // Padding longer than the packet's own audio is ignored, as
+            // libavcodec ignores it, so lengths stay equal to its decode.
+            if (p.discardAtEnd && rate > 0 && p.duration > 0 &&
+                av_rescale_q(p.duration, stream->time_base, AVRational{1, rate}) >= p.discardAtEnd)
                 end_ = av_rescale_q(p.pts + p.duration - origin_, stream->time_base, AVRational{1, 10000000}) -
                        av_rescale(p.discardAtEnd, 10000000, rate);
         }

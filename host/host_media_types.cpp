@@ -17,18 +17,27 @@ void put32(std::vector<uint8_t>& out, uint32_t v)
         out.push_back(uint8_t(v >> (8 * i)));
 }
 
+uint32_t get32(const uint8_t* p)
+{
+    return uint32_t(p[0]) | uint32_t(p[1]) << 8 | uint32_t(p[2]) << 16 | uint32_t(p[3]) << 24;
+}
+
 // The VORBISFORMAT2 block: channels, rate, bits, the three header sizes, then
-// the headers back to back.
+// the headers back to back. Channels and rate come from the identification
+// header (Vorbis I specification, 4.2.2), which the decoder goes by, rather
+// than from the container, which may lack them.
 std::optional<CMediaType> vorbisType(const AudioStreamParameters& stream, std::string& why)
 {
     std::vector<std::vector<uint8_t>> headers;
-    if (!splitXiphHeaders(stream.extradata, headers)) {
+    constexpr size_t kIdentificationSize = 30;
+    if (!splitXiphHeaders(stream.extradata, headers) || headers[0].size() < kIdentificationSize) {
         why = "the Vorbis header packets are missing or malformed";
         return std::nullopt;
     }
+    const uint8_t* identification = headers[0].data();
     std::vector<uint8_t> block;
-    put32(block, uint32_t(stream.channels));
-    put32(block, uint32_t(stream.sampleRate));
+    put32(block, identification[11]);
+    put32(block, get32(identification + 12));
     put32(block, 16);
     for (const auto& header : headers)
         put32(block, uint32_t(header.size()));

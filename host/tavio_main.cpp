@@ -50,9 +50,14 @@ void usage(FILE* out)
                  "               spdif-bitstream  AC-3 and DTS passed through as IEC 61937 bursts\n"
                  "  --spdif      short for --output-format spdif-bitstream\n"
                  "  -q           no messages but errors\n"
-                 "Inputs: DVD-Video/HD-DVD VOB/EVO and DVD-Audio AOB program streams (LPCM, MLP, AC-3,\n"
-                 "DTS, MPEG audio); raw AC-3, E-AC-3, DTS, MPEG audio, AAC (ADTS), AMR, MLP, TrueHD;\n"
-                 "Matroska, MP4, MPEG-TS/M2TS, Ogg, AVI and WAV.\n"
+                 "Inputs: DVD-Video/HD-DVD VOB/EVO and DVD-Audio AOB program streams (LPCM, MLP, AC-3,
+"
+                 "DTS, MPEG audio); raw AC-3, E-AC-3, DTS, MPEG audio, AAC (ADTS), AMR, MLP, TrueHD;
+"
+                 "Matroska/WebM, MP4, MPEG-TS/M2TS, Ogg, AVI and WAV.
+"
+                 "Vorbis (up to 8 channels) from Ogg, Matroska/WebM and MP4.
+"
                  "Exit codes: 0 decoded, 1 usage, 2 unreadable or unsupported input, 3 no audio.\n");
 }
 

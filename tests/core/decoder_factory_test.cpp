@@ -99,8 +99,9 @@ TEST(DecoderFactory, PreCheckAndFirstAcceptingDecoder)
         {proposedType(MEDIATYPE_Audio, MEDIASUBTYPE_DVD_LPCM_AUDIO, 17), false, false},
         {proposedType(MEDIATYPE_Video, MEDIASUBTYPE_DVD_LPCM_AUDIO, 18), false, false},
         {proposedType(MEDIATYPE_Audio, MEDIASUBTYPE_DVD_LPCM_AUDIO, 18, FORMAT_None), false, false},
-        // The Vorbis subtype needs no wave format.
-        {proposedType(MEDIATYPE_Audio, MEDIASUBTYPE_Vorbis2, 0, FORMAT_VorbisFormat2), true, false},
+        // The Vorbis subtype needs no wave format, but its own format type.
+        {proposedType(MEDIATYPE_Audio, MEDIASUBTYPE_Vorbis2, 0, FORMAT_VorbisFormat2), true, true},
+        {proposedType(MEDIATYPE_Audio, MEDIASUBTYPE_Vorbis2, 18), true, false},
         {proposedType(MEDIATYPE_Audio, MEDIASUBTYPE_PCM, 18), true, false},
     };
     for (const Case& c : cases) {

@@ -8,6 +8,7 @@
 #include "core/media_subtypes.h"
 #include "host/host_media_types.h"
 #include "host/input_source.h"
+#include "host/ogg_packets.h"
 #include "host/wav_writer.h"
 #include "support/reference_tools.h"
 #include "support/wav_file.h"
@@ -100,10 +101,15 @@ std::vector<uint8_t> vorbisHeader(uint8_t type, size_t size)
 TEST(HostMediaTypes, VorbisHeadersAreUnlacedIntoTheVorbisFormat2Block)
 {
     auto id = vorbisHeader(1, 30), comment = vorbisHeader(3, 300), setup = vorbisHeader(5, 1000);
+    // Channels and rate are the identification header's, whatever the
+    // container says.
+    id[11] = 2;
+    uint32_t rate = 48000;
+    std::memcpy(id.data() + 12, &rate, 4);
     AudioStreamParameters vorbis;
     vorbis.codec = "vorbis";
-    vorbis.sampleRate = 48000;
-    vorbis.channels = 2;
+    vorbis.sampleRate = 44100;
+    vorbis.channels = 0;
     vorbis.extradata = {2, 30, 255, 45};  // 300 = 255 + 45
     for (const auto* h : {&id, &comment, &setup})
         vorbis.extradata.insert(vorbis.extradata.end(), h->begin(), h->end());
@@ -218,6 +224,36 @@ TEST(HostInputs, AdtsFramesLoseTheirHeadersAndGiveTheConfig)
         ASSERT_FALSE(packet.data.size() >= 2 && packet.data[0] == 0xFF && (packet.data[1] & 0xF0) == 0xF0);
     }
     EXPECT_GT(packets, 15);
+}
+
+// Our own Ogg reader and libavformat's agree on the audio packets, and the
+// last packet carries the final granule position. (libavformat keeps only
+// the vendor of the comment header, so the set-up data is compared without it.)
+TEST(HostInputs, OggPagesGiveTheSamePacketsAsLibavformat)
+{
+    if (!haveFfmpeg())
+        GTEST_SKIP() << "ffmpeg not installed";
+    TempFolder folder;
+    auto input = openMade(folder, "x.ogg", sineSource(2, 44100, 1.0) + " -c:a libvorbis");
+    ASSERT_TRUE(input);
+    ASSERT_TRUE(input->select(0));
+    std::vector<std::vector<uint8_t>> demuxed;
+    HostPacket packet;
+    while (input->next(packet))
+        demuxed.push_back(packet.data);
+    std::ifstream file(folder.file("x.ogg"), std::ios::binary);
+    std::vector<uint8_t> bytes{std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
+    std::vector<OggPacket> ours = readOggPackets(bytes.data(), bytes.size());
+    ASSERT_EQ(ours.size(), demuxed.size() + 3);
+    for (size_t i = 0; i < demuxed.size(); ++i)
+        ASSERT_TRUE(ours[i + 3].data == demuxed[i]) << "packet " << i;
+    EXPECT_EQ(ours.back().granule, 44100);
+    std::vector<std::vector<uint8_t>> headers;
+    ASSERT_TRUE(splitXiphHeaders(xiphLacedHeaders(ours), headers));
+    EXPECT_TRUE(headers[0] == ours[0].data);
+    EXPECT_TRUE(headers[2] == ours[2].data);
+    // A cut page ends the stream where it is cut.
+    EXPECT_LT(readOggPackets(bytes.data(), bytes.size() - 1).size(), ours.size());
 }
 
 TEST(HostInputs, ProgramStreamAudioIsDescribedAndDeliveredAsTheDecodersWantIt)

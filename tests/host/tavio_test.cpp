@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cmath>
+#include <filesystem>
 #include <cstring>
 #include <fstream>
 #include <iterator>
@@ -410,6 +412,78 @@ TEST(Tavio, RealTrueHdStreamDecodesLikeTheReferenceDecoder)
         WavFile wav = readWav(folder.file("out.wav"));
         EXPECT_EQ(wav.channelMask(), 0xFFu) << input;
         EXPECT_TRUE(wav.data == reference) << input << ": " << wav.data.size() << " vs " << reference.size();
+// Float samples of a WAV data chunk or of ffmpeg's f32le output.
+std::vector<float> floatsOf(const std::vector<uint8_t>& bytes)
+{
+    std::vector<float> out(bytes.size() / 4);
+    std::memcpy(out.data(), bytes.data(), out.size() * 4);
+    return out;
+}
+
+double snrDb(const std::vector<float>& reference, const std::vector<float>& test)
+{
+    double signal = 0, noise = 0;
+    for (size_t i = 0; i < std::min(reference.size(), test.size()); ++i) {
+        signal += double(reference[i]) * reference[i];
+        noise += (double(reference[i]) - test[i]) * (double(reference[i]) - test[i]);
+    }
+    return noise == 0 ? INFINITY : 10 * std::log10(signal / noise);
+}
+
+// Decodes `input` as float and checks it against ffmpeg's float decode:
+// the same number of samples (priming and end padding cut alike) and an
+// SNR of at least 90 dB (both decoders are libvorbis-compatible floating
+// point). Returns the WAV's channel mask.
+uint32_t expectVorbisLikeFfmpeg(const std::string& input, const std::string& name)
+{
+    TempFolder folder;
+    std::string errors;
+    EXPECT_EQ(run(input + " -q --bits float -o " + folder.file("out.wav"), &errors), 0) << name << ": " << errors;
+    WavFile wav = readWav(folder.file("out.wav"));
+    bool ok = false;
+    auto reference = floatsOf(commandOutput("ffmpeg -v error -i " + input + " -f f32le -", &ok));
+    EXPECT_TRUE(ok) << name;
+    auto ours = floatsOf(wav.data);
+    EXPECT_EQ(ours.size(), reference.size()) << name;
+    double snr = snrDb(reference, ours);
+    std::printf("%s: %zu samples, SNR %.1f dB against ffmpeg\n", name.c_str(), ours.size(), snr);
+    EXPECT_GE(snr, 90) << name;
+    return wav.channelMask();
+}
+
+TEST(Tavio, VorbisFromEachContainerDecodesLikeTheReferenceDecoder)
+{
+    if (!haveFfmpeg())
+        GTEST_SKIP() << "ffmpeg not installed";
+    TempFolder folder;
+    std::string source = sineSource(6, 48000, 0.5);
+    source.insert(source.size() - 1, ":c=5.1");
+    for (const char* container : {"ogg", "webm", "mkv", "mp4"}) {
+        std::string input = folder.file(std::string("in.") + container);
+        ASSERT_EQ(std::system(("ffmpeg -v error " + source + " -c:a libvorbis -q:a 6 -y " + input).c_str()), 0)
+            << container;
+        EXPECT_EQ(expectVorbisLikeFfmpeg(input, container), 0x3Fu) << container;
+    }
+}
+
+TEST(Tavio, RealVorbisStreamsDecodeLikeTheReferenceDecoder)
+{
+    if (!haveFfmpeg())
+        GTEST_SKIP() << "ffmpeg not installed";
+    const std::string vectors = TAVIO_SOURCE_DIR "/../shared/vectors/";
+    for (const char* name : {"androidx_media/ogg_bear_vorbis.ogg", "androidx/mkv_bbb_1ch_12kHz_q10_vorbis.webm",
+                             "optivorbis/44100hz_500ms_stereo_uncoupled_400hz_sine_wave.ogg"}) {
+        if (std::filesystem::exists(vectors + name))
+            expectVorbisLikeFfmpeg(vectors + name, name);
+    }
+    // More than eight channels: refused, in one line.
+    std::string nine = vectors + "shakapackager/9ch.ogg";
+    if (std::filesystem::exists(nine)) {
+        TempFolder folder;
+        std::string errors;
+        EXPECT_EQ(run(nine + " -o " + folder.file("x.wav"), &errors), 2);
+        EXPECT_NE(errors.find("the filter refused the vorbis stream"), std::string::npos) << errors;
+        EXPECT_EQ(std::count(errors.begin(), errors.end(), '\n'), 1) << errors;
     }
 }
 
