@@ -34,7 +34,7 @@ Ac3Speaker speakerOf(AVChannel channel)
 
 }  // namespace
 
-AvAc3Decoder::AvAc3Decoder()
+AvAc3Decoder::AvAc3Decoder(bool eac3) : eac3_(eac3)
 {
     frame_ = av_frame_alloc();
     packet_ = av_packet_alloc();
@@ -44,7 +44,7 @@ AvAc3Decoder::AvAc3Decoder()
 void AvAc3Decoder::open()
 {
     avcodec_free_context(&context_);
-    const AVCodec* codec = avcodec_find_decoder(AV_CODEC_ID_AC3);
+    const AVCodec* codec = avcodec_find_decoder(eac3_ ? AV_CODEC_ID_EAC3 : AV_CODEC_ID_AC3);
     context_ = codec ? avcodec_alloc_context3(codec) : nullptr;
     if (!context_)
         return;

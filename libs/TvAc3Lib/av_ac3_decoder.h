@@ -14,7 +14,8 @@ struct AVPacket;
 
 class AvAc3Decoder {
 public:
-    AvAc3Decoder();
+    // `eac3`: libavcodec's E-AC-3 decoder, which decodes AC-3 frames alike.
+    explicit AvAc3Decoder(bool eac3 = false);
     ~AvAc3Decoder();
     AvAc3Decoder(const AvAc3Decoder&) = delete;
     AvAc3Decoder& operator=(const AvAc3Decoder&) = delete;
@@ -43,4 +44,5 @@ private:
     float drcScale_ = 1.0f;
     bool heavy_ = false;
     int dialogueTarget_ = 0;
+    bool eac3_ = false;
 };

@@ -40,6 +40,20 @@ WavFile readWav(const std::string& path)
     return wav;
 }
 
+// The largest difference between two runs of 16-bit samples (over the common
+// length). AC-3 goes through AdecDDPlus when TvEac3Dec.dll is there: float
+// samples that reach 16 bits by their own rounding, within one step of the
+// reference's.
+int maxDifference16(const std::vector<uint8_t>& a, const std::vector<uint8_t>& b)
+{
+    int largest = 0;
+    for (size_t i = 0; i + 1 < std::min(a.size(), b.size()); i += 2) {
+        int x = int16_t(a[i] | (a[i + 1] << 8)), y = int16_t(b[i] | (b[i + 1] << 8));
+        largest = std::max(largest, std::abs(x - y));
+    }
+    return largest;
+}
+
 TEST(Tavio, DecodesTheBundledStreamWithoutArguments)
 {
     TempFolder folder;
@@ -164,14 +178,15 @@ TEST(Tavio, Ac3TwoTwoStreamHasTheDeliveredMask)
         GTEST_SKIP() << "ffmpeg or the shared vectors missing";
     TempFolder folder;
     std::string errors;
-    ASSERT_EQ(run(vector + " -q -o " + folder.file("quad.wav"), &errors), 0) << errors;
+    ASSERT_EQ(run(vector + " --bits 16 -q -o " + folder.file("quad.wav"), &errors), 0) << errors;
     WavFile wav = readWav(folder.file("quad.wav"));
     EXPECT_EQ(wav.channelMask(), 0x33u);
     EXPECT_EQ(wav.channels(), 4);
     bool ok = false;
     auto reference = commandOutput("ffmpeg -v error -i " + vector + " -f s16le -", &ok);
     ASSERT_TRUE(ok);
-    EXPECT_TRUE(wav.data == reference) << wav.data.size() << " vs " << reference.size() << " bytes";
+    EXPECT_EQ(wav.data.size(), reference.size());
+    EXPECT_LE(maxDifference16(wav.data, reference), 1);
 }
 
 // A stream whose layout changes after audio was written: the WAVE file keeps
@@ -187,7 +202,7 @@ TEST(Tavio, AFormatChangeMidStreamIsConvertedToTheFilesFormat)
     ASSERT_EQ(std::system(("ffmpeg -v error " + sineSource(6, 48000, 1.0) + " -c:a ac3 -y " + six).c_str()), 0);
     ASSERT_EQ(std::system(("cat " + stereo + " " + six + " >" + both).c_str()), 0);
     std::string errors;
-    ASSERT_EQ(run(both + " -o " + folder.file("ab.wav"), &errors), 0) << errors;
+    ASSERT_EQ(run(both + " --bits 16 -o " + folder.file("ab.wav"), &errors), 0) << errors;
     EXPECT_NE(errors.find("changed from 16-bit PCM, 48000 Hz, 2 channels (mask 0x3) to 16-bit PCM, 48000 Hz, "
                           "6 channels (mask 0x3f); converting to the file's format"),
               std::string::npos)
@@ -198,11 +213,11 @@ TEST(Tavio, AFormatChangeMidStreamIsConvertedToTheFilesFormat)
     auto first = commandOutput("ffmpeg -v error -i " + stereo + " -f s16le -", &ok);
     ASSERT_TRUE(ok);
     ASSERT_GT(wav.data.size(), first.size());
-    EXPECT_TRUE(std::equal(first.begin(), first.end(), wav.data.begin()));
+    EXPECT_LE(maxDifference16(first, wav.data), 1);
     auto second = commandOutput("ffmpeg -v error -i " + six + " -f s16le -", &ok);
     EXPECT_EQ(wav.data.size() - first.size(), second.size() / 3);  // the same time in stereo
 
-    ASSERT_EQ(run(both + " -o " + folder.file("ab.raw"), &errors), 0) << errors;
+    ASSERT_EQ(run(both + " --bits 16 -o " + folder.file("ab.raw"), &errors), 0) << errors;
     EXPECT_NE(errors.find("the raw output goes on in the new format"), std::string::npos) << errors;
     EXPECT_EQ(readAll(folder.file("ab.raw")).size(), first.size() + second.size());
 }
@@ -275,7 +290,7 @@ TEST(Tavio, DvdAudioLpcmCutInsideGroupsDecodesLikeWholeGroups)
 }
 
 // AC-3 in every container the host reads, decoded through the filter and its
-// AC-3 library: the same samples as ffmpeg's decode, MP4's priming cut as the
+// AC-3 library: ffmpeg's decode within one 16-bit step, MP4's priming cut as the
 // container's edit list says.
 TEST(Tavio, Ac3FromEachContainerDecodesLikeTheReferenceDecoder)
 {
@@ -288,11 +303,14 @@ TEST(Tavio, Ac3FromEachContainerDecodesLikeTheReferenceDecoder)
         std::string input = folder.file(std::string("in.") + container);
         ASSERT_EQ(std::system(("ffmpeg -v error " + source + " -c:a ac3 -y " + input).c_str()), 0) << container;
         std::string errors;
-        ASSERT_EQ(run(input + " -q -o " + folder.file("out.raw"), &errors), 0) << container << ": " << errors;
+        ASSERT_EQ(run(input + " --bits 16 -q -o " + folder.file("out.raw"), &errors), 0)
+            << container << ": " << errors;
         bool ok = false;
         auto reference = commandOutput("ffmpeg -v error -i " + input + " -f s16le -", &ok);
         ASSERT_TRUE(ok);
-        EXPECT_TRUE(readAll(folder.file("out.raw")) == reference) << container;
+        auto ours = readAll(folder.file("out.raw"));
+        EXPECT_EQ(ours.size(), reference.size()) << container;
+        EXPECT_LE(maxDifference16(ours, reference), 1) << container;
     }
 }
 
