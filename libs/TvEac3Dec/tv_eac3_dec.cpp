@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <memory>
 #include <new>
 #include <vector>
 
@@ -127,20 +128,27 @@ private:
 
     short applied(short result)
     {
-        if (result == kDdpiOk) {
-            float scale = rangeMode_ == 0 ? 0.0f : static_cast<float>(cutScale_);
-            decoder_.setDynamicRange(scale, rangeMode_ == 1);
-            decoder_.setDialogueTarget(static_cast<int>(dialogueTarget_));
-        }
+        if (result == kDdpiOk && decoder_)
+            applyOptions();
         return result;
+    }
+
+    void applyOptions()
+    {
+        float scale = rangeMode_ == 0 ? 0.0f : static_cast<float>(cutScale_);
+        decoder_->setDynamicRange(scale, rangeMode_ == 1);
+        decoder_->setDialogueTarget(static_cast<int>(dialogueTarget_));
     }
 
     short convert(const uint8_t* stream, size_t bytes, ddpi_output* out)
     {
         if (!out->ac3 || out->ac3Capacity < 0)
             return kDdpiNullArgument;
+        // Made on first use: most instances only ever decode AC-3.
+        if (!transcoder_)
+            transcoder_ = std::make_unique<Eac3ToAc3>();
         size_t written = 0;
-        switch (transcoder_.convert(stream, bytes, out->ac3, static_cast<size_t>(out->ac3Capacity),
+        switch (transcoder_->convert(stream, bytes, out->ac3, static_cast<size_t>(out->ac3Capacity),
                                     written)) {
             case Eac3ToAc3::Result::Ok:
                 break;
@@ -167,7 +175,13 @@ private:
         if (!readAc3FrameInfo(stream, bytes, info))
             return kDdpiDecodeError;
         std::array<const float*, kSpeakerCount> speakers;
-        if (!decoder_.decode(stream, bytes, speakers))
+        // Made on the first frame: opening libavcodec's decoder costs more
+        // than an instance that never sees a frame should pay.
+        if (!decoder_) {
+            decoder_ = std::make_unique<AvAc3Decoder>(true);
+            applyOptions();
+        }
+        if (!decoder_->decode(stream, bytes, speakers))
             return kDdpiDecodeError;
         Ac3Matrix matrix = mixFor(info);
         const Ac3Speaker* slots = kLibrarySlots[outputMode_][outputLfe_];
@@ -226,8 +240,8 @@ private:
         return mixed_;
     }
 
-    AvAc3Decoder decoder_{true};
-    Eac3ToAc3 transcoder_;
+    std::unique_ptr<AvAc3Decoder> decoder_;
+    std::unique_ptr<Eac3ToAc3> transcoder_;
     float mixed_[kSamples];
     int32_t outputMode_ = 7;
     int32_t outputLfe_ = 1;
