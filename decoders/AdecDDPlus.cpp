@@ -24,11 +24,7 @@ constexpr LONG spdifOutSize = 6144;
 
 float clipped(double sample)
 {
-    if (sample > 1.0)
-        return 1.0f;
-    if (sample < -1.0)
-        return -1.0f;
-    return static_cast<float>(sample);
+    return static_cast<float>(std::clamp(sample, -1.0, 1.0));
 }
 
 }  // namespace

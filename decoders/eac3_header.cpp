@@ -19,7 +19,7 @@ bool parseAc3SyncFrame(const uint8_t* p, DolbySyncFrame& frame)
     int fscod = static_cast<int>(bits.get(2));
     bits.skip(6);
     frame.bsid = static_cast<int32_t>(bits.get(5));
-    bits.skip(3);  // bsmod
+    frame.bsmod = static_cast<int32_t>(bits.get(3));
     frame.acmod = static_cast<int32_t>(bits.get(3));
     if ((frame.acmod & 1) && frame.acmod != 1)
         bits.skip(2);

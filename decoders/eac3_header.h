@@ -22,7 +22,8 @@ struct DolbySyncFrame {
     int32_t substreamid = 0;
     int32_t blocks = 6;  // audio blocks of 256 samples
     int32_t freq = 0;
-    int32_t acmod = 0;
+    int32_t bsmod = 0;  // AC-3 only (E-AC-3 carries it among optional fields)
+    int32_t acmod = 0;  // as coded
     int32_t lfeon = 0;
 };
 

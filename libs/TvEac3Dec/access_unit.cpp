@@ -89,16 +89,18 @@ bool checkAccessUnitCrcs(const uint8_t* p, size_t bytes)
         const uint8_t* f = p + offset;
         size_t size = static_cast<size_t>(frame.frameSize);
         covered = offset + size;
-        // The CRC of everything after the sync word, its check word
-        // included, is zero for an intact frame.
-        if (crc16(f + 2, size - 2) != 0)
-            ok = false;
+        // The CRC of everything after the sync word up to a check word,
+        // that word included, is zero for an intact frame. AC-3's crc1 ends
+        // the first 5/8 of the frame, so its CRC, zero, starts the rest's.
+        size_t firstPart = 2;
         if (!frame.eac3) {
             size_t words = size / 2;
-            size_t firstPart = ((words >> 1) + (words >> 3)) * 2;
+            firstPart = ((words >> 1) + (words >> 3)) * 2;
             if (crc16(f + 2, firstPart - 2) != 0)
                 ok = false;
         }
+        if (ok && crc16(f + firstPart, size - firstPart) != 0)
+            ok = false;
     });
     return ok && covered == bytes;
 }

@@ -178,7 +178,8 @@ private:
         // Made on the first frame: opening libavcodec's decoder costs more
         // than an instance that never sees a frame should pay.
         if (!decoder_) {
-            decoder_ = std::make_unique<AvAc3Decoder>(true);
+            // Frames come here checked (ddpi_dcv_checkframe).
+            decoder_ = std::make_unique<AvAc3Decoder>(true, false);
             applyOptions();
         }
         if (!decoder_->decode(stream, bytes, speakers))
@@ -232,6 +233,15 @@ private:
     const float* mix(const std::array<float, kSpeakerCount>& row,
                      const std::array<const float*, kSpeakerCount>& speakers)
     {
+        // A speaker passed through unchanged needs no sum.
+        int single = -1, terms = 0;
+        for (int i = 0; i < kSpeakerCount; ++i)
+            if (row[i] != 0 && speakers[i]) {
+                single = i;
+                ++terms;
+            }
+        if (terms == 1 && row[single] == 1.0f)
+            return speakers[single];
         std::fill(mixed_, mixed_ + kSamples, 0.0f);
         for (int i = 0; i < kSpeakerCount; ++i)
             if (row[i] != 0 && speakers[i])
@@ -270,7 +280,8 @@ Eac3Instance* running(void* memory)
     return std::launder(reinterpret_cast<Eac3Instance*>(block->storage));
 }
 
-// The frame's words back in stream byte order, in a buffer of its own.
+// The frame's words back in stream byte order, in a buffer of its own (kept
+// by the thread, so that frames after the first allocate nothing).
 bool streamOrder(const ddpi_frame_desc* frame, AccessUnit& unit, std::vector<uint8_t>& bytes,
                  short& error)
 {
@@ -360,16 +371,10 @@ TV_C_EXPORT short ddpi_dcv_getframeparam(const ddpi_frame_desc* frame, ddpi_fram
     params->blocks = unit.blocks > 0 ? unit.blocks : unit.first.blocks;
     params->acmod = unit.first.acmod;
     params->lfeon = unit.first.lfeon;
-    if (!unit.first.eac3 && result == MeasureResult::Whole) {
+    if (!unit.first.eac3 && unit.first.bsmod == 7) {
         // The delivered layout: karaoke AC-3 plays as its 2/0 music pair.
-        std::vector<uint8_t> bytes(unit.bytes);
-        swapBytes16(bytes.data(), reinterpret_cast<const uint8_t*>(frame->words),
-                    unit.bytes / 2);
-        Ac3Header header;
-        if (parseAc3Header(bytes.data(), bytes.size(), header) && header.complete) {
-            params->acmod = header.acmod;
-            params->lfeon = header.lfeon;
-        }
+        params->acmod = 2;
+        params->lfeon = 0;
     }
     return kDdpiOk;
 }
@@ -377,7 +382,7 @@ TV_C_EXPORT short ddpi_dcv_getframeparam(const ddpi_frame_desc* frame, ddpi_fram
 TV_C_EXPORT short ddpi_dcv_checkframe(const ddpi_frame_desc* frame)
 {
     AccessUnit unit;
-    std::vector<uint8_t> bytes;
+    thread_local std::vector<uint8_t> bytes;
     short error;
     if (!streamOrder(frame, unit, bytes, error))
         return error;
@@ -393,7 +398,7 @@ TV_C_EXPORT short ddpi_dcv_processframe(void* instance, const ddpi_frame_desc* f
     if (!output)
         return kDdpiNullArgument;
     AccessUnit unit;
-    std::vector<uint8_t> bytes;
+    thread_local std::vector<uint8_t> bytes;
     short error;
     if (!streamOrder(frame, unit, bytes, error))
         return error;
