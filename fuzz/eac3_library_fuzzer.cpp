@@ -22,7 +22,7 @@ short ddpi_dcv_processframe(void* instance, const ddpi_frame_desc* frame, ddpi_o
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
-    if (size < 2)
+    if (size < 3)
         return 0;
     static void* instance = [] {
         uint32_t bytes = 0;

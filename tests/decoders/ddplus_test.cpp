@@ -257,10 +257,9 @@ TEST(AdecDDPlus, SevenOneEac3BecomesFiveOneAc3)
     std::vector<uint8_t> ac3 = burstPayloads(run.output);
     std::ofstream(converted, std::ios::binary).write(reinterpret_cast<const char*>(ac3.data()),
                                                       long(ac3.size()));
-    std::string layout(reinterpret_cast<const char*>(
-        commandOutput("ffprobe -v error -show_entries stream=channel_layout -of csv=p=0 " +
-                      converted)
-            .data()));
+    std::vector<uint8_t> probe =
+        commandOutput("ffprobe -v error -show_entries stream=channel_layout -of csv=p=0 " + converted);
+    std::string layout(probe.begin(), probe.end());
     EXPECT_EQ(layout.substr(0, 4), "5.1(") << layout;
     std::cout << "[ frames ] 7.1 E-AC-3: " << run.frames.size() << " access units of "
               << run.frames[0].iFrameSize << " bytes became 5.1 AC-3 bursts" << std::endl;
