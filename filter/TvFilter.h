@@ -8,6 +8,7 @@
 #include "conversion/AudioConv.h"
 #include "core/TvBuffer.h"
 #include "core/decoder_factory.h"
+#include "filter/ICodecApiImpl.h"
 #include "filter/TavioControl.h"
 #include "filter/TvOutputPin.h"
 #include "platform/dshow/streams.h"
@@ -54,6 +55,10 @@ public:
     HRESULT checkInputType(const CMediaType* type);
     HRESULT setInputType(const CMediaType* type);
 
+    // Offers media types to `decoder` before the built-in decoders; for
+    // tests that drive the receive loop with a decoder of their own.
+    void addDecoderFirst(std::unique_ptr<Adec> decoder);
+
     // The receive loop (called by the input pin for every sample).
     HRESULT receive(IMediaSample* in);
     // Decodes at most one frame into `out`; false when no whole frame is left.
@@ -94,5 +99,6 @@ private:
     std::unique_ptr<TvInputPin> _inputPin;
     std::unique_ptr<TvOutputPin> _outputPin;
     bool _spdif = false;
+    std::unique_ptr<ICodecApiImpl> _codecApi;
     std::string _moduleFolder;
 };

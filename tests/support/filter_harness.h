@@ -19,10 +19,15 @@
 class FilterHarness : public ::testing::Test {
 protected:
     // A filter with nothing connected, its sibling libraries in the build's
-    // module folder. build() makes one if the test has not.
-    void createFilter()
+    // module folder, the parameters of `parameterFile` read first. build()
+    // makes one if the test has not.
+    void createFilter(const std::string& parameterFile = "")
     {
         resetParametersForTesting();
+        if (!parameterFile.empty()) {
+            root.write("Tavio.conf", parameterFile);
+            loadParameterFile(root.file("Tavio.conf"));
+        }
         HRESULT hr = S_OK;
         filter = new TvFilter(nullptr, &hr, TAVIO_MODULE_DIR "/");
         filter->NonDelegatingAddRef();
@@ -51,10 +56,12 @@ protected:
         if (sink)
             sink->Release();
         if (filter) {
-            filter->log().rdbuf(fileBuffer);
+            if (fileBuffer)
+                filter->log().rdbuf(fileBuffer);
             filter->Release();
         }
         EXPECT_EQ(CBaseObject::ObjectsActive(), 0);
+        resetParametersForTesting();
     }
 
     HRESULT push(const uint8_t* data, size_t size, const REFERENCE_TIME* start = nullptr,
@@ -86,6 +93,18 @@ protected:
         return all;
     }
     std::string filterLogText() const { return filterLog.str(); }
+    // Back to the logs of a filter without a log file: closed, so nothing
+    // is written (for tests that log from several threads).
+    void quietLogs()
+    {
+        filter->log().rdbuf(fileBuffer);
+        fileBuffer = nullptr;
+        logStream.close();
+        // As a log that could not be opened: failed, so a write touches
+        // nothing, not even the stream's state.
+        filter->log().setstate(std::ios::failbit);
+        logStream.setstate(std::ios::failbit);
+    }
 
     TempRoot root;
     CapturedLog log{root};
