@@ -14,19 +14,23 @@ import subprocess
 import sys
 import tempfile
 
-# How each format is made (ffmpeg encoder options, file name) and the raw
-# format ffmpeg writes, its decoder's own sample format where it can be.
+# How each format is made (ffmpeg encoder options, file name), what ffmpeg
+# writes for the same job (its decoder's own sample format where it can be, or
+# the same conversion), and tavio's options.
 FORMATS = {
-    "dvd-lpcm": ("-c:a pcm_dvd -sample_fmt s16 -f vob", "in.vob", "s16le"),
-    "bluray-lpcm": ("-c:a pcm_bluray -sample_fmt s32 -f mpegts -mpegts_m2ts_mode 1", "in.m2ts", "s32le"),
-    "ac3": ("-c:a ac3 -b:a 448k", "in.ac3", "s16le"),
+    "dvd-lpcm": ("-c:a pcm_dvd -sample_fmt s16 -f vob", "in.vob", "-f s16le", ""),
+    "bluray-lpcm": ("-c:a pcm_bluray -sample_fmt s32 -f mpegts -mpegts_m2ts_mode 1", "in.m2ts", "-f s32le", ""),
+    # AC-3 goes through AdecDDPlus (float frames, written as 32-bit integers).
+    "ac3": ("-c:a ac3 -b:a 448k", "in.ac3", "-f s32le", ""),
+    # E-AC-3 pass-through: converted to 640 kbit/s AC-3 in IEC 61937 bursts.
+    "eac3-spdif": ("-c:a eac3 -b:a 640k", "in.eac3", "-c:a ac3 -b:a 640k -f spdif", "--spdif"),
     # 24-bit TrueHD; ffmpeg's decoder gives 32-bit words, tavio 24-bit samples.
-    "truehd": ("-c:a truehd -strict -2 -sample_fmt s32", "in.thd", "s32le"),
+    "truehd": ("-c:a truehd -strict -2 -sample_fmt s32", "in.thd", "-f s32le", ""),
     # MPEG audio carries at most two channels: the 5.1 tones are mixed down.
-    "mp3": ("-ac 2 -c:a libmp3lame -b:a 320k", "in.mp3", "s16le"),
-    "mp2": ("-ac 2 -c:a mp2 -b:a 384k", "in.mp2", "s16le"),
+    "mp3": ("-ac 2 -c:a libmp3lame -b:a 320k", "in.mp3", "-f s16le", ""),
+    "mp2": ("-ac 2 -c:a mp2 -b:a 384k", "in.mp2", "-f s16le", ""),
     # The encoder takes the side surrounds as Vorbis's back pair.
-    "vorbis": ("-c:a libvorbis -q:a 6", "in.ogg", "f32le"),
+    "vorbis": ("-c:a libvorbis -q:a 6", "in.ogg", "-f f32le", ""),
 }
 
 
@@ -47,13 +51,14 @@ def main():
     tones = "|".join(f"0.3*sin({330 + 110 * c}*2*PI*t)" for c in range(6))
     with tempfile.TemporaryDirectory() as folder:
         for name in args.format or sorted(FORMATS):
-            options, file_name, raw_format = FORMATS[name]
+            options, file_name, reference_output, tavio_options = FORMATS[name]
             path = os.path.join(folder, file_name)
             make = (f'ffmpeg -v error -f lavfi -i "aevalsrc={tones}:c=5.1(side):s=48000:d={args.seconds}" '
                     f"{options} -y {path}")
             subprocess.run(make, shell=True, check=True)
-            ours = [args.tavio, "-q", path, "-o", "/dev/null"]
-            reference = ["ffmpeg", "-v", "error", "-threads", "1", "-i", path, "-f", raw_format, "-y", "/dev/null"]
+            ours = [args.tavio, "-q", *tavio_options.split(), path, "-o", "/dev/null"]
+            reference = ["ffmpeg", "-v", "error", "-threads", "1", "-i", path, *reference_output.split(), "-y",
+                         "/dev/null"]
             best = None
             for _ in range(args.rounds):
                 ratio = cpu_seconds(ours) / max(cpu_seconds(reference), 1e-6)

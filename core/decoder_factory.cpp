@@ -2,6 +2,7 @@
 
 #include <type_traits>
 
+#include "decoders/AdecDDPlus.h"
 #include "decoders/AdecDolby.h"
 #include "decoders/AdecLpcmBd.h"
 #include "decoders/AdecMLP.h"
@@ -26,7 +27,8 @@ std::unique_ptr<Adec> create(std::ostream& log, const std::string& moduleFolder)
 // The order of the list is the order in which media types are offered.
 // Adding a decoder class is one line here.
 const DecoderCreationStep creationSteps[] = {
-    {"AdecDolby", create<AdecDolby>, false},
+    {"AdecDDPlus", create<AdecDDPlus>, false},
+    {"AdecDolby", create<AdecDolby>, true},
     {"AdecMLP", create<AdecMLP>, false},
     {"AdecVorbis", create<AdecVorbis>, false},
     {"AdecLpcmDvd", create<AdecLpcmDvd>, false},

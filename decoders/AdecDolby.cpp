@@ -6,6 +6,7 @@
 #include "core/bit_reader.h"
 #include "core/sibling_library.h"
 #include "core/status_helpers.h"
+#include "decoders/ac3_downmix.h"
 #include "decoders/ac3_header.h"
 #include "decoders/ac3_spdif.h"
 #include "libs/TvAc3Lib/tv_ac3_lib.h"
@@ -17,14 +18,6 @@ const char kLibraryName[] = "TvAc3Lib.dll";
 constexpr int32_t kSamplesPerFrame = 1536;
 // Header bytes looked at before a frame is searched for.
 constexpr ptrdiff_t kSearchWindow = 64;
-
-// Where the library's output channels go, per output acmod; streams with an
-// LFE channel differ only for 3/2.
-constexpr int32_t kRoutingRows[8][6] = {
-    {0, 3, 1, 4, 5, 2}, {2, 0, 3, 4, 5, 1}, {0, 3, 1, 4, 5, 2}, {0, 1, 2, 4, 5, 3},
-    {0, 4, 1, 2, 5, 3}, {0, 1, 2, 3, 5, 4}, {0, 5, 1, 2, 3, 4}, {0, 2, 1, 3, 4, 5},
-};
-constexpr int32_t kRoutingRow3F2RLfe[6] = {0, 2, 1, 4, 5, 3};
 
 }  // namespace
 
@@ -101,41 +94,7 @@ TvStatus* AdecDolby::setSpdif(bool on)
 
 void AdecDolby::setMixType(int kind, int mixType, uint32_t channelMask)
 {
-    if (kind != KindAc3)
-        return;
-    _targetMask = 0;
-    if ((mixType != RemixDecoderDownmix && mixType != RemixDecoderSurroundDownmix) ||
-        channelMask == 0)
-        return;
-    int mode;
-    switch (channelMask & ~0x8u) {
-        case 0x4:
-            mode = 1;
-            break;
-        case 0x3:
-            mode = mixType == RemixDecoderSurroundDownmix ? 0 : 2;
-            break;
-        case 0x7:
-            mode = 3;
-            break;
-        case 0x103:
-            mode = 4;
-            break;
-        case 0x107:
-            mode = 5;
-            break;
-        case 0x33:
-            mode = 6;
-            break;
-        case 0x37:
-            mode = 7;
-            break;
-        default:
-            return;  // no AC-3 layout: no downmix
-    }
-    _targetMask = channelMask;
-    _targetMode = mode;
-    _targetLfe = (channelMask & 0x8) != 0;
+    _downmix.set(kind, mixType, channelMask);
 }
 
 bool AdecDolby::findFrame(const uint8_t** readPtr, const uint8_t* end)
@@ -152,6 +111,8 @@ bool AdecDolby::findFrame(const uint8_t** readPtr, const uint8_t* end)
         }
     }
     *readPtr = p;
+    int fscod = header.fscod;
+    TvAssert(fscod < 3);
     _status.iFrameSize = header.frameSize;
     if (!header.complete)
         return false;
@@ -221,20 +182,6 @@ TvStatus* AdecDolby::wrapSpdif(uint8_t* frame, const uint8_t** readPtr, IMediaSa
     return &_status;
 }
 
-void AdecDolby::applyDownmix()
-{
-    _status.remixMode = RemixNone;
-    if (_targetMask == 0 || maskChannelCount(_targetMask) >= _status.chan)
-        return;
-    _status.codedAcmod = _status.acmod;
-    _status.codedLfeon = _status.lfeon;
-    _status.chan = maskChannelCount(_targetMask);
-    _status.acmod = _targetMode;
-    _status.channelMask = _targetMask;
-    _status.lfeon = _targetLfe ? 1 : 0;
-    _status.remixMode = _targetMode == 0 ? RemixDecoderSurroundDownmix : RemixDecoderDownmix;
-}
-
 TvStatus* AdecDolby::decode(uint8_t* frame, const uint8_t** readPtr, IMediaSample* sample)
 {
     TV_PROFILE_SCOPE("AC3 decoder");
@@ -243,12 +190,12 @@ TvStatus* AdecDolby::decode(uint8_t* frame, const uint8_t** readPtr, IMediaSampl
     // clang-format off
     TvAssert(sample->GetSize() >= 1536*12);
     // clang-format on
-    applyDownmix();
+    _downmix.apply(_status);
 
     int32_t lfeon = _status.lfeon;
     setParam(kAc3OutputLfe, &lfeon);
     int acmod = _status.acmod & 7;
-    setParam(kAc3Routing, acmod == 7 && lfeon ? kRoutingRow3F2RLfe : kRoutingRows[acmod]);
+    setParam(kAc3Routing, ac3RoutingRow(acmod, lfeon != 0));
     int32_t outputMode = _status.acmod;
     setParam(kAc3OutputMode, &outputMode);
 

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "core/Adec.h"
+#include "decoders/ac3_downmix.h"
 #include "platform/kernel.h"
 
 struct TvAc3Decoder;
@@ -35,7 +36,6 @@ private:
     bool findFrame(const uint8_t** readPtr, const uint8_t* end);
     TvStatus* wrapSpdif(uint8_t* frame, const uint8_t** readPtr, IMediaSample* out);
     TvStatus* decode(uint8_t* frame, const uint8_t** readPtr, IMediaSample* out);
-    void applyDownmix();
     void setParam(int number, const void* value);
     void releaseLibrary();
 
@@ -45,8 +45,6 @@ private:
     HMODULE _module = nullptr;
     TvAc3Decoder* _oldac3 = nullptr;
     bool _spdif = false;
-    // Downmix requested through setMixType; mask 0 means none.
-    uint32_t _targetMask = 0;
-    int _targetMode = 0;
-    bool _targetLfe = false;
+    // Downmix requested through setMixType.
+    Ac3DownmixRequest _downmix;
 };

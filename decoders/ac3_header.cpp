@@ -1,7 +1,6 @@
 #define TV_ASSERT_SOURCE "AdecDolby"  // the header parser reports as its decoder
 #include "decoders/ac3_header.h"
 
-#include "config/util.h"
 #include "core/bit_reader.h"
 
 namespace {
@@ -56,8 +55,8 @@ bool parseAc3Header(const uint8_t* p, size_t available, Ac3Header& header)
     int frmsizecod = static_cast<int>(bits.get(6));
     if (fscod == 3 || frmsizecod >= 38)
         return false;
-    TvAssert(fscod < 3);
     header = Ac3Header();
+    header.fscod = fscod;
     header.frameSize = ac3FrameSize(fscod, frmsizecod);
     if (static_cast<size_t>(header.frameSize) > available)
         return true;
@@ -67,9 +66,9 @@ bool parseAc3Header(const uint8_t* p, size_t available, Ac3Header& header)
     header.bsmod = static_cast<int32_t>(bits.get(3));
     header.acmod = static_cast<int32_t>(bits.get(3));
     if ((header.acmod & 1) && header.acmod != 1)
-        bits.skip(2);  // cmixlev
+        header.cmixlev = static_cast<int32_t>(bits.get(2));
     if (header.acmod & 4)
-        bits.skip(2);  // surmixlev
+        header.surmixlev = static_cast<int32_t>(bits.get(2));
     if (header.acmod == 2)
         header.dsurmod = static_cast<int32_t>(bits.get(2));
     header.lfeon = static_cast<int32_t>(bits.get(1));
@@ -102,6 +101,8 @@ bool parseAc3Header(const uint8_t* p, size_t available, Ac3Header& header)
 
     static constexpr int32_t kRates[3] = {48000, 44100, 32000};
     header.freq = kRates[fscod];
+    header.codedAcmod = header.acmod;
+    header.codedLfeon = header.lfeon;
     if (header.bsmod == 7) {
         // Karaoke streams are delivered as their 2/0 music pair.
         header.acmod = 2;

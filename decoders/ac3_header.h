@@ -1,6 +1,7 @@
 // AC-3 synchronisation frame headers (ATSC A/52 5.4.1 syncinfo, 5.4.2 bsi):
-// the fields that framing, the status record and S/PDIF need. Pure: bytes in,
-// a header record or "no frame here" out.
+// the fields that framing, the status record, S/PDIF and the decoder
+// libraries need. Pure: bytes in, a header record or "no frame here" out.
+// The filter's decoders and the sibling libraries read headers only here.
 #pragma once
 
 #include <cstddef>
@@ -12,9 +13,16 @@ struct Ac3Header {
     int32_t freq = 0;
     int32_t bsid = 0;
     int32_t bsmod = 0;
-    int32_t acmod = 0;
+    int32_t acmod = 0;  // as delivered: karaoke streams (bsmod 7) count as 2/0
     int32_t dsurmod = 0;
-    int32_t lfeon = 0;
+    int32_t lfeon = 0;  // as delivered, like acmod
+    // As coded, before the karaoke rule above.
+    int32_t codedAcmod = 0;
+    int32_t codedLfeon = 0;
+    int32_t fscod = 0;
+    // Mix level codes (A/52 5.4.2.4, 5.4.2.5); -1 when the mode has none.
+    int32_t cmixlev = -1;
+    int32_t surmixlev = -1;
     // Annex D (alternate bit-stream syntax, bsid 6) only.
     int32_t dmixmod = 0;
     int32_t dsurexmod = 0;

@@ -14,3 +14,7 @@ constexpr int32_t kBurstPreambleBytes = 8;
 // `frameSize` its length in bytes, at most kAc3BurstBytes - 8; `bsmod` goes
 // into Pc.
 void writeAc3Burst(uint8_t* burst, const uint8_t* frame, int32_t frameSize, int bsmod);
+
+// Writes the four preamble words for an AC-3 payload of `payloadBytes` bytes
+// (Pc data type 1 with `bsmod`, Pd the length in bits).
+void writeAc3BurstPreamble(uint8_t* burst, int bsmod, int32_t payloadBytes);

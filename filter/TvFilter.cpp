@@ -7,6 +7,7 @@
 #include "config/util.h"
 #include "core/receive_parameters.h"
 #include "core/status_helpers.h"
+#include "decoders/AdecDDPlus.h"
 #include "decoders/AdecDolby.h"
 #include "decoders/ac3_header.h"
 #include "filter/TvInputPin.h"
@@ -125,8 +126,12 @@ STDMETHODIMP TvFilter::Set(REFGUID propertySet, DWORD id, LPVOID, DWORD, LPVOID 
     std::memcpy(&data, propertyData, sizeof data);
     int mode = karaokeMode(data);
     CAutoLock streaming(&_streamLock);
-    if (auto* ac3 = dynamic_cast<AdecDolby*>(_adec); ac3 && mode >= 0)
+    if (mode < 0)
+        return S_OK;
+    if (auto* ac3 = dynamic_cast<AdecDolby*>(_adec))
         ac3->setKaraokeMode(mode);
+    else if (auto* ddplus = dynamic_cast<AdecDDPlus*>(_adec))
+        ddplus->setKaraokeMode(mode);
     return S_OK;
 }
 

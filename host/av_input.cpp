@@ -3,6 +3,8 @@
 #include <cctype>
 #include <deque>
 
+#include "host/dolby_word_order.h"
+
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
@@ -169,6 +171,7 @@ public:
             streams_.push_back(std::move(host));
             indices_.push_back(int(i));
             adts_.push_back(parameters.codec == "aac" && stream->codecpar->extradata_size == 0);
+            dolby_.push_back(parameters.codec == "ac3" || parameters.codec == "eac3");
         }
     }
 
@@ -183,6 +186,7 @@ public:
             return false;
         selected_ = indices_[n];
         stripAdts_ = adts_[n];
+        dolbySelected_ = dolby_[n];
         for (unsigned i = 0; i < context_->nb_streams; ++i)
             context_->streams[i]->discard = int(i) == selected_ ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
         // Packets read ahead for other streams are of no use now.
@@ -294,6 +298,8 @@ private:
     {
         size_t header = stripAdts_ ? adtsHeaderSize(p.data.data(), p.data.size()) : 0;
         packet.data.assign(p.data.begin() + long(header), p.data.end());
+        if (dolbySelected_)
+            restoreDolbyWordOrder(packet.data);
         AVStream* stream = context_->streams[selected_];
         packet.hasTime = p.pts != AV_NOPTS_VALUE;
         if (packet.hasTime) {
@@ -314,9 +320,12 @@ private:
     std::vector<HostStream> streams_;
     std::vector<int> indices_;
     std::vector<bool> adts_;
+    // AC-3 and E-AC-3, whose byte-swapped payloads are put back in order.
+    std::vector<bool> dolby_;
     std::deque<Packet> readAhead_;
     int selected_ = -1;
     bool stripAdts_ = false;
+    bool dolbySelected_ = false;
     int64_t origin_ = AV_NOPTS_VALUE;
     std::optional<REFERENCE_TIME> end_;
 };

@@ -338,6 +338,12 @@ DecodeOutcome decodeStream(const FilterFactory& createFilter, InputSource& input
         outcome.message = chosen.codec + ": " + chosen.unsupported;
         return outcome;
     }
+    // The filter turns E-AC-3 into sound only as AC-3 bursts for a receiver.
+    if (chosen.codec == "eac3" && request.outputFormat != "spdif-bitstream") {
+        outcome.exitCode = 3;
+        outcome.message = "E-AC-3 plays only through S/PDIF pass-through to a receiver: use --spdif";
+        return outcome;
+    }
     Ref<IBaseFilter> decoder(createFilter());
     if (!decoder) {
         outcome.exitCode = 2;

@@ -47,7 +47,8 @@ void usage(FILE* out)
                  "               matrix-stereo    a stereo downmix that keeps the surround\n"
                  "                                matrix-encoded (Lt/Rt for AC-3)\n"
                  "               spdif-pcm        a stereo downmix for an S/PDIF link\n"
-                 "               spdif-bitstream  AC-3 and DTS passed through as IEC 61937 bursts\n"
+                 "               spdif-bitstream  AC-3 and DTS passed through as IEC 61937 bursts;\n"
+                 "                                E-AC-3 goes out only this way, converted to AC-3\n"
                  "  --spdif      short for --output-format spdif-bitstream\n"
                  "  -q           no messages but errors\n"
                  "Inputs: DVD-Video/HD-DVD VOB/EVO and DVD-Audio AOB program streams (LPCM, MLP, AC-3,

@@ -1,5 +1,7 @@
 #include "libs/TvAc3Lib/ac3_mix.h"
 
+#include "decoders/ac3_header.h"
+
 #include <algorithm>
 #include <cmath>
 
@@ -117,30 +119,21 @@ Ac3Matrix fold(const Ac3FrameInfo& frame, const std::array<bool, kSpeakerCount>&
 
 }  // namespace
 
-bool readAc3FrameInfo(const uint8_t* frame, Ac3FrameInfo& info)
+bool readAc3FrameInfo(const uint8_t* frame, size_t size, Ac3FrameInfo& info)
 {
-    // Bit-stream information starts at byte 5; fields are MSB first.
-    uint64_t bits = 0;
-    for (int i = 0; i < 3; ++i)
-        bits = (bits << 8) | frame[5 + i];
-    int position = 24;
-    auto get = [&](int count) {
-        position -= count;
-        return static_cast<int>((bits >> position) & ((1u << count) - 1));
-    };
-    info = Ac3FrameInfo();
-    info.bsid = get(5);
-    info.bsmod = get(3);
-    info.acmod = get(3);
-    if (info.bsid > 10)
+    Ac3Header header;
+    if (!parseAc3Header(frame, size, header) || !header.complete || header.bsid > 10)
         return false;
-    if ((info.acmod & 1) && info.acmod != 1)
-        info.centreMixLevel = kCentreLevels[get(2)];
-    if (info.acmod & 4)
-        info.surroundMixLevel = kSurroundLevels[get(2)];
-    if (info.acmod == 2)
-        get(2);  // dsurmod
-    info.lfeon = get(1) != 0;
+    info = Ac3FrameInfo();
+    info.bsid = header.bsid;
+    info.bsmod = header.bsmod;
+    // The layout as coded: karaoke vocals are selected before any downmix.
+    info.acmod = header.codedAcmod;
+    info.lfeon = header.codedLfeon != 0;
+    if (header.cmixlev >= 0)
+        info.centreMixLevel = kCentreLevels[header.cmixlev];
+    if (header.surmixlev >= 0)
+        info.surroundMixLevel = kSurroundLevels[header.surmixlev];
     return true;
 }
 
@@ -194,3 +187,25 @@ Ac3Matrix mixMatrix(const Ac3FrameInfo& frame, const Ac3MixRequest& request)
                     c /= loudest;
     return m;
 }
+
+namespace {
+constexpr Ac3Speaker kNo = kSpeakerNone;
+}  // namespace
+
+const Ac3Speaker kLibrarySlots[8][2][6] = {
+    {{kSpeakerL, kNo, kSpeakerR, kNo, kNo, kNo},
+     {kSpeakerL, kNo, kSpeakerR, kNo, kNo, kSpeakerLfe}},
+    {{kNo, kSpeakerC, kNo, kNo, kNo, kNo}, {kNo, kSpeakerC, kNo, kNo, kNo, kSpeakerLfe}},
+    {{kSpeakerL, kNo, kSpeakerR, kNo, kNo, kNo},
+     {kSpeakerL, kNo, kSpeakerR, kNo, kNo, kSpeakerLfe}},
+    {{kSpeakerL, kSpeakerR, kSpeakerC, kNo, kNo, kNo},
+     {kSpeakerL, kSpeakerR, kSpeakerC, kNo, kNo, kSpeakerLfe}},
+    {{kSpeakerL, kNo, kSpeakerR, kSpeakerS, kNo, kNo},
+     {kSpeakerL, kNo, kSpeakerR, kSpeakerLfe, kNo, kSpeakerS}},
+    {{kSpeakerL, kSpeakerR, kSpeakerC, kSpeakerS, kNo, kNo},
+     {kSpeakerL, kSpeakerR, kSpeakerC, kSpeakerLfe, kNo, kSpeakerS}},
+    {{kSpeakerL, kNo, kSpeakerR, kSpeakerLs, kSpeakerRs, kNo},
+     {kSpeakerL, kNo, kSpeakerR, kSpeakerLfe, kSpeakerLs, kSpeakerRs}},
+    {{kSpeakerL, kSpeakerC, kSpeakerR, kSpeakerLs, kSpeakerRs, kNo},
+     {kSpeakerL, kSpeakerC, kSpeakerR, kSpeakerLs, kSpeakerRs, kSpeakerLfe}},
+};

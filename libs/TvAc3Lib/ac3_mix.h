@@ -5,6 +5,7 @@
 #pragma once
 
 #include <array>
+#include <cstddef>
 #include <cstdint>
 
 enum Ac3Speaker : int {
@@ -29,9 +30,9 @@ struct Ac3FrameInfo {
     float surroundMixLevel = 0.707f;  // surmixlev, A/52 Table 5.10
 };
 
-// Reads the fields above from a frame in stream byte order (at least 8
-// bytes). False when the frame is not AC-3 (bsid above 10) .
-bool readAc3FrameInfo(const uint8_t* frame, Ac3FrameInfo& info);
+// Reads the fields above from a whole frame of `size` bytes in stream byte
+// order. False when it is not a whole AC-3 frame (bsid above 10).
+bool readAc3FrameInfo(const uint8_t* frame, size_t size, Ac3FrameInfo& info);
 
 // Speakers present in an acmod's layout (dual mono as L and R), plus LFE.
 std::array<bool, kSpeakerCount> layoutSpeakers(int acmod, bool lfe);
@@ -50,3 +51,8 @@ struct Ac3MixRequest {
 // (all rows alike, the LFE row apart) when a row's coefficients add up to
 // more than 1.
 Ac3Matrix mixMatrix(const Ac3FrameInfo& frame, const Ac3MixRequest& request);
+
+// The decoder libraries' channel numbering per output acmod, without and with
+// LFE (tv_ac3_lib.h, parameter 10): chosen so that the standard routing rows
+// give WAVE order.
+extern const Ac3Speaker kLibrarySlots[8][2][6];

@@ -34,7 +34,7 @@ Ac3Speaker speakerOf(AVChannel channel)
 
 }  // namespace
 
-AvAc3Decoder::AvAc3Decoder()
+AvAc3Decoder::AvAc3Decoder(bool eac3, bool checkCrc) : eac3_(eac3), checkCrc_(checkCrc)
 {
     frame_ = av_frame_alloc();
     packet_ = av_packet_alloc();
@@ -44,13 +44,13 @@ AvAc3Decoder::AvAc3Decoder()
 void AvAc3Decoder::open()
 {
     avcodec_free_context(&context_);
-    const AVCodec* codec = avcodec_find_decoder(AV_CODEC_ID_AC3);
+    const AVCodec* codec = avcodec_find_decoder(eac3_ ? AV_CODEC_ID_EAC3 : AV_CODEC_ID_AC3);
     context_ = codec ? avcodec_alloc_context3(codec) : nullptr;
     if (!context_)
         return;
     // A frame whose checksums fail is refused rather than concealed, so the
     // caller can resynchronise.
-    context_->err_recognition = AV_EF_CRCCHECK | AV_EF_EXPLODE;
+    context_->err_recognition = checkCrc_ ? AV_EF_CRCCHECK | AV_EF_EXPLODE : AV_EF_EXPLODE;
     context_->request_sample_fmt = AV_SAMPLE_FMT_FLTP;
     if (avcodec_open2(context_, codec, nullptr) < 0) {
         avcodec_free_context(&context_);

@@ -14,7 +14,10 @@ struct AVPacket;
 
 class AvAc3Decoder {
 public:
-    AvAc3Decoder();
+    // `eac3`: libavcodec's E-AC-3 decoder, which decodes AC-3 frames alike;
+    // `checkCrc`: refuse frames whose checksums fail (off when the caller
+    // has checked them already).
+    explicit AvAc3Decoder(bool eac3 = false, bool checkCrc = true);
     ~AvAc3Decoder();
     AvAc3Decoder(const AvAc3Decoder&) = delete;
     AvAc3Decoder& operator=(const AvAc3Decoder&) = delete;
@@ -43,4 +46,6 @@ private:
     float drcScale_ = 1.0f;
     bool heavy_ = false;
     int dialogueTarget_ = 0;
+    bool eac3_ = false;
+    bool checkCrc_ = true;
 };

@@ -10,6 +10,7 @@
 #include <emmintrin.h>
 #endif
 
+#include "decoders/ac3_header.h"
 #include "libs/TvAc3Lib/av_ac3_decoder.h"
 #include "platform/module_exports.h"
 
@@ -17,41 +18,6 @@
 namespace {
 
 constexpr int kSamples = 1536;
-constexpr Ac3Speaker kNo = kSpeakerNone;
-
-// The library's channel numbering per output acmod, without and with LFE
-// (see the header): chosen so that the standard routing rows give WAVE order.
-constexpr Ac3Speaker kSlots[8][2][6] = {
-    {{kSpeakerL, kNo, kSpeakerR, kNo, kNo, kNo},
-     {kSpeakerL, kNo, kSpeakerR, kNo, kNo, kSpeakerLfe}},
-    {{kNo, kSpeakerC, kNo, kNo, kNo, kNo}, {kNo, kSpeakerC, kNo, kNo, kNo, kSpeakerLfe}},
-    {{kSpeakerL, kNo, kSpeakerR, kNo, kNo, kNo},
-     {kSpeakerL, kNo, kSpeakerR, kNo, kNo, kSpeakerLfe}},
-    {{kSpeakerL, kSpeakerR, kSpeakerC, kNo, kNo, kNo},
-     {kSpeakerL, kSpeakerR, kSpeakerC, kNo, kNo, kSpeakerLfe}},
-    {{kSpeakerL, kNo, kSpeakerR, kSpeakerS, kNo, kNo},
-     {kSpeakerL, kNo, kSpeakerR, kSpeakerLfe, kNo, kSpeakerS}},
-    {{kSpeakerL, kSpeakerR, kSpeakerC, kSpeakerS, kNo, kNo},
-     {kSpeakerL, kSpeakerR, kSpeakerC, kSpeakerLfe, kNo, kSpeakerS}},
-    {{kSpeakerL, kNo, kSpeakerR, kSpeakerLs, kSpeakerRs, kNo},
-     {kSpeakerL, kNo, kSpeakerR, kSpeakerLfe, kSpeakerLs, kSpeakerRs}},
-    {{kSpeakerL, kSpeakerC, kSpeakerR, kSpeakerLs, kSpeakerRs, kNo},
-     {kSpeakerL, kSpeakerC, kSpeakerR, kSpeakerLs, kSpeakerRs, kSpeakerLfe}},
-};
-
-// Frame size in bytes from the fscod/frmsizecod byte (A/52 Table 5.18).
-int frameBytes(uint8_t code)
-{
-    static constexpr int rates[19] = {32,  40,  48,  56,  64,  80,  96,  112, 128, 160,
-                                      192, 224, 256, 320, 384, 448, 512, 576, 640};
-    int fscod = code >> 6, frmsizecod = code & 0x3F;
-    if (fscod == 3 || frmsizecod >= 38)
-        return 0;
-    int rate = rates[frmsizecod / 2];
-    int words = fscod == 0 ? 2 * rate : fscod == 2 ? 3 * rate : rate * 960 / 441 + (frmsizecod & 1);
-    return 2 * words;
-}
-
 // Rounds to nearest (ties to even) and clips, as lrintf and a clamp would;
 // four at a time where SSE2 is there.
 void toSamples(const float* in, int16_t* out, int count)
@@ -95,7 +61,7 @@ public:
         // (sample rate and frame size codes) at 5.
         if (words[0] != 0x77 || words[1] != 0x0B)
             return -1;
-        int size = frameBytes(words[5]);
+        int size = ac3FrameSize(words[5] >> 6, words[5] & 0x3F);
         if (size == 0)
             return -1;
         for (int i = 0; i < size; i += 2) {
@@ -103,7 +69,7 @@ public:
             stream_[i + 1] = words[i];
         }
         Ac3FrameInfo info;
-        if (!readAc3FrameInfo(stream_, info))
+        if (!readAc3FrameInfo(stream_, static_cast<size_t>(size), info))
             return -1;
         std::array<const float*, kSpeakerCount> speakers;
         if (!decoder_.decode(stream_, static_cast<size_t>(size), speakers))
@@ -217,7 +183,7 @@ private:
             mixRequest_ = request;
             haveMix_ = true;
         }
-        const Ac3Speaker* slots = kSlots[outputMode_][outputLfe_];
+        const Ac3Speaker* slots = kLibrarySlots[outputMode_][outputLfe_];
         int channels = 0;
         for (int k = 0; k < 6; ++k)
             channels += slots[k] != kSpeakerNone;

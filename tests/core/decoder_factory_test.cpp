@@ -33,6 +33,25 @@ TEST(DecoderFactory, CreatesEachDecoderAndLogsIt)
     EXPECT_NE(log.str().find("successfully initialized Decoder: AdecLpcmDvd\n"), std::string::npos);
 }
 
+// With TvEac3Dec.dll in the module's folder AC-3 goes to AdecDDPlus and
+// AdecDolby is never made; without it AdecDolby takes its place.
+TEST(DecoderFactory, TheDDPlusLibraryDecidesBetweenTheTwoAc3Decoders)
+{
+    for (bool present : {true, false}) {
+        std::ostringstream log;
+        DecoderList decoders;
+        createDecoders(decoders, log, present ? TAVIO_MODULE_DIR "/" : "/nonexistent/");
+        ASSERT_FALSE(decoders.empty());
+        const char* first = present ? "AdecDDPlus" : "AdecDolby";
+        EXPECT_NE(log.str().find(std::string("successfully initialized Decoder: ") + first),
+                  std::string::npos)
+            << log.str();
+        bool dolbyMade = log.str().find("initialized Decoder: AdecDolby") != std::string::npos;
+        EXPECT_EQ(dolbyMade, !present);
+        EXPECT_EQ(decoders[0]->accepts(proposedType(MEDIATYPE_Audio, MEDIASUBTYPE_DOLBY_AC3, 18)), true);
+    }
+}
+
 // A decoder that stands for any class; its constructor throws when its
 // library is "missing".
 class StandIn : public Adec {

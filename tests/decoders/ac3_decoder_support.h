@@ -1,4 +1,4 @@
-// Driving AdecDolby as the filter's receive loop does: bytes appended to a
+// Driving AdecDolby or AdecDDPlus as the filter's receive loop does: bytes appended to a
 // buffer in pieces, frames taken until the decoder wants more.
 #pragma once
 
@@ -25,18 +25,21 @@ struct Ac3Run {
     size_t skipped = 0;
 };
 
-// Feeds `stream` in pieces of `piece` bytes (0: whole) and decodes all it can.
-inline Ac3Run runAc3(AdecDolby& decoder,
-                     const std::vector<uint8_t>& stream,
-                     size_t piece = 0,
-                     size_t sampleSize = 18432)
+// Feeds `stream` in pieces whose sizes come from `nextPiece` and decodes all
+// it can.
+template <class NextPiece>
+Ac3Run runAc3Pieces(Adec& decoder,
+                    const std::vector<uint8_t>& stream,
+                    NextPiece nextPiece,
+                    size_t sampleSize = 18432)
 {
     Ac3Run run;
     std::vector<uint8_t> buffer;
     size_t offset = 0;
     while (offset < stream.size()) {
-        size_t take = piece ? std::min(piece, stream.size() - offset) : stream.size();
-        buffer.insert(buffer.end(), stream.begin() + offset, stream.begin() + offset + take);
+        size_t take = std::min(nextPiece(), stream.size() - offset);
+        buffer.insert(buffer.end(), stream.begin() + long(offset),
+                      stream.begin() + long(offset + take));
         offset += take;
         for (;;) {
             MemorySample out(sampleSize);
@@ -58,6 +61,16 @@ inline Ac3Run runAc3(AdecDolby& decoder,
         }
     }
     return run;
+}
+
+// Feeds `stream` in pieces of `piece` bytes (0: whole) and decodes all it can.
+inline Ac3Run runAc3(Adec& decoder,
+                     const std::vector<uint8_t>& stream,
+                     size_t piece = 0,
+                     size_t sampleSize = 18432)
+{
+    return runAc3Pieces(
+        decoder, stream, [&] { return piece ? piece : stream.size(); }, sampleSize);
 }
 
 inline std::string moduleFolder()

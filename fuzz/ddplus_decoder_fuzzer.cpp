@@ -1,0 +1,60 @@
+// AC-3 and E-AC-3 framing, decoding and conversion: AdecDDPlus with
+// TvEac3Dec.dll. The first byte picks S/PDIF, a downmix, the karaoke mode and
+// the output sample size, the second the size of the pieces the rest arrives
+// in, as the filter's buffer would hand it over.
+#include <cstddef>
+#include <cstdint>
+#include <ostream>
+#include <vector>
+
+#include "decoders/AdecDDPlus.h"
+#include "tests/support/memory_sample.h"
+
+namespace {
+
+CMediaType ac3Type()
+{
+    CMediaType type(&MEDIATYPE_Audio);
+    type.SetSubtype(&MEDIASUBTYPE_DOLBY_AC3);
+    type.SetFormatType(&FORMAT_WaveFormatEx);
+    WAVEFORMATEX wave{0x2000, 2, 48000, 0, 0, 0, 0};
+    type.SetFormat(reinterpret_cast<const BYTE*>(&wave), sizeof wave);
+    return type;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
+{
+    if (size < 2)
+        return 0;
+    static const uint32_t masks[8] = {0, 0x3, 0x4, 0x7, 0xB, 0x33, 0x37, 0x3F};
+    // One decoder for the whole run, as the filter keeps it: init starts it
+    // afresh. Its log goes nowhere, so that it does not grow from run to run.
+    static std::ostream log(nullptr);
+    static AdecDDPlus decoder(log, TAVIO_MODULE_DIR "/");
+    decoder.setMixType(2, (data[0] & 0x10) ? 105 : 104, masks[(data[0] >> 1) & 7]);
+    if (!decoder.init(ac3Type()))
+        return 0;
+    decoder.setSpdif(data[0] & 1);
+    decoder.setKaraokeMode((data[0] >> 6) & 3);
+    size_t piece = 1 + data[1] * 16;
+    // One output sample per input, emptied before each call: filling a new
+    // one for every byte would cost more than the decoder.
+    MemorySample out((data[0] & 0x20) ? 6144 : 36864);
+    std::vector<uint8_t> buffer;
+    for (size_t offset = 2; offset < size; offset += piece) {
+        buffer.insert(buffer.end(), data + offset,
+                      data + (offset + piece < size ? offset + piece : size));
+        for (;;) {
+            out.SetActualDataLength(0);
+            const uint8_t* p = buffer.data();
+            decoder.process(&p, buffer.data() + buffer.size(), &out);
+            size_t consumed = size_t(p - buffer.data());
+            if (consumed == 0)
+                break;
+            buffer.erase(buffer.begin(), buffer.begin() + long(consumed));
+        }
+    }
+    return 0;
+}
