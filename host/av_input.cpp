@@ -96,7 +96,7 @@ using FormatContext = std::unique_ptr<AVFormatContext, FormatCloser>;
 // decodes. Anything else (images above all, which libavformat would decode
 // to learn their parameters) is refused at once.
 constexpr const char* kAudioFormats =
-    "aac,ac3,eac3,dts,dtshd,mp3,amr,amrnb,amrwb,truehd,mlp,matroska,mov,mpegts,mpeg,ogg,avi,wav,w64,"
+    "aac,loas,ac3,eac3,dts,dtshd,mp3,amr,amrnb,amrwb,truehd,mlp,matroska,mov,mpegts,mpeg,ogg,avi,wav,w64,"
     "flv,asf,caf,aiff,spdif";
 
 FormatContext openFormat(const std::string& path, std::string& error)

@@ -109,7 +109,7 @@ TEST_P(AacLayout, EachToneLandsInItsWavePositionAndMatchesFfmpeg)
             << layout.name << ": slot " << c << " carries another speaker's tone";
 
     // ffmpeg's channels put in our order by their tones.
-    std::vector<int16_t> reference = referenceAac(path);
+    std::vector<int16_t> reference = referencePcm(path);
     int referenceChannels = int(layout.speakers.size());
     std::vector<int> theirs = strongestTones(reference, referenceChannels, 48000, tones);
     std::vector<int> from;
@@ -118,7 +118,7 @@ TEST_P(AacLayout, EachToneLandsInItsWavePositionAndMatchesFfmpeg)
             if (theirs[size_t(r)] == ours[size_t(c)])
                 from.push_back(r);
     ASSERT_EQ(from.size(), size_t(channels));
-    AacMatch match = alignedSnr(pickChannels(reference, referenceChannels, from), run.pcm, channels);
+    PcmMatch match = alignedSnr(pickChannels(reference, referenceChannels, from), run.pcm, channels);
     std::cout << "[ snr ] AAC LC " << layout.name << " (m4a): " << match.snr << " dB against ffmpeg, shift "
               << match.shift << " frames, " << run.frames.size() << " units" << std::endl;
     EXPECT_GE(match.snr, 50.0);
@@ -174,7 +174,7 @@ TEST_P(AacRealStream, DecodesLikeFfmpeg)
     EXPECT_EQ(s.ps != 0, c.ps);
     EXPECT_EQ(s.samples, c.sbr ? 2048 : 1024);
 
-    std::vector<int16_t> reference = referenceAac(path);
+    std::vector<int16_t> reference = referencePcm(path);
     std::vector<int16_t> ours = run.pcm;
     if (c.referenceChannels < s.chan)
         ours = pickChannels(ours, s.chan, {0});
@@ -190,7 +190,7 @@ TEST_P(AacRealStream, DecodesLikeFfmpeg)
         EXPECT_LE(ourPeak, 2);
         return;
     }
-    AacMatch match = alignedSnr(reference, ours, c.referenceChannels);
+    PcmMatch match = alignedSnr(reference, ours, c.referenceChannels);
     std::cout << "[ snr ] " << c.file << ": " << match.snr << " dB against ffmpeg, shift " << match.shift
               << " frames, " << run.frames.size() << " units decoded, " << run.silentUnits << " silent, "
               << s.freq << " Hz, " << s.chan << " channels, sbr " << int(s.sbr) << ", ps " << int(s.ps)
