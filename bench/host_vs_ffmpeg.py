@@ -20,7 +20,13 @@ FORMATS = {
     "dvd-lpcm": ("-c:a pcm_dvd -sample_fmt s16 -f vob", "in.vob", "s16le"),
     "bluray-lpcm": ("-c:a pcm_bluray -sample_fmt s32 -f mpegts -mpegts_m2ts_mode 1", "in.m2ts", "s32le"),
     "ac3": ("-c:a ac3 -b:a 448k", "in.ac3", "s16le"),
+    # FAAD2 against libavcodec's decoder, both to 16-bit.
+    "aac": ("-c:a aac -b:a 256k", "in.m4a", "s16le"),
 }
+
+# ffmpeg's AAC encoder codes 5.1(side) with a program config element that
+# neither decoder maps back to 5.1; the back layout has a channel configuration.
+LAYOUTS = {"aac": "5.1"}
 
 
 def cpu_seconds(command):
@@ -42,7 +48,7 @@ def main():
         for name in args.format or sorted(FORMATS):
             options, file_name, raw_format = FORMATS[name]
             path = os.path.join(folder, file_name)
-            make = (f'ffmpeg -v error -f lavfi -i "aevalsrc={tones}:c=5.1(side):s=48000:d={args.seconds}" '
+            make = (f'ffmpeg -v error -f lavfi -i "aevalsrc={tones}:c={LAYOUTS.get(name, "5.1(side)")}:s=48000:d={args.seconds}" '
                     f"{options} -y {path}")
             subprocess.run(make, shell=True, check=True)
             ours = [args.tavio, "-q", path, "-o", "/dev/null"]
