@@ -3,18 +3,20 @@
 // regsvr32 has registered TavioDec2.ax it
 //   1. checks the registry keys and finds the filter through the mapper;
 //   2. connects a push source of disc audio (DVD-Video LPCM or AC-3 from a
-//      VOB) to the Sample Grabber by intelligent connect, which must insert
-//      our filter by its registration;
+//      VOB) or of AAC access units (from an ADTS stream) to the Sample
+//      Grabber by intelligent connect, which must insert our filter by its
+//      registration;
 //   3. runs the graph to the end and compares the grabbed PCM with the Linux
 //      build's output for the same input;
 //   4. unregisters and checks that only the capabilities value stays.
-// Usage: graph_test MODULE INPUT.vob EXPECTED.pcm
+// Usage: graph_test MODULE INPUT.vob|INPUT.aac EXPECTED.pcm
 #include <qedit.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <fstream>
 #include <iterator>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -181,10 +183,17 @@ bool describe(const PesPacket& p, AudioStreamParameters& parameters, std::string
     return false;
 }
 
-// Streams the first LPCM or AC-3 substream of `vob` through the graph;
-// returns what the grabber collected.
-std::vector<uint8_t> runGraph(const char* vob)
+// What the push source offers and delivers.
+struct GraphInput {
+    std::optional<CMediaType> type;
+    std::vector<std::vector<uint8_t>> payloads;
+    std::vector<std::optional<REFERENCE_TIME>> starts;
+};
+
+// The first LPCM or AC-3 substream of a VOB.
+GraphInput readVob(const char* vob)
 {
+    GraphInput input;
     std::vector<PesPacket> packets;
     check(readProgramStreamFile(vob, packets), std::string("read ") + vob);
     int substream = -1;
@@ -198,9 +207,64 @@ std::vector<uint8_t> runGraph(const char* vob)
     check(substream >= 0, "the input holds disc audio: " + description);
     parameters.inProgramStream = true;
     std::string why;
-    auto type = hostMediaType(parameters, why);
-    if (!type)
+    input.type = hostMediaType(parameters, why);
+    for (const PesPacket& p : packets) {
+        if (p.substreamId != substream)
+            continue;
+        // AC-3 goes without its substream header, LPCM keeps it for the decoder.
+        size_t skip = isAc3(substream) ? std::min<size_t>(4, p.payload.size()) : 0;
+        input.payloads.emplace_back(p.payload.begin() + long(skip), p.payload.end());
+        input.starts.push_back(p.hasPts ? std::optional<REFERENCE_TIME>(p.ptsReferenceTime) : std::nullopt);
+    }
+    return input;
+}
+
+// AAC from an ADTS stream (ISO/IEC 13818-7, 6.2): the AudioSpecificConfig
+// from the first header, each frame's payload one access unit, stamped by
+// its place in the stream.
+GraphInput readAdts(const char* path)
+{
+    GraphInput input;
+    std::vector<uint8_t> stream = readFile(path);
+    AudioStreamParameters parameters;
+    parameters.codec = "aac";
+    static const int rates[13] = {96000, 88200, 64000, 48000, 44100, 32000, 24000,
+                                  22050, 16000, 12000, 11025, 8000,  7350};
+    size_t offset = 0;
+    while (offset + 7 <= stream.size() && stream[offset] == 0xFF && (stream[offset + 1] & 0xF6) == 0xF0) {
+        const uint8_t* h = &stream[offset];
+        size_t length = (size_t(h[3] & 3) << 11) | (size_t(h[4]) << 3) | (h[5] >> 5);
+        size_t header = (h[1] & 1) ? 7 : 9;
+        if (length <= header || offset + length > stream.size())
+            break;
+        if (parameters.extradata.empty()) {
+            int objectType = (h[2] >> 6) + 1, frequency = (h[2] >> 2) & 0xF;
+            int channels = ((h[2] & 1) << 2) | (h[3] >> 6);
+            parameters.extradata = {uint8_t((objectType << 3) | (frequency >> 1)),
+                                    uint8_t(((frequency & 1) << 7) | (channels << 3))};
+            parameters.sampleRate = frequency < 13 ? rates[frequency] : 0;
+            parameters.channels = channels == 7 ? 8 : channels;
+        }
+        input.payloads.emplace_back(h + header, h + length);
+        REFERENCE_TIME start = parameters.sampleRate
+                                   ? REFERENCE_TIME(input.starts.size()) * 1024 * 10000000 / parameters.sampleRate
+                                   : 0;
+        input.starts.push_back(start);
+        offset += length;
+    }
+    check(!input.payloads.empty(), std::string("the input holds ADTS frames: ") + path);
+    std::string why;
+    if (!input.payloads.empty())
+        input.type = hostMediaType(parameters, why);
+    return input;
+}
+
+// Streams the input through the graph; returns what the grabber collected.
+std::vector<uint8_t> runGraph(const GraphInput& input)
+{
+    if (!input.type)
         return {};
+    const std::optional<CMediaType>& type = input.type;
 
     IGraphBuilder* graph = nullptr;
     check(SUCCEEDED(CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, IID_IGraphBuilder,
@@ -246,16 +310,12 @@ std::vector<uint8_t> runGraph(const char* vob)
         graph->QueryInterface(IID_IMediaEvent, reinterpret_cast<void**>(&events));
         clock->SetSyncSource(nullptr);  // as fast as it goes
         check(SUCCEEDED(control->Run()), "graph running");
-        for (const PesPacket& p : packets) {
-            if (p.substreamId != substream)
-                continue;
+        for (size_t i = 0; i < input.payloads.size(); ++i) {
             PushSource::Packet packet;
-            REFERENCE_TIME start = p.ptsReferenceTime;
-            // AC-3 goes without its substream header, LPCM keeps it for the decoder.
-            size_t skip = isAc3(substream) ? std::min<size_t>(4, p.payload.size()) : 0;
-            packet.data = p.payload.data() + skip;
-            packet.size = p.payload.size() - skip;
-            packet.start = p.hasPts ? &start : nullptr;
+            REFERENCE_TIME start = input.starts[i].value_or(0);
+            packet.data = input.payloads[i].data();
+            packet.size = input.payloads[i].size();
+            packet.start = input.starts[i] ? &start : nullptr;
             source->Deliver(packet);
         }
         source->DeliverEndOfStream();
@@ -285,7 +345,7 @@ std::vector<uint8_t> runGraph(const char* vob)
 int main(int argc, char** argv)
 {
     if (argc != 4) {
-        std::fprintf(stderr, "usage: graph_test MODULE INPUT.vob EXPECTED.pcm\n");
+        std::fprintf(stderr, "usage: graph_test MODULE INPUT.vob|INPUT.aac EXPECTED.pcm\n");
         return 2;
     }
     CoInitializeEx(nullptr, COINIT_MULTITHREADED);
@@ -295,7 +355,9 @@ int main(int argc, char** argv)
     check(keyExists(kInstance + clsidText(CLSID_Tavio2) + L"\\Capabilities"), "the capabilities key is there");
     check(mapperFinds(L"Tavio Audio Decoder 2"), "the filter mapper offers Tavio2 for DVD LPCM");
 
-    std::vector<uint8_t> grabbed = runGraph(argv[2]);
+    std::string path = argv[2];
+    bool adts = path.size() > 4 && path.compare(path.size() - 4, 4, ".aac") == 0;
+    std::vector<uint8_t> grabbed = runGraph(adts ? readAdts(argv[2]) : readVob(argv[2]));
     std::vector<uint8_t> expected = readFile(argv[3]);
     check(!expected.empty() && grabbed == expected,
           "grabbed PCM equals the Linux build's (" + std::to_string(grabbed.size()) + " vs " +
