@@ -165,48 +165,61 @@ TvStatus* AdecAAC::process(const uint8_t** readPtr, const uint8_t* end, IMediaSa
     BYTE* out = nullptr;
     if (FAILED(sample->GetPointer(&out)) || !out)
         return nullptr;
-    std::memcpy(out, pcm, static_cast<size_t>(osize));
-    _status.channelMask = reorder(reinterpret_cast<int16_t*>(out), frameInfo);
+    _status.channelMask = copyInWaveOrder(reinterpret_cast<int16_t*>(out), static_cast<const int16_t*>(pcm),
+                                          static_cast<size_t>(osize) / 2, frameInfo);
     sample->SetActualDataLength(osize);
     _status.remixMode =
         downmix && _status.openChannels == 6 && _status.chan == 2 ? RemixDecoderDownmix : RemixNone;
     return &_status;
 }
 
-uint32_t AdecAAC::reorder(int16_t* pcm, const NeAACDecFrameInfo& inf)
+uint32_t AdecAAC::copyInWaveOrder(int16_t* out, const int16_t* pcm, size_t count, const NeAACDecFrameInfo& inf)
 {
+    // The reorder happens in the copy out of the library's buffer: one pass
+    // over the samples instead of a copy, a reorder and a copy back.
+    auto inLibraryOrder = [&] { std::memcpy(out, pcm, count * sizeof(int16_t)); };
     // clang-format off
-    if (!TvAssert(inf.samples <= 16384))
+    if (!TvAssert(inf.samples <= 16384)) {
+        inLibraryOrder();
         return 0;
+    }
     // clang-format on
     int channels = inf.channels;
-    if (channels > int(sizeof inf.channel_position))
-        return 0;  // more channels than the library has positions for
+    if (channels > int(sizeof inf.channel_position)) {
+        inLibraryOrder();  // more channels than the library has positions for
+        return 0;
+    }
     std::pair<uint32_t, int> order[sizeof inf.channel_position];
     uint32_t mask = 0;
     bool needed = false;
     for (int i = 0; i < channels; ++i) {
         unsigned p = inf.channel_position[i];
-        if (p == 0 || p > 9)
-            return mask;  // unknown layout: left in library order
+        if (p == 0 || p > 9) {
+            inLibraryOrder();  // unknown layout: left as the library gives it
+            return mask;
+        }
         uint32_t bit = kPositionMask[p];
         mask |= bit;
         order[i] = {bit, i};
         if (i >= 1 && bit < order[i - 1].first)
             needed = true;
     }
-    if (!needed)
+    if (!needed) {
+        inLibraryOrder();
         return mask;
+    }
 
     std::sort(order, order + channels);
     _log << "resort: ";
     for (int j = 0; j < channels; ++j)
         _log << order[j].second << " ";
     _log << std::endl;
-    size_t frames = inf.samples / size_t(channels);
-    for (size_t f = 0; f < frames; ++f)
-        for (int j = 0; j < channels; ++j)
-            _reordered[f * size_t(channels) + size_t(j)] = pcm[f * size_t(channels) + size_t(order[j].second)];
-    std::memcpy(pcm, _reordered, frames * size_t(channels) * sizeof(int16_t));
+    size_t width = size_t(channels);
+    size_t from[sizeof inf.channel_position];
+    for (size_t j = 0; j < width; ++j)
+        from[j] = size_t(order[j].second);
+    for (size_t frame = 0; frame + width <= count; frame += width)
+        for (size_t j = 0; j < width; ++j)
+            out[frame + j] = pcm[frame + from[j]];
     return mask;
 }

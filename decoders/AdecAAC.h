@@ -21,22 +21,20 @@ public:
     TvStatus* process(const uint8_t** readPtr, const uint8_t* end, IMediaSample* out) override;
     void setMixType(int kind, int mixType, uint32_t channelMask) override;
 
-    // The largest access unit output (all channels) that is put into WAVE order.
-    static constexpr unsigned long kMaxReorderSamples = 16384;
-
 private:
     // A library decoder configured from `mediaType`'s AudioSpecificConfig,
     // which also receives the rate and channel count the library derived;
     // null (logged) when the type or its configuration cannot be used.
     void* open(CMediaType& mediaType);
     void close();
-    // Moves the interleaved channels of `pcm` into WAVE order by the library's
-    // channel positions; returns the speaker mask gathered.
-    uint32_t reorder(int16_t* pcm, const NeAACDecFrameInfo& inf);
+    // Copies `count` interleaved samples of the library's output to `out` in
+    // WAVE channel order by the library's channel positions (in library
+    // order when a position is unknown or the unit is over the limit);
+    // returns the speaker mask gathered.
+    uint32_t copyInWaveOrder(int16_t* out, const int16_t* pcm, size_t count, const NeAACDecFrameInfo& inf);
 
     TvStatusAac _status;
     void* _decoder = nullptr;  // NeAACDecHandle
     bool downmix = false;      // 5.1-to-stereo folding requested
     CMediaType _mediaType;
-    int16_t _reordered[kMaxReorderSamples];
 };
