@@ -201,6 +201,7 @@ TEST_P(AacRealStream, DecodesLikeFfmpeg)
 INSTANTIATE_TEST_SUITE_P(
     SharedVectors, AacRealStream,
     ::testing::Values(RealStream{"androidx_media/aac_sine.aac", 44100, 2, 1, 2, false, false, 60},
+                      RealStream{"androidx_media/ts_sample.adts", 44100, 2, 1, 2, false, false, 60},
                       RealStream{"mp4parser/aac-sample.aac", 48000, 2, 2, 2, false, false, 60},
                       RealStream{"cts/sinesweep51m4a.m4a", 44100, 6, 6, 2, false, false, 60},
                       RealStream{"audioscan/heaac-truncated.aac", 44100, 2, 2, 5, true, false, 15},
