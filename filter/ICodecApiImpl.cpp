@@ -51,7 +51,8 @@ GUID guidOf(const VARIANT* value)
         throw ComError{E_POINTER};
     VARIANT text;
     VariantInit(&text);
-    check(VariantCopy(&text, value));
+    // The Windows SDK declares the source non-const; it is only read.
+    check(VariantCopy(&text, const_cast<VARIANT*>(value)));
     HRESULT hr = text.vt == VT_BSTR ? S_OK : VariantChangeType(&text, &text, 0, VT_BSTR);
     GUID guid{};
     if (SUCCEEDED(hr))
