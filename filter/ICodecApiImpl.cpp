@@ -51,8 +51,7 @@ GUID guidOf(VARIANT* value)
         throw ComError{E_POINTER};
     VARIANT text;
     VariantInit(&text);
-    // The Windows SDK declares the source non-const; it is only read.
-    check(VariantCopy(&text, const_cast<VARIANT*>(value)));
+    check(VariantCopy(&text, value));
     HRESULT hr = text.vt == VT_BSTR ? S_OK : VariantChangeType(&text, &text, 0, VT_BSTR);
     GUID guid{};
     if (SUCCEEDED(hr))
