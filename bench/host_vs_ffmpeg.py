@@ -31,7 +31,13 @@ FORMATS = {
     "mp2": ("-ac 2 -c:a mp2 -b:a 384k", "in.mp2", "-f s16le", ""),
     # The encoder takes the side surrounds as Vorbis's back pair.
     "vorbis": ("-c:a libvorbis -q:a 6", "in.ogg", "-f f32le", ""),
+    # FAAD2 against libavcodec's decoder, both to 16-bit.
+    "aac": ("-c:a aac -b:a 256k", "in.m4a", "-f s16le", ""),
 }
+
+# ffmpeg's AAC encoder codes 5.1(side) with a program config element that
+# neither decoder maps back to 5.1; the back layout has a channel configuration.
+LAYOUTS = {"aac": "5.1"}
 
 
 def cpu_seconds(command):
@@ -53,7 +59,7 @@ def main():
         for name in args.format or sorted(FORMATS):
             options, file_name, reference_output, tavio_options = FORMATS[name]
             path = os.path.join(folder, file_name)
-            make = (f'ffmpeg -v error -f lavfi -i "aevalsrc={tones}:c=5.1(side):s=48000:d={args.seconds}" '
+            make = (f'ffmpeg -v error -f lavfi -i "aevalsrc={tones}:c={LAYOUTS.get(name, "5.1(side)")}:s=48000:d={args.seconds}" '
                     f"{options} -y {path}")
             subprocess.run(make, shell=True, check=True)
             ours = [args.tavio, "-q", *tavio_options.split(), path, "-o", "/dev/null"]

@@ -3,6 +3,7 @@
 #include <type_traits>
 
 #include "decoders/AdecDDPlus.h"
+#include "decoders/AdecAAC.h"
 #include "decoders/AdecDolby.h"
 #include "decoders/AdecLpcmBd.h"
 #include "decoders/AdecMLP.h"
@@ -31,6 +32,7 @@ const DecoderCreationStep creationSteps[] = {
     {"AdecDolby", create<AdecDolby>, true},
     {"AdecMLP", create<AdecMLP>, false},
     {"AdecVorbis", create<AdecVorbis>, false},
+    {"AdecAAC", create<AdecAAC>, false},
     {"AdecLpcmDvd", create<AdecLpcmDvd>, false},
     {"AdecLpcmBd", create<AdecLpcmBd>, false},
     {"AdecLPCM", create<AdecLPCM>, false},

@@ -2,6 +2,9 @@
 
 #include <cctype>
 #include <deque>
+#include <optional>
+
+#include "host/latm_parser.h"
 
 #include "host/dolby_word_order.h"
 
@@ -23,6 +26,7 @@ std::string codecKey(AVCodecID id)
     case AV_CODEC_ID_MP2: return "mp2";
     case AV_CODEC_ID_MP3: return "mp3";
     case AV_CODEC_ID_AAC: return "aac";
+    case AV_CODEC_ID_AAC_LATM: return "aac";
     case AV_CODEC_ID_VORBIS: return "vorbis";
     case AV_CODEC_ID_AMR_NB: return "amr-nb";
     case AV_CODEC_ID_AMR_WB: return "amr-wb";
@@ -96,7 +100,7 @@ using FormatContext = std::unique_ptr<AVFormatContext, FormatCloser>;
 // decodes. Anything else (images above all, which libavformat would decode
 // to learn their parameters) is refused at once.
 constexpr const char* kAudioFormats =
-    "aac,ac3,eac3,dts,dtshd,mp3,amr,amrnb,amrwb,truehd,mlp,matroska,mov,mpegts,mpeg,ogg,avi,wav,w64,"
+    "aac,loas,ac3,eac3,dts,dtshd,mp3,amr,amrnb,amrwb,truehd,mlp,matroska,mov,mpegts,mpeg,ogg,avi,wav,w64,"
     "flv,asf,caf,aiff,spdif";
 
 // Raw MLP and TrueHD named by their extension: libavformat's probe passes
@@ -162,7 +166,10 @@ public:
             if (stream->codecpar->codec_type != AVMEDIA_TYPE_AUDIO)
                 continue;
             AudioStreamParameters parameters = parametersOf(context_.get(), stream);
-            if (parameters.codec == "aac" && parameters.extradata.empty())
+            bool latm = stream->codecpar->codec_id == AV_CODEC_ID_AAC_LATM;
+            if (latm)
+                findLatmConfig(int(i), parameters);
+            else if (parameters.codec == "aac" && parameters.extradata.empty())
                 findAdtsConfig(int(i), parameters);
             HostStream host;
             host.codec = parameters.codec.empty() ? avcodec_get_name(stream->codecpar->codec_id) : parameters.codec;
@@ -170,7 +177,8 @@ public:
             host.mediaType = hostMediaType(parameters, host.unsupported);
             streams_.push_back(std::move(host));
             indices_.push_back(int(i));
-            adts_.push_back(parameters.codec == "aac" && stream->codecpar->extradata_size == 0);
+            adts_.push_back(!latm && parameters.codec == "aac" && stream->codecpar->extradata_size == 0);
+            latm_.push_back(latm);
             dolby_.push_back(parameters.codec == "ac3" || parameters.codec == "eac3");
         }
     }
@@ -187,6 +195,8 @@ public:
         selected_ = indices_[n];
         stripAdts_ = adts_[n];
         dolbySelected_ = dolby_[n];
+        latmParser_.reset(latm_[n] ? new LatmParser : nullptr);
+        latmTime_.reset();
         for (unsigned i = 0; i < context_->nb_streams; ++i)
             context_->streams[i]->discard = int(i) == selected_ ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
         // Packets read ahead for other streams are of no use now.
@@ -202,13 +212,26 @@ public:
     bool next(HostPacket& packet) override
     {
         Packet p;
-        while (readPacket(p)) {
+        for (;;) {
+            if (latmParser_ && nextLatmUnit(packet))
+                return true;
+            if (!readPacket(p))
+                return false;
             if (p.stream != selected_)
                 continue;
+            if (latmParser_) {
+                // LOAS frames become raw access units; the packet's time goes
+                // with the first unit that starts in it.
+                HostPacket timing;
+                toHostPacket(p, timing);
+                if (timing.hasTime)
+                    latmTime_ = timing.start;
+                latmParser_->push(p.data.data(), p.data.size());
+                continue;
+            }
             toHostPacket(p, packet);
             return true;
         }
-        return false;
     }
 
     bool timesFromPresentationStart() const override { return true; }
@@ -294,6 +317,47 @@ private:
         }
     }
 
+    // AAC in LATM carries its configuration in the StreamMuxConfig of its
+    // LOAS frames: read ahead until one has been seen.
+    void findLatmConfig(int stream, AudioStreamParameters& parameters)
+    {
+        LatmParser probe;
+        size_t read = 0;
+        constexpr size_t kReadAheadLimit = 2000;
+        for (;;) {
+            for (; read < readAhead_.size() && probe.audioSpecificConfig().empty(); ++read)
+                if (readAhead_[read].stream == stream)
+                    probe.push(readAhead_[read].data.data(), readAhead_[read].data.size());
+            if (!probe.audioSpecificConfig().empty()) {
+                parameters.extradata = probe.audioSpecificConfig();
+                return;
+            }
+            if (readAhead_.size() >= kReadAheadLimit)
+                return;
+            AVPacket* packet = av_packet_alloc();
+            if (!packet || av_read_frame(context_.get(), packet) < 0) {
+                av_packet_free(&packet);
+                return;
+            }
+            Packet p;
+            p.stream = packet->stream_index;
+            p.data.assign(packet->data, packet->data + packet->size);
+            p.pts = packet->pts;
+            av_packet_free(&packet);
+            readAhead_.push_back(std::move(p));
+        }
+    }
+
+    bool nextLatmUnit(HostPacket& packet)
+    {
+        if (!latmParser_->next(packet.data))
+            return false;
+        packet.hasTime = latmTime_.has_value();
+        packet.start = latmTime_.value_or(0);
+        latmTime_.reset();
+        return true;
+    }
+
     void toHostPacket(Packet& p, HostPacket& packet)
     {
         size_t header = stripAdts_ ? adtsHeaderSize(p.data.data(), p.data.size()) : 0;
@@ -322,6 +386,9 @@ private:
     std::vector<bool> adts_;
     // AC-3 and E-AC-3, whose byte-swapped payloads are put back in order.
     std::vector<bool> dolby_;
+    std::vector<bool> latm_;
+    std::unique_ptr<LatmParser> latmParser_;
+    std::optional<REFERENCE_TIME> latmTime_;  // of the packet the next unit starts in
     std::deque<Packet> readAhead_;
     int selected_ = -1;
     bool stripAdts_ = false;

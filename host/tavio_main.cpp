@@ -51,14 +51,10 @@ void usage(FILE* out)
                  "                                E-AC-3 goes out only this way, converted to AC-3\n"
                  "  --spdif      short for --output-format spdif-bitstream\n"
                  "  -q           no messages but errors\n"
-                 "Inputs: DVD-Video/HD-DVD VOB/EVO and DVD-Audio AOB program streams (LPCM, MLP, AC-3,
-"
-                 "DTS, MPEG audio); raw AC-3, E-AC-3, DTS, MPEG audio, AAC (ADTS), AMR, MLP, TrueHD;
-"
-                 "Matroska/WebM, MP4, MPEG-TS/M2TS, Ogg, AVI and WAV.
-"
-                 "Vorbis (up to 8 channels) from Ogg, Matroska/WebM and MP4.
-"
+                 "Inputs: DVD-Video/HD-DVD VOB/EVO and DVD-Audio AOB program streams (LPCM, MLP, AC-3,\n"
+                 "DTS, MPEG audio); raw AC-3, E-AC-3, DTS, MPEG audio, AAC/HE-AAC (ADTS, LOAS), AMR, MLP,\n"
+                 "TrueHD; Matroska/WebM, MP4/M4A/3GP, MPEG-TS/M2TS (AAC also as LATM), Ogg, AVI and WAV.\n"
+                 "Vorbis (up to 8 channels) from Ogg, Matroska/WebM and MP4.\n"
                  "Exit codes: 0 decoded, 1 usage, 2 unreadable or unsupported input, 3 no audio.\n");
 }
 

@@ -3,12 +3,13 @@
 // regsvr32 has registered TavioDec2.ax it
 //   1. checks the registry keys and finds the filter through the mapper;
 //   2. connects a push source of disc audio (DVD-Video LPCM or AC-3 from a
-//      VOB) or of Vorbis (from an Ogg file) to the Sample Grabber by
+//      VOB), of Vorbis (from an Ogg file) or of AAC (from an ADTS stream) to
+//      the Sample Grabber by
 //      intelligent connect, which must insert our filter by its registration;
 //   3. runs the graph to the end and compares the grabbed PCM with the Linux
 //      build's output for the same input;
 //   4. unregisters and checks that only the capabilities value stays.
-// Usage: graph_test MODULE INPUT.vob|INPUT.ogg EXPECTED.pcm [GRABBED.pcm]
+// Usage: graph_test MODULE INPUT.vob|INPUT.ogg|INPUT.aac EXPECTED.pcm [GRABBED.pcm]
 // (GRABBED.pcm: where to keep what the grabber collected)
 #include <qedit.h>
 
@@ -287,6 +288,45 @@ Input readOgg(const char* ogg)
     return input;
 }
 
+// AAC from an ADTS stream (ISO/IEC 13818-7, 6.2): the AudioSpecificConfig
+// from the first header, each frame's payload one access unit, stamped by
+// its place in the stream.
+Input readAdts(const char* path)
+{
+    Input input;
+    std::vector<uint8_t> stream = readFile(path);
+    AudioStreamParameters parameters;
+    parameters.codec = "aac";
+    static const int rates[13] = {96000, 88200, 64000, 48000, 44100, 32000, 24000,
+                                  22050, 16000, 12000, 11025, 8000,  7350};
+    size_t offset = 0;
+    while (offset + 7 <= stream.size() && stream[offset] == 0xFF && (stream[offset + 1] & 0xF6) == 0xF0) {
+        const uint8_t* h = &stream[offset];
+        size_t length = (size_t(h[3] & 3) << 11) | (size_t(h[4]) << 3) | (h[5] >> 5);
+        size_t header = (h[1] & 1) ? 7 : 9;
+        if (length <= header || offset + length > stream.size())
+            break;
+        if (parameters.extradata.empty()) {
+            int objectType = (h[2] >> 6) + 1, frequency = (h[2] >> 2) & 0xF;
+            int channels = ((h[2] & 1) << 2) | (h[3] >> 6);
+            parameters.extradata = {uint8_t((objectType << 3) | (frequency >> 1)),
+                                    uint8_t(((frequency & 1) << 7) | (channels << 3))};
+            parameters.sampleRate = frequency < 13 ? rates[frequency] : 0;
+            parameters.channels = channels == 7 ? 8 : channels;
+        }
+        REFERENCE_TIME start = parameters.sampleRate
+                                   ? REFERENCE_TIME(input.payloads.size()) * 1024 * 10000000 / parameters.sampleRate
+                                   : 0;
+        input.payloads.push_back({{h + header, h + length}, true, start});
+        offset += length;
+    }
+    check(!input.payloads.empty(), std::string("the input holds ADTS frames: ") + path);
+    std::string why;
+    if (!input.payloads.empty())
+        input.type = hostMediaType(parameters, why);
+    return input;
+}
+
 bool endsWith(const std::string& text, const std::string& end)
 {
     return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
@@ -378,7 +418,7 @@ std::vector<uint8_t> runGraph(const Input& input)
 int main(int argc, char** argv)
 {
     if (argc != 4 && argc != 5) {
-        std::fprintf(stderr, "usage: graph_test MODULE INPUT.vob|INPUT.ogg EXPECTED.pcm [GRABBED.pcm]\n");
+        std::fprintf(stderr, "usage: graph_test MODULE INPUT.vob|INPUT.ogg|INPUT.aac EXPECTED.pcm [GRABBED.pcm]\n");
         return 2;
     }
     CoInitializeEx(nullptr, COINIT_MULTITHREADED);
@@ -389,7 +429,8 @@ int main(int argc, char** argv)
     check(mapperFinds(L"Tavio Audio Decoder 2"), "the filter mapper offers Tavio2 for DVD LPCM");
 
     bool ogg = endsWith(argv[2], ".ogg");
-    std::vector<uint8_t> grabbed = runGraph(ogg ? readOgg(argv[2]) : readVob(argv[2]));
+    bool adts = endsWith(argv[2], ".aac");
+    std::vector<uint8_t> grabbed = runGraph(ogg ? readOgg(argv[2]) : adts ? readAdts(argv[2]) : readVob(argv[2]));
     std::vector<uint8_t> expected = readFile(argv[3]);
     if (argc == 5)
         std::ofstream(argv[4], std::ios::binary).write(reinterpret_cast<const char*>(grabbed.data()),

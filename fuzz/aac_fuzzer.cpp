@@ -1,0 +1,107 @@
+// AAC through FAAD2: AdecAAC fed one access unit per call, as the filter's
+// receive loop does. The input is either an ADTS stream (the configuration
+// from its first header, each frame's payload one unit), so real streams
+// serve as seeds, or a flags byte (downmix, a downmix change half-way, a
+// small output sample), a configuration of 1-8 bytes and units each preceded
+// by a 2-byte length.
+#include <cstddef>
+#include <cstdint>
+#include <algorithm>
+#include <cstring>
+#include <sstream>
+#include <vector>
+
+#include "core/media_subtypes.h"
+#include "decoders/AdecAAC.h"
+#include "tests/support/memory_sample.h"
+
+namespace {
+
+CMediaType aacType(const uint8_t* config, size_t size)
+{
+    WAVEFORMATEX wave{0xFF, 2, 48000, 0, 0, 16, WORD(size)};
+    std::vector<uint8_t> block(sizeof wave);
+    std::memcpy(block.data(), &wave, sizeof wave);
+    block.insert(block.end(), config, config + size);
+    CMediaType type(&MEDIATYPE_Audio);
+    type.SetSubtype(&MEDIASUBTYPE_MPEG4_AUDIO);
+    type.SetFormatType(&FORMAT_WaveFormatEx);
+    type.SetFormat(block.data(), ULONG(block.size()));
+    return type;
+}
+
+bool isAdts(const uint8_t* p, size_t size)
+{
+    return size >= 7 && p[0] == 0xFF && (p[1] & 0xF6) == 0xF0;
+}
+
+void split(const uint8_t* data, size_t size, uint8_t& flags, std::vector<uint8_t>& config,
+           std::vector<std::vector<uint8_t>>& units)
+{
+    flags = 0;
+    if (isAdts(data, size)) {
+        int objectType = (data[2] >> 6) + 1, frequency = (data[2] >> 2) & 0xF;
+        int channels = ((data[2] & 1) << 2) | (data[3] >> 6);
+        config = {uint8_t((objectType << 3) | (frequency >> 1)), uint8_t(((frequency & 1) << 7) | (channels << 3))};
+        size_t offset = 0;
+        while (offset + 7 <= size && isAdts(data + offset, size - offset)) {
+            const uint8_t* h = data + offset;
+            size_t length = (size_t(h[3] & 3) << 11) | (size_t(h[4]) << 3) | (h[5] >> 5);
+            size_t header = (h[1] & 1) ? 7 : 9;
+            if (length <= header || offset + length > size)
+                break;
+            units.emplace_back(h + header, h + length);
+            offset += length;
+        }
+        return;
+    }
+    if (size < 2)
+        return;
+    flags = data[0];
+    ++data;
+    --size;
+    size_t configSize = 1 + (data[0] & 7);
+    if (1 + configSize > size)
+        return;
+    config.assign(data + 1, data + 1 + configSize);
+    size_t offset = 1 + configSize;
+    while (offset + 2 <= size) {
+        size_t length = (size_t(data[offset]) << 8) | data[offset + 1];
+        offset += 2;
+        length = std::min(length, size - offset);
+        units.emplace_back(data + offset, data + offset + length);
+        offset += length;
+    }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
+{
+    if (size < 2)
+        return 0;
+    uint8_t flags;
+    std::vector<uint8_t> config;
+    std::vector<std::vector<uint8_t>> units;
+    split(data, size, flags, config, units);
+    if (config.empty())
+        return 0;
+    std::ostringstream log;
+    AdecAAC decoder(log);
+    if (flags & 1)
+        decoder.setMixType(5, 104, 0x3);
+    CMediaType type = aacType(config.data(), config.size());
+    if (!decoder.accepts(type) || !decoder.init(type))
+        return 0;
+    for (size_t i = 0; i < units.size() && i < 200; ++i) {
+        if ((flags & 2) && i == units.size() / 2)
+            decoder.setMixType(5, (flags & 1) ? 101 : 104, 0x3);
+        MemorySample out((flags & 4) ? 2048 : 2048 * 8 * 2);
+        // An empty unit still needs a readable address.
+        static const uint8_t none = 0;
+        const uint8_t* begin = units[i].empty() ? &none : units[i].data();
+        const uint8_t* p = begin;
+        decoder.process(&p, begin + units[i].size(), &out);
+    }
+    return 0;
+}
