@@ -97,3 +97,6 @@ struct TvStatusAc3 : TvStatusOf<TvStatusAc3, KindAc3> {
 
 // The remixer's own record: the input stream's status with the remix applied.
 struct TvStatusRemix : TvStatusOf<TvStatusRemix, KindRemix> {};
+
+// DTS streams: nothing beyond the base record.
+struct TvStatusDts : TvStatusOf<TvStatusDts, KindDts> {};

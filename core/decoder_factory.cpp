@@ -2,6 +2,7 @@
 
 #include <type_traits>
 
+#include "decoders/AdecDTS.h"
 #include "decoders/AdecDolby.h"
 #include "decoders/AdecLpcmBd.h"
 #include "decoders/AdecLpcmDvd.h"
@@ -24,6 +25,7 @@ std::unique_ptr<Adec> create(std::ostream& log, const std::string& moduleFolder)
 // Adding a decoder class is one line here.
 const DecoderCreationStep creationSteps[] = {
     {"AdecDolby", create<AdecDolby>, false},
+    {"AdecDTS", create<AdecDTS>, false},
     {"AdecLpcmDvd", create<AdecLpcmDvd>, false},
     {"AdecLpcmBd", create<AdecLpcmBd>, false},
     {"AdecLPCM", create<AdecLPCM>, false},
