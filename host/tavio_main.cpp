@@ -158,8 +158,9 @@ int info(TavioModule* module, const Options& options, InputSource& input)
                 streams.size(), streams.size() == 1 ? "" : "s");
     for (size_t i = 0; i < streams.size(); ++i) {
         std::printf("  stream %zu: %s\n", i, streams[i].description.c_str());
-        if (!streams[i].mediaType) {
-            std::printf("    not decoded: %s\n", streams[i].unsupported.c_str());
+        if (!streams[i].mediaType || !streams[i].noAudio.empty()) {
+            std::printf("    not decoded: %s\n",
+                        (streams[i].mediaType ? streams[i].noAudio : streams[i].unsupported).c_str());
             continue;
         }
         if (!module)
@@ -199,10 +200,22 @@ int decode(TavioModule& module, const Options& options, InputSource& input)
             return UsageError;
         }
         stream = size_t(options.stream);
+        if (!streams[stream].noAudio.empty()) {
+            std::fprintf(stderr, "tavio: %s: %s: %s\n", options.input.c_str(), streams[stream].codec.c_str(),
+                         streams[stream].noAudio.c_str());
+            return NoAudio;
+        }
     } else {
-        while (stream < streams.size() && !streams[stream].mediaType)
+        while (stream < streams.size() && (!streams[stream].mediaType || !streams[stream].noAudio.empty()))
             ++stream;
         if (stream == streams.size()) {
+            // Streams the filter takes but cannot make sound of: say why.
+            for (const HostStream& s : streams)
+                if (s.mediaType && !s.noAudio.empty()) {
+                    std::fprintf(stderr, "tavio: %s: %s: %s\n", options.input.c_str(), s.codec.c_str(),
+                                 s.noAudio.c_str());
+                    return NoAudio;
+                }
             std::fprintf(stderr, "tavio: %s: no stream the filter accepts (%s)\n", options.input.c_str(),
                          (streams[0].codec + ": " + streams[0].unsupported).c_str());
             return UnreadableInput;
