@@ -36,12 +36,13 @@ inline DtsRun runDts(AdecDTS& decoder, const std::vector<uint8_t>& stream,
     DtsRun run;
     std::vector<uint8_t> buffer;
     size_t offset = 0;
+    MemorySample out(sampleSize);
     while (offset < stream.size()) {
         size_t take = nextPiece ? std::min(nextPiece(), stream.size() - offset) : stream.size();
         buffer.insert(buffer.end(), stream.begin() + long(offset), stream.begin() + long(offset + take));
         offset += take;
         for (;;) {
-            MemorySample out(sampleSize);
+            out.SetActualDataLength(0);
             const uint8_t* start = buffer.data();
             const uint8_t* p = start;
             ++run.calls;
