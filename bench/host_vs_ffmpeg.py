@@ -20,6 +20,8 @@ FORMATS = {
     "dvd-lpcm": ("-c:a pcm_dvd -sample_fmt s16 -f vob", "in.vob", "s16le"),
     "bluray-lpcm": ("-c:a pcm_bluray -sample_fmt s32 -f mpegts -mpegts_m2ts_mode 1", "in.m2ts", "s32le"),
     "ac3": ("-c:a ac3 -b:a 448k", "in.ac3", "s16le"),
+    # 1.5 Mbit/s 5.1; ffmpeg's DTS decoder writes float.
+    "dts": ("-c:a dca -strict -2 -b:a 1509k", "in.dts", "f32le"),
 }
 
 

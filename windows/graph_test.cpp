@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "decoders/ac3_header.h"
+#include "decoders/dts_header.h"
 #include "filter/TvFilter.h"
 #include "host/disc_lpcm_headers.h"
 #include "host/program_stream.h"
@@ -160,12 +161,29 @@ bool isAc3(int substream)
     return substream >= 0x80 && substream <= 0x87;
 }
 
+bool isDts(int substream)
+{
+    return substream >= 0x88 && substream <= 0x8F;
+}
+
 // What the media type needs to know: LPCM from its private header, AC-3 from
-// the first frame that starts in the packet.
+// the first frame that starts in the packet; DTS is offered as stereo at the
+// frame's rate, and the decoder tells the layout in-band.
 bool describe(const PesPacket& p, AudioStreamParameters& parameters, std::string& description)
 {
     if (p.substreamId >= 0xA0 && p.substreamId <= 0xA7)
         return dvdVideoLpcm(p.payload, parameters, description);
+    if (isDts(p.substreamId)) {
+        for (size_t at = 4; at + kDtsHeaderBytes <= p.payload.size(); ++at)
+            if (isDtsCoreSync(p.payload.data() + at)) {
+                parameters.codec = "dts";
+                parameters.sampleRate = dtsSampleRate(readDtsHeader(p.payload.data() + at).sfreq);
+                parameters.channels = 2;
+                description = "DTS, " + std::to_string(parameters.sampleRate) + " Hz";
+                return true;
+            }
+        return false;
+    }
     if (!isAc3(p.substreamId))
         return false;
     Ac3Header header;
@@ -251,8 +269,8 @@ std::vector<uint8_t> runGraph(const char* vob)
                 continue;
             PushSource::Packet packet;
             REFERENCE_TIME start = p.ptsReferenceTime;
-            // AC-3 goes without its substream header, LPCM keeps it for the decoder.
-            size_t skip = isAc3(substream) ? std::min<size_t>(4, p.payload.size()) : 0;
+            // AC-3 and DTS go without their substream header, LPCM keeps it for the decoder.
+            size_t skip = isAc3(substream) || isDts(substream) ? std::min<size_t>(4, p.payload.size()) : 0;
             packet.data = p.payload.data() + skip;
             packet.size = p.payload.size() - skip;
             packet.start = p.hasPts ? &start : nullptr;
