@@ -55,8 +55,12 @@ void interleave(const AVFrame* frame, int channels, uint8_t* out)
         switch (frame->format) {
         case AV_SAMPLE_FMT_FLTP: {
             const float* src = reinterpret_cast<const float*>(frame->extended_data[c]);
-            for (int i = 0; i < n; ++i, dst += stride)
-                put24(dst, clip24(std::llrint(double(src[i]) * 8388608.0)));
+            // Scaling by a power of two is exact in float; the clip comes
+            // before the conversion so that no value overflows it.
+            for (int i = 0; i < n; ++i, dst += stride) {
+                float v = std::clamp(src[i] * 8388608.0f, -8388608.0f, 8388607.0f);
+                put24(dst, int32_t(std::lrintf(v)));
+            }
             break;
         }
         case AV_SAMPLE_FMT_S32P: {
