@@ -43,16 +43,31 @@ HRESULT TvProp::OnDisconnect()
     return S_OK;
 }
 
+// The snapshot of a format with details of its own answers that format's
+// interface; the text above has read it.
+static void checkFormatInterface(ITavioStreamInfo* ps)
+{
+    DWORD type = 0;
+    ps->GetStreamType(&type);
+    if (type == KindAc3) {
+        ITavioAc3StreamInfo* pac3 = nullptr;
+        TvAssert(ps->QueryInterface( IID_ITavioAc3StreamInfo, (void**)&pac3 )==0);
+        if (pac3)
+            pac3->Release();
+    }
+}
+
 HRESULT TvProp::OnActivate()
 {
-    ITavioStreamInfo* info = nullptr;
-    if (!_filter || FAILED(_filter->GetOutputStreamInfo(&info)))
-        info = nullptr;
-    _text = streamText(info);
-    if (info) {
-        ULONG left = info->Release();
-        TvAssert(!left);
-    }
+    ITavioStreamInfo* ps = nullptr;
+    if (!_filter || FAILED(_filter->GetOutputStreamInfo(&ps)))
+        ps = nullptr;
+    _text = streamText(ps);
+    if (ps)
+        checkFormatInterface(ps);
+    // The page holds the snapshot's last reference.
+    if (ps)
+        TvAssert(!ps->Release());
     // Where the statistics would go; the filter keeps no window of its own.
     _statisticsShown = PshowStat();
     return S_OK;
