@@ -33,6 +33,8 @@ FORMATS = {
     "vorbis": ("-c:a libvorbis -q:a 6", "in.ogg", "-f f32le", ""),
     # FAAD2 against libavcodec's decoder, both to 16-bit.
     "aac": ("-c:a aac -b:a 256k", "in.m4a", "-f s16le", ""),
+    # 1.5 Mbit/s 5.1; ffmpeg's DTS decoder writes float.
+    "dts": ("-c:a dca -strict -2 -b:a 1509k", "in.dts", "-f f32le", ""),
 }
 
 # ffmpeg's AAC encoder codes 5.1(side) with a program config element that

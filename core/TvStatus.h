@@ -117,3 +117,6 @@ struct TvStatusAac : TvStatusOf<TvStatusAac, KindAac> {
     uint8_t ps = 0;          // non-zero when parametric stereo was used
     int32_t openChannels = 0;  // channels of the wave format the decoder was opened with
 };
+
+// DTS streams: nothing beyond the base record.
+struct TvStatusDts : TvStatusOf<TvStatusDts, KindDts> {};

@@ -4,6 +4,7 @@
 
 #include "decoders/AdecDDPlus.h"
 #include "decoders/AdecAAC.h"
+#include "decoders/AdecDTS.h"
 #include "decoders/AdecDolby.h"
 #include "decoders/AdecLpcmBd.h"
 #include "decoders/AdecMLP.h"
@@ -30,6 +31,7 @@ std::unique_ptr<Adec> create(std::ostream& log, const std::string& moduleFolder)
 const DecoderCreationStep creationSteps[] = {
     {"AdecDDPlus", create<AdecDDPlus>, false},
     {"AdecDolby", create<AdecDolby>, true},
+    {"AdecDTS", create<AdecDTS>, false},
     {"AdecMLP", create<AdecMLP>, false},
     {"AdecVorbis", create<AdecVorbis>, false},
     {"AdecAAC", create<AdecAAC>, false},

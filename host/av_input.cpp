@@ -7,6 +7,7 @@
 #include "host/latm_parser.h"
 
 #include "host/dolby_word_order.h"
+#include "host/dts_word_forms.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -171,15 +172,24 @@ public:
                 findLatmConfig(int(i), parameters);
             else if (parameters.codec == "aac" && parameters.extradata.empty())
                 findAdtsConfig(int(i), parameters);
+            DtsWordForm dtsForm = findDtsForm(int(i), parameters);
             HostStream host;
             host.codec = parameters.codec.empty() ? avcodec_get_name(stream->codecpar->codec_id) : parameters.codec;
             host.description = describe(stream->codecpar);
             host.mediaType = hostMediaType(parameters, host.unsupported);
+            if (parameters.codec == "dts" && stream->codecpar->profile == FF_PROFILE_DTS_EXPRESS)
+                host.noAudio = "DTS Express carries no DTS core, and the core is all the filter decodes";
+            if (dtsForm != DtsWordForm::None && dtsForm != DtsWordForm::BigEndian16)
+                host.description += dtsForm == DtsWordForm::BigEndian14 || dtsForm == DtsWordForm::LittleEndian14
+                                        ? ", DTS in 14-bit words"
+                                        : ", DTS in little-endian words";
             streams_.push_back(std::move(host));
             indices_.push_back(int(i));
             adts_.push_back(!latm && parameters.codec == "aac" && stream->codecpar->extradata_size == 0);
             latm_.push_back(latm);
             dolby_.push_back(parameters.codec == "ac3" || parameters.codec == "eac3");
+            dtsForms_.push_back(dtsForm);
+            adts_.push_back(parameters.codec == "aac" && stream->codecpar->extradata_size == 0);
         }
     }
 
@@ -197,6 +207,10 @@ public:
         dolbySelected_ = dolby_[n];
         latmParser_.reset(latm_[n] ? new LatmParser : nullptr);
         latmTime_.reset();
+        dtsConverter_.reset();
+        if (dtsForms_[n] != DtsWordForm::None && dtsForms_[n] != DtsWordForm::BigEndian16)
+            dtsConverter_.emplace(dtsForms_[n]);
+        sourceOffset_ = 0;
         for (unsigned i = 0; i < context_->nb_streams; ++i)
             context_->streams[i]->discard = int(i) == selected_ ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
         // Packets read ahead for other streams are of no use now.
@@ -230,6 +244,9 @@ public:
                 continue;
             }
             toHostPacket(p, packet);
+            // A converted DTS packet may complete no frame yet.
+            if (packet.data.empty() && dtsConverter_)
+                continue;
             return true;
         }
     }
@@ -365,7 +382,23 @@ private:
         if (dolbySelected_)
             restoreDolbyWordOrder(packet.data);
         AVStream* stream = context_->streams[selected_];
-        packet.hasTime = p.pts != AV_NOPTS_VALUE;
+        // Where the payload's first frame starts, in bytes after the packet's
+        // start: converted DTS hands on frames when they are complete.
+        int64_t shift = 0;
+        if (dtsConverter_) {
+            packet.data.clear();
+            int64_t first = dtsConverter_->push(p.data.data(), p.data.size(), packet.data);
+            shift = first < 0 ? 0 : first - sourceOffset_;
+            sourceOffset_ += int64_t(p.data.size());
+        } else {
+            size_t header = stripAdts_ ? adtsHeaderSize(p.data.data(), p.data.size()) : 0;
+            packet.data.assign(p.data.begin() + long(header), p.data.end());
+        }
+        // A frame begun in an earlier packet is timed from the carrier's
+        // byte rate (CD and WAV: 4 bytes per sample period); without one
+        // it goes untimed.
+        int64_t byteRate = int64_t(stream->codecpar->sample_rate) * stream->codecpar->ch_layout.nb_channels * 2;
+        packet.hasTime = p.pts != AV_NOPTS_VALUE && (shift == 0 || byteRate > 0);
         if (packet.hasTime) {
             if (origin_ == AV_NOPTS_VALUE)
                 origin_ = p.pts;
@@ -377,7 +410,49 @@ private:
                 av_rescale_q(p.duration, stream->time_base, AVRational{1, rate}) >= p.discardAtEnd)
                 end_ = av_rescale_q(p.pts + p.duration - origin_, stream->time_base, AVRational{1, 10000000}) -
                        av_rescale(p.discardAtEnd, 10000000, rate);
+            if (shift != 0)
+                packet.start += shift * 10000000 / byteRate;
         }
+    }
+
+    // The first bytes of a stream's packets, read ahead and kept for later.
+    std::vector<uint8_t> peek(int stream, size_t bytes)
+    {
+        std::vector<uint8_t> data;
+        auto take = [&](const Packet& p) {
+            if (p.stream == stream && data.size() < bytes)
+                data.insert(data.end(), p.data.begin(), p.data.end());
+        };
+        for (const Packet& p : readAhead_)
+            take(p);
+        constexpr size_t kReadAheadLimit = 2000;
+        while (data.size() < bytes && readAhead_.size() < kReadAheadLimit) {
+            AVPacket* packet = av_packet_alloc();
+            if (!packet || av_read_frame(context_.get(), packet) < 0) {
+                av_packet_free(&packet);
+                break;
+            }
+            Packet p;
+            p.stream = packet->stream_index;
+            p.data.assign(packet->data, packet->data + packet->size);
+            p.pts = packet->pts;
+            av_packet_free(&packet);
+            take(p);
+            readAhead_.push_back(std::move(p));
+        }
+        return data;
+    }
+
+    // DTS streams in another word form than the filter reads (DTS-CD rips
+    // as .dts/.cpt files; libavformat's WAV reader finds them in WAV files
+    // too): the form of their words, or None for a stream that is no DTS.
+    DtsWordForm findDtsForm(int stream, const AudioStreamParameters& parameters)
+    {
+        if (parameters.codec != "dts")
+            return DtsWordForm::None;
+        constexpr size_t kPeekBytes = 64 * 1024;
+        std::vector<uint8_t> head = peek(stream, kPeekBytes);
+        return findDtsWordForm(head.data(), head.size());
     }
 
     FormatContext context_;
@@ -389,6 +464,9 @@ private:
     std::vector<bool> latm_;
     std::unique_ptr<LatmParser> latmParser_;
     std::optional<REFERENCE_TIME> latmTime_;  // of the packet the next unit starts in
+    std::vector<DtsWordForm> dtsForms_;
+    std::optional<DtsCoreStreamConverter> dtsConverter_;
+    int64_t sourceOffset_ = 0;  // bytes of the selected stream read so far
     std::deque<Packet> readAhead_;
     int selected_ = -1;
     bool stripAdts_ = false;

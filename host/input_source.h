@@ -19,6 +19,9 @@ struct HostStream {
     // decoder for this codec (then `unsupported` says why).
     std::optional<CMediaType> mediaType;
     std::string unsupported;
+    // Set for a stream the filter accepts but cannot make sound of (DTS
+    // Express, which has no core): why nothing would be decoded.
+    std::string noAudio;
 };
 
 struct HostPacket {

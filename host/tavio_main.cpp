@@ -52,9 +52,10 @@ void usage(FILE* out)
                  "  --spdif      short for --output-format spdif-bitstream\n"
                  "  -q           no messages but errors\n"
                  "Inputs: DVD-Video/HD-DVD VOB/EVO and DVD-Audio AOB program streams (LPCM, MLP, AC-3,\n"
-                 "DTS, MPEG audio); raw AC-3, E-AC-3, DTS, MPEG audio, AAC/HE-AAC (ADTS, LOAS), AMR, MLP,\n"
-                 "TrueHD; Matroska/WebM, MP4/M4A/3GP, MPEG-TS/M2TS (AAC also as LATM), Ogg, AVI and WAV.\n"
-                 "Vorbis (up to 8 channels) from Ogg, Matroska/WebM and MP4.\n"
+                 "DTS, MPEG audio); raw AC-3, E-AC-3, DTS (also DTS-CD's 14-bit words, .cpt), MPEG audio,\n"
+                 "AAC/HE-AAC (ADTS, LOAS), AMR, MLP, TrueHD; Matroska/WebM, MP4/M4A/3GP, MPEG-TS/M2TS (AAC\n"
+                 "also as LATM), Ogg, AVI and WAV. Vorbis (up to 8 channels) from Ogg, Matroska/WebM and\n"
+                 "MP4. DTS decodes its core (DTS-HD, 96/24 and ES included); DTS Express has none.\n"
                  "Exit codes: 0 decoded, 1 usage, 2 unreadable or unsupported input, 3 no audio.\n");
 }
 
@@ -176,8 +177,9 @@ int info(TavioModule* module, const Options& options, InputSource& input)
                 streams.size(), streams.size() == 1 ? "" : "s");
     for (size_t i = 0; i < streams.size(); ++i) {
         std::printf("  stream %zu: %s\n", i, streams[i].description.c_str());
-        if (!streams[i].mediaType) {
-            std::printf("    not decoded: %s\n", streams[i].unsupported.c_str());
+        if (!streams[i].mediaType || !streams[i].noAudio.empty()) {
+            std::printf("    not decoded: %s\n",
+                        (streams[i].mediaType ? streams[i].noAudio : streams[i].unsupported).c_str());
             continue;
         }
         if (!module)
@@ -217,10 +219,22 @@ int decode(TavioModule& module, const Options& options, InputSource& input)
             return UsageError;
         }
         stream = size_t(options.stream);
+        if (!streams[stream].noAudio.empty()) {
+            std::fprintf(stderr, "tavio: %s: %s: %s\n", options.input.c_str(), streams[stream].codec.c_str(),
+                         streams[stream].noAudio.c_str());
+            return NoAudio;
+        }
     } else {
-        while (stream < streams.size() && !streams[stream].mediaType)
+        while (stream < streams.size() && (!streams[stream].mediaType || !streams[stream].noAudio.empty()))
             ++stream;
         if (stream == streams.size()) {
+            // Streams the filter takes but cannot make sound of: say why.
+            for (const HostStream& s : streams)
+                if (s.mediaType && !s.noAudio.empty()) {
+                    std::fprintf(stderr, "tavio: %s: %s: %s\n", options.input.c_str(), s.codec.c_str(),
+                                 s.noAudio.c_str());
+                    return NoAudio;
+                }
             std::fprintf(stderr, "tavio: %s: no stream the filter accepts (%s)\n", options.input.c_str(),
                          (streams[0].codec + ": " + streams[0].unsupported).c_str());
             return UnreadableInput;

@@ -27,6 +27,7 @@
 
 #include "decoders/ac3_header.h"
 #include "decoders/mpeg_header.h"
+#include "decoders/dts_header.h"
 #include "filter/TvFilter.h"
 #include "host/disc_lpcm_headers.h"
 #include "host/disc_mlp_headers.h"
@@ -193,9 +194,15 @@ bool describeMpeg(const PesPacket& p, AudioStreamParameters& parameters, std::st
     return false;
 }
 
+bool isDts(int substream)
+{
+    return substream >= 0x88 && substream <= 0x8F;
+}
+
 // What the media type needs to know: LPCM from its private header, DVD-Audio
 // MLP from its major sync, MPEG audio and AC-3 from the first frame that
-// starts in the packet.
+// starts in the packet; DTS is offered as stereo at the frame's rate, and the
+// decoder tells the layout in-band.
 bool describe(const PesPacket& p, AudioStreamParameters& parameters, std::string& description)
 {
     if (p.substreamId == 0xA1 && discMlp(p.payload, parameters, description))
@@ -204,6 +211,17 @@ bool describe(const PesPacket& p, AudioStreamParameters& parameters, std::string
         return describeMpeg(p, parameters, description);
     if (p.substreamId >= 0xA0 && p.substreamId <= 0xA7)
         return dvdVideoLpcm(p.payload, parameters, description);
+    if (isDts(p.substreamId)) {
+        for (size_t at = 4; at + kDtsHeaderBytes <= p.payload.size(); ++at)
+            if (isDtsCoreSync(p.payload.data() + at)) {
+                parameters.codec = "dts";
+                parameters.sampleRate = dtsSampleRate(readDtsHeader(p.payload.data() + at).sfreq);
+                parameters.channels = 2;
+                description = "DTS, " + std::to_string(parameters.sampleRate) + " Hz";
+                return true;
+            }
+        return false;
+    }
     if (!isAc3(p.substreamId))
         return false;
     Ac3Header header;
@@ -263,8 +281,8 @@ Input readVob(const char* vob)
         bool hasTime = p.hasPts;
         if (recutter && !recutter->recut(p.payload, hasTime))
             continue;
-        // AC-3 goes without its substream header, LPCM and MLP keep it for the decoder.
-        size_t skip = isAc3(substream) ? std::min<size_t>(4, p.payload.size()) : 0;
+        // AC-3 and DTS go without their substream header, LPCM and MLP keep it for the decoder.
+        size_t skip = isAc3(substream) || isDts(substream) ? std::min<size_t>(4, p.payload.size()) : 0;
         input.payloads.push_back({{p.payload.begin() + long(skip), p.payload.end()}, hasTime, p.ptsReferenceTime});
     }
     return input;

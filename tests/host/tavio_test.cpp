@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <cstring>
 #include <filesystem>
+#include <iostream>
 #include <fstream>
 #include <iostream>
 #include <iterator>
@@ -13,6 +14,7 @@
 #include "host/program_stream_builders.h"
 #include "support/mlp_tools.h"
 #include "support/pcm_compare.h"
+#include "support/dts_tools.h"
 #include "support/reference_tools.h"
 #include "support/wav_file.h"
 
@@ -813,6 +815,113 @@ TEST(Tavio, BadInputsEndWithExitCodeTwoAndOneLine)
         EXPECT_NE(errors.find("pcm_s16le: the filter has no decoder"), std::string::npos) << errors;
         EXPECT_EQ(std::count(errors.begin(), errors.end(), '\n'), 1) << errors;
     }
+}
+
+// DTS in every container the host reads: within one 24-bit LSB of ffmpeg's decode.
+TEST(Tavio, DtsFromEachContainerDecodesLikeTheReferenceDecoder)
+{
+    if (!haveFfmpeg())
+        GTEST_SKIP() << "ffmpeg not installed";
+    TempFolder folder;
+    std::string source = sineSource(6, 48000, 0.5);
+    source.insert(source.size() - 1, ":c=5.1(side)");
+    for (const char* container : {"dts", "vob", "mkv", "mp4", "wav", "ts", "m2ts"}) {
+        std::string input = folder.file(std::string("in.") + container);
+        ASSERT_EQ(std::system(("ffmpeg -v error " + source + " -c:a dca -strict -2 -y " + input).c_str()), 0)
+            << container;
+        std::string errors;
+        ASSERT_EQ(run(input + " -q -o " + folder.file("out.raw"), &errors), 0) << container << ": " << errors;
+        bool ok = false;
+        auto reference = samples32As24(commandOutput("ffmpeg -v error -i " + input + " -f s32le -", &ok));
+        ASSERT_TRUE(ok);
+        auto ours = samples24(readAll(folder.file("out.raw")));
+        EXPECT_EQ(ours.size(), reference.size()) << container;
+        Comparison c = compare24(reference, ours);
+        std::cout << "[ snr ] DTS in " << container << ": " << c.snr << " dB, max difference " << c.maxDiff
+                  << " LSB (24-bit)" << std::endl;
+        EXPECT_LE(c.maxDiff, 1) << container;
+    }
+}
+
+// DTS-CD rips (14-bit words, either byte order) and little-endian DTS, in raw
+// files and in WAV, give exactly what the plain core stream gives.
+TEST(Tavio, DtsCdWordFormsDecodeLikeTheCoreStream)
+{
+    if (!haveFfmpeg())
+        GTEST_SKIP() << "ffmpeg not installed";
+    TempFolder folder;
+    std::string core = folder.file("core.dts");
+    // 1234 kbit/s at 44.1 kHz: 1792-byte frames, 2048 bytes in 14-bit words, as on a CD.
+    ASSERT_TRUE(makeDtsStream(core, dtsLayouts()[1], 44100, 0.5, 1234));
+    std::string errors;
+    ASSERT_EQ(run(core + " -q -o " + folder.file("core.raw"), &errors), 0) << errors;
+    std::vector<uint8_t> expected = readAll(folder.file("core.raw"));
+    ASSERT_FALSE(expected.empty());
+    std::vector<uint8_t> stream = readAll(core);
+    struct Case {
+        const char* name;
+        bool fourteenBit, little, wav;
+    } cases[] = {
+        {"cd14be.cpt", true, false, false},
+        {"cd14le.dts", true, true, false},
+        {"le16.dts", false, true, false},
+        {"cd14le.wav", true, true, true},
+    };
+    for (const Case& c : cases) {
+        std::vector<uint8_t> carried = streamInCarrierWords(stream, c.fourteenBit, c.little);
+        std::ofstream out(folder.file(c.name), std::ios::binary);
+        if (c.wav) {
+            // A 16-bit stereo PCM header, as CD rips carry it.
+            auto put = [&](uint32_t v, int bytes) {
+                for (int i = 0; i < bytes; ++i)
+                    out.put(char(v >> (8 * i)));
+            };
+            out << "RIFF";
+            put(uint32_t(36 + carried.size()), 4);
+            out << "WAVEfmt ";
+            put(16, 4), put(1, 2), put(2, 2), put(44100, 4), put(44100 * 4, 4), put(4, 2), put(16, 2);
+            out << "data";
+            put(uint32_t(carried.size()), 4);
+        }
+        out.write(reinterpret_cast<const char*>(carried.data()), std::streamsize(carried.size()));
+        out.close();
+        ASSERT_EQ(run(folder.file(c.name) + " -q -o " + folder.file("out.raw"), &errors), 0) << c.name << errors;
+        EXPECT_TRUE(readAll(folder.file("out.raw")) == expected) << c.name;
+    }
+}
+
+TEST(Tavio, DtsSpdifWritesTheReferenceMuxersBursts)
+{
+    if (!haveFfmpeg())
+        GTEST_SKIP() << "ffmpeg not installed";
+    TempFolder folder;
+    std::string dts = folder.file("in.dts");
+    ASSERT_TRUE(makeDtsStream(dts, dtsLayouts()[3], 48000, 0.5));
+    std::string errors;
+    ASSERT_EQ(run(dts + " --spdif -q -o " + folder.file("bursts.wav"), &errors), 0) << errors;
+    WavFile wav = readWav(folder.file("bursts.wav"));
+    EXPECT_EQ(wav.formatTag(), kSpdifFormatTag);
+    bool ok = false;
+    auto reference = commandOutput("ffmpeg -v error -i " + dts + " -c copy -f spdif -", &ok);
+    ASSERT_TRUE(ok);
+    EXPECT_TRUE(wav.data == reference) << wav.data.size() << " vs " << reference.size() << " bytes";
+    std::string listing = folder.file("info.txt");
+    ASSERT_EQ(std::system((tavio + " info " + dts + " >" + listing).c_str()), 0);
+    auto text = readAll(listing);
+    EXPECT_NE(std::string(text.begin(), text.end()).find("Streamtype: DTS"), std::string::npos);
+}
+
+// DTS Express has no core: one line that says so, and exit code 3.
+TEST(Tavio, DtsExpressEndsWithExitCodeThreeAndOneLine)
+{
+    std::string path = std::string(TAVIO_SOURCE_DIR) + "/../shared/vectors/androidx_media/ts_sample_dts_express.ts";
+    if (!std::filesystem::exists(path))
+        GTEST_SKIP() << path << " not present";
+    TempFolder folder;
+    std::string errors;
+    EXPECT_EQ(run(path + " -o " + folder.file("x.wav"), &errors), 3);
+    EXPECT_EQ(std::count(errors.begin(), errors.end(), '\n'), 1) << errors;
+    EXPECT_NE(errors.find("DTS Express"), std::string::npos) << errors;
 }
 
 }  // namespace

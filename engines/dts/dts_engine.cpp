@@ -1,0 +1,159 @@
+#include "engines/dts/dts_engine.h"
+
+#include <algorithm>
+#include <climits>
+#include <cmath>
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavutil/channel_layout.h>
+#include <libavutil/opt.h>
+}
+
+struct DtsEngine {
+    AVCodecContext* context = nullptr;
+    AVPacket* packet = nullptr;
+    AVFrame* frame = nullptr;
+};
+
+namespace {
+
+constexpr int32_t kMax24 = (1 << 23) - 1;
+constexpr int32_t kMin24 = -(1 << 23);
+
+// libavcodec's native channel bits are WAVE's dwChannelMask bits for the
+// speakers a DTS core can carry; anything else (an unordered layout) is
+// given the first n WAVE speakers.
+uint32_t waveMask(const AVChannelLayout& layout)
+{
+    if (layout.order == AV_CHANNEL_ORDER_NATIVE && layout.u.mask <= 0x3FFFF)
+        return uint32_t(layout.u.mask);
+    int n = layout.nb_channels;
+    return n >= 1 && n <= 18 ? (1u << n) - 1 : 0;
+}
+
+void put24(uint8_t* p, int32_t v)
+{
+    p[0] = uint8_t(v);
+    p[1] = uint8_t(v >> 8);
+    p[2] = uint8_t(v >> 16);
+}
+
+int32_t clip24(int64_t v)
+{
+    return v > kMax24 ? kMax24 : v < kMin24 ? kMin24 : int32_t(v);
+}
+
+// Planar decoder output to interleaved 24-bit: floats rounded from full scale
+// 1.0, 32-bit integers from their top 24 bits, 16-bit integers widened.
+void interleave(const AVFrame* frame, int channels, uint8_t* out)
+{
+    const int n = frame->nb_samples;
+    for (int c = 0; c < channels; ++c) {
+        uint8_t* dst = out + 3 * c;
+        const size_t stride = size_t(3 * channels);
+        switch (frame->format) {
+        case AV_SAMPLE_FMT_FLTP: {
+            const float* src = reinterpret_cast<const float*>(frame->extended_data[c]);
+            // Scaling by a power of two is exact in float; the clip comes
+            // before the conversion so that no value overflows it.
+            for (int i = 0; i < n; ++i, dst += stride) {
+                float v = std::clamp(src[i] * 8388608.0f, -8388608.0f, 8388607.0f);
+                put24(dst, int32_t(std::lrintf(v)));
+            }
+            break;
+        }
+        case AV_SAMPLE_FMT_S32P: {
+            const int32_t* src = reinterpret_cast<const int32_t*>(frame->extended_data[c]);
+            for (int i = 0; i < n; ++i, dst += stride)
+                put24(dst, clip24((int64_t(src[i]) + 128) >> 8));
+            break;
+        }
+        default: {  // AV_SAMPLE_FMT_S16P
+            const int16_t* src = reinterpret_cast<const int16_t*>(frame->extended_data[c]);
+            for (int i = 0; i < n; ++i, dst += stride)
+                put24(dst, int32_t(src[i]) * 256);
+            break;
+        }
+        }
+    }
+}
+
+bool knownFormat(int format)
+{
+    return format == AV_SAMPLE_FMT_FLTP || format == AV_SAMPLE_FMT_S32P || format == AV_SAMPLE_FMT_S16P;
+}
+
+}  // namespace
+
+DtsEngine* dtsEngineCreate()
+{
+    const AVCodec* codec = avcodec_find_decoder(AV_CODEC_ID_DTS);
+    if (!codec)
+        return nullptr;
+    auto* engine = new DtsEngine;
+    engine->context = avcodec_alloc_context3(codec);
+    engine->packet = av_packet_alloc();
+    engine->frame = av_frame_alloc();
+    if (!engine->context || !engine->packet || !engine->frame ||
+        av_opt_set_int(engine->context->priv_data, "core_only", 1, 0) < 0 ||
+        avcodec_open2(engine->context, codec, nullptr) < 0) {
+        dtsEngineDestroy(engine);
+        return nullptr;
+    }
+    return engine;
+}
+
+void dtsEngineDestroy(DtsEngine* engine)
+{
+    if (!engine)
+        return;
+    av_frame_free(&engine->frame);
+    av_packet_free(&engine->packet);
+    avcodec_free_context(&engine->context);
+    delete engine;
+}
+
+DtsFrameInfo dtsEngineDecode(DtsEngine* engine, const uint8_t* frame, size_t size, uint8_t* output,
+                             size_t capacity)
+{
+    DtsFrameInfo info;
+    if (!engine || !frame || size == 0 || size > size_t(INT32_MAX) - AV_INPUT_BUFFER_PADDING_SIZE) {
+        info.error = kDtsEngineBadFrame;
+        return info;
+    }
+    // libavcodec reads a little past a packet's end: give it a padded copy.
+    if (av_new_packet(engine->packet, int(size)) < 0) {
+        info.error = kDtsEngineBadFrame;
+        return info;
+    }
+    std::copy(frame, frame + size, engine->packet->data);
+    int sent = avcodec_send_packet(engine->context, engine->packet);
+    av_packet_unref(engine->packet);
+    if (sent < 0) {
+        info.error = kDtsEngineBadFrame;
+        return info;
+    }
+    if (avcodec_receive_frame(engine->context, engine->frame) < 0) {
+        info.error = kDtsEngineNoOutput;
+        return info;
+    }
+    const AVFrame* decoded = engine->frame;
+    int channels = decoded->ch_layout.nb_channels;
+    uint32_t mask = waveMask(decoded->ch_layout);
+    size_t bytes = size_t(channels) * size_t(decoded->nb_samples) * 3;
+    if (channels <= 0 || mask == 0 || !knownFormat(decoded->format))
+        info.error = kDtsEngineBadLayout;
+    else if (!output || bytes > capacity)
+        info.error = kDtsEngineOutputTooSmall;
+    if (info.error == 0) {
+        interleave(decoded, channels, output);
+        info.channels = channels;
+        info.samples = channels * decoded->nb_samples;
+        info.samplerate = decoded->sample_rate;
+        info.bitspersample = 24;
+        info.channelMask = mask;
+    }
+    av_frame_unref(engine->frame);
+    return info;
+}

@@ -1,0 +1,71 @@
+// DTS framing and decoding: AdecDTS with its in-process engine, behind the
+// host's rewriting of DTS-CD words. The first byte picks S/PDIF, the output
+// sample size and the carrier's word form, the second the size of the
+// pieces the rest arrives in, as the filter's buffer would hand it over.
+#include <cstddef>
+#include <cstdint>
+#include <ostream>
+#include <vector>
+
+#include "decoders/AdecDTS.h"
+#include "host/dts_word_forms.h"
+#include "tests/support/memory_sample.h"
+
+namespace {
+
+CMediaType dtsType()
+{
+    CMediaType type(&MEDIATYPE_Audio);
+    type.SetSubtype(&MEDIASUBTYPE_DTS);
+    type.SetFormatType(&FORMAT_WaveFormatEx);
+    WAVEFORMATEX wave{0x2001, 2, 48000, 0, 0, 0, 0};
+    type.SetFormat(reinterpret_cast<const BYTE*>(&wave), sizeof wave);
+    return type;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
+{
+    // Longer inputs find nothing new and slow the seed runs down.
+    constexpr size_t kMaxInput = 64 * 1024;
+    if (size < 2)
+        return 0;
+    size = size < kMaxInput ? size : kMaxInput;
+    static const DtsWordForm forms[4] = {DtsWordForm::BigEndian16, DtsWordForm::LittleEndian16,
+                                         DtsWordForm::BigEndian14, DtsWordForm::LittleEndian14};
+    std::vector<uint8_t> stream;
+    DtsWordForm form = forms[(data[0] >> 2) & 3];
+    if (form == DtsWordForm::BigEndian16) {
+        stream.assign(data + 2, data + size);
+    } else {
+        DtsCoreStreamConverter converter(form);
+        converter.push(data + 2, size - 2, stream);
+    }
+    // The decoder's log lines go nowhere: a stream without a buffer.
+    std::ostream log(nullptr);
+    AdecDTS decoder(log);
+    // A second init replaces the engine instance mid-way, as a flush does.
+    if (!decoder.init(dtsType()))
+        return 0;
+    decoder.setSpdif(data[0] & 1);
+    size_t piece = 1 + data[1] * 64;
+    std::vector<uint8_t> buffer;
+    MemorySample out((data[0] & 0x20) ? 4000 : 65536);
+    for (size_t offset = 0; offset < stream.size(); offset += piece) {
+        buffer.insert(buffer.end(), stream.begin() + long(offset),
+                      stream.begin() + long(offset + piece < stream.size() ? offset + piece : stream.size()));
+        if ((data[0] & 0x10) && offset == piece)
+            decoder.init(dtsType());
+        for (;;) {
+            out.SetActualDataLength(0);
+            const uint8_t* p = buffer.data();
+            decoder.process(&p, buffer.data() + buffer.size(), &out);
+            size_t consumed = size_t(p - buffer.data());
+            if (consumed == 0)
+                break;
+            buffer.erase(buffer.begin(), buffer.begin() + long(consumed));
+        }
+    }
+    return 0;
+}
