@@ -95,5 +95,10 @@ struct TvStatusAc3 : TvStatusOf<TvStatusAc3, KindAc3> {
     int32_t adconvtyp = 0;
 };
 
+// AMR speech: narrow band at 8000 Hz or wide band at 16000 Hz, one channel.
+struct TvStatusAmr : TvStatusOf<TvStatusAmr, KindAmr> {
+    uint8_t wideband = 0;  // 1 for AMR-WB
+};
+
 // The remixer's own record: the input stream's status with the remix applied.
 struct TvStatusRemix : TvStatusOf<TvStatusRemix, KindRemix> {};

@@ -2,6 +2,7 @@
 
 #include <type_traits>
 
+#include "decoders/AdecAMR.h"
 #include "decoders/AdecDolby.h"
 #include "decoders/AdecLpcmBd.h"
 #include "decoders/AdecLpcmDvd.h"
@@ -27,6 +28,7 @@ const DecoderCreationStep creationSteps[] = {
     {"AdecLpcmDvd", create<AdecLpcmDvd>, false},
     {"AdecLpcmBd", create<AdecLpcmBd>, false},
     {"AdecLPCM", create<AdecLPCM>, false},
+    {"AdecAMR", create<AdecAMR>, false},
 };
 
 bool runStep(const DecoderCreationStep& step, DecoderList& decoders, std::ostream& log,
