@@ -3,12 +3,13 @@
 // regsvr32 has registered TavioDec2.ax it
 //   1. checks the registry keys and finds the filter through the mapper;
 //   2. connects a push source of disc audio (DVD-Video LPCM or AC-3 from a
-//      VOB) to the Sample Grabber by intelligent connect, which must insert
-//      our filter by its registration;
+//      VOB) or of AMR speech (a .amr/.awb file, ten frames to a sample as 3GP
+//      files carry them) to the Sample Grabber by intelligent connect, which
+//      must insert our filter by its registration;
 //   3. runs the graph to the end and compares the grabbed PCM with the Linux
 //      build's output for the same input;
 //   4. unregisters and checks that only the capabilities value stays.
-// Usage: graph_test MODULE INPUT.vob EXPECTED.pcm
+// Usage: graph_test MODULE INPUT EXPECTED.pcm
 #include <qedit.h>
 
 #include <algorithm>
@@ -23,6 +24,7 @@
 #include "host/disc_lpcm_headers.h"
 #include "host/program_stream.h"
 #include "host/push_source.h"
+#include "libs/TvAmrDec/amr_storage_frame.h"
 
 namespace {
 
@@ -181,9 +183,16 @@ bool describe(const PesPacket& p, AudioStreamParameters& parameters, std::string
     return false;
 }
 
-// Streams the first LPCM or AC-3 substream of `vob` through the graph;
-// returns what the grabber collected.
-std::vector<uint8_t> runGraph(const char* vob)
+// What the push source delivers: the media type and the payloads, each with
+// its start time or none.
+struct SourceInput {
+    CMediaType type;
+    std::vector<std::vector<uint8_t>> payloads;
+    std::vector<std::pair<bool, REFERENCE_TIME>> starts;
+};
+
+// The first LPCM or AC-3 substream of a VOB.
+bool readVob(const char* vob, SourceInput& input)
 {
     std::vector<PesPacket> packets;
     check(readProgramStreamFile(vob, packets), std::string("read ") + vob);
@@ -200,15 +209,63 @@ std::vector<uint8_t> runGraph(const char* vob)
     std::string why;
     auto type = hostMediaType(parameters, why);
     if (!type)
-        return {};
+        return false;
+    input.type = *type;
+    for (const PesPacket& p : packets) {
+        if (p.substreamId != substream)
+            continue;
+        // AC-3 goes without its substream header, LPCM keeps it for the decoder.
+        size_t skip = isAc3(substream) ? std::min<size_t>(4, p.payload.size()) : 0;
+        input.payloads.emplace_back(p.payload.begin() + long(skip), p.payload.end());
+        input.starts.emplace_back(p.hasPts, p.ptsReferenceTime);
+    }
+    return true;
+}
 
+// A .amr/.awb file: the frames after its magic line, ten to a sample.
+bool readAmr(const char* path, SourceInput& input)
+{
+    std::vector<uint8_t> file = readFile(path);
+    size_t at = amrMagicLength(file.data(), file.size());
+    bool wideband = at == 9;
+    check(at == 6 || at == 9, std::string("read the AMR file ") + path);
+    if (at != 6 && at != 9)
+        return false;
+    AudioStreamParameters parameters;
+    parameters.codec = wideband ? "amr-wb" : "amr-nb";
+    parameters.sampleRate = wideband ? 16000 : 8000;
+    parameters.channels = 1;
+    std::string why;
+    auto type = hostMediaType(parameters, why);
+    if (!type)
+        return false;
+    input.type = *type;
+    const REFERENCE_TIME frameTime = 200000;  // 20 ms
+    for (size_t frames = 0; at < file.size(); ++frames) {
+        AmrFrame frame = amrFrame(file[at], wideband);
+        if (frame.kind == AmrFrameKind::Invalid || at + frame.bytes > file.size())
+            break;
+        if (frames % 10 == 0) {
+            input.payloads.emplace_back();
+            input.starts.emplace_back(true, REFERENCE_TIME(frames) * frameTime);
+        }
+        input.payloads.back().insert(input.payloads.back().end(), file.begin() + long(at),
+                                     file.begin() + long(at + frame.bytes));
+        at += frame.bytes;
+    }
+    return !input.payloads.empty();
+}
+
+// Streams the input through the graph; returns what the grabber collected.
+std::vector<uint8_t> runGraph(const SourceInput& input)
+{
     IGraphBuilder* graph = nullptr;
     check(SUCCEEDED(CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, IID_IGraphBuilder,
                                      reinterpret_cast<void**>(&graph))),
           "filter graph manager created");
     if (!graph)
         return {};
-    PushSource* source = PushSource::Create(*type);
+    PushSource* source = PushSource::Create(input.type);
     IBaseFilter* grabberFilter = nullptr;
     IBaseFilter* renderer = nullptr;
     ISampleGrabber* grabber = nullptr;
@@ -227,7 +284,7 @@ std::vector<uint8_t> runGraph(const char* vob)
         grabber->SetMediaType(&pcm);
         grabber->SetBufferSamples(FALSE);
         grabber->SetCallback(&collector, 1);
-        graph->AddFilter(source, L"DVD LPCM source");
+        graph->AddFilter(source, L"Audio source");
         graph->AddFilter(grabberFilter, L"Sample Grabber");
         graph->AddFilter(renderer, L"Null Renderer");
         IPin* grabberIn = pinOf(grabberFilter, PINDIR_INPUT);
@@ -246,16 +303,12 @@ std::vector<uint8_t> runGraph(const char* vob)
         graph->QueryInterface(IID_IMediaEvent, reinterpret_cast<void**>(&events));
         clock->SetSyncSource(nullptr);  // as fast as it goes
         check(SUCCEEDED(control->Run()), "graph running");
-        for (const PesPacket& p : packets) {
-            if (p.substreamId != substream)
-                continue;
+        for (size_t i = 0; i < input.payloads.size(); ++i) {
             PushSource::Packet packet;
-            REFERENCE_TIME start = p.ptsReferenceTime;
-            // AC-3 goes without its substream header, LPCM keeps it for the decoder.
-            size_t skip = isAc3(substream) ? std::min<size_t>(4, p.payload.size()) : 0;
-            packet.data = p.payload.data() + skip;
-            packet.size = p.payload.size() - skip;
-            packet.start = p.hasPts ? &start : nullptr;
+            REFERENCE_TIME start = input.starts[i].second;
+            packet.data = input.payloads[i].data();
+            packet.size = input.payloads[i].size();
+            packet.start = input.starts[i].first ? &start : nullptr;
             source->Deliver(packet);
         }
         source->DeliverEndOfStream();
@@ -285,7 +338,7 @@ std::vector<uint8_t> runGraph(const char* vob)
 int main(int argc, char** argv)
 {
     if (argc != 4) {
-        std::fprintf(stderr, "usage: graph_test MODULE INPUT.vob EXPECTED.pcm\n");
+        std::fprintf(stderr, "usage: graph_test MODULE INPUT EXPECTED.pcm\n");
         return 2;
     }
     CoInitializeEx(nullptr, COINIT_MULTITHREADED);
@@ -295,7 +348,12 @@ int main(int argc, char** argv)
     check(keyExists(kInstance + clsidText(CLSID_Tavio2) + L"\\Capabilities"), "the capabilities key is there");
     check(mapperFinds(L"Tavio Audio Decoder 2"), "the filter mapper offers Tavio2 for DVD LPCM");
 
-    std::vector<uint8_t> grabbed = runGraph(argv[2]);
+    std::string path = argv[2];
+    bool amr = path.size() > 4 && (path.substr(path.size() - 4) == ".amr" || path.substr(path.size() - 4) == ".awb");
+    SourceInput input;
+    std::vector<uint8_t> grabbed;
+    if (amr ? readAmr(argv[2], input) : readVob(argv[2], input))
+        grabbed = runGraph(input);
     std::vector<uint8_t> expected = readFile(argv[3]);
     check(!expected.empty() && grabbed == expected,
           "grabbed PCM equals the Linux build's (" + std::to_string(grabbed.size()) + " vs " +
