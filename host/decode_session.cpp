@@ -4,9 +4,12 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <optional>
 
 #include "filter/stream_text.h"
+#include "host/format_converter.h"
 #include "host/graph.h"
+#include "host/pcm_format.h"
 #include "host/push_source.h"
 #include "host/sink_filter.h"
 #include "host/wav_writer.h"
@@ -29,39 +32,15 @@ WAVEFORMATEX waveOf(const CMediaType& type)
     return wave;
 }
 
-// "24-bit PCM, 48000 Hz, 6 channels (mask 0x3f)" for what the sink received.
-std::string describeDelivered(const CMediaType& type)
-{
-    WAVEFORMATEX wave = waveOf(type);
-    uint32_t mask = 0;
-    bool isFloat = IsEqualGUID(type.subtype, MEDIASUBTYPE_IEEE_FLOAT) != 0;
-    if (wave.wFormatTag == WAVE_FORMAT_EXTENSIBLE && type.cbFormat >= sizeof(WAVEFORMATEXTENSIBLE)) {
-        WAVEFORMATEXTENSIBLE extensible;
-        std::memcpy(&extensible, type.pbFormat, sizeof extensible);
-        mask = extensible.dwChannelMask;
-        isFloat = IsEqualGUID(extensible.SubFormat, KSDATAFORMAT_SUBTYPE_IEEE_FLOAT) != 0;
-    }
-    if (wave.wFormatTag == WAVE_FORMAT_DOLBY_AC3_SPDIF)
-        return "S/PDIF bursts, " + std::to_string(wave.nSamplesPerSec) + " Hz";
-    std::string text = isFloat ? std::string("32-bit float") : std::to_string(wave.wBitsPerSample) + "-bit PCM";
-    text += ", " + std::to_string(wave.nSamplesPerSec) + " Hz, " + std::to_string(wave.nChannels) + " channels";
-    if (mask) {
-        char hex[32];
-        std::snprintf(hex, sizeof hex, " (mask 0x%x)", unsigned(mask));
-        text += hex;
-    }
-    return text;
-}
-
 // How many leading bytes of a delivered sample lie before time zero: audio
 // the container marks as priming, which players do not play.
-size_t bytesBeforeZero(const ReceivedSample& sample, const WAVEFORMATEX& wave)
+size_t bytesBeforeZero(const ReceivedSample& sample, const PcmFormat& format)
 {
-    if (!sample.hasStart || sample.start >= 0 || !wave.nBlockAlign || !wave.nSamplesPerSec ||
-        wave.wFormatTag == WAVE_FORMAT_DOLBY_AC3_SPDIF)
+    if (!sample.hasStart || sample.start >= 0 || !format.blockAlign || !format.rate ||
+        format.kind == PcmFormat::Kind::Spdif)
         return 0;
-    uint64_t frames = (uint64_t(-sample.start) * wave.nSamplesPerSec + 9999999) / 10000000;
-    return size_t(std::min<uint64_t>(frames * wave.nBlockAlign, sample.data.size()));
+    uint64_t frames = (uint64_t(-sample.start) * format.rate + 9999999) / 10000000;
+    return size_t(std::min<uint64_t>(frames * format.blockAlign, sample.data.size()));
 }
 
 // The sink side of --bits: a sound card that takes only one format.
@@ -82,6 +61,7 @@ public:
     {
         if (path.empty())
             return true;
+        path_ = path;
         wave_ = path != "-" && endsWith(path, ".wav");
         if (wave_) {
             std::vector<uint8_t> format(type.pbFormat, type.pbFormat + type.cbFormat);
@@ -110,14 +90,131 @@ public:
         raw_ = nullptr;
         return ok;
     }
+    // Before any audio was written: a WAVE file starts again with the header
+    // of this type.
+    bool restartWith(const CMediaType& type)
+    {
+        if (!wave_ || bytes_)
+            return true;
+        writer_ = WavWriter();
+        std::vector<uint8_t> format(type.pbFormat, type.pbFormat + type.cbFormat);
+        return writer_.open(path_, fileWaveFormat(format));
+    }
+    bool isWave() const { return wave_; }
     uint64_t bytes() const { return bytes_; }
 
 private:
+    std::string path_;
     bool wave_ = false;
     WavWriter writer_;
     FILE* raw_ = nullptr;
     bool failed_ = false;
     uint64_t bytes_ = 0;
+};
+
+// The delivered samples on their way to the output. The file takes the format
+// of the first sample that carries audio (the filter changes its type in-band
+// when a decoder's first frame differs from the connection's type). A later
+// change is said once on standard error; a WAVE file gets the new format
+// converted to its own, raw output gets what the filter delivers.
+class DeliveredAudio {
+public:
+    DeliveredAudio(OutputFile& file, const CMediaType& connected, bool announce)
+        : file_(file), current_(connected), fileFormat_(pcmFormatOf(connected)), announce_(announce)
+    {
+        announced_ = fileFormat_;
+    }
+
+    void setType(const CMediaType& type) { current_ = type; }
+    PcmFormat currentFormat() const { return pcmFormatOf(current_); }
+
+    void write(const uint8_t* data, size_t size)
+    {
+        if (!size || failed_)
+            return;
+        PcmFormat now = pcmFormatOf(current_);
+        if (!started_) {
+            started_ = true;
+            fileFormat_ = announced_ = now;
+            failed_ = !file_.restartWith(current_);
+            if (!failed_)
+                put(data, size, now);
+            return;
+        }
+        if (now == fileFormat_) {
+            drainConverter();
+            put(data, size, now);
+            return;
+        }
+        if (!changedTo_)
+            changedTo_ = now;
+        bool convert = file_.isWave();
+        if (convert && (!converter_.configured() || !(converter_.from() == now))) {
+            drainConverter();
+            convert = converter_.configure(now, fileFormat_);
+        }
+        sayChange(now, !file_.isWave()  ? "the raw output goes on in the new format"
+                       : convert        ? "converting to the file's format"
+                                        : "it cannot be converted to the file's format and is left out");
+        if (!file_.isWave()) {
+            put(data, size, now);
+        } else if (convert) {
+            buffer_.clear();
+            converter_.convert(data, size, buffer_);
+            put(buffer_.data(), buffer_.size(), fileFormat_);
+        }
+    }
+
+    void finish() { drainConverter(); }
+    bool failed() const { return failed_; }
+    // "16-bit PCM, 48000 Hz, 2 channels (mask 0x3)", and the first change after audio.
+    std::string description() const
+    {
+        std::string text = describe(started_ ? fileFormat_ : pcmFormatOf(current_));
+        if (changedTo_)
+            text += "; changed mid-stream to " + describe(*changedTo_);
+        return text;
+    }
+    double seconds() const { return seconds_; }
+
+private:
+    // Writes bytes of `format` and counts the time they last.
+    void put(const uint8_t* data, size_t size, const PcmFormat& format)
+    {
+        file_.write(data, size);
+        uint64_t perSecond = uint64_t(format.blockAlign) * format.rate;
+        if (perSecond)
+            seconds_ += double(size) / double(perSecond);
+    }
+    void drainConverter()
+    {
+        if (!converter_.configured())
+            return;
+        buffer_.clear();
+        converter_.drain(buffer_);
+        put(buffer_.data(), buffer_.size(), fileFormat_);
+    }
+    void sayChange(const PcmFormat& now, const char* consequence)
+    {
+        if (now == announced_)
+            return;
+        if (announce_)
+            std::fprintf(stderr, "tavio: the delivered format changed from %s to %s; %s\n",
+                         describe(announced_).c_str(), describe(now).c_str(), consequence);
+        announced_ = now;
+    }
+
+    OutputFile& file_;
+    CMediaType current_;
+    PcmFormat fileFormat_;
+    PcmFormat announced_;
+    std::optional<PcmFormat> changedTo_;
+    bool announce_;
+    bool started_ = false;
+    bool failed_ = false;
+    double seconds_ = 0;
+    FormatConverter converter_;
+    std::vector<uint8_t> buffer_;
 };
 
 class ProgressBar {
@@ -174,6 +271,12 @@ std::string filterStreamText(IBaseFilter* filter, bool output)
 
 DecodeOutcome decodeStream(TavioModule& module, InputSource& input, size_t stream, const DecodeRequest& request)
 {
+    return decodeStream([&module] { return module.createFilter(); }, input, stream, request);
+}
+
+DecodeOutcome decodeStream(const FilterFactory& createFilter, InputSource& input, size_t stream,
+                           const DecodeRequest& request)
+{
     DecodeOutcome outcome;
     const HostStream& chosen = input.streams()[stream];
     if (!chosen.mediaType) {
@@ -181,7 +284,7 @@ DecodeOutcome decodeStream(TavioModule& module, InputSource& input, size_t strea
         outcome.message = chosen.codec + ": " + chosen.unsupported;
         return outcome;
     }
-    Ref<IBaseFilter> decoder(module.createFilter());
+    Ref<IBaseFilter> decoder(createFilter());
     if (!decoder) {
         outcome.exitCode = 2;
         outcome.message = "the decoder module could not create a filter";
@@ -209,8 +312,6 @@ DecodeOutcome decodeStream(TavioModule& module, InputSource& input, size_t strea
         sinkFilter->SetAcceptType(acceptOnly(request.bits));
 
     OutputFile output;
-    bool outputOpen = false;
-    bool formatChanged = false;
     Graph graph;
     graph.Add(source.get(), WIDE("source"));
     graph.Add(decoder.get(), WIDE("Tavio2"));
@@ -237,24 +338,18 @@ DecodeOutcome decodeStream(TavioModule& module, InputSource& input, size_t strea
     CMediaType connected;
     if (outcome.exitCode == 0) {
         connected = sinkFilter->CurrentType();
-        outcome.format = describeDelivered(connected);
-        outputOpen = output.open(request.output, connected);
-        if (!outputOpen) {
+        if (!output.open(request.output, connected)) {
             outcome.exitCode = 1;
             outcome.message = request.output + ": cannot be written";
         }
     }
     if (outcome.exitCode == 0) {
-        WAVEFORMATEX current = waveOf(connected);
+        DeliveredAudio audio(output, connected, request.announceFormatChanges);
         sinkFilter->SetSampleHandler([&](const ReceivedSample& sample) {
-            if (sample.mediaType) {
-                current = waveOf(*sample.mediaType);
-                if (!formatChanged)
-                    outcome.format += "; changed mid-stream to " + describeDelivered(*sample.mediaType);
-                formatChanged = true;
-            }
-            size_t skip = input.timesFromPresentationStart() ? bytesBeforeZero(sample, current) : 0;
-            output.write(sample.data.data() + skip, sample.data.size() - skip);
+            if (sample.mediaType)
+                audio.setType(*sample.mediaType);
+            size_t skip = input.timesFromPresentationStart() ? bytesBeforeZero(sample, audio.currentFormat()) : 0;
+            audio.write(sample.data.data() + skip, sample.data.size() - skip);
         });
         graph.Run();
         ProgressBar bar(request.progress);
@@ -276,11 +371,12 @@ DecodeOutcome decodeStream(TavioModule& module, InputSource& input, size_t strea
         outcome.outputText = filterStreamText(decoder.get(), true);
         sourceFilter->DeliverEndOfStream();
         graph.Stop();
-        bool closed = output.close();
+        sinkFilter->SetSampleHandler(nullptr);
+        audio.finish();
+        bool closed = !audio.failed() && output.close();
         outcome.bytes = output.bytes();
-        WAVEFORMATEX wave = waveOf(sinkFilter->CurrentType());
-        if (wave.nAvgBytesPerSec)
-            outcome.seconds = double(outcome.bytes) / wave.nAvgBytesPerSec;
+        outcome.format = audio.description();
+        outcome.seconds = audio.seconds();
         if (!closed) {
             outcome.exitCode = 1;
             outcome.message = request.output + ": writing failed";

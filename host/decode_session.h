@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <string>
 
 #include "host/input_source.h"
@@ -13,6 +14,7 @@ struct DecodeRequest {
     std::string bits;    // empty: any format; "16", "24", "32" or "float"
     bool spdif = false;  // S/PDIF pass-through instead of decoding
     bool progress = false;
+    bool announceFormatChanges = false;  // say a mid-stream format change on standard error
     size_t maxPackets = 0;  // stop after this many input packets (0: the whole stream)
 };
 
@@ -27,4 +29,9 @@ struct DecodeOutcome {
     std::string outputText;
 };
 
+// Makes the filter to decode with: one reference held by the caller, or null.
+using FilterFactory = std::function<IBaseFilter*()>;
+
+DecodeOutcome decodeStream(const FilterFactory& createFilter, InputSource& input, size_t stream,
+                           const DecodeRequest& request);
 DecodeOutcome decodeStream(TavioModule& module, InputSource& input, size_t stream, const DecodeRequest& request);

@@ -7,9 +7,11 @@
 
 #include <fstream>
 #include <map>
+#include <memory>
 
 #include "host/av_input.h"
 #include "host/disc_lpcm_headers.h"
+#include "host/lpcm_recut.h"
 #include "host/program_stream.h"
 
 namespace {
@@ -89,6 +91,11 @@ public:
             return false;
         selected_ = keys_[n];
         stripSubstreamHeader_ = stripHeader_[n];
+        recutter_.reset();
+        int sub = selected_.substreamId;
+        if (selected_.streamId == kPrivateStream1 && (dvdAudio_ ? sub == 0xA0 : sub >= 0xA0 && sub <= 0xA7))
+            recutter_ = std::make_unique<LpcmRecutter>(dvdAudio_ ? LpcmRecutter::Packing::DvdAudio
+                                                                 : LpcmRecutter::Packing::DvdVideo);
         file_.open(path_, std::ios::binary);
         return bool(file_);
     }
@@ -100,10 +107,12 @@ public:
             while (reader_.next(packet)) {
                 if (packet.streamId != selected_.streamId || packet.substreamId != selected_.substreamId)
                     continue;
+                out.hasTime = packet.hasPts;
+                if (recutter_ && !recutter_->recut(packet.payload, out.hasTime))
+                    continue;
                 // The substream id, frame count and first access unit pointer.
                 size_t skip = stripSubstreamHeader_ ? std::min<size_t>(4, packet.payload.size()) : 0;
                 out.data.assign(packet.payload.begin() + long(skip), packet.payload.end());
-                out.hasTime = packet.hasPts;
                 out.start = packet.ptsReferenceTime;
                 return true;
             }
@@ -187,6 +196,7 @@ private:
 
     StreamKey selected_{-1, -1};
     bool stripSubstreamHeader_ = false;
+    std::unique_ptr<LpcmRecutter> recutter_;  // disc LPCM: whole sample groups per payload
     std::ifstream file_;
     ProgramStreamReader reader_;
     std::vector<uint8_t> chunk_ = std::vector<uint8_t>(64 * 1024);

@@ -213,6 +213,7 @@ int decode(TavioModule& module, const Options& options, InputSource& input)
     request.bits = options.bits;
     request.spdif = options.spdif;
     request.progress = !options.quiet && isatty(2);
+    request.announceFormatChanges = true;
     DecodeOutcome outcome = decodeStream(module, input, stream, request);
     if (outcome.exitCode != 0) {
         std::fprintf(stderr, "tavio: %s: %s\n", options.input.c_str(), outcome.message.c_str());

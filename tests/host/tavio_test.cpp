@@ -59,23 +59,36 @@ TEST(Tavio, DecodesTheBundledStreamWithoutArguments)
     EXPECT_NE(errors.find("bundled sample"), std::string::npos);
 }
 
+// ffmpeg's VOB muxer cuts LPCM payloads anywhere, also inside the sample-frame
+// pairs of 24-bit audio; the host re-cuts them on whole pairs.
 TEST(Tavio, VobDecodesBitForBitLikeTheReferenceDecoder)
 {
     if (!haveFfmpeg())
         GTEST_SKIP() << "ffmpeg not installed";
-    TempFolder folder;
-    std::string vob = folder.file("some.vob");
-    ASSERT_EQ(std::system(("ffmpeg -v error " + sineSource(6, 48000, 1.5) +
-                           " -c:a pcm_dvd -sample_fmt s16 -f vob -y " + vob).c_str()),
-              0);
-    std::string errors;
-    ASSERT_EQ(run(vob + " -q -o " + folder.file("some.wav"), &errors), 0) << errors;
-    WavFile wav = readWav(folder.file("some.wav"));
-    bool ok = false;
-    auto reference = commandOutput("ffmpeg -v error -i " + vob + " -f s16le -", &ok);
-    ASSERT_TRUE(ok);
-    EXPECT_TRUE(wav.data == reference);
-    EXPECT_EQ(wav.channelMask(), 0x3Fu);
+    struct Case {
+        int channels;
+        const char* sampleFormat;
+        const char* referenceFormat;
+        uint32_t mask;
+    } cases[] = {
+        {6, "s16", "s16le", 0x3F},
+        {2, "s32", "s24le", 0x3},
+    };
+    for (const Case& c : cases) {
+        TempFolder folder;
+        std::string vob = folder.file("some.vob");
+        ASSERT_EQ(std::system(("ffmpeg -v error " + sineSource(c.channels, 48000, 1.5) + " -c:a pcm_dvd -sample_fmt " +
+                               c.sampleFormat + " -f vob -y " + vob).c_str()),
+                  0);
+        std::string errors;
+        ASSERT_EQ(run(vob + " -q -o " + folder.file("some.wav"), &errors), 0) << errors;
+        WavFile wav = readWav(folder.file("some.wav"));
+        bool ok = false;
+        auto reference = commandOutput("ffmpeg -v error -i " + vob + " -f " + c.referenceFormat + " -", &ok);
+        ASSERT_TRUE(ok);
+        EXPECT_TRUE(wav.data == reference) << c.channels << " channels, " << c.sampleFormat;
+        EXPECT_EQ(wav.channelMask(), c.mask);
+    }
 }
 
 TEST(Tavio, BlurayLpcmFromM2tsDecodesBitForBitLikeTheReferenceDecoder)
@@ -109,6 +122,92 @@ TEST(Tavio, BlurayLpcmFromM2tsDecodesBitForBitLikeTheReferenceDecoder)
         EXPECT_TRUE(wav.data == reference) << c.layout;
         EXPECT_EQ(wav.channelMask(), c.mask) << c.layout;
     }
+}
+
+// Blu-ray 7.1 with one tone per channel: the file's header carries the mask
+// the filter delivers (0x63F), and each channel lands where the Blu-ray
+// channel table puts it. That table delivers the coded surround pair in the
+// back positions and the coded back pair in the side positions, the other
+// way round from ffmpeg's decode.
+TEST(Tavio, BlurayLpcmSevenOneHasTheDeliveredMaskAndChannelOrder)
+{
+    if (!haveFfmpeg())
+        GTEST_SKIP() << "ffmpeg not installed";
+    TempFolder folder;
+    std::string m2ts = folder.file("bd71.m2ts");
+    std::string source = sineSource(8, 48000, 0.5);
+    source.insert(source.size() - 1, ":c=7.1");
+    ASSERT_EQ(std::system(("ffmpeg -v error " + source + " -c:a pcm_bluray -sample_fmt s16 -f mpegts -mpegts_m2ts_mode 1 -y " + m2ts)
+                              .c_str()),
+              0);
+    std::string errors;
+    ASSERT_EQ(run(m2ts + " -q -o " + folder.file("bd71.wav"), &errors), 0) << errors;
+    WavFile wav = readWav(folder.file("bd71.wav"));
+    EXPECT_EQ(wav.channelMask(), 0x63Fu);
+    EXPECT_EQ(wav.channels(), 8);
+    bool ok = false;
+    auto reference = commandOutput("ffmpeg -v error -i " + m2ts + " -f s16le -", &ok);
+    ASSERT_TRUE(ok);
+    ASSERT_EQ(wav.data.size(), reference.size());
+    // Our channel i is ffmpeg's channel fromReference[i].
+    const size_t fromReference[8] = {0, 1, 2, 3, 6, 7, 4, 5};
+    size_t frames = reference.size() / 16, mismatches = 0;
+    for (size_t f = 0; f < frames; ++f)
+        for (size_t c = 0; c < 8; ++c)
+            mismatches += std::memcmp(&wav.data[16 * f + 2 * c], &reference[16 * f + 2 * fromReference[c]], 2) != 0;
+    EXPECT_EQ(mismatches, 0u);
+}
+
+// A 2/2 AC-3 stream is delivered with the quadraphonic mask 0x33, which the
+// file's header must say rather than the connection's 0xF.
+TEST(Tavio, Ac3TwoTwoStreamHasTheDeliveredMask)
+{
+    const std::string vector = std::string(TAVIO_SOURCE_DIR) + "/../shared/vectors/dlbframe337/dd_6ch_acmod22.ac3";
+    if (!haveFfmpeg() || !std::ifstream(vector))
+        GTEST_SKIP() << "ffmpeg or the shared vectors missing";
+    TempFolder folder;
+    std::string errors;
+    ASSERT_EQ(run(vector + " -q -o " + folder.file("quad.wav"), &errors), 0) << errors;
+    WavFile wav = readWav(folder.file("quad.wav"));
+    EXPECT_EQ(wav.channelMask(), 0x33u);
+    EXPECT_EQ(wav.channels(), 4);
+    bool ok = false;
+    auto reference = commandOutput("ffmpeg -v error -i " + vector + " -f s16le -", &ok);
+    ASSERT_TRUE(ok);
+    EXPECT_TRUE(wav.data == reference) << wav.data.size() << " vs " << reference.size() << " bytes";
+}
+
+// A stream whose layout changes after audio was written: the WAVE file keeps
+// the first format and the rest is converted to it, said on standard error;
+// raw output goes on in the new format.
+TEST(Tavio, AFormatChangeMidStreamIsConvertedToTheFilesFormat)
+{
+    if (!haveFfmpeg())
+        GTEST_SKIP() << "ffmpeg not installed";
+    TempFolder folder;
+    std::string stereo = folder.file("a.ac3"), six = folder.file("b.ac3"), both = folder.file("ab.ac3");
+    ASSERT_EQ(std::system(("ffmpeg -v error " + sineSource(2, 48000, 1.0) + " -c:a ac3 -y " + stereo).c_str()), 0);
+    ASSERT_EQ(std::system(("ffmpeg -v error " + sineSource(6, 48000, 1.0) + " -c:a ac3 -y " + six).c_str()), 0);
+    ASSERT_EQ(std::system(("cat " + stereo + " " + six + " >" + both).c_str()), 0);
+    std::string errors;
+    ASSERT_EQ(run(both + " -o " + folder.file("ab.wav"), &errors), 0) << errors;
+    EXPECT_NE(errors.find("changed from 16-bit PCM, 48000 Hz, 2 channels (mask 0x3) to 16-bit PCM, 48000 Hz, "
+                          "6 channels (mask 0x3f); converting to the file's format"),
+              std::string::npos)
+        << errors;
+    WavFile wav = readWav(folder.file("ab.wav"));
+    EXPECT_EQ(wav.channels(), 2);
+    bool ok = false;
+    auto first = commandOutput("ffmpeg -v error -i " + stereo + " -f s16le -", &ok);
+    ASSERT_TRUE(ok);
+    ASSERT_GT(wav.data.size(), first.size());
+    EXPECT_TRUE(std::equal(first.begin(), first.end(), wav.data.begin()));
+    auto second = commandOutput("ffmpeg -v error -i " + six + " -f s16le -", &ok);
+    EXPECT_EQ(wav.data.size() - first.size(), second.size() / 3);  // the same time in stereo
+
+    ASSERT_EQ(run(both + " -o " + folder.file("ab.raw"), &errors), 0) << errors;
+    EXPECT_NE(errors.find("the raw output goes on in the new format"), std::string::npos) << errors;
+    EXPECT_EQ(readAll(folder.file("ab.raw")).size(), first.size() + second.size());
 }
 
 // A DVD-Audio AOB of 16-bit six-channel audio at 48 kHz: packs whose private
@@ -145,6 +244,37 @@ TEST(Tavio, DvdAudioLpcmFromAnAobKeepsItsSamples)
     WavFile wav = readWav(folder.file("a.wav"));
     EXPECT_EQ(wav.channelMask(), 0x3Fu);
     EXPECT_TRUE(wav.data == expected) << wav.data.size() << " vs " << expected.size() << " bytes";
+}
+
+// 24-bit DVD-Audio LPCM (3+3 channels) whose packets cut the 36-byte groups
+// anywhere decodes to the same bytes as the same audio cut on whole groups.
+TEST(Tavio, DvdAudioLpcmCutInsideGroupsDecodesLikeWholeGroups)
+{
+    using namespace psbuild;
+    TempFolder folder;
+    Bytes audio;
+    for (int i = 0; i < 36 * 400; ++i)
+        audio.push_back(uint8_t(i * 37 + i / 7));
+    auto aobWithPayloadsOf = [&](size_t payloadBytes, const std::string& path) {
+        Bytes stream;
+        int64_t pts = 90000;
+        for (size_t at = 0; at < audio.size(); at += payloadBytes) {
+            Bytes payload = {0xA0, 0, 0, 8, 0, 7, 0, 0x22, 0x00, 0, 17, 0};
+            payload.insert(payload.end(), audio.begin() + long(at),
+                           audio.begin() + long(std::min(audio.size(), at + payloadBytes)));
+            stream = concat({stream, mpeg2Pack(), pes(0xBD, mpeg2Header(&pts), payload)});
+            pts += 90;
+        }
+        std::ofstream(path, std::ios::binary).write(reinterpret_cast<const char*>(stream.data()), long(stream.size()));
+    };
+    aobWithPayloadsOf(36 * 50, folder.file("whole.aob"));
+    aobWithPayloadsOf(1001, folder.file("cut.aob"));
+    std::string errors;
+    ASSERT_EQ(run(folder.file("whole.aob") + " -q -o " + folder.file("whole.raw"), &errors), 0) << errors;
+    ASSERT_EQ(run(folder.file("cut.aob") + " -q -o " + folder.file("cut.raw"), &errors), 0) << errors;
+    auto whole = readAll(folder.file("whole.raw"));
+    EXPECT_EQ(whole.size(), audio.size());
+    EXPECT_TRUE(readAll(folder.file("cut.raw")) == whole);
 }
 
 // AC-3 in every container the host reads, decoded through the filter and its

@@ -1,0 +1,186 @@
+// The output file describes what the filter delivered: the WAVE header is the
+// format of the first sample that carries audio, whatever the connection's
+// type was, and a change after audio was written is converted to the file's
+// format. Runs the host's decoding session in-process with a filter of its
+// own, so the remixer can be set through a parameter file.
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <fstream>
+#include <iterator>
+
+#include "config/config_test_support.h"
+#include "filter/TvFilter.h"
+#include "host/decode_session.h"
+#include "host/format_converter.h"
+#include "host/input_source.h"
+#include "support/reference_tools.h"
+#include "support/wav_file.h"
+
+namespace {
+
+std::vector<uint8_t> readAll(const std::string& path)
+{
+    std::ifstream in(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+// Decodes `input` with the parameters of `parameterFile` into `output`.
+DecodeOutcome decodeWith(const std::string& parameterFile, const std::string& input, const std::string& output)
+{
+    TempRoot root;
+    root.write("Tavio.conf", parameterFile);
+    resetParametersForTesting();
+    loadParameterFile(root.file("Tavio.conf"));
+    std::string error;
+    auto source = openInputSource(input, error);
+    EXPECT_TRUE(source) << error;
+    if (!source)
+        return {};
+    DecodeRequest request;
+    request.output = output;
+    DecodeOutcome outcome = decodeStream(
+        [] {
+            HRESULT hr = S_OK;
+            auto* filter = new TvFilter(nullptr, &hr, TAVIO_MODULE_DIR "/");
+            filter->NonDelegatingAddRef();
+            return static_cast<IBaseFilter*>(filter);
+        },
+        *source, 0, request);
+    resetParametersForTesting();
+    return outcome;
+}
+
+std::vector<int16_t> words(const std::vector<uint8_t>& bytes)
+{
+    std::vector<int16_t> out(bytes.size() / 2);
+    std::memcpy(out.data(), bytes.data(), out.size() * 2);
+    return out;
+}
+
+std::vector<int16_t> channelOf(const std::vector<int16_t>& interleaved, size_t channels, size_t channel)
+{
+    std::vector<int16_t> out;
+    for (size_t i = channel; i < interleaved.size(); i += channels)
+        out.push_back(interleaved[i]);
+    return out;
+}
+
+class DecodedFormat : public ::testing::Test {
+protected:
+    void SetUp() override
+    {
+        if (!haveFfmpeg())
+            GTEST_SKIP() << "ffmpeg not installed";
+    }
+    // An ffmpeg-made DVD-Video VOB of two tones, and ffmpeg's decode of it.
+    std::string makeVob(const char* sampleFormat, const char* referenceFormat, std::vector<uint8_t>& reference)
+    {
+        std::string vob = folder.file(std::string("in-") + sampleFormat + ".vob");
+        EXPECT_EQ(std::system(("ffmpeg -v error " + sineSource(2, 48000, 0.5) + " -c:a pcm_dvd -sample_fmt " +
+                               sampleFormat + " -f vob -y " + vob).c_str()),
+                  0);
+        bool ok = false;
+        reference = commandOutput("ffmpeg -v error -i " + vob + " -f " + referenceFormat + " -", &ok);
+        EXPECT_TRUE(ok);
+        return vob;
+    }
+    TempFolder folder;
+};
+
+// Remixer settings that deliver one channel of a stereo stream: the file is
+// mono with the centre mask, and holds the channel the setting names.
+TEST_F(DecodedFormat, OneChannelRemixesWriteAMonoHeader)
+{
+    std::vector<uint8_t> reference;
+    std::string vob = makeVob("s16", "s16le", reference);
+    struct Case {
+        const char* parameters;
+        size_t channel;
+    } cases[] = {
+        {"remixMask=4\ndownmixType=103\nsingleChannel=1\n", 1},
+        {"downmixType=106\n", 0},
+    };
+    for (const Case& c : cases) {
+        std::string out = folder.file("mono.wav");
+        DecodeOutcome outcome = decodeWith(c.parameters, vob, out);
+        ASSERT_EQ(outcome.exitCode, 0) << outcome.message;
+        WavFile wav;
+        ASSERT_TRUE(parseWav(readAll(out), wav));
+        EXPECT_EQ(wav.channels(), 1) << c.parameters;
+        EXPECT_EQ(wav.channelMask(), 0x4u) << c.parameters;
+        EXPECT_EQ(outcome.format, "16-bit PCM, 48000 Hz, 1 channels (mask 0x4)");
+        EXPECT_TRUE(words(wav.data) == channelOf(words(reference), 2, c.channel)) << c.parameters;
+    }
+}
+
+// x16 on a 24-bit stream: a 16-bit file whose samples are the 24-bit decode
+// rounded at bit 7 of the low byte.
+TEST_F(DecodedFormat, SixteenBitConversionWritesASixteenBitHeader)
+{
+    std::vector<uint8_t> reference;
+    std::string vob = makeVob("s32", "s24le", reference);
+    std::string out = folder.file("x16.wav");
+    DecodeOutcome outcome = decodeWith("x16=1\n", vob, out);
+    ASSERT_EQ(outcome.exitCode, 0) << outcome.message;
+    WavFile wav;
+    ASSERT_TRUE(parseWav(readAll(out), wav));
+    EXPECT_EQ(wav.bitsPerSample(), 16);
+    std::vector<int16_t> expected;
+    for (size_t i = 0; i + 3 <= reference.size(); i += 3) {
+        int value = int(int8_t(reference[i + 2])) * 256 + reference[i + 1] + (reference[i] >> 7);
+        expected.push_back(int16_t(value > 32767 ? 32767 : value));
+    }
+    EXPECT_TRUE(words(wav.data) == expected) << wav.data.size() / 2 << " vs " << expected.size() << " samples";
+}
+
+// The converter that carries a file on after a mid-stream change: channel
+// layout, sample format and rate, with packed 24-bit samples on either side.
+TEST(FormatConverter, ConvertsLayoutSampleFormatAndRate)
+{
+    auto pcm = [](PcmFormat::Kind kind, uint32_t rate, uint16_t channels, uint16_t bits, uint32_t mask) {
+        PcmFormat f;
+        f.kind = kind;
+        f.rate = rate;
+        f.channels = channels;
+        f.bits = bits;
+        f.blockAlign = uint16_t(channels * bits / 8);
+        f.mask = mask;
+        return f;
+    };
+    const PcmFormat stereo16 = pcm(PcmFormat::Kind::Integer, 48000, 2, 16, 0x3);
+    const PcmFormat mono24 = pcm(PcmFormat::Kind::Integer, 48000, 1, 24, 0x4);
+    const PcmFormat stereo24at96 = pcm(PcmFormat::Kind::Integer, 96000, 2, 24, 0x3);
+    const PcmFormat spdif = pcm(PcmFormat::Kind::Spdif, 48000, 2, 16, 0);
+
+    FormatConverter converter;
+    EXPECT_FALSE(converter.configure(spdif, stereo16));
+
+    // Mono 24-bit to stereo 16-bit: the centre goes to both sides at -3 dB,
+    // rounded from the 24-bit value.
+    ASSERT_TRUE(converter.configure(mono24, stereo16));
+    const int32_t value = 0x123456;  // 24-bit
+    uint8_t in[3 * 480];
+    for (int i = 0; i < 480; ++i)
+        std::memcpy(in + 3 * i, &value, 3);
+    std::vector<uint8_t> out;
+    converter.convert(in, sizeof in, out);
+    converter.drain(out);
+    ASSERT_EQ(out.size(), 480u * 4);
+    auto samples = words(out);
+    EXPECT_EQ(samples[0], samples[1]);
+    EXPECT_NEAR(samples[100], (value >> 8) * 0.7071, 2);
+
+    // 16-bit 48 kHz to 24-bit 96 kHz: twice the frames once drained.
+    ASSERT_TRUE(converter.configure(stereo16, stereo24at96));
+    std::vector<int16_t> ramp(2 * 4800);
+    for (size_t i = 0; i < ramp.size(); ++i)
+        ramp[i] = int16_t((i / 2) % 2000);
+    out.clear();
+    converter.convert(reinterpret_cast<const uint8_t*>(ramp.data()), ramp.size() * 2, out);
+    converter.drain(out);
+    EXPECT_EQ(out.size() / 6, 9600u);
+    EXPECT_FALSE(converter.configured());
+}
+
+}  // namespace
