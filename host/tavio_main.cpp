@@ -45,7 +45,8 @@ void usage(FILE* out)
                  "  --spdif      pass AC-3 and DTS through as IEC 61937 bursts instead of decoding\n"
                  "  -q           no messages but errors\n"
                  "Inputs: DVD-Video/HD-DVD VOB/EVO and DVD-Audio AOB program streams; raw AC-3, E-AC-3,\n"
-                 "DTS, MPEG audio, AAC (ADTS), AMR; Matroska, MP4, MPEG-TS/M2TS, Ogg, AVI and WAV.\n"
+                 "DTS, MPEG audio, AAC (ADTS), AMR-NB/AMR-WB (.amr, .awb); Matroska, MP4/3GP,\n"
+                 "MPEG-TS/M2TS, Ogg, AVI and WAV.\n"
                  "Exit codes: 0 decoded, 1 usage, 2 unreadable or unsupported input, 3 no audio.\n");
 }
 
