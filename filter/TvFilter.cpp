@@ -55,7 +55,7 @@ TvFilter::TvFilter(IUnknown* outer, HRESULT* phr, const std::string& moduleFolde
     _outputPin = std::make_unique<TvOutputPin>(this, &_filterLock, &hr, _log, _inputPin.get());
     if (FAILED(hr))
         throw TvException(platform::errorName(hr));
-    // The codec-API object joins here with its issue.
+    _codecApi = std::make_unique<ICodecApiImpl>(this, _remixer, _log);
     if (Pspdif.isSet)
         setSpdif(Pspdif());
 }
@@ -68,6 +68,7 @@ TvFilter::~TvFilter()
     TvAssert(left >= 0);
     _outputPin.reset();
     _inputPin.reset();
+    _codecApi.reset();
     _remixer->NonDelegatingRelease();
     _decoders.clear();
     writeProfileReport();
@@ -83,6 +84,10 @@ STDMETHODIMP TvFilter::NonDelegatingQueryInterface(REFIID riid, void** ppv)
         return GetInterface(static_cast<ITavioControl*>(this), ppv);
     if (IsEqualGUID(riid, IID_IKsPropertySet))
         return GetInterface(static_cast<IKsPropertySet*>(this), ppv);
+    if (IsEqualGUID(riid, IID_ICodecAPI)) {
+        _log << " Query ICodecApi " << std::endl;
+        return GetInterface(static_cast<ICodecAPI*>(_codecApi.get()), ppv);
+    }
     if (IsEqualGUID(riid, IID_ITavioRemix))
         return _remixer->NonDelegatingQueryInterface(riid, ppv);
     return CBaseFilter::NonDelegatingQueryInterface(riid, ppv);

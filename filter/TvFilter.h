@@ -8,6 +8,7 @@
 #include "conversion/AudioConv.h"
 #include "core/TvBuffer.h"
 #include "core/decoder_factory.h"
+#include "filter/ICodecApiImpl.h"
 #include "filter/TavioControl.h"
 #include "filter/TvOutputPin.h"
 #include "platform/dshow/streams.h"
@@ -94,5 +95,6 @@ private:
     std::unique_ptr<TvInputPin> _inputPin;
     std::unique_ptr<TvOutputPin> _outputPin;
     bool _spdif = false;
+    std::unique_ptr<ICodecApiImpl> _codecApi;
     std::string _moduleFolder;
 };

@@ -13,6 +13,7 @@
 #include "host/push_source.h"
 #include "host/sink_filter.h"
 #include "host/wav_writer.h"
+#include "platform/codecapi.h"
 #include "platform/error_text.h"
 
 namespace {
@@ -267,7 +268,47 @@ std::string filterStreamText(IBaseFilter* filter, bool output)
     return text;
 }
 
+const struct {
+    const char* name;
+    const GUID* format;
+} kOutputFormats[] = {
+    {"pcm-stereo", &CODECAPI_AUDIO_OUTPUT_FORMAT_PCM_STEREO},
+    {"matrix-stereo", &CODECAPI_AUDIO_OUTPUT_FORMAT_PCM_STEREO_MATRIXENCODED},
+    {"spdif-pcm", &CODECAPI_AUDIO_OUTPUT_FORMAT_SPDIF_PCM},
+    {"spdif-bitstream", &CODECAPI_AUDIO_OUTPUT_FORMAT_SPDIF_BITSTREAM},
+};
+
+// Sets the output format through the filter's ICodecAPI, as an application would.
+HRESULT setOutputFormat(IBaseFilter* filter, const std::string& name)
+{
+    const GUID* format = nullptr;
+    for (const auto& entry : kOutputFormats)
+        if (name == entry.name)
+            format = entry.format;
+    ICodecAPI* api = nullptr;
+    if (!format || FAILED(filter->QueryInterface(IID_ICodecAPI, reinterpret_cast<void**>(&api))))
+        return E_FAIL;
+    OLECHAR text[40];
+    StringFromGUID2(*format, text, 40);
+    VARIANT value;
+    VariantInit(&value);
+    value.vt = VT_BSTR;
+    value.bstrVal = SysAllocString(text);
+    HRESULT hr = value.bstrVal ? api->SetValue(&CODECAPI_CURRENT_AUDIO_OUTPUT_FORMAT, &value) : E_OUTOFMEMORY;
+    VariantClear(&value);
+    api->Release();
+    return hr;
+}
+
 }  // namespace
+
+bool isOutputFormat(const std::string& name)
+{
+    for (const auto& entry : kOutputFormats)
+        if (name == entry.name)
+            return true;
+    return false;
+}
 
 DecodeOutcome decodeStream(TavioModule& module, InputSource& input, size_t stream, const DecodeRequest& request)
 {
@@ -290,17 +331,10 @@ DecodeOutcome decodeStream(const FilterFactory& createFilter, InputSource& input
         outcome.message = "the decoder module could not create a filter";
         return outcome;
     }
-    if (request.spdif) {
-        ITavioControl* control = nullptr;
-        if (FAILED(decoder->QueryInterface(IID_ITavioControl, reinterpret_cast<void**>(&control))) ||
-            FAILED(control->SetSpdif(TRUE))) {
-            if (control)
-                control->Release();
-            outcome.exitCode = 2;
-            outcome.message = "the filter refused S/PDIF pass-through";
-            return outcome;
-        }
-        control->Release();
+    if (!request.outputFormat.empty() && FAILED(setOutputFormat(decoder.get(), request.outputFormat))) {
+        outcome.exitCode = 2;
+        outcome.message = "the filter refused the output format " + request.outputFormat;
+        return outcome;
     }
     input.select(stream);
 

@@ -12,7 +12,9 @@
 struct DecodeRequest {
     std::string output;  // ".wav": WAVE file; "-": raw to standard output; "": nowhere; else raw file
     std::string bits;    // empty: any format; "16", "24", "32" or "float"
-    bool spdif = false;  // S/PDIF pass-through instead of decoding
+    // Set through the filter's codec API: "pcm-stereo", "matrix-stereo",
+    // "spdif-pcm" or "spdif-bitstream" (S/PDIF pass-through); empty: untouched.
+    std::string outputFormat;
     bool progress = false;
     bool announceFormatChanges = false;  // say a mid-stream format change on standard error
     size_t maxPackets = 0;  // stop after this many input packets (0: the whole stream)
@@ -28,6 +30,9 @@ struct DecodeOutcome {
     std::string inputText;
     std::string outputText;
 };
+
+// True for the names DecodeRequest::outputFormat takes.
+bool isOutputFormat(const std::string& name);
 
 // Makes the filter to decode with: one reference held by the caller, or null.
 using FilterFactory = std::function<IBaseFilter*()>;

@@ -23,7 +23,7 @@ struct Options {
     std::string output;
     bool quiet = false;
     bool info = false;
-    bool spdif = false;
+    std::string outputFormat;  // empty: the filter's own choice
     int stream = -1;   // audio stream number; -1: the first the filter accepts
     std::string bits;  // empty: any format; else 16, 24, 32 or float
 };
@@ -32,7 +32,7 @@ void usage(FILE* out)
 {
     std::fprintf(out,
                  "usage: tavio [decode] [INPUT] [-o OUTPUT] [--stream N] [--bits 16|24|32|float]\n"
-                 "             [--spdif] [-q]\n"
+                 "             [--output-format FORMAT | --spdif] [-q]\n"
                  "       tavio info INPUT\n"
                  "       tavio --help | --version\n"
                  "Decodes an audio stream of INPUT through the Tavio2 decoder filter and writes OUTPUT\n"
@@ -42,7 +42,13 @@ void usage(FILE* out)
                  "  --stream N   decode audio stream N (as 'tavio info' numbers them)\n"
                  "  --bits B     accept only that output format, as a sound card that takes\n"
                  "               nothing else would; the filter falls back to what it can offer\n"
-                 "  --spdif      pass AC-3 and DTS through as IEC 61937 bursts instead of decoding\n"
+                 "  --output-format FORMAT   the output format, set through the filter's codec API:\n"
+                 "               pcm-stereo       decoded PCM, no remixing (the default)\n"
+                 "               matrix-stereo    a stereo downmix that keeps the surround\n"
+                 "                                matrix-encoded (Lt/Rt for AC-3)\n"
+                 "               spdif-pcm        a stereo downmix for an S/PDIF link\n"
+                 "               spdif-bitstream  AC-3 and DTS passed through as IEC 61937 bursts\n"
+                 "  --spdif      short for --output-format spdif-bitstream\n"
                  "  -q           no messages but errors\n"
                  "Inputs: DVD-Video/HD-DVD VOB/EVO and DVD-Audio AOB program streams; raw AC-3, E-AC-3,\n"
                  "DTS, MPEG audio, AAC (ADTS), AMR-NB/AMR-WB (.amr, .awb); Matroska, MP4/3GP,\n"
@@ -78,7 +84,16 @@ int parse(int argc, char** argv, Options& options)
         if (arg == "-q") {
             options.quiet = true;
         } else if (arg == "--spdif") {
-            options.spdif = true;
+            options.outputFormat = "spdif-bitstream";
+        } else if (arg == "--output-format") {
+            const char* f = value("a format");
+            if (!f || !isOutputFormat(f)) {
+                if (f)
+                    std::fprintf(stderr, "tavio: --output-format takes pcm-stereo, matrix-stereo, spdif-pcm or "
+                                         "spdif-bitstream\n");
+                return UsageError;
+            }
+            options.outputFormat = f;
         } else if (arg == "-o") {
             const char* name = value("a file name");
             if (!name)
@@ -212,7 +227,7 @@ int decode(TavioModule& module, const Options& options, InputSource& input)
     DecodeRequest request;
     request.output = options.output.empty() ? defaultOutput(options.input) : options.output;
     request.bits = options.bits;
-    request.spdif = options.spdif;
+    request.outputFormat = options.outputFormat;
     request.progress = !options.quiet && isatty(2);
     request.announceFormatChanges = true;
     DecodeOutcome outcome = decodeStream(module, input, stream, request);

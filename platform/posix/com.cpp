@@ -168,6 +168,47 @@ HRESULT VariantCopy(VARIANT* dest, const VARIANT* src)
     return S_OK;
 }
 
+HRESULT VariantChangeType(VARIANTARG* dest, const VARIANTARG* src, USHORT, VARTYPE vt)
+{
+    if (!dest || !src)
+        return E_INVALIDARG;
+    if (src->vt == vt) {
+        if (dest == src)
+            return S_OK;
+        return VariantCopy(dest, src);
+    }
+    if (vt != VT_BSTR)
+        return DISP_E_TYPEMISMATCH;
+    char text[32];
+    switch (src->vt) {
+    case VT_EMPTY: text[0] = 0; break;
+    case VT_I1: std::snprintf(text, sizeof text, "%d", int(src->cVal)); break;
+    case VT_UI1: std::snprintf(text, sizeof text, "%u", unsigned(src->bVal)); break;
+    case VT_I2: std::snprintf(text, sizeof text, "%d", int(src->iVal)); break;
+    case VT_UI2: std::snprintf(text, sizeof text, "%u", unsigned(src->uiVal)); break;
+    case VT_I4: std::snprintf(text, sizeof text, "%ld", long(src->lVal)); break;
+    case VT_UI4: std::snprintf(text, sizeof text, "%lu", static_cast<unsigned long>(src->ulVal)); break;
+    case VT_INT: std::snprintf(text, sizeof text, "%d", src->intVal); break;
+    case VT_UINT: std::snprintf(text, sizeof text, "%u", src->uintVal); break;
+    case VT_I8: std::snprintf(text, sizeof text, "%lld", static_cast<long long>(src->llVal)); break;
+    case VT_UI8: std::snprintf(text, sizeof text, "%llu", static_cast<unsigned long long>(src->ullVal)); break;
+    case VT_BOOL: std::snprintf(text, sizeof text, "%s", src->boolVal ? "True" : "False"); break;
+    default: return DISP_E_TYPEMISMATCH;
+    }
+    OLECHAR wide[32];
+    size_t n = 0;
+    for (; text[n]; ++n)
+        wide[n] = static_cast<OLECHAR>(text[n]);
+    wide[n] = 0;
+    BSTR converted = SysAllocString(wide);
+    if (!converted)
+        return E_OUTOFMEMORY;
+    VariantClear(dest);
+    dest->vt = VT_BSTR;
+    dest->bstrVal = converted;
+    return S_OK;
+}
+
 HRESULT CoInitialize(LPVOID) { return S_OK; }
 HRESULT CoInitializeEx(LPVOID, DWORD) { return S_OK; }
 void CoUninitialize() {}

@@ -411,6 +411,33 @@ TEST(Tavio, SpdifPassThroughWritesTheBurstsTheReferenceMuxerWrites)
     EXPECT_TRUE(wav.data == reference) << wav.data.size() << " vs " << reference.size() << " bytes";
 }
 
+// --output-format goes through the filter's codec API: a 5.1 AC-3 stream as
+// decoded, downmixed for S/PDIF, and downmixed surround-compatible.
+TEST(Tavio, OutputFormatsReachTheFilterThroughItsCodecApi)
+{
+    if (!haveFfmpeg())
+        GTEST_SKIP() << "ffmpeg not installed";
+    TempFolder folder;
+    std::string ac3 = folder.file("in.ac3");
+    std::string source = sineSource(6, 48000, 0.5);
+    source.insert(source.size() - 1, ":c=5.1(side)");
+    ASSERT_EQ(std::system(("ffmpeg -v error " + source + " -c:a ac3 -y " + ac3).c_str()), 0);
+    struct Case {
+        const char* format;
+        int channels;
+    } cases[] = {{"pcm-stereo", 6}, {"spdif-pcm", 2}, {"matrix-stereo", 2}};
+    std::vector<std::vector<uint8_t>> data;
+    for (const Case& c : cases) {
+        std::string errors, out = folder.file(std::string(c.format) + ".wav");
+        ASSERT_EQ(run(ac3 + " -q --output-format " + c.format + " -o " + out, &errors), 0) << errors;
+        WavFile wav = readWav(out);
+        EXPECT_EQ(wav.channels(), c.channels) << c.format;
+        data.push_back(wav.data);
+    }
+    EXPECT_EQ(data[1].size(), data[2].size());
+    EXPECT_FALSE(data[1] == data[2]) << "the surround-compatible downmix equals the plain one";
+}
+
 TEST(Tavio, SixteenBitOnlyOutputStillGetsATwentyFourBitStream)
 {
     if (!haveFfmpeg())
@@ -459,6 +486,7 @@ TEST(Tavio, BadInputsEndWithExitCodeTwoAndOneLine)
         {"a.vob b.vob", 1},
         {"--bits 12 a.vob", 1},
         {"--stream x a.vob", 1},
+        {"--output-format stereo a.vob", 1},
         {std::string(TAVIO_SAMPLE_STREAM) + " --stream 1", 1},
         {"info", 1},
     };

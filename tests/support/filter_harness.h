@@ -19,10 +19,15 @@
 class FilterHarness : public ::testing::Test {
 protected:
     // A filter with nothing connected, its sibling libraries in the build's
-    // module folder. build() makes one if the test has not.
-    void createFilter()
+    // module folder, the parameters of `parameterFile` read first. build()
+    // makes one if the test has not.
+    void createFilter(const std::string& parameterFile = "")
     {
         resetParametersForTesting();
+        if (!parameterFile.empty()) {
+            root.write("Tavio.conf", parameterFile);
+            loadParameterFile(root.file("Tavio.conf"));
+        }
         HRESULT hr = S_OK;
         filter = new TvFilter(nullptr, &hr, TAVIO_MODULE_DIR "/");
         filter->NonDelegatingAddRef();
@@ -55,6 +60,7 @@ protected:
             filter->Release();
         }
         EXPECT_EQ(CBaseObject::ObjectsActive(), 0);
+        resetParametersForTesting();
     }
 
     HRESULT push(const uint8_t* data, size_t size, const REFERENCE_TIME* start = nullptr,
