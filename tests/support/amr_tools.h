@@ -107,16 +107,23 @@ inline std::vector<int16_t> opencoreDecode(const AmrStream& stream)
     return pcm;
 }
 
+// Speech bytes after the table-of-contents byte per frame type (RFC 4867
+// section 5.3). At namespace scope: as function-local statics of the inline
+// function below they were read wrongly in the sanitizer build (GCC 12, -O0).
+inline constexpr uint8_t kAmrNarrowbandSpeechBytes[16] = {12, 13, 15, 17, 19, 20, 26, 31,
+                                                          5,  6,  5,  5,  0,  0,  0,  0};
+inline constexpr uint8_t kAmrWidebandSpeechBytes[16] = {17, 23, 32, 36, 40, 46, 50, 58,
+                                                        60, 5,  0,  0,  0,  0,  0,  0};
+
 // Splits a storage-format body back into its frames.
 inline AmrStream splitAmrFrames(bool wideband, const std::vector<uint8_t>& body)
 {
-    static constexpr uint8_t nb[16] = {12, 13, 15, 17, 19, 20, 26, 31, 5, 6, 5, 5, 0, 0, 0, 0};
-    static constexpr uint8_t wb[16] = {17, 23, 32, 36, 40, 46, 50, 58, 60, 5, 0, 0, 0, 0, 0, 0};
+    const uint8_t* speechBytes = wideband ? kAmrWidebandSpeechBytes : kAmrNarrowbandSpeechBytes;
     AmrStream stream;
     stream.wideband = wideband;
     size_t at = 0;
     while (at < body.size()) {
-        size_t bytes = 1 + size_t((wideband ? wb : nb)[(body[at] >> 3) & 0x0F]);
+        size_t bytes = 1 + size_t(speechBytes[(body[at] >> 3) & 0x0F]);
         if (at + bytes > body.size())
             break;
         stream.frames.emplace_back(body.begin() + long(at), body.begin() + long(at + bytes));
