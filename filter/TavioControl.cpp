@@ -13,6 +13,11 @@ STDMETHODIMP TavioStreamInfo::QueryInterface(REFIID riid, void** ppv)
         AddRef();
         return S_OK;
     }
+    if (IsEqualGUID(riid, IID_ITavioAc3StreamInfo) && _status->formatId() == KindAc3) {
+        *ppv = static_cast<ITavioAc3StreamInfo*>(this);
+        AddRef();
+        return S_OK;
+    }
     *ppv = nullptr;
     return E_NOINTERFACE;
 }
@@ -54,7 +59,26 @@ TV_GETTER(GetSamplesPerFrame, DWORD, _status->samples)
 TV_GETTER(GetChannelMask, DWORD, reportedChannelMask(*_status))
 TV_GETTER(GetRemixMode, DWORD, _status->remixMode)
 TV_GETTER(GetChannels, WORD, _status->chan)
+TV_GETTER(GetAcmod, DWORD, ac3().acmod)
+TV_GETTER(GetBsmod, DWORD, ac3().bsmod)
+TV_GETTER(GetDsurmod, DWORD, ac3().dsurmod)
+TV_GETTER(GetLfeon, DWORD, ac3().lfeon)
+TV_GETTER(GetDmixmod, DWORD, ac3().dmixmod)
+TV_GETTER(GetDsurexmod, DWORD, ac3().dsurexmod)
+TV_GETTER(GetDheadphonmod, DWORD, ac3().dheadphonmod)
+TV_GETTER(GetAdconvtyp, DWORD, ac3().adconvtyp)
 #undef TV_GETTER
+
+// Only karaoke streams (bit stream mode 7) have a karaoke setting to report.
+STDMETHODIMP TavioStreamInfo::GetKaraokeMode(DWORD* mode)
+{
+    if (!mode)
+        return E_POINTER;
+    if (ac3().bsmod != 7)
+        return S_FALSE;
+    *mode = DWORD(ac3().karaoke);
+    return S_OK;
+}
 
 STDMETHODIMP TavioStreamInfo::GetBitRate(DWORD* kbps)
 {

@@ -7,12 +7,8 @@
 #include <string>
 
 #include "core/TvStatus.h"
+#include "filter/private_iids.h"
 #include "platform/com.h"
-
-// clang-format off
-TV_DEFINE_GUID(IID_ITavioControl, 0x6A0D3E51, 0x92B7, 0x4C1F, 0x8E, 0x64, 0x3B, 0xD9, 0x07, 0x5A, 0xC1, 0x28);
-TV_DEFINE_GUID(IID_ITavioStreamInfo, 0x1E7C49A3, 0x5D06, 0x4B82, 0xA9, 0x3F, 0x64, 0xE2, 0x18, 0x7B, 0x0D, 0x95);
-// clang-format on
 
 struct ITavioStreamInfo : public IUnknown {
     STDMETHOD(GetSpdif)(DWORD* spdif) PURE;
@@ -27,6 +23,20 @@ struct ITavioStreamInfo : public IUnknown {
     STDMETHOD(GetChannels)(WORD* channels) PURE;
 };
 
+// AC-3 details; the first getter answers S_FALSE (output unset) for streams
+// that are not karaoke streams.
+struct ITavioAc3StreamInfo : public IUnknown {
+    STDMETHOD(GetKaraokeMode)(DWORD* mode) PURE;
+    STDMETHOD(GetAcmod)(DWORD* acmod) PURE;
+    STDMETHOD(GetBsmod)(DWORD* bsmod) PURE;
+    STDMETHOD(GetDsurmod)(DWORD* dsurmod) PURE;
+    STDMETHOD(GetLfeon)(DWORD* lfeon) PURE;
+    STDMETHOD(GetDmixmod)(DWORD* dmixmod) PURE;
+    STDMETHOD(GetDsurexmod)(DWORD* dsurexmod) PURE;
+    STDMETHOD(GetDheadphonmod)(DWORD* dheadphonmod) PURE;
+    STDMETHOD(GetAdconvtyp)(DWORD* adconvtyp) PURE;
+};
+
 struct ITavioControl : public IUnknown {
     STDMETHOD(GetOutputStreamInfo)(ITavioStreamInfo** info) PURE;
     STDMETHOD(GetInputStreamInfo)(ITavioStreamInfo** info) PURE;
@@ -35,7 +45,8 @@ struct ITavioControl : public IUnknown {
 };
 
 // A snapshot of one status record; it never changes after creation.
-class TavioStreamInfo : public ITavioStreamInfo {
+// The format interfaces are answered only when the record is of their format.
+class TavioStreamInfo : public ITavioStreamInfo, public ITavioAc3StreamInfo {
 public:
     // Takes ownership of `status` (a clone).
     explicit TavioStreamInfo(TvStatus* status) : _status(status) {}
@@ -56,7 +67,19 @@ public:
     STDMETHODIMP GetRemixMode(DWORD* mode) override;
     STDMETHODIMP GetChannels(WORD* channels) override;
 
+    STDMETHODIMP GetKaraokeMode(DWORD* mode) override;
+    STDMETHODIMP GetAcmod(DWORD* acmod) override;
+    STDMETHODIMP GetBsmod(DWORD* bsmod) override;
+    STDMETHODIMP GetDsurmod(DWORD* dsurmod) override;
+    STDMETHODIMP GetLfeon(DWORD* lfeon) override;
+    STDMETHODIMP GetDmixmod(DWORD* dmixmod) override;
+    STDMETHODIMP GetDsurexmod(DWORD* dsurexmod) override;
+    STDMETHODIMP GetDheadphonmod(DWORD* dheadphonmod) override;
+    STDMETHODIMP GetAdconvtyp(DWORD* adconvtyp) override;
+
 private:
+    const TvStatusAc3& ac3() const { return static_cast<const TvStatusAc3&>(*_status); }
+
     volatile LONG _references = 1;
     std::unique_ptr<TvStatus> _status;
 };

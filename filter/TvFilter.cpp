@@ -6,7 +6,9 @@
 
 #include "config/util.h"
 #include "core/receive_parameters.h"
+#include "core/status_helpers.h"
 #include "decoders/AdecDolby.h"
+#include "decoders/ac3_header.h"
 #include "filter/TvInputPin.h"
 #include "filter/filter_parameters.h"
 #include "filter/karaoke_mode.h"
@@ -362,9 +364,29 @@ STDMETHODIMP TvFilter::GetOutputStreamInfo(ITavioStreamInfo** info)
     return info ? snapshot(outputStatus(), info) : E_POINTER;
 }
 
+// A decoder that mixed the audio itself reports the mixed layout; the input's
+// information is the stream as coded: AC-3 gets its coded layout back, and
+// AAC, which the library folds from 5.1, its six channels.
+static TvStatus* asCoded(TvStatus* status)
+{
+    if (!status || status->remixMode == RemixNone)
+        return status;
+    if (status->formatId() == KindAc3) {
+        auto* ac3 = static_cast<TvStatusAc3*>(status);
+        ac3->channelMask = ac3ChannelMask(ac3->codedAcmod, ac3->codedLfeon != 0);
+        ac3->chan = maskChannelCount(ac3->channelMask);
+        ac3->acmod = ac3->codedAcmod;
+        ac3->lfeon = uint8_t(ac3->codedLfeon);
+    } else if (status->formatId() == KindAac) {
+        status->channelMask = 0x3F;
+        status->chan = 6;
+    }
+    return status;
+}
+
 STDMETHODIMP TvFilter::GetInputStreamInfo(ITavioStreamInfo** info)
 {
-    return info ? snapshot(inputStatus(), info) : E_POINTER;
+    return info ? snapshot(asCoded(inputStatus()), info) : E_POINTER;
 }
 
 STDMETHODIMP TvFilter::SetSpdif(BOOL on)

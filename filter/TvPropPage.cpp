@@ -43,12 +43,28 @@ HRESULT TvProp::OnDisconnect()
     return S_OK;
 }
 
+// The snapshot of a format with details of its own answers that format's
+// interface; the text above has read it.
+static void checkFormatInterface(ITavioStreamInfo* ps)
+{
+    DWORD type = 0;
+    ps->GetStreamType(&type);
+    if (type == KindAc3) {
+        ITavioAc3StreamInfo* pac3 = nullptr;
+        TvAssert(ps->QueryInterface( IID_ITavioAc3StreamInfo, (void**)&pac3 )==0);
+        if (pac3)
+            pac3->Release();
+    }
+}
+
 HRESULT TvProp::OnActivate()
 {
     ITavioStreamInfo* info = nullptr;
     if (!_filter || FAILED(_filter->GetOutputStreamInfo(&info)))
         info = nullptr;
     _text = streamText(info);
+    if (info)
+        checkFormatInterface(info);
     if (info) {
         ULONG left = info->Release();
         TvAssert(!left);

@@ -27,7 +27,22 @@ std::string streamText(ITavioStreamInfo* info)
     if (remix >= RemixProLogicUpmix && remix <= RemixDecoderSurroundDownmix)
         text << " " << remixModeText(TvRemixMode(remix));
     text << "\r\n";
-    if (type == KindDts)
+    ITavioAc3StreamInfo* ac3 = nullptr;
+    if (type == KindAc3 && SUCCEEDED(info->QueryInterface(IID_ITavioAc3StreamInfo, reinterpret_cast<void**>(&ac3)))) {
+        DWORD acmod = 0, bsmod = 0, surmod = 0, lfe = 0, karaoke = 0;
+        ac3->GetAcmod(&acmod);
+        ac3->GetBsmod(&bsmod);
+        ac3->GetDsurmod(&surmod);
+        ac3->GetLfeon(&lfe);
+        text << "** AC3 details: \r\n"
+             << "acmod: " << acmod << "\r\n"
+             << "bsmod: " << bsmod << "\r\n"
+             << "surmod: " << surmod << "\r\n"
+             << "lf: " << lfe << "\r\n";
+        if (ac3->GetKaraokeMode(&karaoke) == S_OK)
+            text << "karaoke mode: " << karaoke << "\r\n";
+        ac3->Release();
+    } else if (type == KindDts)
         text << "Streamtype: DTS\r\n";
     else if (type == KindVorbis)
         text << "Vorbis stream\r\n";

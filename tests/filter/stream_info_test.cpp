@@ -7,6 +7,7 @@
 #include "filter/TvPropPage.h"
 #include "filter/stream_text.h"
 #include "host/program_stream.h"
+#include "support/ac3_tools.h"
 #include "support/filter_harness.h"
 
 namespace {
@@ -140,6 +141,65 @@ TEST_F(StreamInfoFilterTest, SnapshotsDescribeTheDecodedStreamAndStayFixed)
     EXPECT_EQ(control->SetSpdif(TRUE), S_OK);  // LPCM has no pass-through; the choice is kept
     EXPECT_EQ(control->GetSpdif(&on), S_OK);
     EXPECT_EQ(on, TRUE);
+}
+
+// A 5.1 AC-3 stream the decoder folds to stereo: the input snapshot tells the
+// stream as coded, the output what is delivered; the AC-3 details answer
+// only for AC-3 records, and the page shows them.
+TEST_F(FilterHarness, Ac3SnapshotsTellTheCodedAndTheDeliveredLayout)
+{
+    if (!haveFfmpeg())
+        GTEST_SKIP() << "ffmpeg not installed";
+    TempFolder folder;
+    std::string path = folder.file("s.ac3");
+    ASSERT_TRUE(makeAc3Stream(path, encodableLayouts().back(), 48000, 384, 0.2));
+    CMediaType type(&MEDIATYPE_Audio);
+    type.SetSubtype(&MEDIASUBTYPE_DOLBY_AC3);
+    type.SetFormatType(&FORMAT_WaveFormatEx);
+    WAVEFORMATEX wave{0x2000, 6, 48000, 0, 0, 0, 0};
+    type.SetFormat(reinterpret_cast<const BYTE*>(&wave), sizeof wave);
+    build(type);
+    filter->remixer()->SetOutputConfig(0, 3);
+    filter->remixer()->SetDownmixType(0, RemixDecoderDownmix);
+    pushInPieces(readBytes(path), 1000);
+
+    ITavioControl* control = nullptr;
+    ASSERT_EQ(filter->QueryInterface(IID_ITavioControl, reinterpret_cast<void**>(&control)), S_OK);
+    ITavioStreamInfo* input = nullptr;
+    ITavioStreamInfo* output = nullptr;
+    ASSERT_EQ(control->GetInputStreamInfo(&input), S_OK);
+    ASSERT_EQ(control->GetOutputStreamInfo(&output), S_OK);
+    control->Release();
+    DWORD mask = 0, acmod = 0, lfe = 0, karaoke = 99;
+    WORD channels = 0;
+    input->GetChannelMask(&mask);
+    input->GetChannels(&channels);
+    EXPECT_EQ(mask, 0x3Fu);
+    EXPECT_EQ(channels, 6);
+    output->GetChannelMask(&mask);
+    output->GetChannels(&channels);
+    EXPECT_EQ(mask, 0x3u);
+    EXPECT_EQ(channels, 2);
+
+    ITavioAc3StreamInfo* details = nullptr;
+    ASSERT_EQ(input->QueryInterface(IID_ITavioAc3StreamInfo, reinterpret_cast<void**>(&details)), S_OK);
+    EXPECT_EQ(details->GetAcmod(&acmod), S_OK);
+    EXPECT_EQ(acmod, 7u);  // 3/2, as coded
+    EXPECT_EQ(details->GetLfeon(&lfe), S_OK);
+    EXPECT_EQ(lfe, 1u);
+    EXPECT_EQ(details->GetKaraokeMode(&karaoke), S_FALSE);  // not a karaoke stream
+    EXPECT_EQ(karaoke, 99u);
+    EXPECT_EQ(details->GetAcmod(nullptr), E_POINTER);
+    details->Release();
+    EXPECT_NE(streamText(input).find("** AC3 details: \r\nacmod: 7\r\nbsmod: 0\r\nsurmod: 0\r\nlf: 1\r\n"),
+              std::string::npos)
+        << streamText(input);
+    input->Release();
+    output->Release();
+
+    ITavioStreamInfo* lpcm = LpcmSnapshot::make(2, 0x3);
+    EXPECT_EQ(lpcm->QueryInterface(IID_ITavioAc3StreamInfo, reinterpret_cast<void**>(&details)), E_NOINTERFACE);
+    lpcm->Release();
 }
 
 TEST(AboutPage, HasFixedText)
