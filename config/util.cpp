@@ -29,14 +29,16 @@ int64_t nowMs()
     return duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count();
 }
 
-// Only the file's own name: the build folder is not part of the message.
-const char* baseName(const char* path)
+// Only the source's own name: neither the build folder nor the extension is
+// part of the message.
+std::string sourceName(const char* path)
 {
     const char* name = path;
     for (const char* p = path; *p; ++p)
         if (*p == '/' || *p == '\\')
             name = p + 1;
-    return name;
+    const char* dot = std::strrchr(name, '.');
+    return dot && dot != name ? std::string(name, dot) : std::string(name);
 }
 
 void putLittleEndian32(std::ostream& out, uint32_t value)
@@ -48,9 +50,9 @@ void putLittleEndian32(std::ostream& out, uint32_t value)
 
 }  // namespace
 
-bool tvAssertionFailed(const char* file, int line, const char* condition)
+bool tvAssertionFailed(const char* source, int line, const char* condition)
 {
-    logStream << "error: TvAssert: " << baseName(file) << " " << line << "'" << condition << "'"
+    logStream << "error: TvAssert: " << sourceName(source) << " " << line << "'" << condition << "'"
               << std::endl;
     return false;
 }

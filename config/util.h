@@ -23,11 +23,25 @@ extern Parameter<bool> PverboseAssert;
 // The process-wide log; unopened (and so silent) unless `logFile` names one.
 extern std::ofstream logStream;
 
-// Writes "error: TvAssert: <file> <line>'<condition>'" and returns false.
-bool tvAssertionFailed(const char* file, int line, const char* condition);
+// Writes "error: TvAssert: <source> <line>'<condition>'" and returns false.
+// `source` is the source's name without folder and extension: a path such as
+// __FILE__ is cut down to it ("decoders/AdecDolby.cpp" gives "AdecDolby").
+bool tvAssertionFailed(const char* source, int line, const char* condition);
+
+// The source name assertion lines carry. By default the file's own base name;
+// a file whose name differs from the one its log lines are known by defines
+// it before its first #include, in one line:
+//     #define TV_ASSERT_SOURCE "util"
+#ifndef TV_ASSERT_SOURCE
+#define TV_ASSERT_SOURCE __FILE__
+#endif
 
 // Evaluates to the condition's truth; a false condition is logged, never fatal.
-#define TvAssert(condition) ((condition) ? true : tvAssertionFailed(__FILE__, __LINE__, #condition))
+#define TvAssert(condition) ((condition) ? true : tvAssertionFailed(TV_ASSERT_SOURCE, __LINE__, #condition))
+// The same, reporting the condition in the words given: for checks whose
+// usual wording cannot be written as safe code (an unaligned read, a count
+// kept elsewhere).
+#define TvAssertWorded(condition, words) ((condition) ? true : tvAssertionFailed(TV_ASSERT_SOURCE, __LINE__, words))
 
 // The one exception type of the system; it logs itself once, when thrown.
 class TvException : public std::exception {

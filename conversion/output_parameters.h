@@ -3,5 +3,5 @@
 
 #include "config/config.h"
 
-extern Parameter<int> PoutputBufferSize;
-extern Parameter<int> PoutputBufferCount;
+extern Parameter<unsigned> PoutputBufferSize;
+extern Parameter<unsigned> PoutputBufferCount;

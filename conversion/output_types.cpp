@@ -1,3 +1,4 @@
+#define TV_ASSERT_SOURCE "util"  // assertion lines name the helpers' common source
 #include "conversion/output_types.h"
 
 #include <cstring>

@@ -1,3 +1,4 @@
+#define TV_ASSERT_SOURCE "util"  // assertion lines name the helpers' common source
 #include "conversion/sample_conversion.h"
 
 #include <cmath>
@@ -21,14 +22,16 @@ inline int16_t round32To16(int32_t x)
     return static_cast<int16_t>(value > 32767 ? 32767 : value);
 }
 
+// Rounded in double precision: in float, f * 32767 + 0.5 loses the bits that
+// decide the rounding of values near the halfway points.
 inline int16_t floatTo16(float f)
 {
-    float scaled = std::floor(f * 32767.0f + 0.5f);
+    double scaled = std::floor(static_cast<double>(f) * 32767.0 + 0.5);
     // Written so that NaN fails both comparisons and becomes silence; the
     // clamps keep the integer conversion defined for infinities.
-    if (!(scaled >= -32768.0f))
+    if (!(scaled >= -32768.0))
         return scaled < 0 ? -32768 : 0;
-    if (!(scaled <= 32767.0f))
+    if (!(scaled <= 32767.0))
         return 32767;
     return static_cast<int16_t>(scaled);
 }

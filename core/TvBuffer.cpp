@@ -61,8 +61,10 @@ void TvBuffer::append(IMediaSample* sample)
 
 void TvBuffer::consume(uint32_t n)
 {
+    // An overlong count is a caller's arithmetic gone wrong (see the receive
+    // loop): it moves nothing rather than dropping bytes nobody decoded.
     if (!TvAssert(n<=size()))
-        n = _size;  // never step past the held bytes
+        return;
     _begin += n;
     _size -= n;
     if (_begin >= _pendingPosition && _pending != kNoTime) {

@@ -1,3 +1,4 @@
+#define TV_ASSERT_SOURCE "util"  // assertion lines name the helpers' common source
 #include "core/status_helpers.h"
 
 #include <bit>

@@ -183,6 +183,7 @@ bool AdecDolby::findFrame(const uint8_t** readPtr, const uint8_t* end)
 
 TvStatus* AdecDolby::process(const uint8_t** readPtr, const uint8_t* end, IMediaSample* out)
 {
+    TV_PROFILE_SCOPE("AdecDolby::process");
     if (!findFrame(readPtr, end) || _status.samples == 0)
         return nullptr;
     // The frame is turned into little-endian words where it lies, in the

@@ -1,3 +1,4 @@
+#define TV_ASSERT_SOURCE "AdecLpcmDVD"  // the name its assertion lines are known by
 #include "decoders/AdecLpcmDvd.h"
 
 #include <algorithm>
@@ -70,7 +71,8 @@ bool AdecLpcmDvd::parseDvdVideoHeader(const uint8_t** readPtr, const uint8_t* en
         _log << "error: bad VideoDVD header" << std::endl;
         return false;
     }
-    TvAssert((*p & 0xf8) == 0xa0);
+    if (!TvAssert((*p & 0xf8) == 0xa0))
+        return false;  // not an LPCM substream: the header is refused
     int pointer = readBigEndian16(p + 2);
     _timeStampBytes = size - pointer + 4;
     _log << "number: " << int(p[1]) << " " << _timeStampBytes << std::endl;
@@ -103,7 +105,8 @@ bool AdecLpcmDvd::parseHdDvdHeader(const uint8_t** readPtr, const uint8_t* end)
         _log << "error: bad VideoDVD header" << std::endl;
         return false;
     }
-    TvAssert((*p & 0xf8) == 0xa0);
+    if (!TvAssert((*p & 0xf8) == 0xa0))
+        return false;
     int pointer = readBigEndian16(p + 2);
     _timeStampBytes = pointer - 6;
     _log << "number: " << int(p[1]) << " " << _timeStampBytes << std::endl;
@@ -115,14 +118,16 @@ bool AdecLpcmDvd::parseHdDvdHeader(const uint8_t** readPtr, const uint8_t* end)
     int channels = static_cast<int>(bf.get(4)) + 1;
     bf.skip(16);
     TvAssert(bf.get(3) == 0);
+    int previousAssignment = _channelAssignment;
     _channelAssignment = static_cast<int>(bf.get(5));
     if (!TvAssert(_channelAssignment <=20)) {
-        // No mask exists for the code; keep the previous layout's mask.
-        _channelAssignment = 0;
-    } else {
-        TvAssert(correctOrder[_channelAssignment]);
-        _status.channelMask = assignmentMasks[_channelAssignment];
+        // No layout exists above 20: the header is refused, and the code is
+        // not kept, so the tables are only ever read inside their bounds.
+        _channelAssignment = previousAssignment;
+        return false;
     }
+    TvAssert(correctOrder[_channelAssignment]);
+    _status.channelMask = assignmentMasks[_channelAssignment];
     _status.stype = sampleTypeFromBits(16 + 4 * quantisation);
     _status.freq = 48000 << frequency;
     _status.chan = channels;
@@ -132,6 +137,7 @@ bool AdecLpcmDvd::parseHdDvdHeader(const uint8_t** readPtr, const uint8_t* end)
 
 TvStatus* AdecLpcmDvd::process(const uint8_t** readPtr, const uint8_t* pend, IMediaSample* dest)
 {
+    TV_PROFILE_SCOPE("AdecLpcmDvd::process");
     const uint8_t* p = *readPtr;
     int32_t size = static_cast<int32_t>(pend - p);
     int sampleSize = byteSize(_status) * std::max(_status.chan, 1);
@@ -163,8 +169,11 @@ TvStatus* AdecLpcmDvd::process(const uint8_t** readPtr, const uint8_t* pend, IMe
 
     if (_status.stype == ST16Bit) {
         TvAssert(dest->GetSize() > size);
-        // An odd trailing byte has no partner to swap with and is not written.
+        // Every byte is copied; an odd trailing byte has no partner to swap
+        // with and goes out as it came.
         swapBytes16(out, p, static_cast<size_t>(size) / 2);
+        if (size % 2)
+            out[size - 1] = p[size - 1];
         p += size;
     } else if (_status.stype == ST24Bit) {
         // Pairs of sample frames: the upper 16 bits of all 2n samples as

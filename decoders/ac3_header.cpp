@@ -1,3 +1,4 @@
+#define TV_ASSERT_SOURCE "AdecDolby"  // the header parser reports as its decoder
 #include "decoders/ac3_header.h"
 
 #include "config/util.h"

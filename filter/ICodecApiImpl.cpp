@@ -45,7 +45,7 @@ void setGuidText(VARIANT* value, const GUID& guid)
 }
 
 // Any variant as a GUID: converted to a string variant first if it is none.
-GUID guidOf(const VARIANT* value)
+GUID guidOf(VARIANT* value)
 {
     if (!value)
         throw ComError{E_POINTER};

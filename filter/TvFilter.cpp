@@ -67,7 +67,7 @@ TvFilter::~TvFilter()
     logStream << "destructing filter: #" << _instance << " " << static_cast<void*>(this) << std::endl;
     _log << "destructing filter: #" << _instance << " " << static_cast<void*>(this) << std::endl;
     LONG left = InterlockedDecrement(&activeFilters);
-    TvAssert(left >= 0);
+    TvAssertWorded(left >= 0, "_activeCount >= 0");
     _outputPin.reset();
     _inputPin.reset();
     _codecApi.reset();
@@ -159,10 +159,12 @@ CBasePin* TvFilter::GetPin(int n)
 
 STDMETHODIMP TvFilter::Stop()
 {
+    // The decoder is chosen under the filter's lock (possibly on the
+    // streaming thread, by a type carried in-band), so it is read under it.
+    CAutoLock lock(&_filterLock);
     if (!_adec)
         return VFW_E_NOT_CONNECTED;
     _log << "Stop" << std::endl;
-    CAutoLock lock(&_filterLock);
     if (m_State != State_Stopped) {
         if (_inputPin->IsConnected())
             _inputPin->Inactive();
@@ -173,6 +175,13 @@ STDMETHODIMP TvFilter::Stop()
         flush();
     }
     return S_OK;
+}
+
+void TvFilter::addDecoderFirst(std::unique_ptr<Adec> decoder)
+{
+    CAutoLock lock(&_filterLock);
+    CAutoLock streaming(&_streamLock);
+    _decoders.insert(_decoders.begin(), std::move(decoder));
 }
 
 HRESULT TvFilter::checkInputType(const CMediaType* type)
@@ -262,12 +271,19 @@ bool TvFilter::process(IMediaSample* out)
         TvAssert(osize == 0);
         return false;
     }
-    // Unsigned on purpose: a decoder reporting more than it advanced breaks
-    // its contract, and the buffer's own check reports it.
-    uint32_t skipped = consumed - (status1 ? static_cast<uint32_t>(status1->iFrameSize) : 0);
+    // Unsigned, as the decoder contract has it: a decoder that reports a
+    // frame larger than it advanced makes `skipped` wrap, which the buffer's
+    // own check reports and refuses. Skip and frame together still take
+    // exactly the bytes the decoder advanced over, as the wrapped sum gives:
+    // no more (the following input stays intact) and no less (or the loop
+    // would decode the same bytes again).
+    uint32_t frameSize = status1 ? static_cast<uint32_t>(status1->iFrameSize) : 0;
+    uint32_t skipped = consumed - frameSize;
+    bool wrapped = frameSize > consumed;
     if (skipped != 0) {
         _log << "skipped bytes: " << skipped << std::endl;
-        _buffer.consume(skipped);
+        if (!wrapped || skipped > _buffer.size())
+            _buffer.consume(skipped);
     }
     if (!status1) {
         TvAssert(osize==0);
@@ -275,7 +291,7 @@ bool TvFilter::process(IMediaSample* out)
     }
     TvAssert(osize>0);
     REFERENCE_TIME t = _buffer.takeTimeStamp();
-    _buffer.consume(static_cast<uint32_t>(status1->iFrameSize));
+    _buffer.consume(wrapped ? consumed : frameSize);
     _istatus = status1;
     TvAssert(_istatus->stype != STUninitialized);
     TvAssert(_istatus->chan>0);

@@ -55,6 +55,10 @@ public:
     HRESULT checkInputType(const CMediaType* type);
     HRESULT setInputType(const CMediaType* type);
 
+    // Offers media types to `decoder` before the built-in decoders; for
+    // tests that drive the receive loop with a decoder of their own.
+    void addDecoderFirst(std::unique_ptr<Adec> decoder);
+
     // The receive loop (called by the input pin for every sample).
     HRESULT receive(IMediaSample* in);
     // Decodes at most one frame into `out`; false when no whole frame is left.

@@ -14,6 +14,16 @@ TvInputPin::TvInputPin(TvFilter* filter, CCritSec* filterLock, HRESULT* phr)
 
 TvInputPin::~TvInputPin() = default;
 
+// DVD navigators ask the input pin, not the filter, for the karaoke property.
+STDMETHODIMP TvInputPin::NonDelegatingQueryInterface(REFIID riid, void** ppv)
+{
+    if (!ppv)
+        return E_POINTER;
+    if (IsEqualGUID(riid, IID_IKsPropertySet))
+        return _filter->QueryInterface(riid, ppv);
+    return CBaseInputPin::NonDelegatingQueryInterface(riid, ppv);
+}
+
 HRESULT TvInputPin::CheckMediaType(const CMediaType* mt)
 {
     if (!mt)
@@ -29,6 +39,11 @@ HRESULT TvInputPin::SetMediaType(const CMediaType* mt)
 {
     if (!mt)
         return E_POINTER;
+    // The filter's lock before the receive lock, as everywhere: a type
+    // carried by a sample arrives here on the streaming thread, and taking
+    // the receive lock first would deadlock against a flush or a stop, which
+    // hold the filter's lock while they wait for the receive lock.
+    CAutoLock filterLock(m_pLock);
     CAutoLock lock(&_receiveLock);
     _filter->log() << "InputPin: SetMediaType: ";
     writeMediaTypeToLog(_filter->log(), *mt);

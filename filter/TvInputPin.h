@@ -14,6 +14,8 @@ public:
     TvInputPin(TvFilter* filter, CCritSec* filterLock, HRESULT* phr);
     ~TvInputPin() override;
 
+    // IKsPropertySet is the filter's (the DVD karaoke property).
+    STDMETHODIMP NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
     HRESULT CheckMediaType(const CMediaType* mt) override;
     HRESULT SetMediaType(const CMediaType* mt) override;
     STDMETHODIMP Connect(IPin* receivePin, const AM_MEDIA_TYPE* mt) override;

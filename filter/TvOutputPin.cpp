@@ -13,7 +13,12 @@ namespace {
 constexpr DWORD kGuardWord = 0xdeadbeef;
 
 // Guard-word offset: the usable bytes of every output buffer.
-LONG usableBytes() { return PoutputBufferSize(); }
+size_t usableBytes() { return PoutputBufferSize(); }
+
+// Whether a buffer of `size` bytes has room for the usable bytes and the
+// guard word behind them (in 64 bits: the parameter is unsigned and may be
+// anything the parameter file says).
+bool holdsGuardWord(LONG size) { return int64_t(size) >= int64_t(PoutputBufferSize()) + 4; }
 
 }  // namespace
 
@@ -124,9 +129,9 @@ HRESULT TvOutputPin::DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPER
     CAutoLock lock(&_pinLock);
     if (!allocator || !request)
         return E_POINTER;
-    request->cBuffers = PoutputBufferCount();
+    request->cBuffers = static_cast<LONG>(PoutputBufferCount());
     // Four bytes more for the guard word behind the usable bytes.
-    request->cbBuffer = PoutputBufferSize() + 4;
+    request->cbBuffer = static_cast<LONG>(PoutputBufferSize() + 4);
     ALLOCATOR_PROPERTIES actual{};
     return allocator->SetProperties(request, &actual);
 }
@@ -176,18 +181,18 @@ void TvOutputPin::setPreferredType(const TvStatus* status)
     }
 }
 
-HRESULT TvOutputPin::getEmptySample(IMediaSample** sample)
+HRESULT TvOutputPin::getEmptySample(IMediaSample** samp)
 {
     TV_PROFILE_SCOPE("getEmptySample");
-    HRESULT hr = GetDeliveryBuffer(sample, nullptr, nullptr, 0);
+    HRESULT hr = GetDeliveryBuffer(samp, nullptr, nullptr, 0);
     if (FAILED(hr)) {
-        *sample = nullptr;
+        *samp = nullptr;
         return hr;
     }
-    (*sample)->SetActualDataLength(0);
+    (*samp)->SetActualDataLength(0);
     BYTE* p = nullptr;
-    (*sample)->GetPointer(&p);
-    if (TvAssert((*sample)->GetSize() >= PoutputBufferSize()+4) && p)
+    (*samp)->GetPointer(&p);
+    if (TvAssertWorded(holdsGuardWord((*samp)->GetSize()), "(*samp)->GetSize() >= PoutputBufferSize()+4") && p)
         std::memcpy(p + usableBytes(), &kGuardWord, 4);
     return hr;
 }
@@ -208,10 +213,11 @@ HRESULT TvOutputPin::deliver(IMediaSample* m, const TvStatus* status)
     CAutoLock lock(&_pinLock);
     BYTE* p = nullptr;
     m->GetPointer(&p);
-    if (TvAssert(m->GetSize() >= PoutputBufferSize()+4) && p) {
+    if (TvAssertWorded(holdsGuardWord(m->GetSize()), "m->GetSize() >= PoutputBufferSize()+4") && p) {
+        // Read byte-wise: the guard word need not be aligned.
         DWORD guard;
         std::memcpy(&guard, p + usableBytes(), 4);
-        TvAssert(guard == 0xdeadbeef);
+        TvAssertWorded(guard == kGuardWord, "*(DWORD*)(p+PoutputBufferSize() ) == 0xdeadbeef");
     }
     if (IsEqualGUID(_preferred.subtype, MEDIASUBTYPE_PCM))
         dumpOutput(_preferred, p, m->GetActualDataLength());

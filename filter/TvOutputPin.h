@@ -28,7 +28,7 @@ public:
     // Before connection: the preferred type follows the decoder's status.
     void setPreferredType(const TvStatus* status);
     // An empty output buffer with the guard word behind its usable bytes.
-    HRESULT getEmptySample(IMediaSample** sample);
+    HRESULT getEmptySample(IMediaSample** samp);
     // Delivers a filled buffer described by `status` (see the source).
     HRESULT deliver(IMediaSample* sample, const TvStatus* status);
     // The next delivered sample carries the discontinuity flag.

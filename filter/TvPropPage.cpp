@@ -59,16 +59,15 @@ static void checkFormatInterface(ITavioStreamInfo* ps)
 
 HRESULT TvProp::OnActivate()
 {
-    ITavioStreamInfo* info = nullptr;
-    if (!_filter || FAILED(_filter->GetOutputStreamInfo(&info)))
-        info = nullptr;
-    _text = streamText(info);
-    if (info)
-        checkFormatInterface(info);
-    if (info) {
-        ULONG left = info->Release();
-        TvAssert(!left);
-    }
+    ITavioStreamInfo* ps = nullptr;
+    if (!_filter || FAILED(_filter->GetOutputStreamInfo(&ps)))
+        ps = nullptr;
+    _text = streamText(ps);
+    if (ps)
+        checkFormatInterface(ps);
+    // The page holds the snapshot's last reference.
+    if (ps)
+        TvAssert(!ps->Release());
     // Where the statistics would go; the filter keeps no window of its own.
     _statisticsShown = PshowStat();
     return S_OK;

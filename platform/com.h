@@ -175,11 +175,11 @@ void SysFreeString(BSTR bstrString);
 UINT SysStringLen(BSTR pbstr);
 void VariantInit(VARIANT* pvarg);
 HRESULT VariantClear(VARIANT* pvarg);
-HRESULT VariantCopy(VARIANT* pvargDest, const VARIANT* pvargSrc);
+HRESULT VariantCopy(VARIANTARG* pvargDest, VARIANTARG* pvargSrc);
 // Converts to VT_BSTR (decimal text for the numbers, "True"/"False" as
 // automation writes booleans, "" for VT_EMPTY) or copies to the same type;
 // anything else is DISP_E_TYPEMISMATCH. Source and destination may be one.
-HRESULT VariantChangeType(VARIANTARG* pvargDest, const VARIANTARG* pvarSrc, USHORT wFlags, VARTYPE vt);
+HRESULT VariantChangeType(VARIANTARG* pvargDest, VARIANTARG* pvarSrc, USHORT wFlags, VARTYPE vt);
 }
 #endif  // _WIN32
 

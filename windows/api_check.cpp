@@ -52,6 +52,10 @@ int main()
     DeleteCriticalSection(&lock);
     volatile LONG counter = 0;
     InterlockedIncrement(&counter);
+    VARIANT value;
+    VariantInit(&value);
+    VariantChangeType(&value, &value, 0, VT_BSTR);
+    VariantClear(&value);
     (void)sample;
     (void)codecApi;
     (void)properties;

@@ -3,6 +3,8 @@
 // their pins.
 #pragma once
 
+#include <atomic>
+
 #include "platform/dshow/crit_sec.h"
 #include "platform/dshow/unknown.h"
 #include "platform/strings.h"
@@ -53,7 +55,8 @@ public:
     HRESULT ReconnectPin(IPin* pin, const AM_MEDIA_TYPE* type);
 
 protected:
-    FILTER_STATE m_State = State_Stopped;
+    // Changed under the filter lock, read without it by streaming checks.
+    std::atomic<FILTER_STATE> m_State{State_Stopped};
     IReferenceClock* m_pClock = nullptr;
     REFERENCE_TIME m_tStart = 0;
     CLSID m_clsid;

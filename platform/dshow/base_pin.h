@@ -3,6 +3,8 @@
 // filter's: holding a pin keeps the filter alive.
 #pragma once
 
+#include <atomic>
+
 #include "platform/dshow/base_filter.h"
 #include "platform/dshow/media_type.h"
 
@@ -77,7 +79,9 @@ protected:
     REFERENCE_TIME m_tStart = 0;
     REFERENCE_TIME m_tStop = 0x7FFFFFFFFFFFFFFFLL;
     double m_dRate = 1.0;
-    bool m_bRunTimeError = false;
+    // Set by a refused in-band type on the streaming thread, cleared by
+    // flushes and stops on the application thread.
+    std::atomic<bool> m_bRunTimeError{false};
     bool m_bCanReconnectWhenActive = false;
     bool m_bTryMyTypesFirst = false;
 };

@@ -38,8 +38,10 @@ STDMETHODIMP CClassFactory::CreateInstance(IUnknown* outer, REFIID riid, void** 
         return E_NOINTERFACE;
     HRESULT hr = S_OK;
     CUnknown* object = m_pTemplate->CreateInstance(outer, &hr);
+    // A creator that made nothing says why in `hr`; only one that failed
+    // without saying is taken to have run out of memory.
     if (!object)
-        return E_OUTOFMEMORY;
+        return FAILED(hr) ? hr : E_OUTOFMEMORY;
     if (FAILED(hr)) {
         delete object;
         return hr;

@@ -2,6 +2,8 @@
 // flushing state and run-time errors.
 #pragma once
 
+#include <atomic>
+
 #include "platform/dshow/base_pin.h"
 
 class CBaseInputPin : public CBasePin, public IMemInputPin {
@@ -41,7 +43,8 @@ public:
 protected:
     IMemAllocator* m_pAllocator = nullptr;
     bool m_bReadOnly = false;
-    bool m_bFlushing = false;
+    // Set under the filter lock, read without it by Receive.
+    std::atomic<bool> m_bFlushing{false};
     AM_SAMPLE2_PROPERTIES m_SampleProps{};
     AM_MEDIA_TYPE* m_pReceivedType = nullptr;  // freed at the next Receive
 };

@@ -148,7 +148,7 @@ HRESULT VariantClear(VARIANT* v)
     return S_OK;
 }
 
-HRESULT VariantCopy(VARIANT* dest, const VARIANT* src)
+HRESULT VariantCopy(VARIANTARG* dest, VARIANTARG* src)
 {
     if (!dest || !src)
         return E_INVALIDARG;
@@ -168,7 +168,7 @@ HRESULT VariantCopy(VARIANT* dest, const VARIANT* src)
     return S_OK;
 }
 
-HRESULT VariantChangeType(VARIANTARG* dest, const VARIANTARG* src, USHORT, VARTYPE vt)
+HRESULT VariantChangeType(VARIANTARG* dest, VARIANTARG* src, USHORT, VARTYPE vt)
 {
     if (!dest || !src)
         return E_INVALIDARG;

@@ -128,7 +128,7 @@ TEST_F(ParameterFileTest, ReadingTwiceIsAnAssertion)
     ASSERT_GE(written.size(), 2u);
     EXPECT_NE(std::find_if(written.begin(), written.end(),
                            [](const std::string& line) {
-                               return line.find("error: TvAssert: config.cpp ") == 0 &&
+                               return line.find("error: TvAssert: config ") == 0 &&
                                       line.find("'readParameterFile == 0'") != std::string::npos;
                            }),
               written.end());

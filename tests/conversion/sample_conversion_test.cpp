@@ -2,6 +2,7 @@
 // values and the non-finite floats.
 #include <gtest/gtest.h>
 
+#include <bit>
 #include <cmath>
 #include <cstring>
 #include <limits>
@@ -58,10 +59,14 @@ TEST(ConvertTo16Bit, FloatIncludingNonFiniteValues)
 {
     const float inf = std::numeric_limits<float>::infinity();
     const float nan = std::numeric_limits<float>::quiet_NaN();
-    auto data = bytesOf<float>({-1.0f, -2.0f, 0.0f, 0.5f, 1.0f, 2.0f, inf, -inf, nan, 1e-9f});
+    // 0x3e800300 (0.250022888...) times 32767 is just below 8192.5: rounded
+    // in double precision it gives 8192; float arithmetic would round the
+    // product up to 8192.5 and give 8193.
+    const float nearHalf = std::bit_cast<float>(0x3e800300u);
+    auto data = bytesOf<float>({-1.0f, -2.0f, 0.0f, 0.5f, 1.0f, 2.0f, inf, -inf, nan, 1e-9f, nearHalf});
     size_t length = convertTo16Bit(data.data(), data.size(), STFloat);
     EXPECT_EQ(as16(data, length),
-              (std::vector<int16_t>{-32767, -32768, 0, 16384, 32767, 32767, 32767, -32768, 0, 0}));
+              (std::vector<int16_t>{-32767, -32768, 0, 16384, 32767, 32767, 32767, -32768, 0, 0, 8192}));
 }
 
 TEST(ConvertTo16Bit, SixteenBitIsLeftAsItIs)

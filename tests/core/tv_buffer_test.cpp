@@ -155,11 +155,14 @@ TEST_F(TvBufferTest, ClearKeepsTheStorage)
     EXPECT_EQ(buffer.currentStamp(), kNoTime);
 }
 
-TEST_F(TvBufferTest, ConsumingTooMuchIsAssertedAndClamped)
+TEST_F(TvBufferTest, ConsumingTooMuchIsAssertedAndDropsNothing)
 {
     append(4, 1);
+    const uint8_t* front = buffer.data();
     buffer.consume(10);
-    EXPECT_EQ(buffer.size(), 0u);
+    EXPECT_EQ(buffer.size(), 4u);
+    EXPECT_EQ(buffer.data(), front);
+    EXPECT_EQ(errors().back().find("error: TvAssert: TvBuffer "), 0u);
     EXPECT_NE(errors().back().find("'n<=size()'"), std::string::npos);
 }
 

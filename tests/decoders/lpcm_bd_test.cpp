@@ -286,7 +286,7 @@ TEST(LpcmBd, APayloadOfPartialFramesIsAssertedAndPaddedWithSilence)
     EXPECT_EQ(out.data(), (std::vector<BYTE>{0x34, 0x12, 0x78, 0x56, 0, 0}));
     auto lines = assertions.lines();
     ASSERT_EQ(lines.size(), 1u);
-    EXPECT_NE(lines[0].find("AdecLpcmBd.cpp"), std::string::npos) << lines[0];
+    EXPECT_EQ(lines[0].find("error: TvAssert: AdecLpcmBd "), 0u) << lines[0];
     EXPECT_NE(lines[0].find("'size % xsize == 0'"), std::string::npos) << lines[0];
 }
 

@@ -66,6 +66,22 @@ TEST_F(Ac3Filter, KaraokePropertySet)
     properties->Release();
 }
 
+TEST_F(Ac3Filter, TheInputPinAnswersForThePropertySet)
+{
+    IKsPropertySet* fromFilter = nullptr;
+    IKsPropertySet* fromPin = nullptr;
+    ASSERT_EQ(filter->QueryInterface(IID_IKsPropertySet, reinterpret_cast<void**>(&fromFilter)), S_OK);
+    ASSERT_EQ(filter->inputPin()->QueryInterface(IID_IKsPropertySet, reinterpret_cast<void**>(&fromPin)),
+              S_OK);
+    EXPECT_EQ(fromPin, fromFilter);
+    fromPin->Release();
+    fromFilter->Release();
+    EXPECT_EQ(filter->inputPin()->NonDelegatingQueryInterface(IID_IKsPropertySet, nullptr), E_POINTER);
+    // The output pin is not asked for it.
+    void* none = nullptr;
+    EXPECT_EQ(filter->outputPin()->QueryInterface(IID_IKsPropertySet, &none), E_NOINTERFACE);
+}
+
 // The stream decoded through the pins equals ffmpeg's decode, and the
 // karaoke mode set through the property reaches the AC-3 status.
 TEST_F(Ac3Filter, DecodesThroughThePinsAndTakesTheKaraokeMode)
@@ -76,10 +92,15 @@ TEST_F(Ac3Filter, DecodesThroughThePinsAndTakesTheKaraokeMode)
     std::string path = folder.file("s.ac3");
     ASSERT_TRUE(makeAc3Stream(path, encodableLayouts().back(), 48000, 384, 0.5));
     build(ac3Type());
-    AM_DvdKaraokeData data{0x1008, 7};
-    ASSERT_EQ(filter->Set(AM_KSPROPSETID_DvdKaraoke, AM_PROPERTY_DVDKARAOKE_DATA, nullptr, 0, &data,
-                          sizeof data),
+    // A DVD navigator asks the input pin, not the filter, for the property.
+    IKsPropertySet* properties = nullptr;
+    ASSERT_EQ(filter->inputPin()->QueryInterface(IID_IKsPropertySet, reinterpret_cast<void**>(&properties)),
               S_OK);
+    AM_DvdKaraokeData data{0x1008, 7};
+    ASSERT_EQ(properties->Set(AM_KSPROPSETID_DvdKaraoke, AM_PROPERTY_DVDKARAOKE_DATA, nullptr, 0, &data,
+                              sizeof data),
+              S_OK);
+    properties->Release();
     pushInPieces(readBytes(path), 1000);
     std::vector<uint8_t> reference = commandOutput("ffmpeg -v error -i " + path + " -f s16le -");
     EXPECT_TRUE(output() == reference) << output().size() << " vs " << reference.size();

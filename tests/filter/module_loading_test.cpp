@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "filter/TvDllMain.h"
+#include "filter/TvFilter.h"
 
 namespace {
 
@@ -43,6 +44,20 @@ TEST_F(ModuleLoading, SiblingLibrariesStartOrAreRefused)
             FreeLibrary(library);
         }
     }
+}
+
+TEST_F(ModuleLoading, MakeTavio2HandsOverAFilterWithoutAReference)
+{
+    LONG before = TvFilter::activeCount();
+    TvFilter* filter = nullptr;
+    makeTavio2(&filter);
+    ASSERT_NE(filter, nullptr);
+    EXPECT_EQ(TvFilter::activeCount(), before + 1);
+    // Nobody holds a reference yet: the host's first one is the only one,
+    // and releasing it destroys the filter.
+    EXPECT_EQ(filter->AddRef(), 1u);
+    EXPECT_EQ(filter->Release(), 0u);
+    EXPECT_EQ(TvFilter::activeCount(), before);
 }
 
 }  // namespace

@@ -296,7 +296,8 @@ TEST_F(OutputPinTest, BuffersCarryAGuardWordThatCatchesOverruns)
     auto lines = processLog.lines();
     bool asserted = false;
     for (const auto& line : lines)
-        asserted |= line.find("0xdeadbeef") != std::string::npos && line.find("error: TvAssert") == 0;
+        asserted |= line.rfind("error: TvAssert: TvOutputPin ", 0) == 0 &&
+                    line.find("'*(DWORD*)(p+PoutputBufferSize() ) == 0xdeadbeef'") != std::string::npos;
     EXPECT_TRUE(asserted);
 }
 

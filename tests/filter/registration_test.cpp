@@ -1,6 +1,7 @@
 // What registering the module writes, and what unregistering leaves.
 #include <gtest/gtest.h>
 
+#include "config/config_test_support.h"
 #include "core/media_subtypes.h"
 #include "filter/TvDllMain.h"
 #include "filter/TvFilter.h"
@@ -35,12 +36,38 @@ bool readDword(const std::string& path, const char* name, DWORD& value)
     return status == ERROR_SUCCESS && type == REG_DWORD;
 }
 
-std::string clsidText()
+std::string guidText(const GUID& guid)
 {
     OLECHAR text[39];
-    StringFromGUID2(CLSID_Tavio2, text, 39);
+    StringFromGUID2(guid, text, 39);
     return platform::toUtf8(reinterpret_cast<const WCHAR*>(text));
 }
+
+std::string clsidText() { return guidText(CLSID_Tavio2); }
+
+// The eighteen input subtypes in their registered order, as the platform and
+// the stream formats define them (the last column of each comment: where
+// the value comes from).
+const std::string kInputSubtypes[18] = {
+    "{00000050-0000-0010-8000-00AA00389B71}",  // MPEG1AudioPayload: wave format tag 0x50
+    "{E436EB81-524F-11CE-9F53-0020AF0BA770}",  // MPEG1Payload
+    "{E06D802B-DB46-11CF-B4D1-00805F6CBBEA}",  // MPEG2_AUDIO
+    "{E436EB80-524F-11CE-9F53-0020AF0BA770}",  // MPEG1Packet
+    "{00000055-0000-0010-8000-00AA00389B71}",  // MPEG3: wave format tag 0x55
+    "{4134504D-0000-0010-8000-00AA00389B71}",  // MPEG-4 audio: code MP4A
+    "{6134706D-0000-0010-8000-00AA00389B71}",  // MPEG-4 audio: code mp4a
+    "{E06D802C-DB46-11CF-B4D1-00805F6CBBEA}",  // DOLBY_AC3
+    "{00002000-0000-0010-8000-00AA00389B71}",  // AC3_AVI: wave format tag 0x2000
+    "{E06D8032-DB46-11CF-B4D1-00805F6CBBEA}",  // DVD_LPCM_AUDIO
+    guidText(MEDIASUBTYPE_DVDA_AUDIO_LPCM),    // the DVD-Audio LPCM decoder's
+    guidText(MEDIASUBTYPE_BDMV_LPCM_AUDIO),    // the Blu-ray LPCM decoder's
+    "{E06D8033-DB46-11CF-B4D1-00805F6CBBEA}",  // DTS
+    "{62776173-0000-0010-8000-00AA00389B71}",  // AMR-WB: code sawb
+    "{726D6173-0000-0010-8000-00AA00389B71}",  // AMR: code samr
+    guidText(MEDIASUBTYPE_AMR_WB_AUDIO),       // the AMR decoder's second subtype
+    guidText(MEDIASUBTYPE_Vorbis2),            // the Vorbis decoder's
+    guidText(MEDIASUBTYPE_DVDA_AUDIO_MLP),     // the MLP decoder's
+};
 
 TEST(Registration, WritesServerKeysFilterDataAndCapabilities)
 {
@@ -68,12 +95,13 @@ TEST(Registration, WritesServerKeysFilterDataAndCapabilities)
     const auto& input = filter.pins[0].types;
     ASSERT_EQ(input.size(), 54u);
     // Subtype by subtype, each with the three major types in order.
-    EXPECT_TRUE(IsEqualGUID(input[0].second, MEDIASUBTYPE_MPEG1AudioPayload));
-    EXPECT_TRUE(IsEqualGUID(input[0].first, MEDIATYPE_Audio));
-    EXPECT_TRUE(IsEqualGUID(input[1].first, MEDIATYPE_MPEG2_PES));
-    EXPECT_TRUE(IsEqualGUID(input[2].first, MEDIATYPE_DVD_ENCRYPTED_PACK));
-    EXPECT_TRUE(IsEqualGUID(input[27].second, MEDIASUBTYPE_DVD_LPCM_AUDIO));
-    EXPECT_TRUE(IsEqualGUID(input[53].second, MEDIASUBTYPE_DVDA_AUDIO_MLP));
+    const char* const majors[3] = {"{73647561-0000-0010-8000-00AA00389B71}",   // Audio
+                                   "{E06D8020-DB46-11CF-B4D1-00805F6CBBEA}",   // MPEG-2 PES
+                                   "{ED0B916A-044D-11D1-AA78-00C04FC31D60}"};  // DVD pack
+    for (size_t i = 0; i < input.size(); ++i) {
+        EXPECT_EQ(guidText(input[i].first), majors[i % 3]) << "input type " << i;
+        EXPECT_EQ(guidText(input[i].second), kInputSubtypes[i / 3]) << "input type " << i;
+    }
     EXPECT_TRUE(filter.pins[1].output);
     ASSERT_EQ(filter.pins[1].types.size(), 1u);
     EXPECT_TRUE(IsEqualGUID(filter.pins[1].types[0].second, MEDIASUBTYPE_PCM));
@@ -97,14 +125,26 @@ TEST(Registration, WritesServerKeysFilterDataAndCapabilities)
 TEST(Registration, ClassFactoryOutsideTheModuleReportsTheMissingModule)
 {
     // Linked into a test, the module file is not loaded under its name, so
-    // the filter cannot find its folder: creation fails cleanly (the factory
-    // reports a creator that made nothing as out of memory).
+    // the filter cannot find its folder: creation fails cleanly, and the
+    // factory passes on the creator's own E_FAIL.
+    TempRoot root;
+    CapturedLog log(root);
     IClassFactory* factory = nullptr;
     ASSERT_EQ(DllGetClassObject(CLSID_Tavio2, IID_IClassFactory, reinterpret_cast<void**>(&factory)), S_OK);
     IUnknown* object = nullptr;
-    EXPECT_EQ(factory->CreateInstance(nullptr, IID_IUnknown, reinterpret_cast<void**>(&object)), E_OUTOFMEMORY);
+    EXPECT_EQ(factory->CreateInstance(nullptr, IID_IUnknown, reinterpret_cast<void**>(&object)), E_FAIL);
     EXPECT_EQ(object, nullptr);
     factory->Release();
+    std::vector<std::string> written;
+    for (const auto& line : log.lines())
+        if (line.rfind("error", 0) == 0)
+            written.push_back(line);
+    ASSERT_EQ(written.size(), 3u);
+    EXPECT_EQ(written[0], "error: Exception: No handle for module TavioDec2.ax");
+    EXPECT_EQ(written[1].rfind("error: TvAssert: TvDllMain ", 0), 0u) << written[1];
+    EXPECT_EQ(written[1].substr(written[1].size() - 3), "'0'") << written[1];
+    EXPECT_EQ(written[2], "error instantiating Tavio2");
+
     TvFilter* filter = reinterpret_cast<TvFilter*>(1);
     makeTavio2(&filter);
     EXPECT_EQ(filter, nullptr);

@@ -56,7 +56,8 @@ protected:
         if (sink)
             sink->Release();
         if (filter) {
-            filter->log().rdbuf(fileBuffer);
+            if (fileBuffer)
+                filter->log().rdbuf(fileBuffer);
             filter->Release();
         }
         EXPECT_EQ(CBaseObject::ObjectsActive(), 0);
@@ -92,6 +93,18 @@ protected:
         return all;
     }
     std::string filterLogText() const { return filterLog.str(); }
+    // Back to the logs of a filter without a log file: closed, so nothing
+    // is written (for tests that log from several threads).
+    void quietLogs()
+    {
+        filter->log().rdbuf(fileBuffer);
+        fileBuffer = nullptr;
+        logStream.close();
+        // As a log that could not be opened: failed, so a write touches
+        // nothing, not even the stream's state.
+        filter->log().setstate(std::ios::failbit);
+        logStream.setstate(std::ios::failbit);
+    }
 
     TempRoot root;
     CapturedLog log{root};
