@@ -2,12 +2,16 @@
 """Times the tavio host against ffmpeg decoding the same inputs in the same run.
 
 Each input is made here with ffmpeg (ten minutes of 5.1 by default, stereo for
-MPEG audio) and decoded by both to raw PCM thrown away; the figure is the ratio
-of CPU times (user + system of the child processes), the best of several
-rounds, so a busy machine skews both sides alike. Usage:
+MPEG audio; AMR, which ffmpeg cannot encode here, is mono speech-band tones made
+with the codec libraries' own encoders) and decoded by both to raw PCM thrown
+away; the figure is the ratio of CPU times (user + system of the child
+processes), the best of several rounds, so a busy machine skews both sides
+alike. Usage:
     bench/host_vs_ffmpeg.py TAVIO [--seconds N] [--rounds N] [--format NAME ...]
 """
 import argparse
+import ctypes
+import math
 import os
 import resource
 import subprocess
@@ -35,11 +39,46 @@ FORMATS = {
     "aac": ("-c:a aac -b:a 256k", "in.m4a", "-f s16le", ""),
     # 1.5 Mbit/s 5.1; ffmpeg's DTS decoder writes float.
     "dts": ("-c:a dca -strict -2 -b:a 1509k", "in.dts", "-f f32le", ""),
+    # Made by make_amr, not by ffmpeg: 12.2 kbit/s narrow band, 23.85 wide band.
+    "amr-nb": (None, "in.amr", "-f s16le", ""),
+    "amr-wb": (None, "in.awb", "-f s16le", ""),
 }
 
 # ffmpeg's AAC encoder codes 5.1(side) with a program config element that
 # neither decoder maps back to 5.1; the back layout has a channel configuration.
 LAYOUTS = {"aac": "5.1"}
+
+
+def make_amr(path, seconds, wideband):
+    """An AMR file (RFC 4867 storage format) of three steady tones, encoded
+    frame by frame with opencore-amrnb or vo-amrwbenc through ctypes."""
+    rate = 16000 if wideband else 8000
+    frame = rate // 50
+    # One second of tones whose periods divide a second, cycled.
+    second = (ctypes.c_short * rate)(*[int(32767 * (0.25 * math.sin(2 * math.pi * 300 * n / rate) +
+                                                    0.15 * math.sin(2 * math.pi * 1100 * n / rate) +
+                                                    0.1 * math.sin(2 * math.pi * 2300 * n / rate)))
+                                       for n in range(rate)])
+    if wideband:
+        lib = ctypes.CDLL("libvo-amrwbenc.so.0")
+        init, encode, close, mode = lib.E_IF_init, lib.E_IF_encode, lib.E_IF_exit, 8
+    else:
+        lib = ctypes.CDLL("libopencore-amrnb.so.0")
+        init, encode, close, mode = lib.Encoder_Interface_init, lib.Encoder_Interface_Encode, \
+            lib.Encoder_Interface_exit, 7
+    init.restype = ctypes.c_void_p
+    encode.argtypes = [ctypes.c_void_p, ctypes.c_int, ctypes.c_void_p, ctypes.c_void_p, ctypes.c_int]
+    close.argtypes = [ctypes.c_void_p]
+    state = init(0) if not wideband else init()
+    out = (ctypes.c_ubyte * 64)()
+    with open(path, "wb") as file:
+        file.write(b"#!AMR-WB\n" if wideband else b"#!AMR\n")
+        for index in range(seconds * 50):
+            start = (index * frame) % rate
+            speech = ctypes.byref(second, start * ctypes.sizeof(ctypes.c_short))
+            size = encode(state, mode, speech, out, 0)
+            file.write(bytes(out[:size]))
+    close(state)
 
 
 def cpu_seconds(command):
@@ -61,9 +100,14 @@ def main():
         for name in args.format or sorted(FORMATS):
             options, file_name, reference_output, tavio_options = FORMATS[name]
             path = os.path.join(folder, file_name)
-            make = (f'ffmpeg -v error -f lavfi -i "aevalsrc={tones}:c={LAYOUTS.get(name, "5.1(side)")}:s=48000:d={args.seconds}" '
-                    f"{options} -y {path}")
-            subprocess.run(make, shell=True, check=True)
+            if name.startswith("amr"):
+                make_amr(path, args.seconds, name == "amr-wb")
+                layout = "mono"
+            else:
+                make = (f'ffmpeg -v error -f lavfi -i "aevalsrc={tones}:c={LAYOUTS.get(name, "5.1(side)")}:s=48000:d={args.seconds}" '
+                        f"{options} -y {path}")
+                subprocess.run(make, shell=True, check=True)
+                layout = "stereo" if "-ac 2" in options else "5.1"
             ours = [args.tavio, "-q", *tavio_options.split(), path, "-o", "/dev/null"]
             reference = ["ffmpeg", "-v", "error", "-threads", "1", "-i", path, *reference_output.split(), "-y",
                          "/dev/null"]
@@ -71,7 +115,6 @@ def main():
             for _ in range(args.rounds):
                 ratio = cpu_seconds(ours) / max(cpu_seconds(reference), 1e-6)
                 best = ratio if best is None else min(best, ratio)
-            layout = "stereo" if "-ac 2" in options else "5.1"
             print(f"{name}: {args.seconds} s of {layout}, tavio / ffmpeg CPU time = {best:.2f}")
     return 0
 

@@ -107,6 +107,11 @@ struct TvStatusMlp : TvStatusOf<TvStatusMlp, KindMlp> {};
 // Vorbis streams: the base record is all they need.
 struct TvStatusVorbis : TvStatusOf<TvStatusVorbis, KindVorbis> {};
 
+// AMR speech: narrow band at 8000 Hz or wide band at 16000 Hz, one channel.
+struct TvStatusAmr : TvStatusOf<TvStatusAmr, KindAmr> {
+    uint8_t wideband = 0;  // 1 for AMR-WB
+};
+
 // The remixer's own record: the input stream's status with the remix applied.
 struct TvStatusRemix : TvStatusOf<TvStatusRemix, KindRemix> {};
 

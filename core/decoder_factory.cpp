@@ -5,6 +5,7 @@
 #include "decoders/AdecDDPlus.h"
 #include "decoders/AdecAAC.h"
 #include "decoders/AdecDTS.h"
+#include "decoders/AdecAMR.h"
 #include "decoders/AdecDolby.h"
 #include "decoders/AdecLpcmBd.h"
 #include "decoders/AdecMLP.h"
@@ -32,13 +33,14 @@ const DecoderCreationStep creationSteps[] = {
     {"AdecDDPlus", create<AdecDDPlus>, false},
     {"AdecDolby", create<AdecDolby>, true},
     {"AdecDTS", create<AdecDTS>, false},
-    {"AdecMLP", create<AdecMLP>, false},
-    {"AdecVorbis", create<AdecVorbis>, false},
     {"AdecAAC", create<AdecAAC>, false},
+    {"AdecVorbis", create<AdecVorbis>, false},
+    {"AdecMLP", create<AdecMLP>, false},
     {"AdecLpcmDvd", create<AdecLpcmDvd>, false},
     {"AdecLpcmBd", create<AdecLpcmBd>, false},
     {"AdecLPCM", create<AdecLPCM>, false},
     {"AdecMPEG", create<AdecMPEG>, false},
+    {"AdecAMR", create<AdecAMR>, false},
 };
 
 bool runStep(const DecoderCreationStep& step, DecoderList& decoders, std::ostream& log,

@@ -53,9 +53,10 @@ void usage(FILE* out)
                  "  -q           no messages but errors\n"
                  "Inputs: DVD-Video/HD-DVD VOB/EVO and DVD-Audio AOB program streams (LPCM, MLP, AC-3,\n"
                  "DTS, MPEG audio); raw AC-3, E-AC-3, DTS (also DTS-CD's 14-bit words, .cpt), MPEG audio,\n"
-                 "AAC/HE-AAC (ADTS, LOAS), AMR, MLP, TrueHD; Matroska/WebM, MP4/M4A/3GP, MPEG-TS/M2TS (AAC\n"
-                 "also as LATM), Ogg, AVI and WAV. Vorbis (up to 8 channels) from Ogg, Matroska/WebM and\n"
-                 "MP4. DTS decodes its core (DTS-HD, 96/24 and ES included); DTS Express has none.\n"
+                 "AAC/HE-AAC (ADTS, LOAS), AMR-NB/AMR-WB (.amr, .awb), MLP, TrueHD; Matroska/WebM,\n"
+                 "MP4/M4A/3GP, MPEG-TS/M2TS (AAC also as LATM), Ogg, AVI and WAV. Vorbis (up to 8\n"
+                 "channels) from Ogg, Matroska/WebM and MP4. DTS decodes its core (DTS-HD, 96/24 and ES\n"
+                 "included); DTS Express has none.\n"
                  "Exit codes: 0 decoded, 1 usage, 2 unreadable or unsupported input, 3 no audio.\n");
 }
 

@@ -3,13 +3,14 @@
 // regsvr32 has registered TavioDec2.ax it
 //   1. checks the registry keys and finds the filter through the mapper;
 //   2. connects a push source of disc audio (DVD-Video LPCM or AC-3 from a
-//      VOB), of Vorbis (from an Ogg file) or of AAC (from an ADTS stream) to
-//      the Sample Grabber by
+//      VOB), of Vorbis (from an Ogg file), of AAC (from an ADTS stream) or of
+//      AMR speech (a .amr/.awb file, ten frames to a sample as 3GP files carry
+//      them) to the Sample Grabber by
 //      intelligent connect, which must insert our filter by its registration;
 //   3. runs the graph to the end and compares the grabbed PCM with the Linux
 //      build's output for the same input;
 //   4. unregisters and checks that only the capabilities value stays.
-// Usage: graph_test MODULE INPUT.vob|INPUT.ogg|INPUT.aac EXPECTED.pcm [GRABBED.pcm]
+// Usage: graph_test MODULE INPUT.vob|INPUT.ogg|INPUT.aac|INPUT.amr|INPUT.awb EXPECTED.pcm [GRABBED.pcm]
 // (GRABBED.pcm: where to keep what the grabber collected)
 #include <qedit.h>
 
@@ -35,6 +36,7 @@
 #include "host/ogg_packets.h"
 #include "host/program_stream.h"
 #include "host/push_source.h"
+#include "libs/TvAmrDec/amr_storage_frame.h"
 
 namespace {
 
@@ -350,6 +352,39 @@ bool endsWith(const std::string& text, const std::string& end)
     return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
 }
 
+// A .amr/.awb file: the frames after its magic line, ten to a sample.
+Input readAmr(const char* path)
+{
+    Input input;
+    std::vector<uint8_t> file = readFile(path);
+    size_t at = amrMagicLength(file.data(), file.size());
+    bool wideband = at == 9;
+    check(at == 6 || at == 9, std::string("read the AMR file ") + path);
+    if (at != 6 && at != 9)
+        return input;
+    AudioStreamParameters parameters;
+    parameters.codec = wideband ? "amr-wb" : "amr-nb";
+    parameters.sampleRate = wideband ? 16000 : 8000;
+    parameters.channels = 1;
+    std::string why;
+    auto type = hostMediaType(parameters, why);
+    if (!type)
+        return input;
+    input.type = type;
+    const REFERENCE_TIME frameTime = 200000;  // 20 ms
+    for (size_t frames = 0; at < file.size(); ++frames) {
+        AmrFrame frame = amrFrame(file[at], wideband);
+        if (frame.kind == AmrFrameKind::Invalid || at + frame.bytes > file.size())
+            break;
+        if (frames % 10 == 0)
+            input.payloads.push_back({{}, true, REFERENCE_TIME(frames) * frameTime});
+        input.payloads.back().data.insert(input.payloads.back().data.end(), file.begin() + long(at),
+                                          file.begin() + long(at + frame.bytes));
+        at += frame.bytes;
+    }
+    return input;
+}
+
 // Streams the input's audio through the graph; returns what the grabber
 // collected.
 std::vector<uint8_t> runGraph(const Input& input)
@@ -436,7 +471,7 @@ std::vector<uint8_t> runGraph(const Input& input)
 int main(int argc, char** argv)
 {
     if (argc != 4 && argc != 5) {
-        std::fprintf(stderr, "usage: graph_test MODULE INPUT.vob|INPUT.ogg|INPUT.aac EXPECTED.pcm [GRABBED.pcm]\n");
+        std::fprintf(stderr, "usage: graph_test MODULE INPUT.vob|INPUT.ogg|INPUT.aac|INPUT.amr|INPUT.awb EXPECTED.pcm [GRABBED.pcm]\n");
         return 2;
     }
     CoInitializeEx(nullptr, COINIT_MULTITHREADED);
@@ -448,7 +483,11 @@ int main(int argc, char** argv)
 
     bool ogg = endsWith(argv[2], ".ogg");
     bool adts = endsWith(argv[2], ".aac");
-    std::vector<uint8_t> grabbed = runGraph(ogg ? readOgg(argv[2]) : adts ? readAdts(argv[2]) : readVob(argv[2]));
+    bool amr = endsWith(argv[2], ".amr") || endsWith(argv[2], ".awb");
+    std::vector<uint8_t> grabbed = runGraph(ogg    ? readOgg(argv[2])
+                                            : adts ? readAdts(argv[2])
+                                            : amr  ? readAmr(argv[2])
+                                                   : readVob(argv[2]));
     std::vector<uint8_t> expected = readFile(argv[3]);
     if (argc == 5)
         std::ofstream(argv[4], std::ios::binary).write(reinterpret_cast<const char*>(grabbed.data()),

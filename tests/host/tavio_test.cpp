@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cmath>
 #include <filesystem>
+#include <iostream>
 #include <cstring>
 #include <filesystem>
 #include <iostream>
@@ -593,6 +594,100 @@ TEST(Tavio, HeAacWavTakesTheDecodedRateAndChannels)
         // All of it but the first unit, which FAAD2 holds back.
         EXPECT_NEAR(double(ours.size()), double(reference.size()), 2048.0 * c.referenceChannels) << c.file;
     }
+}
+
+// Signal-to-noise ratio of 16-bit samples against a reference, in dB.
+double snrDb(const std::vector<uint8_t>& reference, const std::vector<uint8_t>& test)
+{
+    double signal = 0, noise = 0;
+    for (size_t i = 0; i + 1 < std::min(reference.size(), test.size()); i += 2) {
+        int16_t r, t;
+        std::memcpy(&r, &reference[i], 2);
+        std::memcpy(&t, &test[i], 2);
+        signal += double(r) * r;
+        noise += (double(r) - t) * (double(r) - t);
+    }
+    return noise == 0 ? INFINITY : 10 * std::log10(signal / noise);
+}
+
+// AMR from the real streams, as they come and remuxed into the other
+// containers the host reads it from, near ffmpeg's own decoders (a different
+// implementation). ffmpeg decodes one frame of each packet, so 3GP samples
+// of many frames reach it as the frames of a .amr file.
+TEST(Tavio, AmrFromEachContainerDecodesNearTheReferenceDecoder)
+{
+    const std::string vectors = std::string(TAVIO_SOURCE_DIR) + "/../shared/vectors/";
+    if (!haveFfmpeg())
+        GTEST_SKIP() << "ffmpeg not installed";
+    if (!std::filesystem::exists(vectors + "androidx_media/amr_sample_nb.amr"))
+        GTEST_SKIP() << "no AMR vectors in " << vectors;
+    TempFolder folder;
+    struct Case {
+        std::string input;
+        std::string remuxTo;  // "" = the vector itself
+        double minSnrDb;
+    } cases[] = {
+        {"androidx_media/amr_sample_nb.amr", "", 33},
+        {"androidx_media/amr_sample_wb.amr", "awb", 14},
+        {"androidx_media/amr_sample_wb.amr", "3gp", 14},
+        {"androidx_media/amr_sample_nb.amr", "mkv", 33},
+        {"androidx_media/3gp_bbb_mono_8kHz_12.2kbps_amrnb.3gp", "", 28},
+        {"mp4parser/MOV00006.3gp", "", 24},
+    };
+    for (const Case& c : cases) {
+        std::string input = vectors + c.input;
+        if (!c.remuxTo.empty()) {
+            input = folder.file("remuxed." + c.remuxTo);
+            std::string format = c.remuxTo == "awb" ? " -f amr" : "";
+            ASSERT_EQ(std::system(("ffmpeg -v error -i " + vectors + c.input + " -c copy" + format +
+                                   " -y " + input)
+                                      .c_str()),
+                      0);
+        }
+        std::string errors;
+        ASSERT_EQ(run(input + " -q -o " + folder.file("out.raw"), &errors), 0)
+            << c.input << ": " << errors;
+        std::string frames = folder.file("frames.amr");
+        ASSERT_EQ(
+            std::system(
+                ("ffmpeg -v error -i " + input + " -map 0:a -c copy -f amr -y " + frames).c_str()),
+            0);
+        auto reference = commandOutput("ffmpeg -v error -i " + frames + " -f s16le -");
+        auto ours = readAll(folder.file("out.raw"));
+        // MP4 priming cut by the edit list leaves ours shorter by less than a frame.
+        EXPECT_LE(ours.size(), reference.size()) << c.input;
+        EXPECT_LT(reference.size() - ours.size(), 640u) << c.input;
+        std::vector<uint8_t> aligned(reference.end() - long(ours.size()), reference.end());
+        double snr = snrDb(aligned, ours);
+        std::cout << "[ snr ] " << c.input << (c.remuxTo.empty() ? "" : " in ." + c.remuxTo) << ": "
+                  << snr << " dB against ffmpeg" << std::endl;
+        EXPECT_GE(snr, c.minSnrDb) << c.input << " " << c.remuxTo;
+    }
+}
+
+// Without TvAmrDec.dll beside the module the filter refuses AMR streams: one
+// line, exit code 2.
+TEST(Tavio, AmrWithoutItsLibraryIsRefused)
+{
+    const std::string stream =
+        std::string(TAVIO_SOURCE_DIR) + "/../shared/vectors/androidx_media/amr_sample_nb.amr";
+    if (!std::filesystem::exists(stream))
+        GTEST_SKIP() << stream << " not present";
+    TempFolder folder;
+    std::filesystem::path module = std::filesystem::path(TAVIO_MODULE_DIR);
+    for (const auto& entry : std::filesystem::directory_iterator(module))
+        if (entry.path().filename() != "TvAmrDec.dll")
+            std::filesystem::copy(entry.path(), folder.file(entry.path().filename()));
+    std::filesystem::copy(tavio, folder.file("tavio"));
+    std::string errorFile = folder.file("stderr.txt");
+    int status = std::system(
+        (folder.file("tavio") + " " + stream + " -o " + folder.file("x.wav") + " 2>" + errorFile)
+            .c_str());
+    std::ifstream in(errorFile);
+    std::string errors((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+    EXPECT_EQ(WEXITSTATUS(status), 2);
+    EXPECT_EQ(std::count(errors.begin(), errors.end(), '\n'), 1) << errors;
+    EXPECT_NE(errors.find("refused the amr-nb stream"), std::string::npos) << errors;
 }
 
 TEST(Tavio, SpdifPassThroughWritesTheBurstsTheReferenceMuxerWrites)

@@ -1,0 +1,295 @@
+// TvAmrDec.dll through its exported object: every narrow-band mode and the
+// wide-band modes against opencore decoding frame by frame (bit for bit) and
+// ffmpeg's own AMR decoders (SNR), inputs cut anywhere, comfort noise, the
+// output room, and input it cannot use.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <iostream>
+#include <random>
+
+#include "libs/TvAmrDec/tv_amr_dec.h"
+#include "platform/kernel.h"
+#include "support/amr_tools.h"
+
+namespace {
+
+class Library {
+public:
+    Library() : module_(LoadLibraryA(TAVIO_MODULE_DIR "/TvAmrDec.dll"))
+    {
+        auto create =
+            module_ ? platform::procAddress<AmrDecCreate>(module_, "AUDIODEC_Create") : nullptr;
+        if (create && create(&decoder_) != 0)
+            decoder_ = nullptr;
+    }
+    ~Library()
+    {
+        if (decoder_)
+            decoder_->Destroy(1);
+        if (module_)
+            FreeLibrary(module_);
+    }
+    TvAmrDecoder* operator->() { return decoder_; }
+    explicit operator bool() const { return decoder_ != nullptr; }
+
+    void start(bool wideband)
+    {
+        uint8_t flag = wideband ? 1 : 0;
+        ASSERT_EQ(decoder_->SetParam(kAmrWideband, &flag), 0);
+    }
+    void setRoom(int32_t room) { ASSERT_EQ(decoder_->SetParam(kAmrOutputRoom, &room), 0); }
+
+    // One Decode of `input`; what it wrote is appended to `pcm`.
+    int decode(const uint8_t* input, size_t size, std::vector<int16_t>& pcm)
+    {
+        int32_t n = int32_t(size);
+        decoder_->SetParam(kAmrInputSize, &n);
+        std::vector<int16_t> out(32768, int16_t(0x5A5A));
+        int result = decoder_->Decode(input, out.data());
+        int32_t written = -1;
+        decoder_->GetParam(kAmrOutputSize, &written);
+        EXPECT_EQ(result == 0, written > 0);
+        EXPECT_EQ(written % 2, 0);
+        pcm.insert(pcm.end(), out.begin(), out.begin() + std::max(0, written / 2));
+        return result;
+    }
+
+    // The whole input in pieces: whole (0), of `piece` bytes, or random (-1).
+    std::vector<int16_t> decodeInPieces(const std::vector<uint8_t>& input, int piece)
+    {
+        std::vector<int16_t> pcm;
+        std::mt19937 random(7);
+        size_t at = 0;
+        while (at < input.size()) {
+            size_t take = piece == 0  ? input.size()
+                          : piece > 0 ? size_t(piece)
+                                      : size_t(std::uniform_int_distribution<int>(1, 200)(random));
+            take = std::min(take, input.size() - at);
+            decode(input.data() + at, take, pcm);
+            at += take;
+        }
+        return pcm;
+    }
+
+private:
+    HMODULE module_;
+    TvAmrDecoder* decoder_ = nullptr;
+};
+
+struct ModeCase {
+    bool wideband;
+    int mode;
+    double minSnrDb;  // against ffmpeg's decoder, a different implementation
+};
+
+class TvAmrDecModes : public ::testing::TestWithParam<ModeCase> {};
+
+// Each mode decodes bit for bit as opencore does, however the file is cut,
+// and near ffmpeg's own decoder.
+TEST_P(TvAmrDecModes, DecodesLikeOpencoreAndNearFfmpeg)
+{
+    const ModeCase& c = GetParam();
+    Library library;
+    ASSERT_TRUE(library);
+    AmrStream stream =
+        encodeAmr(c.wideband, c.mode, false, vowelLikeSignal(c.wideband ? 16000 : 8000, 1.0));
+    ASSERT_EQ(stream.frameType(10), c.mode);
+    std::vector<int16_t> reference = opencoreDecode(stream);
+    ASSERT_EQ(reference.size(), stream.frames.size() * size_t(stream.frameSamples()));
+    for (int piece : {0, 1, 17, -1}) {
+        library.start(c.wideband);
+        EXPECT_TRUE(library.decodeInPieces(stream.file(), piece) == reference) << "piece " << piece;
+    }
+    if (!haveFfmpeg())
+        return;
+    TempFolder folder;
+    std::string path = folder.file(c.wideband ? "s.awb" : "s.amr");
+    writeFile(path, stream.file());
+    std::vector<int16_t> ffmpeg = ffmpegAmrDecode(path);
+    EXPECT_EQ(ffmpeg.size(), reference.size());
+    double snr = amrSnrDb(ffmpeg, reference);
+    std::cout << "[ snr ] " << (c.wideband ? "AMR-WB" : "AMR-NB") << " mode " << c.mode
+              << " against ffmpeg: " << snr << " dB" << std::endl;
+    EXPECT_GE(snr, c.minSnrDb);
+}
+
+INSTANTIATE_TEST_SUITE_P(EveryMode,
+                         TvAmrDecModes,
+                         ::testing::Values(ModeCase{false, 0, 18},
+                                           ModeCase{false, 1, 18},
+                                           ModeCase{false, 2, 18},
+                                           ModeCase{false, 3, 18},
+                                           ModeCase{false, 4, 18},
+                                           ModeCase{false, 5, 18},
+                                           ModeCase{false, 6, 18},
+                                           ModeCase{false, 7, 18},
+                                           // The two lowest wide-band modes
+                                           // differ more between decoders.
+                                           ModeCase{true, 0, 10},
+                                           ModeCase{true, 1, 10},
+                                           ModeCase{true, 4, 25},
+                                           ModeCase{true, 8, 25}),
+                         [](const auto& info) {
+                             return std::string(info.param.wideband ? "wb" : "nb") + "_mode" +
+                                    std::to_string(info.param.mode);
+                         });
+
+// With DTX the pause is sent as SID and NO_DATA frames: each gives a whole
+// frame of the codec's comfort noise, as opencore makes it.
+TEST(TvAmrDec, PausesBecomeComfortNoise)
+{
+    for (bool wideband : {false, true}) {
+        Library library;
+        ASSERT_TRUE(library);
+        int rate = wideband ? 16000 : 8000;
+        AmrStream stream =
+            encodeAmr(wideband, wideband ? 2 : 7, true, vowelLikeSignal(rate, 2.5, 0.8));
+        int sid = wideband ? 9 : 8, sids = 0, noData = 0;
+        for (size_t i = 0; i < stream.frames.size(); ++i) {
+            sids += stream.frameType(i) == sid;
+            noData += stream.frameType(i) == 15;
+        }
+        ASSERT_GT(sids, 0) << wideband;
+        ASSERT_GT(noData, 0) << wideband;
+        library.start(wideband);
+        std::vector<int16_t> pcm = library.decodeInPieces(stream.body(), 17);
+        EXPECT_EQ(pcm.size(), stream.frames.size() * size_t(stream.frameSamples())) << wideband;
+        EXPECT_TRUE(pcm == opencoreDecode(stream)) << wideband;
+    }
+}
+
+// Frames that do not fit the output room are written by the next Decode.
+TEST(TvAmrDec, FramesBeyondTheOutputRoomComeNextTime)
+{
+    Library library;
+    ASSERT_TRUE(library);
+    AmrStream stream = encodeAmr(false, 5, false, vowelLikeSignal(8000, 0.2));
+    ASSERT_EQ(stream.frames.size(), 10u);
+    library.start(false);
+    library.setRoom(3 * kAmrNarrowbandFrameBytes + 100);
+    std::vector<uint8_t> body = stream.body();
+    std::vector<int16_t> pcm;
+    EXPECT_EQ(library.decode(body.data(), body.size(), pcm), 0);
+    EXPECT_EQ(pcm.size(), 3u * 160);
+    while (library.decode(nullptr, 0, pcm) == 0) {
+    }
+    EXPECT_TRUE(pcm == opencoreDecode(stream));
+
+    // With no room at all, what is kept is bounded: too much is dropped.
+    library.start(false);
+    library.setRoom(0);
+    std::vector<uint8_t> big;
+    while (big.size() <= size_t(kAmrMaxKeptBytes))
+        big.insert(big.end(), body.begin(), body.end());
+    pcm.clear();
+    EXPECT_EQ(library.decode(big.data(), big.size(), pcm), 1);
+    library.setRoom(kAmrDefaultOutputRoom);
+    EXPECT_EQ(library.decode(nullptr, 0, pcm), 1);
+    EXPECT_TRUE(pcm.empty());
+    EXPECT_EQ(library.decode(body.data(), body.size(), pcm), 0);
+    EXPECT_EQ(pcm.size(), 10u * 160);
+}
+
+// Input that cannot be decoded as it is: what is lost, and what comes back.
+TEST(TvAmrDec, InputItCannotUse)
+{
+    AmrStream nb = encodeAmr(false, 7, false, vowelLikeSignal(8000, 0.1));
+    AmrStream wb = encodeAmr(true, 2, false, vowelLikeSignal(16000, 0.1));
+    ASSERT_EQ(nb.frames.size(), 5u);
+    auto joined = [](const AmrStream& s, size_t from, size_t to) {
+        std::vector<uint8_t> bytes;
+        for (size_t i = from; i < to; ++i)
+            bytes.insert(bytes.end(), s.frames[i].begin(), s.frames[i].end());
+        return bytes;
+    };
+    struct Case {
+        const char* what;
+        bool wideband;
+        std::vector<std::vector<uint8_t>> inputs;
+        size_t frames;  // of output, in all
+    } cases[] = {
+        {"a broken frame boundary drops the rest of its input only",
+         false,
+         {[&] {
+              auto bytes = joined(nb, 0, 2);
+              bytes.push_back(0x3D);  // a padding bit set: no table-of-contents byte
+              auto rest = joined(nb, 2, 5);
+              bytes.insert(bytes.end(), rest.begin(), rest.end());
+              return bytes;
+          }(),
+          joined(nb, 0, 5)},
+         2 + 5},
+        {"after a frame completed across inputs, a broken boundary drops the rest",
+         false,
+         {{nb.frames[0].begin(), nb.frames[0].begin() + 10},
+          [&] {
+              std::vector<uint8_t> bytes(nb.frames[0].begin() + 10, nb.frames[0].end());
+              bytes.push_back(0x83);  // the F bit set
+              auto rest = joined(nb, 1, 5);
+              bytes.insert(bytes.end(), rest.begin(), rest.end());
+              return bytes;
+          }(),
+          joined(nb, 0, 5)},
+         1 + 5},
+        {"narrow-band types of other codecs and for future use are dropped",
+         false,
+         {[&] {
+             auto bytes = joined(nb, 0, 1);
+             std::vector<uint8_t> efrSid(7, 0);
+             efrSid[0] = 9 << 3 | 4;
+             bytes.insert(bytes.end(), efrSid.begin(), efrSid.end());
+             bytes.push_back(13 << 3 | 4);
+             auto rest = joined(nb, 1, 5);
+             bytes.insert(bytes.end(), rest.begin(), rest.end());
+             return bytes;
+         }()},
+         5},
+        {"wide-band types for future use are concealed as missing frames",
+         true,
+         {[&] {
+             auto bytes = joined(wb, 0, 3);
+             bytes.push_back(11 << 3 | 4);
+             auto rest = joined(wb, 3, 5);
+             bytes.insert(bytes.end(), rest.begin(), rest.end());
+             return bytes;
+         }()},
+         6},
+        {"the file's magic line is skipped, even cut",
+         true,
+         {{'#', '!', 'A', 'M'}, {'R', '-', 'W', 'B', '\n'}, joined(wb, 0, 5)},
+         5},
+        {"no frame yet: nothing", false, {{nb.frames[0].begin(), nb.frames[0].end() - 1}}, 0},
+    };
+    for (const Case& c : cases) {
+        Library library;
+        ASSERT_TRUE(library);
+        library.start(c.wideband);
+        std::vector<int16_t> pcm;
+        for (const auto& input : c.inputs)
+            library.decode(input.data(), input.size(), pcm);
+        EXPECT_EQ(pcm.size(), c.frames * (c.wideband ? 320 : 160)) << c.what;
+    }
+}
+
+TEST(TvAmrDec, RefusesBadArguments)
+{
+    Library library;
+    ASSERT_TRUE(library);
+    int16_t out[320];
+    int32_t size = 10, negative = -1;
+    uint8_t band = 2;
+    EXPECT_EQ(library->SetParam(kAmrInputSize, &size), 0);
+    EXPECT_EQ(library->Decode(nullptr, out), -1);
+    EXPECT_EQ(library->SetParam(kAmrInputSize, &negative), -1);
+    EXPECT_EQ(library->SetParam(kAmrOutputRoom, &negative), -1);
+    EXPECT_EQ(library->SetParam(kAmrWideband, &band), -1);
+    EXPECT_EQ(library->SetParam(99, &size), -1);
+    EXPECT_EQ(library->GetParam(99, &size), -1);
+    EXPECT_EQ(library->SetParam(kAmrInputSize, nullptr), -1);
+    int32_t value = 0;
+    EXPECT_EQ(library->GetParam(kAmrInputSize, &value), 0);
+    EXPECT_EQ(value, 10);
+}
+
+}  // namespace
