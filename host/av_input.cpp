@@ -252,7 +252,6 @@ public:
     }
 
     bool timesFromPresentationStart() const override { return true; }
-    std::optional<REFERENCE_TIME> presentationEnd() const override { return end_; }
 
     double progress() const override
     {
@@ -267,7 +266,6 @@ private:
         int stream = -1;
         std::vector<uint8_t> data;
         int64_t pts = AV_NOPTS_VALUE;
-        int64_t duration = 0;
         uint32_t discardAtEnd = 0;  // samples of padding at the packet's end
     };
 
@@ -295,7 +293,6 @@ private:
             out.stream = packet->stream_index;
             out.data.assign(packet->data, packet->data + packet->size);
             out.pts = packet->pts;
-            out.duration = packet->duration;
             readDiscard(packet, out);
         }
         av_packet_free(&packet);
@@ -323,7 +320,6 @@ private:
             p.stream = packet->stream_index;
             p.data.assign(packet->data, packet->data + packet->size);
             p.pts = packet->pts;
-            p.duration = packet->duration;
             readDiscard(packet, p);
             av_packet_free(&packet);
             readAhead_.push_back(p);
@@ -377,10 +373,7 @@ private:
 
     void toHostPacket(Packet& p, HostPacket& packet)
     {
-        size_t header = stripAdts_ ? adtsHeaderSize(p.data.data(), p.data.size()) : 0;
-        packet.data.assign(p.data.begin() + long(header), p.data.end());
-        if (dolbySelected_)
-            restoreDolbyWordOrder(packet.data);
+        packet.paddingFrames = p.discardAtEnd;
         AVStream* stream = context_->streams[selected_];
         // Where the payload's first frame starts, in bytes after the packet's
         // start: converted DTS hands on frames when they are complete.
@@ -393,6 +386,8 @@ private:
         } else {
             size_t header = stripAdts_ ? adtsHeaderSize(p.data.data(), p.data.size()) : 0;
             packet.data.assign(p.data.begin() + long(header), p.data.end());
+            if (dolbySelected_)
+                restoreDolbyWordOrder(packet.data);
         }
         // A frame begun in an earlier packet is timed from the carrier's
         // byte rate (CD and WAV: 4 bytes per sample period); without one
@@ -403,13 +398,6 @@ private:
             if (origin_ == AV_NOPTS_VALUE)
                 origin_ = p.pts;
             packet.start = av_rescale_q(p.pts - origin_, stream->time_base, AVRational{1, 10000000});
-            int rate = stream->codecpar->sample_rate;
-            // Padding longer than the packet's own audio is ignored, as
-            // libavcodec ignores it, so lengths stay equal to its decode.
-            if (p.discardAtEnd && rate > 0 && p.duration > 0 &&
-                av_rescale_q(p.duration, stream->time_base, AVRational{1, rate}) >= p.discardAtEnd)
-                end_ = av_rescale_q(p.pts + p.duration - origin_, stream->time_base, AVRational{1, 10000000}) -
-                       av_rescale(p.discardAtEnd, 10000000, rate);
             if (shift != 0)
                 packet.start += shift * 10000000 / byteRate;
         }
@@ -472,7 +460,6 @@ private:
     bool stripAdts_ = false;
     bool dolbySelected_ = false;
     int64_t origin_ = AV_NOPTS_VALUE;
-    std::optional<REFERENCE_TIME> end_;
 };
 
 }  // namespace

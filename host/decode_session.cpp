@@ -45,16 +45,13 @@ size_t bytesBeforeZero(const ReceivedSample& sample, const PcmFormat& format)
     return size_t(std::min<uint64_t>(frames * format.blockAlign, sample.data.size()));
 }
 
-// How many bytes of a delivered sample lie before `end`, the presentation's
-// end: the encoder's padding after it is not played.
-size_t bytesBeforeEnd(const ReceivedSample& sample, const PcmFormat& format, std::optional<REFERENCE_TIME> end)
+// The bytes of `frames` frames of delivered PCM; none for S/PDIF bursts,
+// which are never cut.
+size_t paddingBytes(uint32_t frames, const PcmFormat& format)
 {
-    if (!end || !sample.hasStart || !format.blockAlign || !format.rate || format.kind == PcmFormat::Kind::Spdif)
-        return sample.data.size();
-    if (sample.start >= *end)
+    if (format.kind == PcmFormat::Kind::Spdif)
         return 0;
-    uint64_t frames = (uint64_t(*end - sample.start) * format.rate + 5000000) / 10000000;
-    return size_t(std::min<uint64_t>(frames * format.blockAlign, sample.data.size()));
+    return size_t(frames) * format.blockAlign;
 }
 
 // The sink side of --bits: a sound card that takes only one format.
@@ -398,14 +395,18 @@ DecodeOutcome decodeStream(const FilterFactory& createFilter, InputSource& input
     }
     if (outcome.exitCode == 0) {
         DeliveredAudio audio(output, connected, request.announceFormatChanges);
+        // The audio of a packet with end padding is held until the packet
+        // is through the filter, then written without its padding.
+        bool holding = false;
+        std::vector<uint8_t> held;
         sinkFilter->SetSampleHandler([&](const ReceivedSample& sample) {
             if (sample.mediaType)
                 audio.setType(*sample.mediaType);
-            PcmFormat format = audio.currentFormat();
-            size_t skip = input.timesFromPresentationStart() ? bytesBeforeZero(sample, format) : 0;
-            size_t keep = bytesBeforeEnd(sample, format, input.presentationEnd());
-            if (keep > skip)
-                audio.write(sample.data.data() + skip, keep - skip);
+            size_t skip = input.timesFromPresentationStart() ? bytesBeforeZero(sample, audio.currentFormat()) : 0;
+            if (holding)
+                held.insert(held.end(), sample.data.begin() + long(skip), sample.data.end());
+            else
+                audio.write(sample.data.data() + skip, sample.data.size() - skip);
         });
         graph.Run();
         ProgressBar bar(request.progress);
@@ -416,10 +417,19 @@ DecodeOutcome decodeStream(const FilterFactory& createFilter, InputSource& input
             p.data = packet.data.data();
             p.size = packet.data.size();
             p.start = packet.hasTime ? &packet.start : nullptr;
+            holding = packet.paddingFrames > 0;
             if (p.size > size_t(kSourceBufferSize))
                 sourceFilter->DeliverSplit(p);
             else
                 sourceFilter->Deliver(p);
+            if (holding) {
+                holding = false;
+                // Padding longer than the packet's audio is ignored, as
+                // libavcodec ignores it, so that lengths stay equal to its.
+                size_t padding = paddingBytes(packet.paddingFrames, audio.currentFormat());
+                audio.write(held.data(), held.size() - (padding <= held.size() ? padding : 0));
+                held.clear();
+            }
             bar.update(input.progress());
         }
         // Before the end of stream, which resets the decoder.

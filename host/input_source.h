@@ -28,6 +28,10 @@ struct HostPacket {
     std::vector<uint8_t> data;
     bool hasTime = false;
     REFERENCE_TIME start = 0;  // 100 ns
+    // Frames at the end of this packet's decoded audio that the container
+    // marks as padding (Matroska's DiscardPadding, the granule position of
+    // Ogg's last page, an MP3's LAME/Info tag).
+    uint32_t paddingFrames = 0;
 };
 
 class InputSource {
@@ -46,10 +50,6 @@ public:
     // Whether times count from the presentation's start, so that audio
     // stamped before zero is priming the container cuts (MP4 edit lists).
     virtual bool timesFromPresentationStart() const { return false; }
-    // Where the presentation ends, once a packet said so (the encoder's
-    // padding after the last sample: LAME/Info tags, Matroska's discard
-    // padding); audio stamped from there on is not played.
-    virtual std::optional<REFERENCE_TIME> presentationEnd() const { return std::nullopt; }
 };
 
 // Opens a file: MPEG program streams (DVD-Video VOB, DVD-Audio AOB, HD-DVD

@@ -393,7 +393,7 @@ TEST(AdecMLP, WithoutItsLibraryRefusesTheType)
     }
 }
 
-// The factory creates AdecMLP after the AC-3 decoder and before the LPCM
+// The factory creates AdecMLP after the Vorbis decoder and before the LPCM
 // decoders; both MLP subtypes reach it.
 TEST(AdecMLP, PlaceInTheFactory)
 {
@@ -401,7 +401,7 @@ TEST(AdecMLP, PlaceInTheFactory)
     DecoderList decoders;
     createDecoders(decoders, log, moduleFolder());
     std::string text = log.str();
-    size_t ac3 = text.find("successfully initialized Decoder: AdecDolby\n");
+    size_t ac3 = text.find("successfully initialized Decoder: AdecVorbis\n");
     size_t mlp = text.find("successfully initialized Decoder: AdecMLP\n");
     size_t lpcm = text.find("successfully initialized Decoder: AdecLpcmDvd\n");
     ASSERT_NE(mlp, std::string::npos) << text;

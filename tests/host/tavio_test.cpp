@@ -436,6 +436,9 @@ TEST(Tavio, RealTrueHdStreamDecodesLikeTheReferenceDecoder)
         WavFile wav = readWav(folder.file("out.wav"));
         EXPECT_EQ(wav.channelMask(), 0xFFu) << input;
         EXPECT_TRUE(wav.data == reference) << input << ": " << wav.data.size() << " vs " << reference.size();
+    }
+}
+
 // Float samples of a WAV data chunk or of ffmpeg's f32le output.
 std::vector<float> floatsOf(const std::vector<uint8_t>& bytes)
 {
