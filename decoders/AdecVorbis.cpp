@@ -12,7 +12,7 @@ namespace {
 constexpr int kMaxChannels = 8;
 
 // Indexed by channel count. Vorbis codes 3 to 6 channels as L C R, then the
-// back pair, then LFE (Vorbis I specification, 4.3.9); WAVE wants L R C LFE
+// back pair, then LFE (Vorbis I, section 4.3.9); WAVE wants L R C LFE
 // and the back pair.
 constexpr uint32_t kChannelMasks[kMaxChannels + 1] = {0x7,  0x4,  0x3,  0x7, 0x33,
                                                       0x37, 0x3F, 0x7F, 0xFF};

@@ -24,7 +24,7 @@ uint32_t get32(const uint8_t* p)
 
 // The VORBISFORMAT2 block: channels, rate, bits, the three header sizes, then
 // the headers back to back. Channels and rate come from the identification
-// header (Vorbis I specification, 4.2.2), which the decoder goes by, rather
+// header (Vorbis I, section 4.2.2), which the decoder goes by, rather
 // than from the container, which may lack them.
 std::optional<CMediaType> vorbisType(const AudioStreamParameters& stream, std::string& why)
 {
