@@ -8,7 +8,7 @@ constexpr size_t kFlushAt = 4096;
 
 bool LockedFileBuffer::open(const std::string& path, std::ios::openmode mode)
 {
-    std::lock_guard<std::mutex> lock(mutex_);
+    Hold hold(lock_);
     if (file_ || path.empty())
         return false;
     const char* how = (mode & std::ios::app) ? "ab" : "wb";
@@ -18,7 +18,7 @@ bool LockedFileBuffer::open(const std::string& path, std::ios::openmode mode)
 
 bool LockedFileBuffer::close()
 {
-    std::lock_guard<std::mutex> lock(mutex_);
+    Hold hold(lock_);
     if (!file_)
         return false;
     bool ok = flushLocked();
@@ -29,7 +29,7 @@ bool LockedFileBuffer::close()
 
 bool LockedFileBuffer::isOpen()
 {
-    std::lock_guard<std::mutex> lock(mutex_);
+    Hold hold(lock_);
     return file_ != nullptr;
 }
 
@@ -37,7 +37,7 @@ LockedFileBuffer::int_type LockedFileBuffer::overflow(int_type c)
 {
     if (traits_type::eq_int_type(c, traits_type::eof()))
         return traits_type::not_eof(c);
-    std::lock_guard<std::mutex> lock(mutex_);
+    Hold hold(lock_);
     if (!file_)
         return traits_type::eof();
     pending_.push_back(traits_type::to_char_type(c));
@@ -48,7 +48,7 @@ LockedFileBuffer::int_type LockedFileBuffer::overflow(int_type c)
 
 std::streamsize LockedFileBuffer::xsputn(const char* text, std::streamsize count)
 {
-    std::lock_guard<std::mutex> lock(mutex_);
+    Hold hold(lock_);
     if (!file_)
         return 0;
     pending_.append(text, size_t(count));
@@ -59,7 +59,7 @@ std::streamsize LockedFileBuffer::xsputn(const char* text, std::streamsize count
 
 int LockedFileBuffer::sync()
 {
-    std::lock_guard<std::mutex> lock(mutex_);
+    Hold hold(lock_);
     if (!file_)
         return 0;
     return flushLocked() ? 0 : -1;

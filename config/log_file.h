@@ -7,14 +7,20 @@
 #pragma once
 
 #include <cstdio>
-#include <mutex>
 #include <ostream>
 #include <streambuf>
 #include <string>
 
+#include "platform/kernel.h"
+
 class LockedFileBuffer : public std::streambuf {
 public:
-    ~LockedFileBuffer() override { close(); }
+    LockedFileBuffer() { InitializeCriticalSection(&lock_); }
+    ~LockedFileBuffer() override
+    {
+        close();
+        DeleteCriticalSection(&lock_);
+    }
     bool open(const std::string& path, std::ios::openmode mode);
     bool close();
     bool isOpen();
@@ -27,7 +33,20 @@ protected:
 private:
     bool flushLocked();
 
-    std::mutex mutex_;
+    // The platform's critical section: the Windows build's threads are the
+    // system's own, without std::mutex.
+    class Hold {
+    public:
+        explicit Hold(CRITICAL_SECTION& lock) : lock_(lock) { EnterCriticalSection(&lock_); }
+        ~Hold() { LeaveCriticalSection(&lock_); }
+        Hold(const Hold&) = delete;
+        Hold& operator=(const Hold&) = delete;
+
+    private:
+        CRITICAL_SECTION& lock_;
+    };
+
+    CRITICAL_SECTION lock_;
     std::FILE* file_ = nullptr;
     std::string pending_;
 };
