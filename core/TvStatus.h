@@ -102,8 +102,10 @@ struct TvStatusAc3 : TvStatusOf<TvStatusAc3, KindAc3> {
     int32_t adconvtyp = 0;
 };
 
-// MLP streams (DVD-Audio MLP and TrueHD): nothing beyond the base record.
-struct TvStatusMlp : TvStatusOf<TvStatusMlp, KindMlp> {};
+// MLP streams (DVD-Audio MLP and TrueHD), with the kind of their major sync.
+struct TvStatusMlp : TvStatusOf<TvStatusMlp, KindMlp> {
+    int32_t majorSync = 0;  // the last major sync: 0 DVD-Audio MLP, 1 TrueHD
+};
 // Vorbis streams: the base record is all they need.
 struct TvStatusVorbis : TvStatusOf<TvStatusVorbis, KindVorbis> {};
 

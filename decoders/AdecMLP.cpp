@@ -236,6 +236,7 @@ TvStatus* AdecMLP::process(const uint8_t** readPtr, const uint8_t* end, IMediaSa
     }
     *readPtr += _mlp->intface.consumed;
     _status.iFrameSize = _mlp->intface.consumed;
+    _status.majorSync = _syncKind;
     _status.samples = produced / (_status.chan * kBytesPerSample);
     _log << "outsize: " << produced << std::endl;
     int frequency = frequencyFromCode(frequencyCode);

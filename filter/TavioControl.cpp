@@ -13,18 +13,22 @@ STDMETHODIMP TavioStreamInfo::QueryInterface(REFIID riid, void** ppv)
         AddRef();
         return S_OK;
     }
-    if (IsEqualGUID(riid, IID_ITavioAc3StreamInfo) && _status->formatId() == KindAc3) {
-        *ppv = static_cast<ITavioAc3StreamInfo*>(this);
-        AddRef();
-        return S_OK;
-    }
-    if (IsEqualGUID(riid, IID_ITavioMpegStreamInfo) && _status->formatId() == KindMpeg) {
+    // Each format's details only for a record of that format.
+    int kind = _status->formatId();
+    if (IsEqualGUID(riid, IID_ITavioMpegStreamInfo) && kind == KindMpeg)
         *ppv = static_cast<ITavioMpegStreamInfo*>(this);
-        AddRef();
-        return S_OK;
+    else if (IsEqualGUID(riid, IID_ITavioAc3StreamInfo) && kind == KindAc3)
+        *ppv = static_cast<ITavioAc3StreamInfo*>(this);
+    else if (IsEqualGUID(riid, IID_ITavioAACStreamInfo) && kind == KindAac)
+        *ppv = static_cast<ITavioAACStreamInfo*>(this);
+    else if (IsEqualGUID(riid, IID_ITavioMLPStreamInfo) && kind == KindMlp)
+        *ppv = static_cast<ITavioMLPStreamInfo*>(this);
+    else {
+        *ppv = nullptr;
+        return E_NOINTERFACE;
     }
-    *ppv = nullptr;
-    return E_NOINTERFACE;
+    AddRef();
+    return S_OK;
 }
 
 STDMETHODIMP_(ULONG) TavioStreamInfo::AddRef()
@@ -75,6 +79,10 @@ TV_GETTER(GetAdconvtyp, DWORD, ac3().adconvtyp)
 TV_GETTER(GetMpeg, DWORD, mpeg().mpeg)
 TV_GETTER(GetLayer, DWORD, mpeg().layer)
 TV_GETTER(GetMp3Pro, DWORD, mpeg().mp3pro)
+TV_GETTER(GetSbr, DWORD, aac().sbr)
+TV_GETTER(GetObjectType, DWORD, aac().objectType)
+TV_GETTER(GetPs, DWORD, aac().ps)
+TV_GETTER(GetMajorSync, DWORD, mlp().majorSync)
 #undef TV_GETTER
 
 // Only karaoke streams (bit stream mode 7) have a karaoke setting to report.

@@ -44,6 +44,19 @@ struct ITavioMpegStreamInfo : public IUnknown {
     STDMETHOD(GetMp3Pro)(DWORD* mp3pro) PURE;
 };
 
+// AAC details as FAAD2 reported them for the last frame, each widened to
+// 32 bits: the SBR indication, the audio object type, parametric stereo.
+struct ITavioAACStreamInfo : public IUnknown {
+    STDMETHOD(GetSbr)(DWORD* sbr) PURE;
+    STDMETHOD(GetObjectType)(DWORD* objectType) PURE;
+    STDMETHOD(GetPs)(DWORD* ps) PURE;
+};
+
+// MLP details: which major sync the stream carries (0 DVD-Audio MLP, 1 TrueHD).
+struct ITavioMLPStreamInfo : public IUnknown {
+    STDMETHOD(GetMajorSync)(DWORD* majorSync) PURE;
+};
+
 struct ITavioControl : public IUnknown {
     STDMETHOD(GetOutputStreamInfo)(ITavioStreamInfo** info) PURE;
     STDMETHOD(GetInputStreamInfo)(ITavioStreamInfo** info) PURE;
@@ -53,7 +66,11 @@ struct ITavioControl : public IUnknown {
 
 // A snapshot of one status record; it never changes after creation.
 // The format interfaces are answered only when the record is of their format.
-class TavioStreamInfo : public ITavioStreamInfo, public ITavioAc3StreamInfo, public ITavioMpegStreamInfo {
+class TavioStreamInfo : public ITavioStreamInfo,
+                        public ITavioMpegStreamInfo,
+                        public ITavioAc3StreamInfo,
+                        public ITavioAACStreamInfo,
+                        public ITavioMLPStreamInfo {
 public:
     // Takes ownership of `status` (a clone).
     explicit TavioStreamInfo(TvStatus* status) : _status(status) {}
@@ -88,9 +105,17 @@ public:
     STDMETHODIMP GetLayer(DWORD* layer) override;
     STDMETHODIMP GetMp3Pro(DWORD* mp3pro) override;
 
+    STDMETHODIMP GetSbr(DWORD* sbr) override;
+    STDMETHODIMP GetObjectType(DWORD* objectType) override;
+    STDMETHODIMP GetPs(DWORD* ps) override;
+
+    STDMETHODIMP GetMajorSync(DWORD* majorSync) override;
+
 private:
     const TvStatusAc3& ac3() const { return static_cast<const TvStatusAc3&>(*_status); }
     const TvStatusMpeg& mpeg() const { return static_cast<const TvStatusMpeg&>(*_status); }
+    const TvStatusAac& aac() const { return static_cast<const TvStatusAac&>(*_status); }
+    const TvStatusMlp& mlp() const { return static_cast<const TvStatusMlp&>(*_status); }
 
     volatile LONG _references = 1;
     std::unique_ptr<TvStatus> _status;

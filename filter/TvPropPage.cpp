@@ -61,6 +61,12 @@ static void checkFormatInterface(ITavioStreamInfo* ps)
         if (pac3)
             pac3->Release();
     }
+    if (type == KindAac) {
+        ITavioAACStreamInfo* aac = nullptr;
+        TvAssert(ps->QueryInterface( IID_ITavioAACStreamInfo, (void**)&aac )==0);
+        if (aac)
+            aac->Release();
+    }
 }
 
 HRESULT TvProp::OnActivate()

@@ -52,7 +52,20 @@ std::string streamText(ITavioStreamInfo* info)
         if (ac3->GetKaraokeMode(&karaoke) == S_OK)
             text << "karaoke mode: " << karaoke << "\r\n";
         ac3->Release();
-    } else if (type == KindDts)
+    }
+    ITavioAACStreamInfo* aac = nullptr;
+    if (type == KindAac && SUCCEEDED(info->QueryInterface(IID_ITavioAACStreamInfo, reinterpret_cast<void**>(&aac)))) {
+        DWORD objectType = 0, sbr = 0, ps = 0;
+        aac->GetObjectType(&objectType);
+        aac->GetSbr(&sbr);
+        aac->GetPs(&ps);
+        text << "** AAC details: \r\n"
+             << "MP4 object type:" << objectType << "\r\n"
+             << "SBR: " << sbr << "\r\n"
+             << "Parametric stereo: " << ps << "\r\n";
+        aac->Release();
+    }
+    if (type == KindDts)
         text << "Streamtype: DTS\r\n";
     else if (type == KindVorbis)
         text << "Vorbis stream\r\n";

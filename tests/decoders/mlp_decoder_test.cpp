@@ -156,6 +156,7 @@ TEST_P(AdecMlpLossless, PacketsDecodeToTheSourcePcm)
         EXPECT_EQ(s.chan, c.encoding.channels);
         EXPECT_EQ(s.channelMask, 0xFFFFu >> (16 - c.encoding.channels));
         EXPECT_EQ(s.stype, ST24Bit);
+        EXPECT_EQ(s.majorSync, std::string(c.encoding.codec) == "truehd" ? 1 : 0);
         EXPECT_EQ(run.skipped, 0u);
         EXPECT_TRUE(startsWithSource(run.output, stream.expected, c.encoding.channels))
             << sizes.size() << " sizes: " << run.output.size() << " vs " << stream.expected.size();

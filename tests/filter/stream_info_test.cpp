@@ -57,42 +57,101 @@ TEST(StreamInfo, SnapshotGettersAndTheirText)
     EXPECT_EQ(streamText(nullptr), "no info available");
 }
 
-TEST(StreamInfo, MpegSnapshotsAnswerTheirDetails)
+// Fills the common fields the way a 44.1 kHz stereo decoder would.
+template <typename Record>
+Record* record()
+{
+    auto* status = new Record;
+    status->freq = 44100;
+    status->chan = 2;
+    status->stype = ST16Bit;
+    status->samples = 1152;
+    status->iFrameSize = 418;
+    status->bitRate = 128000;
+    return status;
+}
+
+DWORD detail(IUnknown* details, REFIID iid)
+{
+    DWORD value = 0;
+    if (IsEqualGUID(iid, IID_ITavioMpegStreamInfo)) {
+        auto* mpeg = static_cast<ITavioMpegStreamInfo*>(details);
+        DWORD version = 0, layer = 0, mp3pro = 0;
+        EXPECT_EQ(mpeg->GetMpeg(&version), S_OK);
+        EXPECT_EQ(mpeg->GetLayer(&layer), S_OK);
+        EXPECT_EQ(mpeg->GetMp3Pro(&mp3pro), S_OK);
+        EXPECT_EQ(mpeg->GetLayer(nullptr), E_POINTER);
+        value = version * 100 + layer * 10 + mp3pro;
+    } else if (IsEqualGUID(iid, IID_ITavioAACStreamInfo)) {
+        auto* aac = static_cast<ITavioAACStreamInfo*>(details);
+        DWORD objectType = 0, sbr = 0, ps = 0;
+        EXPECT_EQ(aac->GetObjectType(&objectType), S_OK);
+        EXPECT_EQ(aac->GetSbr(&sbr), S_OK);
+        EXPECT_EQ(aac->GetPs(&ps), S_OK);
+        EXPECT_EQ(aac->GetPs(nullptr), E_POINTER);
+        value = objectType * 100 + sbr * 10 + ps;
+    } else if (IsEqualGUID(iid, IID_ITavioMLPStreamInfo)) {
+        auto* mlp = static_cast<ITavioMLPStreamInfo*>(details);
+        EXPECT_EQ(mlp->GetMajorSync(&value), S_OK);
+        EXPECT_EQ(mlp->GetMajorSync(nullptr), E_POINTER);
+    }
+    return value;
+}
+
+// Each format's details are answered only for a record of that format, and
+// the page text carries the lines of the formats that have them.
+TEST(StreamInfo, EachFormatAnswersOnlyItsOwnDetails)
 {
     struct Case {
-        int32_t mpeg, layer;
-        uint8_t mp3pro;
-        const char* line;
-    } cases[] = {{1, 3, 0, "** MPEG: 1 layer 3\r\n"}, {4, 3, 1, "** MPEG: 4 layer 3 MP3Pro\r\n"},
-                 {2, 2, 0, "** MPEG: 2 layer 2\r\n"}};
+        const char* name;
+        TvStatus* status;
+        const GUID* details;  // the one format interface answered, if any
+        DWORD value;          // the details as `detail` sums them up
+        const char* lines;    // the text after the common lines
+    };
+    auto* mpeg1 = record<TvStatusMpeg>();
+    mpeg1->mpeg = 1;
+    mpeg1->layer = 3;
+    auto* mp3pro = record<TvStatusMpeg>();
+    mp3pro->mpeg = 4;
+    mp3pro->layer = 3;
+    mp3pro->mp3pro = 1;
+    auto* heAac = record<TvStatusAac>();
+    heAac->objectType = 5;
+    heAac->sbr = 1;
+    heAac->ps = 1;
+    auto* trueHd = record<TvStatusMlp>();
+    trueHd->majorSync = 1;
+    const Case cases[] = {
+        {"MPEG-1 layer III", mpeg1, &IID_ITavioMpegStreamInfo, 130, "** MPEG: 1 layer 3\r\n"},
+        {"mp3PRO", mp3pro, &IID_ITavioMpegStreamInfo, 431, "** MPEG: 4 layer 3 MP3Pro\r\n"},
+        {"HE-AAC v2", heAac, &IID_ITavioAACStreamInfo, 511,
+         "** AAC details: \r\nMP4 object type:5\r\nSBR: 1\r\nParametric stereo: 1\r\n"},
+        {"TrueHD", trueHd, &IID_ITavioMLPStreamInfo, 1, ""},
+        {"DTS", record<TvStatusDts>(), nullptr, 0, "Streamtype: DTS\r\n"},
+        {"Vorbis", record<TvStatusVorbis>(), nullptr, 0, "Vorbis stream\r\n"},
+        {"AMR", record<TvStatusAmr>(), nullptr, 0, ""},
+    };
+    const GUID* formatInterfaces[] = {&IID_ITavioMpegStreamInfo, &IID_ITavioAc3StreamInfo,
+                                      &IID_ITavioAACStreamInfo, &IID_ITavioMLPStreamInfo};
     for (const Case& c : cases) {
-        auto* status = new TvStatusMpeg;
-        status->freq = 44100;
-        status->chan = 2;
-        status->stype = ST16Bit;
-        status->samples = 1152;
-        status->iFrameSize = 418;
-        status->bitRate = 128000;
-        status->mpeg = c.mpeg;
-        status->layer = c.layer;
-        status->mp3pro = c.mp3pro;
-        ITavioStreamInfo* info = new TavioStreamInfo(status);
-        ITavioMpegStreamInfo* details = nullptr;
-        ASSERT_EQ(info->QueryInterface(IID_ITavioMpegStreamInfo, reinterpret_cast<void**>(&details)), S_OK);
-        DWORD mpeg = 0, layer = 0, mp3pro = 0;
-        EXPECT_EQ(details->GetMpeg(&mpeg), S_OK);
-        EXPECT_EQ(details->GetLayer(&layer), S_OK);
-        EXPECT_EQ(details->GetMp3Pro(&mp3pro), S_OK);
-        EXPECT_EQ(details->GetMpeg(nullptr), E_POINTER);
-        EXPECT_EQ(int32_t(mpeg), c.mpeg);
-        EXPECT_EQ(int32_t(layer), c.layer);
-        EXPECT_EQ(mp3pro, c.mp3pro);
-        details->Release();
-        ITavioAc3StreamInfo* ac3 = nullptr;
-        EXPECT_EQ(info->QueryInterface(IID_ITavioAc3StreamInfo, reinterpret_cast<void**>(&ac3)), E_NOINTERFACE);
+        SCOPED_TRACE(c.name);
+        ITavioStreamInfo* info = new TavioStreamInfo(c.status);
+        for (const GUID* iid : formatInterfaces) {
+            IUnknown* details = nullptr;
+            HRESULT hr = info->QueryInterface(*iid, reinterpret_cast<void**>(&details));
+            if (c.details && IsEqualGUID(*iid, *c.details)) {
+                ASSERT_EQ(hr, S_OK);
+                EXPECT_EQ(detail(details, *iid), c.value);
+                details->Release();
+            } else {
+                EXPECT_EQ(hr, E_NOINTERFACE);
+                EXPECT_EQ(details, nullptr);
+            }
+        }
         EXPECT_EQ(streamText(info), std::string("bitrate: 128\r\nframesize: 418\r\nFrequency:44100\r\n"
                                                 "Bits: 16 mask: 0x3\r\nChannels: 2\r\n") +
-                                        c.line);
+                                        c.lines);
         EXPECT_EQ(info->Release(), 0u);
     }
 }
