@@ -1,5 +1,6 @@
 #include "filter/TvFilter.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <new>
@@ -13,7 +14,9 @@
 #include "filter/TvInputPin.h"
 #include "filter/filter_parameters.h"
 #include "filter/karaoke_mode.h"
+#include "filter/level_display.h"
 #include "platform/error_text.h"
+#include "platform/window.h"
 
 namespace {
 
@@ -307,7 +310,7 @@ bool TvFilter::process(IMediaSample* out)
     TvStatus* remixed = _remixer->process(out, _istatus);
     _ostatus = remixed ? remixed : _istatus;
     TvAssert(_ostatus->samples > 0);
-    // The level display needs a window, which only the property page attaches.
+    showLevels(out);
     _log << "delivering: " << out->GetActualDataLength();
     if (t == kNoTime) {
         _log << std::endl;
@@ -323,6 +326,22 @@ bool TvFilter::process(IMediaSample* out)
         _buffer.setNextTimeStamp(t2);
     _log << " t1=" << t1 << " t2=" << t2 << std::endl;
     return true;
+}
+
+// Only 16-bit PCM is measured; the display needs a window, which only an
+// open property page with its statistics box attaches.
+void TvFilter::showLevels(IMediaSample* out)
+{
+    HWND window = _levelWindow.load();
+    if (!window || _ostatus->stype != ST16Bit || _ostatus->spdif || _ostatus->chan <= 0)
+        return;
+    BYTE* pcm = nullptr;
+    if (FAILED(out->GetPointer(&pcm)) || !pcm)
+        return;
+    size_t held = size_t(std::max<LONG>(out->GetActualDataLength(), 0)) / (size_t(_ostatus->chan) * 2);
+    size_t samples = std::min(size_t(std::max(_ostatus->samples, 0)), held);
+    std::string text = levelText(pcm, samples, _ostatus->chan);
+    SendMessageA(window, WM_SETTEXT, 0, LPARAM(text.c_str()));
 }
 
 void TvFilter::flush()

@@ -2,6 +2,7 @@
 // and the two pins, and the receive-decode-deliver loop between them.
 #pragma once
 
+#include <atomic>
 #include <fstream>
 #include <memory>
 
@@ -66,6 +67,8 @@ public:
     bool process(IMediaSample* out);
     // Resets decoding: discontinuity, flush, failed delivery.
     void flush();
+    // Sends the delivered frame's channel peaks to the level window, if any.
+    void showLevels(IMediaSample* out);
 
     bool setSpdif(bool on);
     bool spdif() const { return _spdif; }
@@ -83,6 +86,11 @@ public:
     long instanceNumber() const { return _instance; }
     std::ostream& log() { return _log; }
     static LONG activeCount();
+
+    // Where the level display goes: the statistics box of an open property
+    // page, or null (the default) for none.
+    void setLevelWindow(HWND window) { _levelWindow.store(window); }
+    HWND levelWindow() const { return _levelWindow.load(); }
 
 private:
     long _instance;
@@ -102,4 +110,5 @@ private:
     bool _spdif = false;
     std::unique_ptr<ICodecApiImpl> _codecApi;
     std::string _moduleFolder;
+    std::atomic<HWND> _levelWindow{nullptr};
 };

@@ -3,6 +3,7 @@
 #include <new>
 
 #include "config/util.h"
+#include "filter/TvFilter.h"
 #include "filter/filter_parameters.h"
 #include "filter/stream_text.h"
 
@@ -14,12 +15,21 @@ CUnknown* TvProp::CreateInstance(IUnknown* outer, HRESULT* phr)
     return page;
 }
 
-TvProp::TvProp(IUnknown* outer) : CBasePropertyPage("TvProp", outer, 0, WIDE("Tavio2")) {}
+TvProp::TvProp(IUnknown* outer) : CBasePropertyPage("TvProp", outer, IDD_STREAM_PAGE, WIDE("Tavio2")) {}
 
 TvProp::~TvProp()
 {
+    attachLevelWindow(nullptr);
     if (_filter)
         _filter->Release();
+}
+
+void TvProp::attachLevelWindow(HWND window)
+{
+    // Only our own filter keeps a level window; another object answering
+    // the control interface gets none.
+    if (auto* filter = dynamic_cast<TvFilter*>(_filter))
+        filter->setLevelWindow(window);
 }
 
 HRESULT TvProp::OnConnect(IUnknown* object)
@@ -37,6 +47,7 @@ HRESULT TvProp::OnConnect(IUnknown* object)
 
 HRESULT TvProp::OnDisconnect()
 {
+    attachLevelWindow(nullptr);
     if (_filter)
         _filter->Release();
     _filter = nullptr;
@@ -80,8 +91,23 @@ HRESULT TvProp::OnActivate()
     // The page holds the snapshot's last reference.
     if (ps)
         TvAssert(!ps->Release());
-    // Where the statistics would go; the filter keeps no window of its own.
+    HWND win = GetDlgItem(m_hwnd, kStreamTextItem);
+    TvAssert(win);
+    if (win)
+        SendMessageA(win, WM_SETTEXT, 0, LPARAM(_text.c_str()));
+    // The statistics box shows the level display, when asked for.
     _statisticsShown = PshowStat();
+    HWND statistics = GetDlgItem(m_hwnd, kStatisticsItem);
+    if (statistics)
+        ShowWindow(statistics, _statisticsShown ? SW_SHOW : SW_HIDE);
+    attachLevelWindow(_statisticsShown ? statistics : nullptr);
+    return S_OK;
+}
+
+// The box goes with the dialog: the filter must not write to it afterwards.
+HRESULT TvProp::OnDeactivate()
+{
+    attachLevelWindow(nullptr);
     return S_OK;
 }
 
@@ -93,7 +119,14 @@ CUnknown* TvAbout::CreateInstance(IUnknown* outer, HRESULT* phr)
     return page;
 }
 
-TvAbout::TvAbout(IUnknown* outer) : CBasePropertyPage("TvAbout", outer, 0, WIDE("About")) {}
+TvAbout::TvAbout(IUnknown* outer) : CBasePropertyPage("TvAbout", outer, IDD_ABOUT_PAGE, WIDE("About")) {}
+
+HRESULT TvAbout::OnActivate()
+{
+    if (HWND item = GetDlgItem(m_hwnd, IDC_ABOUT_TEXT))
+        SendMessageA(item, WM_SETTEXT, 0, LPARAM(text()));
+    return S_OK;
+}
 
 const char* TvAbout::text()
 {

@@ -22,6 +22,7 @@
 #include <cstdio>
 #include <fstream>
 #include <iterator>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -36,6 +37,7 @@
 #include "host/ogg_packets.h"
 #include "host/program_stream.h"
 #include "host/push_source.h"
+#include "windows/page_window.h"
 #include "libs/TvAmrDec/amr_storage_frame.h"
 
 namespace {
@@ -146,21 +148,49 @@ IPin* pinOf(IBaseFilter* filter, PIN_DIRECTION direction)
     return found;
 }
 
-bool graphHoldsTavio(IGraphBuilder* graph)
+// The Tavio2 instance the graph manager inserted (a reference), or null.
+IBaseFilter* tavioIn(IGraphBuilder* graph)
 {
     IEnumFilters* filters = nullptr;
-    bool found = false;
+    IBaseFilter* found = nullptr;
     if (FAILED(graph->EnumFilters(&filters)))
-        return false;
+        return nullptr;
     IBaseFilter* filter = nullptr;
     while (filters->Next(1, &filter, nullptr) == S_OK) {
         CLSID clsid;
-        if (SUCCEEDED(filter->GetClassID(&clsid)) && clsid == CLSID_Tavio2)
-            found = true;
-        filter->Release();
+        if (!found && SUCCEEDED(filter->GetClassID(&clsid)) && clsid == CLSID_Tavio2)
+            found = filter;
+        else
+            filter->Release();
     }
     filters->Release();
     return found;
+}
+
+// What the page test wants: the stream text the Linux host shows for the
+// same input, and where the screenshot goes. Empty: no page test.
+struct PageCheck {
+    std::string expectedText;
+    std::string screenshot;
+};
+
+// The text item the page fills and the statistics box (shown: the
+// parameter file of the page test sets showStat).
+constexpr int kStreamTextItem = 1004;
+constexpr int kStatisticsItem = 1005;
+
+// Levels as the statistics box shows them: one two-wide exponent and a blank
+// per channel.
+bool looksLikeLevels(const std::string& text, int channels)
+{
+    if (text.size() != size_t(channels) * 3)
+        return false;
+    for (size_t at = 0; at < text.size(); at += 3) {
+        int exponent = std::atoi(text.substr(at, 2).c_str());
+        if (text[at + 2] != ' ' || exponent < 0 || exponent > 16)
+            return false;
+    }
+    return true;
 }
 
 std::vector<uint8_t> readFile(const char* path)
@@ -387,7 +417,7 @@ Input readAmr(const char* path)
 
 // Streams the input's audio through the graph; returns what the grabber
 // collected.
-std::vector<uint8_t> runGraph(const Input& input)
+std::vector<uint8_t> runGraph(const Input& input, const PageCheck& pageCheck)
 {
     if (!input.type)
         return {};
@@ -426,8 +456,18 @@ std::vector<uint8_t> runGraph(const Input& input)
         IPin* rendererIn = pinOf(renderer, PINDIR_INPUT);
         HRESULT hr = graph->Connect(source->OutputPin(), grabberIn);
         check(SUCCEEDED(hr), "intelligent connect from the source to the grabber");
-        check(graphHoldsTavio(graph), "the graph manager inserted Tavio2");
+        IBaseFilter* tavio = tavioIn(graph);
+        check(tavio != nullptr, "the graph manager inserted Tavio2");
         check(SUCCEEDED(graph->Connect(grabberOut, rendererIn)), "grabber connected to the null renderer");
+        // The page is open while the stream plays, as a user would have it.
+        std::unique_ptr<PageWindow> page;
+        if (tavio && !pageCheck.expectedText.empty()) {
+            page = std::make_unique<PageWindow>(tavio);
+            check(page->isOpen(), "the property page opened in a window" +
+                                      (page->isOpen() ? std::string() : " (" + page->failure() + ")"));
+            check(page->itemText(kStreamTextItem) == "no info available", "before any data the page has no info");
+            check(page->itemVisible(kStatisticsItem), "with showStat the statistics box is shown");
+        }
 
         IMediaFilter* clock = nullptr;
         IMediaControl* control = nullptr;
@@ -438,15 +478,32 @@ std::vector<uint8_t> runGraph(const Input& input)
         clock->SetSyncSource(nullptr);  // as fast as it goes
         check(SUCCEEDED(control->Run()), "graph running");
         for (const Payload& p : input.payloads) {
+            // Opened again before the last sample, the page shows the stream
+            // so far and its new statistics box that sample's levels.
+            if (page && &p == &input.payloads.back())
+                page->reactivate();
             PushSource::Packet packet;
             packet.data = p.data.data();
             packet.size = p.data.size();
             packet.start = p.hasTime ? &p.start : nullptr;
             source->Deliver(packet);
         }
+        // Read before the end of the stream, whose flush starts decoding afresh.
+        if (page) {
+            std::string levels = page->itemText(kStatisticsItem);
+            check(looksLikeLevels(levels, 2), "the statistics box shows the last frame's levels: \"" + levels + "\"");
+            check(page->saveScreenshot(pageCheck.screenshot), "screenshot saved: " + pageCheck.screenshot);
+            page->reactivate();
+            std::string text = page->itemText(kStreamTextItem);
+            check(text == pageCheck.expectedText,
+                  "the page shows what the Linux host shows:\n" + text + "\nexpected:\n" + pageCheck.expectedText);
+            page.reset();
+        }
         source->DeliverEndOfStream();
         long code = 0;
         check(events->WaitForCompletion(20000, &code) == S_OK && code == EC_COMPLETE, "the stream completed");
+        if (tavio)
+            tavio->Release();
         control->Stop();
         events->Release();
         control->Release();
@@ -470,8 +527,18 @@ std::vector<uint8_t> runGraph(const Input& input)
 
 int main(int argc, char** argv)
 {
+    PageCheck pageCheck;
+    if (argc == 7 && std::string(argv[4]) == "--page") {
+        // The Linux host's lines; the page ends each with CR LF.
+        std::ifstream in(argv[5]);
+        for (std::string line; std::getline(in, line);)
+            pageCheck.expectedText += line + "\r\n";
+        pageCheck.screenshot = argv[6];
+        argc = 4;
+    }
     if (argc != 4 && argc != 5) {
-        std::fprintf(stderr, "usage: graph_test MODULE INPUT.vob|INPUT.ogg|INPUT.aac|INPUT.amr|INPUT.awb EXPECTED.pcm [GRABBED.pcm]\n");
+        std::fprintf(stderr, "usage: graph_test MODULE INPUT.vob|INPUT.ogg|INPUT.aac|INPUT.amr|INPUT.awb EXPECTED.pcm "
+                             "[GRABBED.pcm | --page EXPECTED_PAGE.txt SCREENSHOT.bmp]\n");
         return 2;
     }
     CoInitializeEx(nullptr, COINIT_MULTITHREADED);
@@ -487,7 +554,8 @@ int main(int argc, char** argv)
     std::vector<uint8_t> grabbed = runGraph(ogg    ? readOgg(argv[2])
                                             : adts ? readAdts(argv[2])
                                             : amr  ? readAmr(argv[2])
-                                                   : readVob(argv[2]));
+                                                   : readVob(argv[2]),
+                                            pageCheck);
     std::vector<uint8_t> expected = readFile(argv[3]);
     if (argc == 5)
         std::ofstream(argv[4], std::ios::binary).write(reinterpret_cast<const char*>(grabbed.data()),

@@ -2,6 +2,33 @@
 
 #include <cstring>
 
+#include "platform/kernel.h"
+
+#ifdef _WIN32
+namespace {
+
+INT_PTR CALLBACK pageDialogProc(HWND, UINT message, WPARAM, LPARAM)
+{
+    return message == WM_INITDIALOG ? TRUE : FALSE;
+}
+
+}  // namespace
+#endif
+
+HWND CBasePropertyPage::createDialog(HWND parent)
+{
+    if (m_DialogId == 0)
+        return nullptr;
+#ifdef _WIN32
+    HMODULE module = platform::moduleContaining(reinterpret_cast<const void*>(&pageDialogProc));
+    return CreateDialogParamW(module, MAKEINTRESOURCEW(m_DialogId), parent, pageDialogProc, 0);
+#else
+    (void)parent;
+    std::vector<int> items = headlessItems();
+    return platform::createHeadlessDialog(items.data(), int(items.size()));
+#endif
+}
+
 CBasePropertyPage::CBasePropertyPage(const char* name, IUnknown* outer, int dialogId,
                                      const WCHAR* title)
     : CUnknown(name, outer),
@@ -12,6 +39,7 @@ CBasePropertyPage::CBasePropertyPage(const char* name, IUnknown* outer, int dial
 
 CBasePropertyPage::~CBasePropertyPage()
 {
+    destroyDialog();
     if (m_pPageSite)
         m_pPageSite->Release();
 }
@@ -39,20 +67,31 @@ STDMETHODIMP CBasePropertyPage::SetPageSite(IPropertyPageSite* site)
     return S_OK;
 }
 
-STDMETHODIMP CBasePropertyPage::Activate(HWND, LPCRECT rect, WINBOOL)
+STDMETHODIMP CBasePropertyPage::Activate(HWND parent, LPCRECT rect, WINBOOL)
 {
     if (!rect)
         return E_POINTER;
     if (m_bActive)
         return E_UNEXPECTED;
+    m_hwnd = createDialog(parent);
+    if (m_DialogId != 0 && !m_hwnd)
+        return E_OUTOFMEMORY;
     m_bActive = true;
     HRESULT hr = OnActivate();
     if (FAILED(hr)) {
         m_bActive = false;
+        destroyDialog();
         return hr;
     }
     Move(rect);
     return Show(SW_SHOWNORMAL);
+}
+
+void CBasePropertyPage::destroyDialog()
+{
+    if (m_hwnd)
+        DestroyWindow(m_hwnd);
+    m_hwnd = nullptr;
 }
 
 STDMETHODIMP CBasePropertyPage::Deactivate()
@@ -61,6 +100,7 @@ STDMETHODIMP CBasePropertyPage::Deactivate()
         return E_UNEXPECTED;
     HRESULT hr = OnDeactivate();
     m_bActive = false;
+    destroyDialog();
     return hr;
 }
 
@@ -73,6 +113,15 @@ STDMETHODIMP CBasePropertyPage::GetPageInfo(PROPPAGEINFO* info)
     if (!title)
         return E_OUTOFMEMORY;
     std::memcpy(title, m_title.c_str(), bytes);
+#ifdef _WIN32
+    // The size the dialog resource gives, measured on a hidden instance.
+    if (HWND measured = createDialog(GetDesktopWindow())) {
+        RECT r{};
+        GetWindowRect(measured, &r);
+        m_size = SIZE{r.right - r.left, r.bottom - r.top};
+        DestroyWindow(measured);
+    }
+#endif
     info->cb = sizeof(PROPPAGEINFO);
     info->pszTitle = title;
     info->size = m_size;
@@ -103,6 +152,8 @@ STDMETHODIMP CBasePropertyPage::Show(UINT cmdShow)
         return E_UNEXPECTED;
     if (cmdShow != SW_SHOW && cmdShow != SW_SHOWNORMAL && cmdShow != SW_HIDE)
         return E_INVALIDARG;
+    if (m_hwnd)
+        ShowWindow(m_hwnd, int(cmdShow));
     return S_OK;
 }
 
@@ -112,6 +163,10 @@ STDMETHODIMP CBasePropertyPage::Move(LPCRECT rect)
         return E_POINTER;
     if (!m_bActive)
         return E_UNEXPECTED;
+#ifdef _WIN32
+    if (m_hwnd)
+        MoveWindow(m_hwnd, rect->left, rect->top, rect->right - rect->left, rect->bottom - rect->top, TRUE);
+#endif
     return S_OK;
 }
 

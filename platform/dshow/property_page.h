@@ -1,18 +1,16 @@
 // The property page base: page site, the object the page edits, the dirty
-// flag and Apply. The window itself belongs to the platform; without one
-// (POSIX) the page logic still runs and is testable.
+// flag and Apply, and the page's dialog. On Windows the dialog is made from
+// the module's dialog resource; on POSIX it is a headless dialog with the
+// items the page names, so the page logic runs and is testable there too.
 #pragma once
 
 #include <string>
 
+#include <vector>
+
 #include "platform/dshow/unknown.h"
 #include "platform/strings.h"
-
-#ifndef SW_HIDE
-#define SW_HIDE 0
-#define SW_SHOWNORMAL 1
-#define SW_SHOW 5
-#endif
+#include "platform/window.h"
 
 class CBasePropertyPage : public CUnknown, public IPropertyPage {
 public:
@@ -42,8 +40,16 @@ public:
     virtual HRESULT OnApplyChanges();
 
     bool IsActive() const { return m_bActive; }
+    // The page's dialog while it is active (null otherwise).
+    HWND dialog() const { return m_hwnd; }
 
 protected:
+    // The items of the page's headless dialog (POSIX); the resource says it
+    // on Windows.
+    virtual std::vector<int> headlessItems() const { return {}; }
+    // The page's dialog for `parent` (null for a page without a dialog).
+    HWND createDialog(HWND parent);
+    void destroyDialog();
     // A control changed: the page is dirty and the site is told so.
     void SetDirty();
 
@@ -52,6 +58,7 @@ protected:
     bool m_bDirty = false;
     bool m_bActive = false;
     int m_DialogId;
+    HWND m_hwnd = nullptr;
     platform::WideString m_title;
     SIZE m_size{};
 };

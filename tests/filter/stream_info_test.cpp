@@ -2,9 +2,12 @@
 // the filter's control interface, the page text, the about page.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <memory>
 
 #include "filter/TvPropPage.h"
+#include "filter/filter_parameters.h"
+#include "filter/level_display.h"
 #include "filter/stream_text.h"
 #include "host/program_stream.h"
 #include "support/ac3_tools.h"
@@ -228,7 +231,11 @@ TEST_F(StreamInfoFilterTest, SnapshotsDescribeTheDecodedStreamAndStayFixed)
     ASSERT_EQ(prop->SetObjects(1, &object), S_OK);
     ASSERT_EQ(prop->Activate(nullptr, &kPageRect, FALSE), S_OK);
     EXPECT_EQ(prop->text(), before);
+    EXPECT_EQ(platform::windowText(GetDlgItem(prop->dialog(), kStreamTextItem)), before);
     EXPECT_FALSE(prop->statisticsShown());
+    EXPECT_FALSE(IsWindowVisible(GetDlgItem(prop->dialog(), kStatisticsItem)));
+    EXPECT_EQ(filter->levelWindow(), nullptr);
+    EXPECT_EQ(prop->Deactivate(), S_OK);
     prop->SetObjects(0, nullptr);
     prop->NonDelegatingRelease();
     input->Release();
@@ -240,6 +247,62 @@ TEST_F(StreamInfoFilterTest, SnapshotsDescribeTheDecodedStreamAndStayFixed)
     EXPECT_EQ(control->SetSpdif(TRUE), S_OK);  // LPCM has no pass-through; the choice is kept
     EXPECT_EQ(control->GetSpdif(&on), S_OK);
     EXPECT_EQ(on, TRUE);
+}
+
+// With showStat the page shows its statistics box and the filter writes each
+// delivered frame's channel peaks there, until the page closes.
+TEST_F(StreamInfoFilterTest, StatisticsBoxShowsTheLevelsWhileThePageIsOpen)
+{
+    PshowStat.value = true;
+    CUnknown* page = TvProp::CreateInstance(nullptr, nullptr);
+    auto* prop = static_cast<TvProp*>(page);
+    prop->NonDelegatingAddRef();
+    IUnknown* object = static_cast<IBaseFilter*>(filter);
+    ASSERT_EQ(prop->SetObjects(1, &object), S_OK);
+    ASSERT_EQ(prop->Activate(nullptr, &kPageRect, FALSE), S_OK);
+    HWND statistics = GetDlgItem(prop->dialog(), kStatisticsItem);
+    EXPECT_TRUE(IsWindowVisible(statistics));
+    EXPECT_EQ(filter->levelWindow(), statistics);
+
+    pushSome(3);
+    const std::vector<uint8_t>& last = sink->Samples().back().data;
+    std::string expected;
+    for (size_t channel = 0; channel < 2; ++channel) {
+        int peak = 0;
+        for (size_t at = channel * 2; at + 1 < last.size(); at += 4)
+            peak = std::max(peak, std::abs(int(int16_t(last[at] | last[at + 1] << 8))));
+        int exponent = peak == 0 ? 0 : std::ilogb(peak) + 1;
+        expected += (exponent < 10 ? " " : "") + std::to_string(exponent) + " ";
+    }
+    EXPECT_EQ(platform::windowText(statistics), expected);
+
+    EXPECT_EQ(prop->Deactivate(), S_OK);
+    EXPECT_EQ(filter->levelWindow(), nullptr);
+    pushSome(3);  // no window to write to any more
+    prop->SetObjects(0, nullptr);
+    prop->NonDelegatingRelease();
+}
+
+TEST(LevelDisplay, PeakExponentsPerChannel)
+{
+    struct Case {
+        std::vector<int16_t> samples;
+        int chan;
+        const char* text;
+    } cases[] = {
+        {{0, 0, 0, 0}, 2, " 0  0 "},
+        {{1, -1, 2, 0}, 2, " 2  1 "},
+        {{16383, 16384, -32768}, 3, "14 15 16 "},
+        {{32767, 100, -200, 0, 0, 9}, 3, "15  7  8 "},
+    };
+    for (const Case& c : cases) {
+        std::vector<uint8_t> pcm;
+        for (int16_t v : c.samples) {
+            pcm.push_back(uint8_t(v));
+            pcm.push_back(uint8_t(uint16_t(v) >> 8));
+        }
+        EXPECT_EQ(levelText(pcm.data(), c.samples.size() / size_t(c.chan), c.chan), c.text);
+    }
 }
 
 // A 5.1 AC-3 stream the decoder folds to stereo: the input snapshot tells the
