@@ -120,6 +120,8 @@ TEST_P(BoundedMemory, InputBufferMemoryAndCallTimeStayBounded)
     createFilter();
     if (row.dolbyLibrary)
         filter->addDecoderFirst(std::make_unique<AdecDolby>(filter->log(), TAVIO_MODULE_DIR "/"));
+    if (row.spdif)
+        filter->setSpdif(true);
     build(seed.type);
     // Millions of log lines would only measure the logs.
     quietLogs();

@@ -124,6 +124,8 @@ struct DecoderRow {
     size_t syncLength;
     // The AC-3 decoder on its own library rather than the DD+ decoder.
     bool dolbyLibrary = false;
+    // S/PDIF output: E-AC-3 plays only as AC-3 converted for pass-through.
+    bool spdif = false;
 };
 
 // Every decoder of the factory, the AC-3 one twice (the DD+ decoder takes
@@ -140,7 +142,7 @@ inline const DecoderRow kDecoderRows[] = {
      true},
     {"Eac3",
      [](DecoderSeed& s, std::string& why) { return seedFromEncoder("-c:a eac3 -f eac3", "s.eac3", s, why); }, 4096,
-     2},
+     2, false, true},
     {"Dts",
      [](DecoderSeed& s, std::string& why) {
          return seedFromEncoder("-c:a dca -strict -2 -f dts", "s.dts", s, why);
