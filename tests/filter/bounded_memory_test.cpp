@@ -32,10 +32,15 @@ namespace {
 
 // Bytes of hostile input per decoder, shared equally by the three kinds; the
 // sanitizer build is some ten times slower and checks memory itself.
+// Under AddressSanitizer freed blocks wait in its quarantine (up to 256 MB)
+// before reuse, so resident memory counts what was freed long ago; there
+// the sanitizer itself watches the heap and the growth is only printed.
 #ifdef TAVIO_TEST_UNDER_ASAN
 constexpr size_t kVolumePerDecoder = size_t(4) << 20;
+constexpr bool kResidentGrowthMeaningful = false;
 #else
 constexpr size_t kVolumePerDecoder = size_t(64) << 20;
+constexpr bool kResidentGrowthMeaningful = true;
 #endif
 constexpr size_t kVolume = kVolumePerDecoder / 3;
 // The largest input buffer allowed: a few samples plus the largest frame any
@@ -170,7 +175,9 @@ TEST_P(BoundedMemory, InputBufferMemoryAndCallTimeStayBounded)
                 row.name, nameOf(kind), double(pushed) / (1024.0 * 1024.0), samples, largestBuffer, capacity,
                 peak - baseline, slowestMs, outputSamples);
     EXPECT_LE(capacity, kInputBufferBound);
-    EXPECT_LT(peak - baseline, kResidentGrowthBoundMb);
+    if (kResidentGrowthMeaningful) {
+        EXPECT_LT(peak - baseline, kResidentGrowthBoundMb);
+    }
     EXPECT_LT(slowestMs, kSlowestCallBoundMs);
 }
 

@@ -33,10 +33,15 @@ namespace {
 #endif
 #endif
 
+// Under AddressSanitizer LeakSanitizer checks at exit, and resident memory
+// counts the freed blocks held in the sanitizer's quarantine: fewer rounds,
+// growth only printed.
 #ifdef TAVIO_TEST_UNDER_ASAN
 constexpr int kRounds = 10;
+constexpr bool kResidentGrowthMeaningful = false;
 #else
 constexpr int kRounds = 50;
+constexpr bool kResidentGrowthMeaningful = true;
 #endif
 // Growth allowed from the end of the first round to the end of the last:
 // allocator slack, not a leak of a filter's worth per round.
@@ -151,7 +156,9 @@ TEST_P(LibraryLoop, FiltersComeAndGoWithoutGrowth)
                 "after the last (growth %.2f MB)\n",
                 row.decoder.name, row.upmix ? " upmixed" : "", kRounds, first.samplesOut, afterFirst, afterLast,
                 afterLast - afterFirst);
-    EXPECT_LT(afterLast - afterFirst, kResidentGrowthBoundMb);
+    if (kResidentGrowthMeaningful) {
+        EXPECT_LT(afterLast - afterFirst, kResidentGrowthBoundMb);
+    }
     EXPECT_EQ(CBaseObject::ObjectsActive(), 0);
     EXPECT_EQ(TvFilter::activeCount(), 0);
 }
