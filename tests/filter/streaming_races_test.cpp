@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstdio>
 #include <thread>
 
 #include "platform/codecapi.h"
@@ -45,6 +46,9 @@ struct RaceCase {
     const char* name;
     std::vector<Action> actions;  // taken in turn, one per round
     bool inBandTypeChanges;
+    // The filter's log and the process log written to files, as a user who
+    // turned logging on has them, by both threads.
+    bool logFiles = false;
 };
 
 class StreamingRaces : public FilterHarness, public ::testing::WithParamInterface<RaceCase> {
@@ -143,10 +147,25 @@ TEST_P(StreamingRaces, ApplicationCallsMeetTheStreamingThread)
 
     build(types[0], 8192);
     quietLogs();
+    if (race.logFiles) {
+        logStream.clear();
+        logStream.open(root.file("process.log"));
+        auto& filterLog = dynamic_cast<LogFile&>(filter->log());
+        filterLog.clear();
+        filterLog.open(root.file("filter.log"));
+        ASSERT_TRUE(logStream.good() && filterLog.good());
+    }
     ASSERT_EQ(filter->QueryInterface(IID_ITavioControl, reinterpret_cast<void**>(&control)), S_OK);
     ASSERT_EQ(filter->QueryInterface(IID_ICodecAPI, reinterpret_cast<void**>(&codecApi)), S_OK);
     std::atomic<size_t> delivered{0};
-    sink->SetSampleHandler([&](const ReceivedSample&) { ++delivered; });
+    std::atomic<size_t> bursts{0};
+    sink->SetSampleHandler([&](const ReceivedSample& s) {
+        ++delivered;
+        // An AC-3 S/PDIF burst starts with its two sync words.
+        if (s.data.size() >= 4 && s.data[0] == 0x72 && s.data[1] == 0xF8 && s.data[2] == 0x1F && s.data[3] == 0x4E)
+            ++bursts;
+    });
+    std::atomic<size_t> accepted{0};
 
     std::atomic<bool> done{false};
     std::thread streaming([&] {
@@ -159,7 +178,8 @@ TEST_P(StreamingRaces, ApplicationCallsMeetTheStreamingThread)
             packet.data = stream.data() + offset;
             packet.size = std::min(kPiece, stream.size() - offset);
             packet.newType = race.inBandTypeChanges && i % 8 == 7 ? &types[i / 8 % 2] : nullptr;
-            source->Deliver(packet);
+            if (source->Deliver(packet) == S_OK)
+                ++accepted;
         }
     });
     for (int round = 0; round < kRounds; ++round) {
@@ -170,6 +190,8 @@ TEST_P(StreamingRaces, ApplicationCallsMeetTheStreamingThread)
     }
     done = true;
     streaming.join();
+    std::printf("[races] %s: %zu input samples taken, %zu output samples (%zu S/PDIF bursts) during %d rounds\n",
+                race.name, accepted.load(), delivered.load(), bursts.load(), kRounds);
     EXPECT_GT(delivered.load(), 0u);
 }
 
@@ -185,6 +207,10 @@ const RaceCase kRaces[] = {
      {&StreamingRaces::flush, &StreamingRaces::spdifThroughControl, &StreamingRaces::readStreamInformation,
       &StreamingRaces::stopPauseRun, &StreamingRaces::spdifThroughCodecApi, &StreamingRaces::readCodecApi},
      true},
+    {"EverythingWithLogFiles",
+     {&StreamingRaces::flush, &StreamingRaces::spdifThroughControl, &StreamingRaces::readStreamInformation,
+      &StreamingRaces::stopPauseRun, &StreamingRaces::spdifThroughCodecApi, &StreamingRaces::readCodecApi},
+     true, true},
 };
 
 INSTANTIATE_TEST_SUITE_P(Races, StreamingRaces, ::testing::ValuesIn(kRaces),
