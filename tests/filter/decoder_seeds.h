@@ -10,6 +10,7 @@
 #include "host/host_media_types.h"
 #include "host/input_source.h"
 #include "support/amr_tools.h"
+#include "support/av_packets.h"
 #include "support/reference_tools.h"
 
 struct DecoderSeed {
@@ -17,23 +18,30 @@ struct DecoderSeed {
     std::vector<std::vector<uint8_t>> packets;  // at least one
 };
 
-// A stream made by ffmpeg from a two-tone signal and opened by the host's
-// input layer, which gives the media type the filter is offered; the first
-// eight payloads.
-inline bool seedFromEncoder(const std::string& encoderArgs, const std::string& fileName, DecoderSeed& seed,
-                            std::string& why)
+// A file of a two-tone signal encoded by ffmpeg.
+inline bool encodeTones(const std::string& encoderArgs, const std::string& path, std::string& why)
 {
     if (!haveFfmpeg()) {
         why = "ffmpeg not installed";
         return false;
     }
-    TempFolder folder;
-    std::string path = folder.file(fileName);
     std::string make = "ffmpeg -v error " + sineSource(2, 48000, 0.3) + " " + encoderArgs + " -y " + path;
     if (std::system(make.c_str()) != 0) {
         why = "failed: " + make;
         return false;
     }
+    return true;
+}
+
+// A stream made by ffmpeg and opened by the host's input layer, which gives
+// the media type the filter is offered; the first eight payloads.
+inline bool seedFromEncoder(const std::string& encoderArgs, const std::string& fileName, DecoderSeed& seed,
+                            std::string& why)
+{
+    TempFolder folder;
+    std::string path = folder.file(fileName);
+    if (!encodeTones(encoderArgs, path, why))
+        return false;
     auto input = openInputSource(path, why);
     if (!input || input->streams().empty() || !input->streams()[0].mediaType || !input->select(0)) {
         why += " no usable stream in " + fileName;
@@ -92,6 +100,30 @@ inline bool blurayLpcmSeed(DecoderSeed& seed, std::string&)
     // Payload size 1920, then 48 kHz stereo at 16 bits.
     seed = lpcmSeed(pesLpcmType(MEDIASUBTYPE_BDMV_LPCM_AUDIO, 2, 16), {0x07, 0x80, 0x31, 0x40});
     return true;
+}
+
+// DVD-Audio MLP as a program-stream splitter hands it over: each access unit
+// behind a private header (substream 0xA1, two bytes, the length of the rest
+// of the header, here four bytes of padding).
+inline bool dvdAudioMlpSeed(DecoderSeed& seed, std::string& why)
+{
+    TempFolder folder;
+    std::string path = folder.file("s.mlp");
+    if (!encodeTones("-c:a mlp -strict -2 -f mlp", path, why))
+        return false;
+    std::vector<DemuxedPacket> packets;
+    if (!readAudioPackets(path, packets, why))
+        return false;
+    seed.type = waveMediaType(MEDIATYPE_MPEG2_PES, MEDIASUBTYPE_DVDA_AUDIO_MLP, 0, 48000, 2, 24);
+    seed.packets.clear();
+    for (size_t i = 0; i < 8 && i < packets.size(); ++i) {
+        std::vector<uint8_t> packet = {0xA1, 0, 0, 4, 0, 0, 0, 0};
+        packet.insert(packet.end(), packets[i].data.begin(), packets[i].data.end());
+        seed.packets.push_back(packet);
+    }
+    if (seed.packets.empty())
+        why = "no MLP packets";
+    return !seed.packets.empty();
 }
 
 // Ten AMR frames of a vowel-like signal in one sample, as the host delivers
@@ -174,6 +206,7 @@ inline const DecoderRow kDecoderRows[] = {
          return seedFromEncoder("-c:a truehd -strict -2 -f truehd", "s.thd", s, why);
      },
      4096, 8},
+    {"DvdAudioMlp", dvdAudioMlpSeed, 4096, 16},
     {"AmrNarrowband", [](DecoderSeed& s, std::string& why) { return amrSeed(false, s, why); }, 320, 1},
     {"AmrWideband", [](DecoderSeed& s, std::string& why) { return amrSeed(true, s, why); }, 610, 1},
 };
