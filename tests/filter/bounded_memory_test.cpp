@@ -65,9 +65,12 @@ enum class Hostility { RandomBytes, ValidPacketThenGarbage, AlmostSyncs };
 const char* nameOf(Hostility kind)
 {
     switch (kind) {
-    case Hostility::RandomBytes: return "RandomBytes";
-    case Hostility::ValidPacketThenGarbage: return "ValidPacketThenGarbage";
-    case Hostility::AlmostSyncs: return "AlmostSyncs";
+        case Hostility::RandomBytes:
+            return "RandomBytes";
+        case Hostility::ValidPacketThenGarbage:
+            return "ValidPacketThenGarbage";
+        case Hostility::AlmostSyncs:
+            return "AlmostSyncs";
     }
     return "";
 }
@@ -97,7 +100,10 @@ void fillRandom(Random& rng, std::vector<uint8_t>& bytes)
 
 // One hostile sample of `size` bytes. Almost-syncs start every 16 to 527
 // bytes, so that most declared frames overlap the next sync.
-void makeHostileSample(Hostility kind, const DecoderSeed& seed, size_t syncLength, Random& rng,
+void makeHostileSample(Hostility kind,
+                       const DecoderSeed& seed,
+                       size_t syncLength,
+                       Random& rng,
                        std::vector<uint8_t>& sample)
 {
     fillRandom(rng, sample);
@@ -105,7 +111,8 @@ void makeHostileSample(Hostility kind, const DecoderSeed& seed, size_t syncLengt
         return;
     size_t prefix = std::min(syncLength, seed.packets[0].size());
     for (size_t at = 0; at < sample.size(); at += 16 + rng() % 512)
-        std::copy_n(seed.packets[0].begin(), std::min(prefix, sample.size() - at), sample.begin() + long(at));
+        std::copy_n(seed.packets[0].begin(), std::min(prefix, sample.size() - at),
+                    sample.begin() + long(at));
 }
 
 class BoundedMemory : public FilterHarness,
@@ -154,7 +161,9 @@ TEST_P(BoundedMemory, InputBufferMemoryAndCallTimeStayBounded)
         makeHostileSample(kind, seed, row.syncLength, rng, sample);
         auto start = std::chrono::steady_clock::now();
         HRESULT hr = push(sample);
-        double ms = std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+        double ms =
+            std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start)
+                .count();
         ASSERT_TRUE(SUCCEEDED(hr)) << "sample " << samples << ": " << std::hex << hr;
         slowestMs = std::max(slowestMs, ms);
         largestBuffer = std::max(largestBuffer, filter->inputBuffer().size());
@@ -170,10 +179,11 @@ TEST_P(BoundedMemory, InputBufferMemoryAndCallTimeStayBounded)
     // The storage grows to the largest need and never shrinks: its capacity
     // is the most the buffer ever held, inside Receive calls too.
     uint32_t capacity = filter->inputBuffer().capacity();
-    std::printf("[bounded] %-16s %-22s %6.1f MB in %7zu samples: input buffer held <= %6u bytes (storage %6u), "
-                "resident growth %5.2f MB, slowest Receive %6.2f ms, %zu samples out\n",
-                row.name, nameOf(kind), double(pushed) / (1024.0 * 1024.0), samples, largestBuffer, capacity,
-                peak - baseline, slowestMs, outputSamples);
+    std::printf(
+        "[bounded] %-16s %-22s %6.1f MB in %7zu samples: input buffer held <= %6u bytes "
+        "(storage %6u), resident growth %5.2f MB, slowest Receive %6.2f ms, %zu samples out\n",
+        row.name, nameOf(kind), double(pushed) / (1024.0 * 1024.0), samples, largestBuffer,
+        capacity, peak - baseline, slowestMs, outputSamples);
     EXPECT_LE(capacity, kInputBufferBound);
     if (kResidentGrowthMeaningful) {
         EXPECT_LT(peak - baseline, kResidentGrowthBoundMb);

@@ -25,7 +25,8 @@ inline bool encodeTones(const std::string& encoderArgs, const std::string& path,
         why = "ffmpeg not installed";
         return false;
     }
-    std::string make = "ffmpeg -v error " + sineSource(2, 48000, 0.3) + " " + encoderArgs + " -y " + path;
+    std::string make =
+        "ffmpeg -v error " + sineSource(2, 48000, 0.3) + " " + encoderArgs + " -y " + path;
     if (std::system(make.c_str()) != 0) {
         why = "failed: " + make;
         return false;
@@ -35,7 +36,9 @@ inline bool encodeTones(const std::string& encoderArgs, const std::string& path,
 
 // A stream made by ffmpeg and opened by the host's input layer, which gives
 // the media type the filter is offered; the first eight payloads.
-inline bool seedFromEncoder(const std::string& encoderArgs, const std::string& fileName, DecoderSeed& seed,
+inline bool seedFromEncoder(const std::string& encoderArgs,
+                            const std::string& fileName,
+                            DecoderSeed& seed,
                             std::string& why)
 {
     TempFolder folder;
@@ -75,7 +78,8 @@ inline DecoderSeed lpcmSeed(const CMediaType& type, const std::vector<uint8_t>& 
 inline bool dvdVideoLpcmSeed(DecoderSeed& seed, std::string&)
 {
     // Substream, frame count, pointer 4; 16 bits, 48 kHz, 2 channels.
-    seed = lpcmSeed(pesLpcmType(MEDIASUBTYPE_DVD_LPCM_AUDIO, 2, 16), {0xA0, 1, 0, 4, 0x00, 0x01, 0x80});
+    seed = lpcmSeed(pesLpcmType(MEDIASUBTYPE_DVD_LPCM_AUDIO, 2, 16),
+                    {0xA0, 1, 0, 4, 0x00, 0x01, 0x80});
     return true;
 }
 
@@ -83,7 +87,8 @@ inline bool hdDvdLpcmSeed(DecoderSeed& seed, std::string&)
 {
     // Substream, frame count, pointer 10; 16 bits, 48 kHz, 2 channels,
     // channel assignment 1 (stereo).
-    seed = lpcmSeed(pesLpcmType(MEDIASUBTYPE_HDDVD_LPCM, 2, 16), {0xA0, 1, 0, 10, 0x00, 0x01, 0x00, 0x00, 0x01});
+    seed = lpcmSeed(pesLpcmType(MEDIASUBTYPE_HDDVD_LPCM, 2, 16),
+                    {0xA0, 1, 0, 10, 0x00, 0x01, 0x00, 0x00, 0x01});
     return true;
 }
 
@@ -91,7 +96,8 @@ inline bool dvdAudioLpcmSeed(DecoderSeed& seed, std::string&)
 {
     // Header length 8, pointer 7, 16 bits and 48 kHz in both groups,
     // channel assignment 17.
-    seed = lpcmSeed(pesLpcmType(MEDIASUBTYPE_DVDA_AUDIO_LPCM, 6, 16), {0xA0, 0, 0, 8, 0, 7, 0x00, 0x00, 0x00, 0, 17, 0});
+    seed = lpcmSeed(pesLpcmType(MEDIASUBTYPE_DVDA_AUDIO_LPCM, 6, 16),
+                    {0xA0, 0, 0, 8, 0, 7, 0x00, 0x00, 0x00, 0, 17, 0});
     return true;
 }
 
@@ -168,29 +174,45 @@ inline const DecoderRow kDecoderRows[] = {
     {"DvdAudioLpcm", dvdAudioLpcmSeed, 2016, 2},
     {"BlurayLpcm", blurayLpcmSeed, 2016, 2},
     {"Ac3ThroughDdPlus",
-     [](DecoderSeed& s, std::string& why) { return seedFromEncoder("-c:a ac3 -f ac3", "s.ac3", s, why); }, 4096, 2},
+     [](DecoderSeed& s, std::string& why) {
+         return seedFromEncoder("-c:a ac3 -f ac3", "s.ac3", s, why);
+     },
+     4096, 2},
     {"Ac3ThroughDolby",
-     [](DecoderSeed& s, std::string& why) { return seedFromEncoder("-c:a ac3 -f ac3", "s.ac3", s, why); }, 4096, 2,
-     true},
+     [](DecoderSeed& s, std::string& why) {
+         return seedFromEncoder("-c:a ac3 -f ac3", "s.ac3", s, why);
+     },
+     4096, 2, true},
     {"Eac3",
-     [](DecoderSeed& s, std::string& why) { return seedFromEncoder("-c:a eac3 -f eac3", "s.eac3", s, why); }, 4096,
-     2, false, true},
+     [](DecoderSeed& s, std::string& why) {
+         return seedFromEncoder("-c:a eac3 -f eac3", "s.eac3", s, why);
+     },
+     4096, 2, false, true},
     {"Dts",
      [](DecoderSeed& s, std::string& why) {
          return seedFromEncoder("-c:a dca -strict -2 -f dts", "s.dts", s, why);
      },
      4096, 4},
     {"MpegLayer2",
-     [](DecoderSeed& s, std::string& why) { return seedFromEncoder("-c:a mp2 -f mp2", "s.mp2", s, why); }, 2048, 2},
+     [](DecoderSeed& s, std::string& why) {
+         return seedFromEncoder("-c:a mp2 -f mp2", "s.mp2", s, why);
+     },
+     2048, 2},
     {"MpegLayer3",
      [](DecoderSeed& s, std::string& why) {
          return seedFromEncoder("-c:a libmp3lame -f mp3", "s.mp3", s, why);
      },
      2048, 2},
     {"AacRaw",
-     [](DecoderSeed& s, std::string& why) { return seedFromEncoder("-c:a aac -f mp4", "s.m4a", s, why); }, 1024, 2},
+     [](DecoderSeed& s, std::string& why) {
+         return seedFromEncoder("-c:a aac -f mp4", "s.m4a", s, why);
+     },
+     1024, 2},
     {"AacFromAdts",
-     [](DecoderSeed& s, std::string& why) { return seedFromEncoder("-c:a aac -f adts", "s.aac", s, why); }, 1024, 2},
+     [](DecoderSeed& s, std::string& why) {
+         return seedFromEncoder("-c:a aac -f adts", "s.aac", s, why);
+     },
+     1024, 2},
     {"AacFromLatm",
      [](DecoderSeed& s, std::string& why) {
          return seedFromEncoder("-c:a aac -f mpegts -mpegts_flags latm", "s.ts", s, why);
@@ -207,6 +229,7 @@ inline const DecoderRow kDecoderRows[] = {
      },
      4096, 8},
     {"DvdAudioMlp", dvdAudioMlpSeed, 4096, 16},
-    {"AmrNarrowband", [](DecoderSeed& s, std::string& why) { return amrSeed(false, s, why); }, 320, 1},
+    {"AmrNarrowband", [](DecoderSeed& s, std::string& why) { return amrSeed(false, s, why); }, 320,
+     1},
     {"AmrWideband", [](DecoderSeed& s, std::string& why) { return amrSeed(true, s, why); }, 610, 1},
 };

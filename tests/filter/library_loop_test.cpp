@@ -16,9 +16,9 @@
 #include "config/config.h"
 #include "conversion/AudioConv.h"
 #include "decoders/AdecDolby.h"
-#include "filter/decoder_seeds.h"
 #include "filter/TvFilter.h"
 #include "filter/TvInputPin.h"
+#include "filter/decoder_seeds.h"
 #include "host/graph.h"
 #include "host/push_source.h"
 #include "host/sink_filter.h"
@@ -152,10 +152,11 @@ TEST_P(LibraryLoop, FiltersComeAndGoWithoutGrowth)
         ASSERT_EQ(again.bytesOut, first.bytesOut) << "round " << i;
     }
     double afterLast = residentMegabytes();
-    std::printf("[leaks] %-16s%s %d filters, %zu samples out each: resident %.2f MB after the first, %.2f MB "
-                "after the last (growth %.2f MB)\n",
-                row.decoder.name, row.upmix ? " upmixed" : "", kRounds, first.samplesOut, afterFirst, afterLast,
-                afterLast - afterFirst);
+    std::printf(
+        "[leaks] %-16s%s %d filters, %zu samples out each: resident %.2f MB after the first, "
+        "%.2f MB after the last (growth %.2f MB)\n",
+        row.decoder.name, row.upmix ? " upmixed" : "", kRounds, first.samplesOut, afterFirst,
+        afterLast, afterLast - afterFirst);
     if (kResidentGrowthMeaningful) {
         EXPECT_LT(afterLast - afterFirst, kResidentGrowthBoundMb);
     }
@@ -163,9 +164,12 @@ TEST_P(LibraryLoop, FiltersComeAndGoWithoutGrowth)
     EXPECT_EQ(TvFilter::activeCount(), 0);
 }
 
-INSTANTIATE_TEST_SUITE_P(EveryDecoder, LibraryLoop, ::testing::ValuesIn(loopRows()),
+INSTANTIATE_TEST_SUITE_P(EveryDecoder,
+                         LibraryLoop,
+                         ::testing::ValuesIn(loopRows()),
                          [](const ::testing::TestParamInfo<LoopRow>& info) {
-                             return std::string(info.param.decoder.name) + (info.param.upmix ? "Upmixed" : "");
+                             return std::string(info.param.decoder.name) +
+                                    (info.param.upmix ? "Upmixed" : "");
                          });
 
 }  // namespace

@@ -105,7 +105,8 @@ public:
             info->GetRemixMode(&d);
             info->GetChannels(&w);
             ITavioAc3StreamInfo* ac3 = nullptr;
-            if (info->QueryInterface(IID_ITavioAc3StreamInfo, reinterpret_cast<void**>(&ac3)) == S_OK) {
+            if (info->QueryInterface(IID_ITavioAc3StreamInfo, reinterpret_cast<void**>(&ac3)) ==
+                S_OK) {
                 ac3->GetKaraokeMode(&d);
                 ac3->GetAcmod(&d);
                 ac3->GetBsmod(&d);
@@ -143,7 +144,8 @@ TEST_P(StreamingRaces, ApplicationCallsMeetTheStreamingThread)
         GTEST_SKIP() << "ffmpeg not installed";
     ASSERT_TRUE(makeAc3Stream(path, encodableLayouts().back(), 48000, 384, 0.2));
     const std::vector<uint8_t> stream = readBytes(path);
-    const CMediaType types[2] = {ac3Type(MEDIASUBTYPE_DOLBY_AC3, 6), ac3Type(MEDIASUBTYPE_AC3_AVI, 2)};
+    const CMediaType types[2] = {ac3Type(MEDIASUBTYPE_DOLBY_AC3, 6),
+                                 ac3Type(MEDIASUBTYPE_AC3_AVI, 2)};
 
     build(types[0], 8192);
     quietLogs();
@@ -162,7 +164,8 @@ TEST_P(StreamingRaces, ApplicationCallsMeetTheStreamingThread)
     sink->SetSampleHandler([&](const ReceivedSample& s) {
         ++delivered;
         // An AC-3 S/PDIF burst starts with its two sync words.
-        if (s.data.size() >= 4 && s.data[0] == 0x72 && s.data[1] == 0xF8 && s.data[2] == 0x1F && s.data[3] == 0x4E)
+        if (s.data.size() >= 4 && s.data[0] == 0x72 && s.data[1] == 0xF8 && s.data[2] == 0x1F &&
+            s.data[3] == 0x4E)
             ++bursts;
     });
     std::atomic<size_t> accepted{0};
@@ -190,8 +193,10 @@ TEST_P(StreamingRaces, ApplicationCallsMeetTheStreamingThread)
     }
     done = true;
     streaming.join();
-    std::printf("[races] %s: %zu input samples taken, %zu output samples (%zu S/PDIF bursts) during %d rounds\n",
-                race.name, accepted.load(), delivered.load(), bursts.load(), kRounds);
+    std::printf(
+        "[races] %s: %zu input samples taken, %zu output samples (%zu S/PDIF bursts) "
+        "during %d rounds\n",
+        race.name, accepted.load(), delivered.load(), bursts.load(), kRounds);
     EXPECT_GT(delivered.load(), 0u);
 }
 
@@ -204,16 +209,23 @@ const RaceCase kRaces[] = {
     {"StreamInformation", {&StreamingRaces::readStreamInformation}, false},
     {"InBandTypeChangesWithStreamInformation", {&StreamingRaces::readStreamInformation}, true},
     {"EverythingWithInBandTypeChanges",
-     {&StreamingRaces::flush, &StreamingRaces::spdifThroughControl, &StreamingRaces::readStreamInformation,
-      &StreamingRaces::stopPauseRun, &StreamingRaces::spdifThroughCodecApi, &StreamingRaces::readCodecApi},
+     {&StreamingRaces::flush, &StreamingRaces::spdifThroughControl,
+      &StreamingRaces::readStreamInformation, &StreamingRaces::stopPauseRun,
+      &StreamingRaces::spdifThroughCodecApi, &StreamingRaces::readCodecApi},
      true},
     {"EverythingWithLogFiles",
-     {&StreamingRaces::flush, &StreamingRaces::spdifThroughControl, &StreamingRaces::readStreamInformation,
-      &StreamingRaces::stopPauseRun, &StreamingRaces::spdifThroughCodecApi, &StreamingRaces::readCodecApi},
-     true, true},
+     {&StreamingRaces::flush, &StreamingRaces::spdifThroughControl,
+      &StreamingRaces::readStreamInformation, &StreamingRaces::stopPauseRun,
+      &StreamingRaces::spdifThroughCodecApi, &StreamingRaces::readCodecApi},
+     true,
+     true},
 };
 
-INSTANTIATE_TEST_SUITE_P(Races, StreamingRaces, ::testing::ValuesIn(kRaces),
-                         [](const ::testing::TestParamInfo<RaceCase>& info) { return info.param.name; });
+INSTANTIATE_TEST_SUITE_P(Races,
+                         StreamingRaces,
+                         ::testing::ValuesIn(kRaces),
+                         [](const ::testing::TestParamInfo<RaceCase>& info) {
+                             return info.param.name;
+                         });
 
 }  // namespace
