@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdio>
 #include <thread>
 
@@ -131,7 +132,7 @@ protected:
     ICodecAPI* codecApi = nullptr;
 };
 
-// Rounds of application calls; each waits (briefly) for the streaming
+// Rounds of application calls; each waits (up to 20 ms) for the streaming
 // thread to get a sample through, so that the calls meet real decoding.
 constexpr int kRounds = 120;
 
@@ -188,7 +189,8 @@ TEST_P(StreamingRaces, ApplicationCallsMeetTheStreamingThread)
     for (int round = 0; round < kRounds; ++round) {
         (this->*race.actions[size_t(round) % race.actions.size()])(round);
         size_t before = delivered;
-        for (int wait = 0; wait < 1000 && delivered == before; ++wait)
+        auto giveUp = std::chrono::steady_clock::now() + std::chrono::milliseconds(20);
+        while (delivered == before && std::chrono::steady_clock::now() < giveUp)
             std::this_thread::yield();
     }
     done = true;
