@@ -80,6 +80,8 @@ public:
     TvStatus* inputStatus();
     TvStatus* outputStatus();
 
+    // Read-only, for tests that watch how much input is held.
+    const TvBuffer& inputBuffer() const { return _buffer; }
     TvOutputPin* outputPin() { return _outputPin.get(); }
     TvInputPin* inputPin() { return _inputPin.get(); }
     ITavioRemix* remixer() { return _remixer; }

@@ -1,0 +1,205 @@
+// Hostile input through the whole filter, for every decoder: megabytes of
+// random bytes, of garbage after one valid frame, and of sync words followed
+// by broken headers. A decoder that waits forever for a frame that never
+// completes, keeps what it cannot decode or searches the same bytes again and
+// again shows here as a growing input buffer, growing process memory or a
+// slow Receive call.
+#include <gtest/gtest.h>
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <chrono>
+#include <cstdio>
+#include <cstring>
+#include <fstream>
+#include <string>
+#include <tuple>
+
+#include "decoders/AdecDolby.h"
+#include "filter/decoder_seeds.h"
+#include "support/filter_harness.h"
+
+namespace {
+
+#if defined(__SANITIZE_ADDRESS__)
+#define TAVIO_TEST_UNDER_ASAN 1
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+#define TAVIO_TEST_UNDER_ASAN 1
+#endif
+#endif
+
+// Bytes of hostile input per decoder, shared equally by the three kinds; the
+// sanitizer build is some ten times slower and checks memory itself.
+// Under AddressSanitizer freed blocks wait in its quarantine (up to 256 MB)
+// before reuse, so resident memory counts what was freed long ago; there
+// the sanitizer itself watches the heap and the growth is only printed.
+#ifdef TAVIO_TEST_UNDER_ASAN
+constexpr size_t kVolumePerDecoder = size_t(4) << 20;
+constexpr bool kResidentGrowthMeaningful = false;
+#else
+constexpr size_t kVolumePerDecoder = size_t(64) << 20;
+constexpr bool kResidentGrowthMeaningful = true;
+#endif
+constexpr size_t kVolume = kVolumePerDecoder / 3;
+// The largest input buffer allowed: a few samples plus the largest frame any
+// of the formats can declare (DTS: 16 KiB; MLP access units are smaller).
+constexpr uint32_t kInputBufferBound = 256 * 1024;
+// Growth of the resident memory from the end of the warm-up to the end.
+constexpr double kResidentGrowthBoundMb = 16.0;
+// No single Receive call may take longer.
+constexpr double kSlowestCallBoundMs = 1000.0;
+
+double residentMegabytes()
+{
+    std::ifstream statm("/proc/self/statm");
+    long pages = 0;
+    long resident = 0;
+    statm >> pages >> resident;
+    return double(resident) * double(sysconf(_SC_PAGESIZE)) / (1024.0 * 1024.0);
+}
+
+enum class Hostility { RandomBytes, ValidPacketThenGarbage, AlmostSyncs };
+
+const char* nameOf(Hostility kind)
+{
+    switch (kind) {
+        case Hostility::RandomBytes:
+            return "RandomBytes";
+        case Hostility::ValidPacketThenGarbage:
+            return "ValidPacketThenGarbage";
+        case Hostility::AlmostSyncs:
+            return "AlmostSyncs";
+    }
+    return "";
+}
+
+// xorshift64: eight bytes a step, fast enough not to be what is measured.
+struct Random {
+    uint64_t state = 0x9E3779B97F4A7C15ULL;
+    uint64_t operator()()
+    {
+        state ^= state << 13;
+        state ^= state >> 7;
+        state ^= state << 17;
+        return state;
+    }
+};
+
+void fillRandom(Random& rng, std::vector<uint8_t>& bytes)
+{
+    size_t i = 0;
+    for (; i + 8 <= bytes.size(); i += 8) {
+        uint64_t v = rng();
+        std::memcpy(bytes.data() + i, &v, 8);
+    }
+    for (; i < bytes.size(); ++i)
+        bytes[i] = uint8_t(rng());
+}
+
+// One hostile sample of `size` bytes. Almost-syncs start every 16 to 527
+// bytes, so that most declared frames overlap the next sync.
+void makeHostileSample(Hostility kind,
+                       const DecoderSeed& seed,
+                       size_t syncLength,
+                       Random& rng,
+                       std::vector<uint8_t>& sample)
+{
+    fillRandom(rng, sample);
+    if (kind != Hostility::AlmostSyncs)
+        return;
+    size_t prefix = std::min(syncLength, seed.packets[0].size());
+    for (size_t at = 0; at < sample.size(); at += 16 + rng() % 512)
+        std::copy_n(seed.packets[0].begin(), std::min(prefix, sample.size() - at),
+                    sample.begin() + long(at));
+}
+
+class BoundedMemory : public FilterHarness,
+                      public ::testing::WithParamInterface<std::tuple<DecoderRow, Hostility>> {};
+
+TEST_P(BoundedMemory, InputBufferMemoryAndCallTimeStayBounded)
+{
+    const DecoderRow& row = std::get<0>(GetParam());
+    Hostility kind = std::get<1>(GetParam());
+    DecoderSeed seed;
+    std::string why;
+    if (!row.makeSeed(seed, why)) {
+        if (why == "ffmpeg not installed")
+            GTEST_SKIP() << why;
+        FAIL() << why;
+    }
+    createFilter();
+    if (row.dolbyLibrary)
+        filter->addDecoderFirst(std::make_unique<AdecDolby>(filter->log(), TAVIO_MODULE_DIR "/"));
+    if (row.spdif)
+        filter->setSpdif(true);
+    build(seed.type);
+    // Millions of log lines would only measure the logs.
+    quietLogs();
+    size_t outputSamples = 0;
+    sink->SetSampleHandler([&](const ReceivedSample&) { ++outputSamples; });
+
+    Random rng;
+    size_t pushed = 0;
+    size_t samples = 0;
+    if (kind == Hostility::ValidPacketThenGarbage) {
+        ASSERT_EQ(push(seed.packets[0]), S_OK);
+        pushed += seed.packets[0].size();
+        ++samples;
+    }
+    // The decoder and its library settle (buffers, tables) in the first
+    // sixteenth; growth is counted after it.
+    const size_t warmUp = kVolume / 16;
+    double baseline = 0;
+    double peak = 0;
+    double slowestMs = 0;
+    uint32_t largestBuffer = 0;
+    std::vector<uint8_t> sample;
+    while (pushed < kVolume) {
+        sample.resize(row.sampleSize / 2 + rng() % (row.sampleSize / 2 + 1));
+        makeHostileSample(kind, seed, row.syncLength, rng, sample);
+        auto start = std::chrono::steady_clock::now();
+        HRESULT hr = push(sample);
+        double ms =
+            std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start)
+                .count();
+        ASSERT_TRUE(SUCCEEDED(hr)) << "sample " << samples << ": " << std::hex << hr;
+        slowestMs = std::max(slowestMs, ms);
+        largestBuffer = std::max(largestBuffer, filter->inputBuffer().size());
+        bool warm = pushed >= warmUp;
+        pushed += sample.size();
+        ++samples;
+        if (!warm && pushed >= warmUp)
+            baseline = peak = residentMegabytes();
+        else if (warm && samples % 64 == 0)
+            peak = std::max(peak, residentMegabytes());
+    }
+    peak = std::max(peak, residentMegabytes());
+    // The storage grows to the largest need and never shrinks: its capacity
+    // is the most the buffer ever held, inside Receive calls too.
+    uint32_t capacity = filter->inputBuffer().capacity();
+    std::printf(
+        "[bounded] %-16s %-22s %6.1f MB in %7zu samples: input buffer held <= %6u bytes "
+        "(storage %6u), resident growth %5.2f MB, slowest Receive %6.2f ms, %zu samples out\n",
+        row.name, nameOf(kind), double(pushed) / (1024.0 * 1024.0), samples, largestBuffer,
+        capacity, peak - baseline, slowestMs, outputSamples);
+    EXPECT_LE(capacity, kInputBufferBound);
+    if (kResidentGrowthMeaningful) {
+        EXPECT_LT(peak - baseline, kResidentGrowthBoundMb);
+    }
+    EXPECT_LT(slowestMs, kSlowestCallBoundMs);
+}
+
+INSTANTIATE_TEST_SUITE_P(EveryDecoder,
+                         BoundedMemory,
+                         ::testing::Combine(::testing::ValuesIn(kDecoderRows),
+                                            ::testing::Values(Hostility::RandomBytes,
+                                                              Hostility::ValidPacketThenGarbage,
+                                                              Hostility::AlmostSyncs)),
+                         [](const ::testing::TestParamInfo<BoundedMemory::ParamType>& info) {
+                             return std::string(std::get<0>(info.param).name) + "_" +
+                                    nameOf(std::get<1>(info.param));
+                         });
+
+}  // namespace

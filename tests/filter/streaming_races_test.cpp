@@ -1,0 +1,233 @@
+// A streaming thread delivering AC-3 (5.1, so that downmixing, S/PDIF and
+// the AC-3 stream details all have something to do) while the application
+// thread flushes, stops and restarts the graph, switches S/PDIF through both
+// of the filter's interfaces, reads the codec API and the stream
+// information, one kind of call per case and then all of them at once, with
+// and without media types carried in-band by the samples. Built with
+// ThreadSanitizer (scripts/test), any unguarded shared state or inverted lock
+// order between the two threads is reported.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdio>
+#include <thread>
+
+#include "platform/codecapi.h"
+#include "support/ac3_tools.h"
+#include "support/filter_harness.h"
+
+namespace {
+
+CMediaType ac3Type(const GUID& subtype, WORD channels)
+{
+    CMediaType type(&MEDIATYPE_Audio);
+    type.SetSubtype(&subtype);
+    type.SetFormatType(&FORMAT_WaveFormatEx);
+    WAVEFORMATEX wave{0x2000, channels, 48000, 0, 0, 0, 0};
+    type.SetFormat(reinterpret_cast<const BYTE*>(&wave), sizeof wave);
+    return type;
+}
+
+VARIANT formatVariant(const GUID& format)
+{
+    VARIANT value;
+    VariantInit(&value);
+    OLECHAR wide[40];
+    StringFromGUID2(format, wide, 40);
+    value.vt = VT_BSTR;
+    value.bstrVal = SysAllocString(wide);
+    return value;
+}
+
+class StreamingRaces;
+using Action = void (StreamingRaces::*)(int round);
+
+struct RaceCase {
+    const char* name;
+    std::vector<Action> actions;  // taken in turn, one per round
+    bool inBandTypeChanges;
+    // The filter's log and the process log written to files, as a user who
+    // turned logging on has them, by both threads.
+    bool logFiles = false;
+};
+
+class StreamingRaces : public FilterHarness, public ::testing::WithParamInterface<RaceCase> {
+public:
+    void flush(int)
+    {
+        EXPECT_EQ(source->DeliverBeginFlush(), S_OK);
+        EXPECT_EQ(source->DeliverEndFlush(), S_OK);
+    }
+    void stopPauseRun(int round)
+    {
+        EXPECT_EQ(graph.Stop(), S_OK);
+        if (round % 2) {
+            EXPECT_EQ(graph.Pause(), S_OK);
+        }
+        EXPECT_EQ(graph.Run(), S_OK);
+    }
+    void spdifThroughControl(int round)
+    {
+        EXPECT_EQ(control->SetSpdif(round % 2 ? TRUE : FALSE), S_OK);
+        BOOL on = FALSE;
+        EXPECT_EQ(control->GetSpdif(&on), S_OK);
+    }
+    void spdifThroughCodecApi(int round)
+    {
+        VARIANT value = formatVariant(round % 2 ? CODECAPI_AUDIO_OUTPUT_FORMAT_SPDIF_BITSTREAM
+                                                : CODECAPI_AUDIO_OUTPUT_FORMAT_PCM_STEREO);
+        EXPECT_EQ(codecApi->SetValue(&CODECAPI_CURRENT_AUDIO_OUTPUT_FORMAT, &value), S_OK);
+        VariantClear(&value);
+    }
+    void readCodecApi(int)
+    {
+        VARIANT value;
+        VariantInit(&value);
+        EXPECT_EQ(codecApi->GetValue(&CODECAPI_CURRENT_AUDIO_OUTPUT_FORMAT, &value), S_OK);
+        VariantClear(&value);
+    }
+    void readStreamInformation(int)
+    {
+        for (auto get : {&ITavioControl::GetInputStreamInfo, &ITavioControl::GetOutputStreamInfo}) {
+            ITavioStreamInfo* info = nullptr;
+            if ((control->*get)(&info) != S_OK || !info)
+                continue;
+            DWORD d = 0;
+            WORD w = 0;
+            info->GetSpdif(&d);
+            info->GetStreamType(&d);
+            info->GetBitRate(&d);
+            info->GetFrameSize(&d);
+            info->GetSampleRate(&d);
+            info->GetBitsPerSample(&w);
+            info->GetSamplesPerFrame(&d);
+            info->GetChannelMask(&d);
+            info->GetRemixMode(&d);
+            info->GetChannels(&w);
+            ITavioAc3StreamInfo* ac3 = nullptr;
+            if (info->QueryInterface(IID_ITavioAc3StreamInfo, reinterpret_cast<void**>(&ac3)) ==
+                S_OK) {
+                ac3->GetKaraokeMode(&d);
+                ac3->GetAcmod(&d);
+                ac3->GetBsmod(&d);
+                ac3->GetLfeon(&d);
+                ac3->Release();
+            }
+            info->Release();
+        }
+    }
+
+protected:
+    void TearDown() override
+    {
+        if (control)
+            control->Release();
+        if (codecApi)
+            codecApi->Release();
+        FilterHarness::TearDown();
+    }
+
+    ITavioControl* control = nullptr;
+    ICodecAPI* codecApi = nullptr;
+};
+
+// Rounds of application calls; each waits (up to 20 ms) for the streaming
+// thread to get a sample through, so that the calls meet real decoding.
+constexpr int kRounds = 120;
+
+TEST_P(StreamingRaces, ApplicationCallsMeetTheStreamingThread)
+{
+    const RaceCase& race = GetParam();
+    TempFolder folder;
+    std::string path = folder.file("s.ac3");
+    if (!haveFfmpeg())
+        GTEST_SKIP() << "ffmpeg not installed";
+    ASSERT_TRUE(makeAc3Stream(path, encodableLayouts().back(), 48000, 384, 0.2));
+    const std::vector<uint8_t> stream = readBytes(path);
+    const CMediaType types[2] = {ac3Type(MEDIASUBTYPE_DOLBY_AC3, 6),
+                                 ac3Type(MEDIASUBTYPE_AC3_AVI, 2)};
+
+    build(types[0], 8192);
+    quietLogs();
+    if (race.logFiles) {
+        logStream.clear();
+        logStream.open(root.file("process.log"));
+        auto& filterLog = dynamic_cast<LogFile&>(filter->log());
+        filterLog.clear();
+        filterLog.open(root.file("filter.log"));
+        ASSERT_TRUE(logStream.good() && filterLog.good());
+    }
+    ASSERT_EQ(filter->QueryInterface(IID_ITavioControl, reinterpret_cast<void**>(&control)), S_OK);
+    ASSERT_EQ(filter->QueryInterface(IID_ICodecAPI, reinterpret_cast<void**>(&codecApi)), S_OK);
+    std::atomic<size_t> delivered{0};
+    std::atomic<size_t> bursts{0};
+    sink->SetSampleHandler([&](const ReceivedSample& s) {
+        ++delivered;
+        // An AC-3 S/PDIF burst starts with its two sync words.
+        if (s.data.size() >= 4 && s.data[0] == 0x72 && s.data[1] == 0xF8 && s.data[2] == 0x1F &&
+            s.data[3] == 0x4E)
+            ++bursts;
+    });
+    std::atomic<size_t> accepted{0};
+
+    std::atomic<bool> done{false};
+    std::thread streaming([&] {
+        // Pieces that cut frames anywhere; refusals while stopped or
+        // flushing are expected, only a hang or a reported race fails.
+        constexpr size_t kPiece = 1000;
+        for (size_t i = 0; !done; ++i) {
+            size_t offset = i * kPiece % stream.size();
+            PushSource::Packet packet;
+            packet.data = stream.data() + offset;
+            packet.size = std::min(kPiece, stream.size() - offset);
+            packet.newType = race.inBandTypeChanges && i % 8 == 7 ? &types[i / 8 % 2] : nullptr;
+            if (source->Deliver(packet) == S_OK)
+                ++accepted;
+        }
+    });
+    for (int round = 0; round < kRounds; ++round) {
+        (this->*race.actions[size_t(round) % race.actions.size()])(round);
+        size_t before = delivered;
+        auto giveUp = std::chrono::steady_clock::now() + std::chrono::milliseconds(20);
+        while (delivered == before && std::chrono::steady_clock::now() < giveUp)
+            std::this_thread::yield();
+    }
+    done = true;
+    streaming.join();
+    std::printf(
+        "[races] %s: %zu input samples taken, %zu output samples (%zu S/PDIF bursts) "
+        "during %d rounds\n",
+        race.name, accepted.load(), delivered.load(), bursts.load(), kRounds);
+    EXPECT_GT(delivered.load(), 0u);
+}
+
+const RaceCase kRaces[] = {
+    {"Flushes", {&StreamingRaces::flush}, false},
+    {"StopPauseRun", {&StreamingRaces::stopPauseRun}, false},
+    {"SpdifThroughControl", {&StreamingRaces::spdifThroughControl}, false},
+    {"SpdifThroughCodecApi", {&StreamingRaces::spdifThroughCodecApi}, false},
+    {"CodecApiReads", {&StreamingRaces::readCodecApi}, false},
+    {"StreamInformation", {&StreamingRaces::readStreamInformation}, false},
+    {"InBandTypeChangesWithStreamInformation", {&StreamingRaces::readStreamInformation}, true},
+    {"EverythingWithInBandTypeChanges",
+     {&StreamingRaces::flush, &StreamingRaces::spdifThroughControl,
+      &StreamingRaces::readStreamInformation, &StreamingRaces::stopPauseRun,
+      &StreamingRaces::spdifThroughCodecApi, &StreamingRaces::readCodecApi},
+     true},
+    {"EverythingWithLogFiles",
+     {&StreamingRaces::flush, &StreamingRaces::spdifThroughControl,
+      &StreamingRaces::readStreamInformation, &StreamingRaces::stopPauseRun,
+      &StreamingRaces::spdifThroughCodecApi, &StreamingRaces::readCodecApi},
+     true,
+     true},
+};
+
+INSTANTIATE_TEST_SUITE_P(Races,
+                         StreamingRaces,
+                         ::testing::ValuesIn(kRaces),
+                         [](const ::testing::TestParamInfo<RaceCase>& info) {
+                             return info.param.name;
+                         });
+
+}  // namespace
