@@ -6,29 +6,20 @@
 // slow Receive call.
 #include <gtest/gtest.h>
 
-#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
 #include <cstring>
-#include <fstream>
 #include <string>
 #include <tuple>
 
 #include "decoders/AdecDolby.h"
 #include "filter/decoder_seeds.h"
 #include "support/filter_harness.h"
+#include "support/process_memory.h"
 
 namespace {
-
-#if defined(__SANITIZE_ADDRESS__)
-#define TAVIO_TEST_UNDER_ASAN 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define TAVIO_TEST_UNDER_ASAN 1
-#endif
-#endif
 
 // Bytes of hostile input per decoder, shared equally by the three kinds; the
 // sanitizer build is some ten times slower and checks memory itself.
@@ -37,10 +28,8 @@ namespace {
 // the sanitizer itself watches the heap and the growth is only printed.
 #ifdef TAVIO_TEST_UNDER_ASAN
 constexpr size_t kVolumePerDecoder = size_t(4) << 20;
-constexpr bool kResidentGrowthMeaningful = false;
 #else
 constexpr size_t kVolumePerDecoder = size_t(64) << 20;
-constexpr bool kResidentGrowthMeaningful = true;
 #endif
 constexpr size_t kVolume = kVolumePerDecoder / 3;
 // The largest input buffer allowed: a few samples plus the largest frame any
@@ -50,15 +39,6 @@ constexpr uint32_t kInputBufferBound = 256 * 1024;
 constexpr double kResidentGrowthBoundMb = 16.0;
 // No single Receive call may take longer.
 constexpr double kSlowestCallBoundMs = 1000.0;
-
-double residentMegabytes()
-{
-    std::ifstream statm("/proc/self/statm");
-    long pages = 0;
-    long resident = 0;
-    statm >> pages >> resident;
-    return double(resident) * double(sysconf(_SC_PAGESIZE)) / (1024.0 * 1024.0);
-}
 
 enum class Hostility { RandomBytes, ValidPacketThenGarbage, AlmostSyncs };
 

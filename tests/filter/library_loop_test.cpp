@@ -7,10 +7,8 @@
 // round.
 #include <gtest/gtest.h>
 
-#include <unistd.h>
 
 #include <cstdio>
-#include <fstream>
 #include <string>
 
 #include "config/config.h"
@@ -22,39 +20,21 @@
 #include "host/graph.h"
 #include "host/push_source.h"
 #include "host/sink_filter.h"
+#include "support/process_memory.h"
 
 namespace {
-
-#if defined(__SANITIZE_ADDRESS__)
-#define TAVIO_TEST_UNDER_ASAN 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define TAVIO_TEST_UNDER_ASAN 1
-#endif
-#endif
 
 // Under AddressSanitizer LeakSanitizer checks at exit, and resident memory
 // counts the freed blocks held in the sanitizer's quarantine: fewer rounds,
 // growth only printed.
 #ifdef TAVIO_TEST_UNDER_ASAN
 constexpr int kRounds = 10;
-constexpr bool kResidentGrowthMeaningful = false;
 #else
 constexpr int kRounds = 50;
-constexpr bool kResidentGrowthMeaningful = true;
 #endif
 // Growth allowed from the end of the first round to the end of the last:
 // allocator slack, not a leak of a filter's worth per round.
 constexpr double kResidentGrowthBoundMb = 4.0;
-
-double residentMegabytes()
-{
-    std::ifstream statm("/proc/self/statm");
-    long pages = 0;
-    long resident = 0;
-    statm >> pages >> resident;
-    return double(resident) * double(sysconf(_SC_PAGESIZE)) / (1024.0 * 1024.0);
-}
 
 struct Round {
     size_t samplesOut = 0;
