@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "decoders/AdecMPEG.h"
-#include "support/memory_sample.h"
+#include "support/decoder_run.h"
 
 inline CMediaType mpegType(const GUID& subtype = MEDIASUBTYPE_MP3, const GUID& major = MEDIATYPE_Audio)
 {
@@ -19,51 +19,16 @@ inline CMediaType mpegType(const GUID& subtype = MEDIASUBTYPE_MP3, const GUID& m
     return type;
 }
 
-struct MpegRun {
-    std::vector<uint8_t> output;
-    std::vector<TvStatusMpeg> frames;  // the status of each frame produced
-    size_t consumed = 0;
-    size_t skipped = 0;  // bytes consumed without output
-};
+using MpegRun = DecoderRun<TvStatusMpeg>;
 
 // Feeds `stream` in pieces of `piece` bytes (0: whole) and decodes all it can.
-// `pieces`, when given, are the cut points instead.
+// `cuts`, when given, are the first pieces' sizes.
 inline MpegRun runMpeg(AdecMPEG& decoder, const std::vector<uint8_t>& stream, size_t piece = 0,
                        size_t sampleSize = 16384, const std::vector<size_t>& cuts = {})
 {
-    MpegRun run;
-    std::vector<uint8_t> buffer;
-    size_t offset = 0;
     size_t cut = 0;
-    while (offset < stream.size()) {
-        size_t take = stream.size() - offset;
-        if (cut < cuts.size())
-            take = std::min(take, cuts[cut++]);
-        else if (piece)
-            take = std::min(take, piece);
-        buffer.insert(buffer.end(), stream.begin() + long(offset), stream.begin() + long(offset + take));
-        offset += take;
-        for (;;) {
-            MemorySample out(sampleSize);
-            const uint8_t* start = buffer.data();
-            const uint8_t* p = start;
-            TvStatus* status = decoder.process(&p, start + buffer.size(), &out);
-            size_t consumed = size_t(p - start);
-            if (consumed == 0)
-                break;
-            run.consumed += consumed;
-            if (status) {
-                run.frames.push_back(static_cast<TvStatusMpeg&>(*status));
-                run.skipped += consumed - size_t(status->iFrameSize);
-                auto data = out.data();
-                run.output.insert(run.output.end(), data.begin(), data.end());
-            } else {
-                run.skipped += consumed;
-            }
-            buffer.erase(buffer.begin(), buffer.begin() + long(consumed));
-        }
-    }
-    return run;
+    auto nextPiece = [&] { return cut < cuts.size() ? cuts[cut++] : piece ? piece : stream.size(); };
+    return runDecoder<TvStatusMpeg>(decoder, stream, nextPiece, sampleSize);
 }
 
 // Encodes `seconds` of one distinct tone per channel with ffmpeg into a bare
