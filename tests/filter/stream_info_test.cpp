@@ -265,7 +265,7 @@ TEST_F(StreamInfoFilterTest, StatisticsBoxShowsTheLevelsWhileThePageIsOpen)
     EXPECT_EQ(filter->levelWindow(), statistics);
 
     pushSome(3);
-    const std::vector<uint8_t>& last = sink->Samples().back().data;
+    const std::vector<uint8_t> last = sink->Samples().back().data;
     std::string expected;
     for (size_t channel = 0; channel < 2; ++channel) {
         int peak = 0;
