@@ -2,6 +2,7 @@
 #include "conversion/sample_conversion.h"
 
 #include <cmath>
+#include <cstdint>
 #include <cstring>
 
 #include "config/util.h"
@@ -36,15 +37,21 @@ inline int16_t floatTo16(float f)
     return static_cast<int16_t>(scaled);
 }
 
-inline int32_t floatTo32(float f)
+// The tests are made on the float's bits, so that no float comparison (which
+// may trap) keeps a loop of these from vectorising. NaN gives silence; at and
+// beyond full scale the value is 2^31, whose low 32 bits are 0x80000000, for
+// either sign: -1.0 is exactly that, +1.0 wraps to it (kept on purpose).
+inline int32_t floatTo32(uint32_t bits)
 {
-    if (f != f)
-        return 0;  // NaN: silence rather than an undefined conversion
-    if (std::fabs(f) > 1.0f)
-        f = f > 0 ? 1.0f : -1.0f;
-    // +1.0 gives 2^31, whose low 32 bits are 0x80000000: kept on purpose.
-    int64_t wide = static_cast<int64_t>(static_cast<double>(f) * 2147483648.0);
-    return static_cast<int32_t>(static_cast<uint32_t>(wide));
+    uint32_t magnitude = bits & 0x7FFFFFFFu;
+    bool nan = magnitude > 0x7F800000u;
+    bool fullScale = magnitude >= 0x3F800000u;  // |f| >= 1, infinities too
+    uint32_t inRange = nan || fullScale ? 0u : bits;
+    float f;
+    std::memcpy(&f, &inRange, 4);
+    // Scaling by a power of two is exact, so this truncates as a wider product would.
+    int32_t scaled = static_cast<int32_t>(f * 2147483648.0f);
+    return nan ? 0 : fullScale ? INT32_MIN : scaled;
 }
 
 // Converts each `InBytes`-byte sample to an `Out` in place, front to back:
@@ -91,9 +98,9 @@ size_t convertTo16Bit(uint8_t* data, size_t length, TvSampleType from)
 size_t convertFloatToInt(uint8_t* data, size_t length)
 {
     return convertEach<4, int32_t>(data, length, [](const uint8_t* p) {
-        float f;
-        std::memcpy(&f, p, 4);
-        return floatTo32(f);
+        uint32_t bits;
+        std::memcpy(&bits, p, 4);
+        return floatTo32(bits);
     });
 }
 

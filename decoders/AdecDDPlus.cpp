@@ -22,9 +22,19 @@ constexpr size_t kHeaderWords = 64;
 constexpr int32_t kMaxSamples = 1536;
 constexpr LONG spdifOutSize = 6144;
 
+// Clamped to full scale on the float's bits after narrowing (the same as
+// narrowing the clamped value), so that no comparison that may trap keeps the
+// loop from vectorising. NaN stays NaN.
 float clipped(double sample)
 {
-    return static_cast<float>(std::clamp(sample, -1.0, 1.0));
+    auto narrow = static_cast<float>(sample);
+    uint32_t bits;
+    std::memcpy(&bits, &narrow, 4);
+    uint32_t magnitude = bits & 0x7FFFFFFFu;
+    bool beyond = magnitude > 0x3F800000u && magnitude <= 0x7F800000u;
+    bits = beyond ? (bits & 0x80000000u) | 0x3F800000u : bits;
+    std::memcpy(&narrow, &bits, 4);
+    return narrow;
 }
 
 }  // namespace
