@@ -7,6 +7,7 @@
 #include "platform/codecapi.h"
 #include "support/ac3_tools.h"
 #include "support/filter_harness.h"
+#include "support/guid_variant.h"
 
 namespace {
 
@@ -29,16 +30,6 @@ std::string textOf(const VARIANT& value)
     return text;
 }
 
-VARIANT stringVariant(const GUID& guid)
-{
-    VARIANT value;
-    VariantInit(&value);
-    OLECHAR wide[40];
-    StringFromGUID2(guid, wide, 40);
-    value.vt = VT_BSTR;
-    value.bstrVal = SysAllocString(wide);
-    return value;
-}
 
 const GUID& kProperty = CODECAPI_CURRENT_AUDIO_OUTPUT_FORMAT;
 
@@ -58,7 +49,7 @@ protected:
     }
     HRESULT set(const GUID& format)
     {
-        VARIANT value = stringVariant(format);
+        VARIANT value = guidVariant(format);
         HRESULT hr = api->SetValue(&kProperty, &value);
         VariantClear(&value);
         return hr;

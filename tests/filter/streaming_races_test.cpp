@@ -16,6 +16,7 @@
 #include "platform/codecapi.h"
 #include "support/ac3_tools.h"
 #include "support/filter_harness.h"
+#include "support/guid_variant.h"
 
 namespace {
 
@@ -29,16 +30,6 @@ CMediaType ac3Type(const GUID& subtype, WORD channels)
     return type;
 }
 
-VARIANT formatVariant(const GUID& format)
-{
-    VARIANT value;
-    VariantInit(&value);
-    OLECHAR wide[40];
-    StringFromGUID2(format, wide, 40);
-    value.vt = VT_BSTR;
-    value.bstrVal = SysAllocString(wide);
-    return value;
-}
 
 class StreamingRaces;
 using Action = void (StreamingRaces::*)(int round);
@@ -75,7 +66,7 @@ public:
     }
     void spdifThroughCodecApi(int round)
     {
-        VARIANT value = formatVariant(round % 2 ? CODECAPI_AUDIO_OUTPUT_FORMAT_SPDIF_BITSTREAM
+        VARIANT value = guidVariant(round % 2 ? CODECAPI_AUDIO_OUTPUT_FORMAT_SPDIF_BITSTREAM
                                                 : CODECAPI_AUDIO_OUTPUT_FORMAT_PCM_STEREO);
         EXPECT_EQ(codecApi->SetValue(&CODECAPI_CURRENT_AUDIO_OUTPUT_FORMAT, &value), S_OK);
         VariantClear(&value);
