@@ -4,7 +4,9 @@
 // script of what a source and a user do between samples: samples of any size
 // with or without times and discontinuities, in-band type changes, flushes,
 // end of stream, S/PDIF switches (directly and through the codec API), remix
-// settings and stop/run. Every object must be gone once the graph is torn down.
+// settings, DVD karaoke data, an application reading the stream information
+// and the codec API, and stop/run. Every object must be gone once the graph is
+// torn down.
 //
 // Head:   subtype (byte, mod 18), major type and wave fields (byte),
 //         channels/rate (byte), format extra length (le16), extra bytes.
@@ -16,12 +18,15 @@
 #include <vector>
 
 #include "core/media_subtypes.h"
+#include "filter/TavioControl.h"
 #include "filter/TvFilter.h"
 #include "filter/TvInputPin.h"
+#include "filter/stream_text.h"
 #include "host/graph.h"
 #include "host/push_source.h"
 #include "host/sink_filter.h"
 #include "platform/codecapi.h"
+#include "platform/dvdmedia.h"
 
 namespace {
 
@@ -133,6 +138,53 @@ void setOutputFormat(TvFilter* filter, int which)
     api->Release();
 }
 
+// What a player's information dialog and the property page read while the
+// stream plays: both stream-information records with every getter, and the
+// codec API's output-format property.
+void readAsAnApplication(TvFilter* filter)
+{
+    ITavioControl* control = nullptr;
+    if (filter->QueryInterface(IID_ITavioControl, reinterpret_cast<void**>(&control)) == S_OK) {
+        ITavioStreamInfo* info = nullptr;
+        for (bool input : {true, false}) {
+            if ((input ? control->GetInputStreamInfo(&info) : control->GetOutputStreamInfo(&info)) == S_OK) {
+                streamText(info);
+                info->Release();
+            }
+        }
+        control->Release();
+    }
+    ICodecAPI* api = nullptr;
+    if (filter->QueryInterface(IID_ICodecAPI, reinterpret_cast<void**>(&api)) != S_OK)
+        return;
+    VARIANT value;
+    VariantInit(&value);
+    if (api->GetValue(&CODECAPI_CURRENT_AUDIO_OUTPUT_FORMAT, &value) == S_OK)
+        VariantClear(&value);
+    VARIANT* values = nullptr;
+    ULONG count = 0;
+    if (api->GetParameterValues(&CODECAPI_CURRENT_AUDIO_OUTPUT_FORMAT, &values, &count) == S_OK) {
+        for (ULONG i = 0; i < count; ++i)
+            VariantClear(&values[i]);
+        CoTaskMemFree(values);
+    }
+    api->Release();
+}
+
+// DVD karaoke data as a navigator sends it: speaker assignment and downmix
+// bits, valid and not.
+void setKaraoke(TvFilter* filter, Reader& in)
+{
+    IKsPropertySet* properties = nullptr;
+    if (filter->QueryInterface(IID_IKsPropertySet, reinterpret_cast<void**>(&properties)) != S_OK)
+        return;
+    AM_DvdKaraokeData data;
+    data.dwSpeakerAssignment = in.byte() % 9;
+    data.dwDownmix = in.le16() | (DWORD(in.le16()) << 16);
+    properties->Set(AM_KSPROPSETID_DvdKaraoke, AM_PROPERTY_DVDKARAOKE_DATA, nullptr, 0, &data, sizeof data);
+    properties->Release();
+}
+
 // Remix settings as the property page or an application would change them,
 // valid and not: output configuration, up/downmix per kind, single channel.
 void changeRemix(ITavioRemix* remix, Reader& in)
@@ -206,7 +258,12 @@ void runScript(Reader& in, const CMediaType& type, Graph& graph, PushSource* sou
             source->DeliverEndOfStream();
             break;
         case 12:
-            filter->SetSpdif(op & 0x10);
+            if (op & 0x40)
+                setKaraoke(filter, in);
+            else if (op & 0x20)
+                readAsAnApplication(filter);
+            else
+                filter->SetSpdif(op & 0x10);
             break;
         case 13:
             setOutputFormat(filter, op >> 4);
