@@ -257,11 +257,15 @@ public:
     {
         if (!context_->pb)
             return 0;
-        int64_t size = avio_size(context_->pb);
-        return size > 0 ? double(avio_tell(context_->pb)) / double(size) : 0;
+        // Asked after every packet; the size of a file being read does not
+        // change, and asking for it costs a system call.
+        if (!size_)
+            size_ = avio_size(context_->pb);
+        return *size_ > 0 ? double(avio_tell(context_->pb)) / double(*size_) : 0;
     }
 
 private:
+    mutable std::optional<int64_t> size_;  // of the input, once asked for
     struct Packet {
         int stream = -1;
         std::vector<uint8_t> data;

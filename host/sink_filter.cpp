@@ -46,10 +46,15 @@ STDMETHODIMP SinkInputPin::Receive(IMediaSample* sample)
     HRESULT hr = CBaseInputPin::Receive(sample);
     if (hr != S_OK)
         return hr;
-    ReceivedSample record;
+    // Receive calls come one at a time, from the streaming thread: one record
+    // serves them all, so that a handler sees samples without an allocation
+    // each. A recorded sample moves its buffer out.
+    ReceivedSample& record = m_record;
     AM_SAMPLE2_PROPERTIES* props = SampleProps();
     if (props->pbBuffer && props->lActual > 0)
         record.data.assign(props->pbBuffer, props->pbBuffer + props->lActual);
+    else
+        record.data.clear();
     record.hasStart = props->dwSampleFlags & AM_SAMPLE_TIMEVALID;
     record.hasStop = props->dwSampleFlags & AM_SAMPLE_STOPVALID;
     record.start = props->tStart;
@@ -57,6 +62,7 @@ STDMETHODIMP SinkInputPin::Receive(IMediaSample* sample)
     record.discontinuity = props->dwSampleFlags & AM_SAMPLE_DATADISCONTINUITY;
     record.syncPoint = props->dwSampleFlags & AM_SAMPLE_SPLICEPOINT;
     record.preroll = props->dwSampleFlags & AM_SAMPLE_PREROLL;
+    record.mediaType.reset();
     if ((props->dwSampleFlags & AM_SAMPLE_TYPECHANGED) && props->pMediaType)
         record.mediaType = CMediaType(*props->pMediaType);
 

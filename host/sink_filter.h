@@ -42,6 +42,8 @@ public:
 
 private:
     SinkFilter* m_pSink;
+    // Filled by each Receive; its buffer keeps its capacity between samples.
+    ReceivedSample m_record;
 };
 
 class SinkFilter : public CBaseFilter {
