@@ -12,7 +12,7 @@
 class TvFilter;
 struct ITavioRemix;
 
-class ICodecApiImpl : public ICodecAPI {
+class ICodecApiImpl final : public ICodecAPI {
 public:
     ICodecApiImpl(TvFilter* filter, ITavioRemix* remix, std::ostream& log);
 
