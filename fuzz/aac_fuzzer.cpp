@@ -20,9 +20,11 @@ namespace {
 CMediaType aacType(const uint8_t* config, size_t size)
 {
     WAVEFORMATEX wave{0xFF, 2, 48000, 0, 0, 16, WORD(size)};
-    std::vector<uint8_t> block(sizeof wave);
+    // Sized once and filled in place: GCC 12 warns (wrongly) about a growing insert here.
+    std::vector<uint8_t> block(sizeof wave + size);
     std::memcpy(block.data(), &wave, sizeof wave);
-    block.insert(block.end(), config, config + size);
+    if (size)
+        std::memcpy(block.data() + sizeof wave, config, size);
     CMediaType type(&MEDIATYPE_Audio);
     type.SetSubtype(&MEDIASUBTYPE_MPEG4_AUDIO);
     type.SetFormatType(&FORMAT_WaveFormatEx);
