@@ -7,18 +7,15 @@
 #include <vector>
 
 #include "decoders/AdecDolby.h"
-#include "tests/support/memory_sample.h"
+#include "fuzz/decoder_feed.h"
+#include "tests/support/wave_type.h"
 
 namespace {
 
 CMediaType ac3Type()
 {
-    CMediaType type(&MEDIATYPE_Audio);
-    type.SetSubtype(&MEDIASUBTYPE_DOLBY_AC3);
-    type.SetFormatType(&FORMAT_WaveFormatEx);
-    WAVEFORMATEX wave{0x2000, 2, 48000, 0, 0, 0, 0};
-    type.SetFormat(reinterpret_cast<const BYTE*>(&wave), sizeof wave);
-    return type;
+    return waveFormatType(&MEDIATYPE_Audio, &MEDIASUBTYPE_DOLBY_AC3,
+                          WAVEFORMATEX{0x2000, 2, 48000, 0, 0, 0, 0});
 }
 
 // Kept loaded so that each input's init finds the library in memory.
@@ -38,19 +35,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         return 0;
     decoder.setSpdif(data[0] & 1);
     size_t piece = 1 + data[1] * 16;
+    MemorySample out((data[0] & 0x20) ? 4000 : 18432);
     std::vector<uint8_t> buffer;
     for (size_t offset = 2; offset < size; offset += piece) {
         buffer.insert(buffer.end(), data + offset,
                       data + (offset + piece < size ? offset + piece : size));
-        for (;;) {
-            MemorySample out((data[0] & 0x20) ? 4000 : 18432);
-            const uint8_t* p = buffer.data();
-            decoder.process(&p, buffer.data() + buffer.size(), &out);
-            size_t consumed = size_t(p - buffer.data());
-            if (consumed == 0)
-                break;
-            buffer.erase(buffer.begin(), buffer.begin() + long(consumed));
-        }
+        takeFrames(decoder, buffer, out);
     }
     return 0;
 }

@@ -8,17 +8,13 @@
 #include "core/media_subtypes.h"
 #include "decoders/AdecAMR.h"
 #include "tests/support/memory_sample.h"
+#include "tests/support/wave_type.h"
 
 namespace {
 
 CMediaType amrType(const GUID& subtype)
 {
-    CMediaType type(&MEDIATYPE_Audio);
-    type.SetSubtype(&subtype);
-    type.SetFormatType(&FORMAT_WaveFormatEx);
-    WAVEFORMATEX wave{0, 1, 8000, 0, 0, 16, 0};
-    type.SetFormat(reinterpret_cast<const BYTE*>(&wave), sizeof wave);
-    return type;
+    return waveFormatType(&MEDIATYPE_Audio, &subtype, WAVEFORMATEX{0, 1, 8000, 0, 0, 16, 0});
 }
 
 // Kept loaded so that each input's init finds the library in memory.

@@ -8,19 +8,16 @@
 #include <vector>
 
 #include "decoders/AdecDTS.h"
+#include "fuzz/decoder_feed.h"
 #include "host/dts_word_forms.h"
-#include "tests/support/memory_sample.h"
+#include "tests/support/wave_type.h"
 
 namespace {
 
 CMediaType dtsType()
 {
-    CMediaType type(&MEDIATYPE_Audio);
-    type.SetSubtype(&MEDIASUBTYPE_DTS);
-    type.SetFormatType(&FORMAT_WaveFormatEx);
-    WAVEFORMATEX wave{0x2001, 2, 48000, 0, 0, 0, 0};
-    type.SetFormat(reinterpret_cast<const BYTE*>(&wave), sizeof wave);
-    return type;
+    return waveFormatType(&MEDIATYPE_Audio, &MEDIASUBTYPE_DTS,
+                          WAVEFORMATEX{0x2001, 2, 48000, 0, 0, 0, 0});
 }
 
 }  // namespace
@@ -57,15 +54,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
                       stream.begin() + long(offset + piece < stream.size() ? offset + piece : stream.size()));
         if ((data[0] & 0x10) && offset == piece)
             decoder.init(dtsType());
-        for (;;) {
-            out.SetActualDataLength(0);
-            const uint8_t* p = buffer.data();
-            decoder.process(&p, buffer.data() + buffer.size(), &out);
-            size_t consumed = size_t(p - buffer.data());
-            if (consumed == 0)
-                break;
-            buffer.erase(buffer.begin(), buffer.begin() + long(consumed));
-        }
+        takeFrames(decoder, buffer, out);
     }
     return 0;
 }

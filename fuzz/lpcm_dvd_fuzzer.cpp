@@ -6,7 +6,8 @@
 #include <sstream>
 
 #include "decoders/AdecLpcmDvd.h"
-#include "fuzz/feed_packets.h"
+#include "fuzz/decoder_feed.h"
+#include "tests/support/wave_type.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
@@ -14,12 +15,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         return 0;
     std::ostringstream log;
     AdecLpcmDvd decoder(log);
-    CMediaType type(&MEDIATYPE_MPEG2_PES);
-    type.SetSubtype((data[0] & 1) ? &MEDIASUBTYPE_HDDVD_LPCM : &MEDIASUBTYPE_DVD_LPCM_AUDIO);
-    type.SetFormatType(&FORMAT_WaveFormatEx);
-    WAVEFORMATEX wave{WAVE_FORMAT_PCM, WORD(1 + (data[0] >> 1) % 8), 48000, 0, 0,
-                      WORD((data[0] & 0x10) ? 24 : 16), 0};
-    type.SetFormat(reinterpret_cast<const BYTE*>(&wave), sizeof wave);
+    CMediaType type =
+        waveFormatType(&MEDIATYPE_MPEG2_PES,
+                       (data[0] & 1) ? &MEDIASUBTYPE_HDDVD_LPCM : &MEDIASUBTYPE_DVD_LPCM_AUDIO,
+                       WAVEFORMATEX{WAVE_FORMAT_PCM, WORD(1 + (data[0] >> 1) % 8), 48000, 0, 0,
+                                    WORD((data[0] & 0x10) ? 24 : 16), 0});
     decoder.init(type);
     feedPackets(decoder, data + 2, size - 2, 16 + data[1] * 8);
     return 0;

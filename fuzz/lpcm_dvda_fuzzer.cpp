@@ -6,7 +6,7 @@
 #include <sstream>
 
 #include "decoders/adeclpcm.h"
-#include "fuzz/feed_packets.h"
+#include "fuzz/decoder_feed.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {

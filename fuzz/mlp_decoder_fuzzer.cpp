@@ -8,24 +8,13 @@
 #include <vector>
 
 #include "decoders/AdecMLP.h"
-#include "tests/support/memory_sample.h"
+#include "fuzz/decoder_feed.h"
+#include "tests/support/wave_type.h"
 
 namespace {
 
 // Kept loaded so that each input's init finds the library in memory.
 const HMODULE keepLoaded = LoadLibraryA(TAVIO_MODULE_DIR "/TvMlpDec.dll");
-
-void drain(AdecMLP& decoder, std::vector<uint8_t>& buffer, MemorySample& out)
-{
-    for (;;) {
-        const uint8_t* p = buffer.data();
-        decoder.process(&p, buffer.data() + buffer.size(), &out);
-        size_t consumed = size_t(p - buffer.data());
-        if (consumed == 0)
-            return;
-        buffer.erase(buffer.begin(), buffer.begin() + long(consumed));
-    }
-}
 
 }  // namespace
 
@@ -36,11 +25,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     std::ostringstream log;
     AdecMLP decoder(log, TAVIO_MODULE_DIR "/");
     bool packets = data[0] & 2;
-    CMediaType type(packets ? &MEDIATYPE_MPEG2_PES : &MEDIATYPE_Audio);
-    type.SetSubtype((data[0] & 1) ? &MEDIASUBTYPE_HDDVD_AUDIO_MLP : &MEDIASUBTYPE_DVDA_AUDIO_MLP);
-    type.SetFormatType(&FORMAT_WaveFormatEx);
-    WAVEFORMATEX wave{0, WORD((data[0] >> 4) % 9), 48000, 0, 0, 24, 0};
-    type.SetFormat(reinterpret_cast<const BYTE*>(&wave), sizeof wave);
+    CMediaType type =
+        waveFormatType(packets ? &MEDIATYPE_MPEG2_PES : &MEDIATYPE_Audio,
+                       (data[0] & 1) ? &MEDIASUBTYPE_HDDVD_AUDIO_MLP : &MEDIASUBTYPE_DVDA_AUDIO_MLP,
+                       WAVEFORMATEX{0, WORD((data[0] >> 4) % 9), 48000, 0, 0, 24, 0});
     decoder.setMixType(8, 104, (data[0] & 4) ? 0x3 : 0x3F);
     if (!decoder.init(type))
         return 0;
@@ -57,7 +45,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         if (packets && !decoder.parsePacketHeader(&p, end))
             continue;
         buffer.insert(buffer.end(), p, end);
-        drain(decoder, buffer, out);
+        takeFrames(decoder, buffer, out);
     }
     return 0;
 }

@@ -8,18 +8,15 @@
 #include <vector>
 
 #include "decoders/AdecMPEG.h"
-#include "tests/support/memory_sample.h"
+#include "fuzz/decoder_feed.h"
+#include "tests/support/wave_type.h"
 
 namespace {
 
 CMediaType mpegType()
 {
-    CMediaType type(&MEDIATYPE_Audio);
-    type.SetSubtype(&MEDIASUBTYPE_MP3);
-    type.SetFormatType(&FORMAT_WaveFormatEx);
-    WAVEFORMATEX wave{0x55, 2, 44100, 0, 0, 0, 0};
-    type.SetFormat(reinterpret_cast<const BYTE*>(&wave), sizeof wave);
-    return type;
+    return waveFormatType(&MEDIATYPE_Audio, &MEDIASUBTYPE_MP3,
+                          WAVEFORMATEX{0x55, 2, 44100, 0, 0, 0, 0});
 }
 
 }  // namespace
@@ -34,18 +31,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     if (!decoder.init(mpegType()))
         return 0;
     size_t piece = 1 + data[1] * 16;
+    MemorySample out(sampleSizes[data[0] & 3]);
     std::vector<uint8_t> buffer;
     for (size_t offset = 2; offset < size; offset += piece) {
         buffer.insert(buffer.end(), data + offset, data + (offset + piece < size ? offset + piece : size));
-        for (;;) {
-            MemorySample out(sampleSizes[data[0] & 3]);
-            const uint8_t* p = buffer.data();
-            decoder.process(&p, buffer.data() + buffer.size(), &out);
-            size_t consumed = size_t(p - buffer.data());
-            if (consumed == 0)
-                break;
-            buffer.erase(buffer.begin(), buffer.begin() + long(consumed));
-        }
+        takeFrames(decoder, buffer, out);
     }
     return 0;
 }

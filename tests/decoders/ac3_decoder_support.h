@@ -8,15 +8,11 @@
 
 #include "decoders/AdecDolby.h"
 #include "support/decoder_run.h"
+#include "support/wave_type.h"
 
 inline CMediaType ac3Type(const GUID& subtype = MEDIASUBTYPE_DOLBY_AC3)
 {
-    CMediaType type(&MEDIATYPE_Audio);
-    type.SetSubtype(&subtype);
-    type.SetFormatType(&FORMAT_WaveFormatEx);
-    WAVEFORMATEX wave{0x2000, 2, 48000, 0, 0, 0, 0};
-    type.SetFormat(reinterpret_cast<const BYTE*>(&wave), sizeof wave);
-    return type;
+    return waveFormatType(&MEDIATYPE_Audio, &subtype, WAVEFORMATEX{0x2000, 2, 48000, 0, 0, 0, 0});
 }
 
 using Ac3Run = DecoderRun<TvStatusAc3>;

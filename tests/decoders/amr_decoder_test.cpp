@@ -15,6 +15,7 @@
 #include "support/amr_tools.h"
 #include "support/av_packets.h"
 #include "support/memory_sample.h"
+#include "support/wave_type.h"
 
 namespace {
 
@@ -23,12 +24,7 @@ const std::string kModuleFolder = TAVIO_MODULE_DIR "/";
 
 CMediaType amrType(const GUID& subtype, int rate = 8000)
 {
-    CMediaType type(&MEDIATYPE_Audio);
-    type.SetSubtype(&subtype);
-    type.SetFormatType(&FORMAT_WaveFormatEx);
-    WAVEFORMATEX wave{0, 1, DWORD(rate), 0, 0, 16, 0};
-    type.SetFormat(reinterpret_cast<const BYTE*>(&wave), sizeof wave);
-    return type;
+    return waveFormatType(&MEDIATYPE_Audio, &subtype, WAVEFORMATEX{0, 1, DWORD(rate), 0, 0, 16, 0});
 }
 
 struct AmrRun {

@@ -9,15 +9,12 @@
 
 #include "decoders/AdecDTS.h"
 #include "support/decoder_run.h"
+#include "support/wave_type.h"
 
 inline CMediaType dtsType()
 {
-    CMediaType type(&MEDIATYPE_Audio);
-    type.SetSubtype(&MEDIASUBTYPE_DTS);
-    type.SetFormatType(&FORMAT_WaveFormatEx);
-    WAVEFORMATEX wave{0x2001, 2, 48000, 0, 0, 0, 0};
-    type.SetFormat(reinterpret_cast<const BYTE*>(&wave), sizeof wave);
-    return type;
+    return waveFormatType(&MEDIATYPE_Audio, &MEDIASUBTYPE_DTS,
+                          WAVEFORMATEX{0x2001, 2, 48000, 0, 0, 0, 0});
 }
 
 using DtsRun = DecoderRun<TvStatusDts>;

@@ -8,17 +8,14 @@
 #include "config/config_test_support.h"
 #include "decoders/AdecLpcmBd.h"
 #include "support/memory_sample.h"
+#include "support/wave_type.h"
 
 namespace {
 
 CMediaType bdType()
 {
-    CMediaType type(&MEDIATYPE_MPEG2_PES);
-    type.SetSubtype(&MEDIASUBTYPE_BDMV_LPCM_AUDIO);
-    type.SetFormatType(&FORMAT_WaveFormatEx);
-    WAVEFORMATEX wave{WAVE_FORMAT_PCM, 2, 48000, 0, 0, 16, 0};
-    type.SetFormat(reinterpret_cast<const BYTE*>(&wave), sizeof wave);
-    return type;
+    return waveFormatType(&MEDIATYPE_MPEG2_PES, &MEDIASUBTYPE_BDMV_LPCM_AUDIO,
+                          WAVEFORMATEX{WAVE_FORMAT_PCM, 2, 48000, 0, 0, 16, 0});
 }
 
 // Header codes: frequency 1 = 48 kHz, 4 = 96 kHz, 5 = 192 kHz; bits 1 = 16,

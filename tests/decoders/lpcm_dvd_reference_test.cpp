@@ -9,6 +9,7 @@
 #include "host/program_stream.h"
 #include "support/memory_sample.h"
 #include "support/reference_tools.h"
+#include "support/wave_type.h"
 
 namespace {
 
@@ -46,11 +47,9 @@ TEST_P(LpcmDvdReference, MatchesTheReferenceDecoderBitForBit)
     ASSERT_TRUE(readProgramStreamFile(vob, packets));
     std::ostringstream log;
     AdecLpcmDvd decoder(log);
-    CMediaType type(&MEDIATYPE_MPEG2_PES);
-    type.SetSubtype(&MEDIASUBTYPE_DVD_LPCM_AUDIO);
-    type.SetFormatType(&FORMAT_WaveFormatEx);
-    WAVEFORMATEX wave{WAVE_FORMAT_PCM, WORD(c.channels), DWORD(c.rate), 0, 0, WORD(c.bits), 0};
-    type.SetFormat(reinterpret_cast<const BYTE*>(&wave), sizeof wave);
+    CMediaType type = waveFormatType(
+        &MEDIATYPE_MPEG2_PES, &MEDIASUBTYPE_DVD_LPCM_AUDIO,
+        WAVEFORMATEX{WAVE_FORMAT_PCM, WORD(c.channels), DWORD(c.rate), 0, 0, WORD(c.bits), 0});
     ASSERT_NE(decoder.init(type), nullptr);
 
     // Each packet's header is read as the filter reads it. 16-bit payloads

@@ -7,17 +7,14 @@
 #include "config/config_test_support.h"
 #include "decoders/AdecLpcmDvd.h"
 #include "support/memory_sample.h"
+#include "support/wave_type.h"
 
 namespace {
 
 CMediaType lpcmType(const GUID& subtype, WORD channels, DWORD rate, WORD bits)
 {
-    CMediaType type(&MEDIATYPE_MPEG2_PES);
-    type.SetSubtype(&subtype);
-    type.SetFormatType(&FORMAT_WaveFormatEx);
-    WAVEFORMATEX wave{WAVE_FORMAT_PCM, channels, rate, 0, 0, bits, 0};
-    type.SetFormat(reinterpret_cast<const BYTE*>(&wave), sizeof wave);
-    return type;
+    return waveFormatType(&MEDIATYPE_MPEG2_PES, &subtype,
+                          WAVEFORMATEX{WAVE_FORMAT_PCM, channels, rate, 0, 0, bits, 0});
 }
 
 // Private header of a DVD-Video LPCM packet.

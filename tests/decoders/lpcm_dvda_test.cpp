@@ -8,6 +8,7 @@
 #include "config/config_test_support.h"
 #include "decoders/adeclpcm.h"
 #include "support/memory_sample.h"
+#include "support/wave_type.h"
 
 namespace {
 
@@ -16,12 +17,8 @@ CMediaType dvdaType(const GUID& major,
                     WORD bits,
                     const GUID& subtype = MEDIASUBTYPE_DVDA_AUDIO_LPCM)
 {
-    CMediaType type(&major);
-    type.SetSubtype(&subtype);
-    type.SetFormatType(&FORMAT_WaveFormatEx);
-    WAVEFORMATEX wave{WAVE_FORMAT_PCM, channels, 48000, 0, 0, bits, 0};
-    type.SetFormat(reinterpret_cast<const BYTE*>(&wave), sizeof wave);
-    return type;
+    return waveFormatType(&major, &subtype,
+                          WAVEFORMATEX{WAVE_FORMAT_PCM, channels, 48000, 0, 0, bits, 0});
 }
 
 // DVD-Audio private header: substream id 0xA0, continuity counter, header

@@ -8,17 +8,14 @@
 #include "decoders/AdecLpcmBd.h"
 #include "decoders/AdecLpcmDvd.h"
 #include "decoders/adeclpcm.h"
+#include "support/wave_type.h"
 
 namespace {
 
 CMediaType typeOf(const GUID& subtype)
 {
-    CMediaType type(&MEDIATYPE_MPEG2_PES);
-    type.SetSubtype(&subtype);
-    type.SetFormatType(&FORMAT_WaveFormatEx);
-    WAVEFORMATEX wave{WAVE_FORMAT_PCM, 2, 48000, 192000, 4, 16, 0};
-    type.SetFormat(reinterpret_cast<const BYTE*>(&wave), sizeof wave);
-    return type;
+    return waveFormatType(&MEDIATYPE_MPEG2_PES, &subtype,
+                          WAVEFORMATEX{WAVE_FORMAT_PCM, 2, 48000, 192000, 4, 16, 0});
 }
 
 TEST(LpcmSelection, EachSubtypeReachesItsDecoderInTheFixedOrder)

@@ -16,6 +16,7 @@
 #include "decoders/AdecMLP.h"
 #include "support/memory_sample.h"
 #include "support/mlp_tools.h"
+#include "support/wave_type.h"
 
 namespace {
 
@@ -30,12 +31,7 @@ std::string moduleFolder()
 
 CMediaType mlpType(const GUID& major, const GUID& subtype)
 {
-    CMediaType type(&major);
-    type.SetSubtype(&subtype);
-    type.SetFormatType(&FORMAT_WaveFormatEx);
-    WAVEFORMATEX wave{0, 2, 48000, 0, 0, 24, 0};
-    type.SetFormat(reinterpret_cast<const BYTE*>(&wave), sizeof wave);
-    return type;
+    return waveFormatType(&major, &subtype, WAVEFORMATEX{0, 2, 48000, 0, 0, 24, 0});
 }
 
 const CMediaType dvdaPes = mlpType(MEDIATYPE_MPEG2_PES, MEDIASUBTYPE_DVDA_AUDIO_MLP);

@@ -8,15 +8,11 @@
 
 #include "decoders/AdecMPEG.h"
 #include "support/decoder_run.h"
+#include "support/wave_type.h"
 
 inline CMediaType mpegType(const GUID& subtype = MEDIASUBTYPE_MP3, const GUID& major = MEDIATYPE_Audio)
 {
-    CMediaType type(&major);
-    type.SetSubtype(&subtype);
-    type.SetFormatType(&FORMAT_WaveFormatEx);
-    WAVEFORMATEX wave{0x55, 2, 44100, 0, 0, 0, 0};
-    type.SetFormat(reinterpret_cast<const BYTE*>(&wave), sizeof wave);
-    return type;
+    return waveFormatType(&major, &subtype, WAVEFORMATEX{0x55, 2, 44100, 0, 0, 0, 0});
 }
 
 using MpegRun = DecoderRun<TvStatusMpeg>;

@@ -10,17 +10,14 @@
 #include "filter/karaoke_mode.h"
 #include "support/ac3_tools.h"
 #include "support/filter_harness.h"
+#include "support/wave_type.h"
 
 namespace {
 
 CMediaType ac3Type()
 {
-    CMediaType type(&MEDIATYPE_Audio);
-    type.SetSubtype(&MEDIASUBTYPE_DOLBY_AC3);
-    type.SetFormatType(&FORMAT_WaveFormatEx);
-    WAVEFORMATEX wave{0x2000, 6, 48000, 0, 0, 0, 0};
-    type.SetFormat(reinterpret_cast<const BYTE*>(&wave), sizeof wave);
-    return type;
+    return waveFormatType(&MEDIATYPE_Audio, &MEDIASUBTYPE_DOLBY_AC3,
+                          WAVEFORMATEX{0x2000, 6, 48000, 0, 0, 0, 0});
 }
 
 TEST(KaraokeMode, FromDownmixBitsAndSpeakerAssignment)

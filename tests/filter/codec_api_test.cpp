@@ -8,6 +8,7 @@
 #include "support/ac3_tools.h"
 #include "support/filter_harness.h"
 #include "support/guid_variant.h"
+#include "support/wave_type.h"
 
 namespace {
 
@@ -184,11 +185,8 @@ TEST_F(CodecApi, EachFormatChangesALiveAc3Stream)
         {&CODECAPI_AUDIO_OUTPUT_FORMAT_SPDIF_PCM, 0xFFFE, 2},
     };
     open();
-    CMediaType type(&MEDIATYPE_Audio);
-    type.SetSubtype(&MEDIASUBTYPE_DOLBY_AC3);
-    type.SetFormatType(&FORMAT_WaveFormatEx);
-    WAVEFORMATEX wave{0x2000, 6, 48000, 0, 0, 0, 0};
-    type.SetFormat(reinterpret_cast<const BYTE*>(&wave), sizeof wave);
+    CMediaType type = waveFormatType(&MEDIATYPE_Audio, &MEDIASUBTYPE_DOLBY_AC3,
+                                     WAVEFORMATEX{0x2000, 6, 48000, 0, 0, 0, 0});
     build(type);
     std::vector<std::vector<uint8_t>> outputs;
     for (const Case& c : cases) {

@@ -10,17 +10,15 @@
 #include <thread>
 
 #include "support/filter_harness.h"
+#include "support/wave_type.h"
 
 namespace {
 
 CMediaType lpcmType(WORD channels)
 {
-    CMediaType type(&MEDIATYPE_Audio);
-    type.SetSubtype(&MEDIASUBTYPE_DVD_LPCM_AUDIO);
-    type.SetFormatType(&FORMAT_WaveFormatEx);
-    WAVEFORMATEX wave{WAVE_FORMAT_PCM, channels, 48000, 48000u * 2 * channels, WORD(2 * channels), 16, 0};
-    type.SetFormat(reinterpret_cast<const BYTE*>(&wave), sizeof wave);
-    return type;
+    return waveFormatType(&MEDIATYPE_Audio, &MEDIASUBTYPE_DVD_LPCM_AUDIO,
+                          WAVEFORMATEX{WAVE_FORMAT_PCM, channels, 48000, 48000u * 2 * channels,
+                                       WORD(2 * channels), 16, 0});
 }
 
 using LockOrder = FilterHarness;

@@ -9,6 +9,7 @@
 
 #include "core/receive_parameters.h"
 #include "support/filter_harness.h"
+#include "support/wave_type.h"
 
 namespace {
 
@@ -78,12 +79,8 @@ std::vector<uint8_t> block(uint8_t value) { return std::vector<uint8_t>(192, val
 
 CMediaType scriptedType()
 {
-    CMediaType type(&MEDIATYPE_Audio);
-    type.SetSubtype(&kScriptedSubtype);
-    type.SetFormatType(&FORMAT_WaveFormatEx);
-    WAVEFORMATEX wave{WAVE_FORMAT_PCM, 2, 48000, 192000, 4, 16, 0};
-    type.SetFormat(reinterpret_cast<const BYTE*>(&wave), sizeof wave);
-    return type;
+    return waveFormatType(&MEDIATYPE_Audio, &kScriptedSubtype,
+                          WAVEFORMATEX{WAVE_FORMAT_PCM, 2, 48000, 192000, 4, 16, 0});
 }
 
 // One input sample and what the sink answers while it is decoded.

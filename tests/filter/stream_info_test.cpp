@@ -12,6 +12,7 @@
 #include "host/program_stream.h"
 #include "support/ac3_tools.h"
 #include "support/filter_harness.h"
+#include "support/wave_type.h"
 
 namespace {
 
@@ -165,11 +166,8 @@ protected:
     {
         ASSERT_TRUE(readProgramStreamFile(TAVIO_SAMPLE_STREAM, packets));
         ASSERT_FALSE(packets.empty());
-        CMediaType type(&MEDIATYPE_MPEG2_PES);
-        type.SetSubtype(&MEDIASUBTYPE_DVD_LPCM_AUDIO);
-        type.SetFormatType(&FORMAT_WaveFormatEx);
-        WAVEFORMATEX wave{WAVE_FORMAT_PCM, 2, 48000, 192000, 4, 16, 0};
-        type.SetFormat(reinterpret_cast<const BYTE*>(&wave), sizeof wave);
+        CMediaType type = waveFormatType(&MEDIATYPE_MPEG2_PES, &MEDIASUBTYPE_DVD_LPCM_AUDIO,
+                                         WAVEFORMATEX{WAVE_FORMAT_PCM, 2, 48000, 192000, 4, 16, 0});
         build(type);
         ASSERT_EQ(filter->QueryInterface(IID_ITavioControl, reinterpret_cast<void**>(&control)), S_OK);
     }
@@ -315,11 +313,8 @@ TEST_F(FilterHarness, Ac3SnapshotsTellTheCodedAndTheDeliveredLayout)
     TempFolder folder;
     std::string path = folder.file("s.ac3");
     ASSERT_TRUE(makeAc3Stream(path, encodableLayouts().back(), 48000, 384, 0.2));
-    CMediaType type(&MEDIATYPE_Audio);
-    type.SetSubtype(&MEDIASUBTYPE_DOLBY_AC3);
-    type.SetFormatType(&FORMAT_WaveFormatEx);
-    WAVEFORMATEX wave{0x2000, 6, 48000, 0, 0, 0, 0};
-    type.SetFormat(reinterpret_cast<const BYTE*>(&wave), sizeof wave);
+    CMediaType type = waveFormatType(&MEDIATYPE_Audio, &MEDIASUBTYPE_DOLBY_AC3,
+                                     WAVEFORMATEX{0x2000, 6, 48000, 0, 0, 0, 0});
     build(type);
     filter->remixer()->SetOutputConfig(0, 3);
     filter->remixer()->SetDownmixType(0, RemixDecoderDownmix);

@@ -17,17 +17,14 @@
 #include "support/ac3_tools.h"
 #include "support/filter_harness.h"
 #include "support/guid_variant.h"
+#include "support/wave_type.h"
 
 namespace {
 
 CMediaType ac3Type(const GUID& subtype, WORD channels)
 {
-    CMediaType type(&MEDIATYPE_Audio);
-    type.SetSubtype(&subtype);
-    type.SetFormatType(&FORMAT_WaveFormatEx);
-    WAVEFORMATEX wave{0x2000, channels, 48000, 0, 0, 0, 0};
-    type.SetFormat(reinterpret_cast<const BYTE*>(&wave), sizeof wave);
-    return type;
+    return waveFormatType(&MEDIATYPE_Audio, &subtype,
+                          WAVEFORMATEX{0x2000, channels, 48000, 0, 0, 0, 0});
 }
 
 
