@@ -11,6 +11,7 @@
 #include "core/status_helpers.h"
 #include "decoders/ac3_decoder_support.h"
 #include "support/ac3_tools.h"
+#include "support/library_refusal.h"
 
 namespace {
 
@@ -213,40 +214,10 @@ INSTANTIATE_TEST_SUITE_P(SharedVectors,
                          ::testing::Values("androidx_media/ts_sample.ac3",
                                            "mp4parser/ac3-sample.ac3"));
 
-// A missing, broken or foreign TvAc3Lib.dll refuses the type; the process
-// log names the library and, when loading failed, the system's error.
+// A missing, broken or foreign TvAc3Lib.dll refuses the type.
 TEST(AdecDolby, WithoutItsLibraryRefusesTheType)
 {
-    TempFolder folder;
-    std::string log = folder.file("process.log");
-    struct Case {
-        const char* what;
-        std::string library;  // copied in as TvAc3Lib.dll; "" = none
-        bool loadError;
-    } cases[] = {
-        {"missing", "", true},
-        {"not a library", log, true},
-        {"no AUDIODEC_Create", TEST_MODULE_PATH, false},
-    };
-    for (const Case& c : cases) {
-        std::filesystem::remove(folder.file("TvAc3Lib.dll"));
-        if (!c.library.empty()) {
-            std::ofstream(log) << "not a library";
-            std::filesystem::copy_file(c.library, folder.file("TvAc3Lib.dll"));
-        }
-        logStream.open(log, std::ios::out | std::ios::trunc);
-        std::ostringstream filterLog;
-        AdecDolby decoder(filterLog, folder.file(""));
-        EXPECT_EQ(decoder.init(ac3Type()), nullptr) << c.what;
-        logStream.close();
-        std::ifstream in(log);
-        std::string first, second;
-        std::getline(in, first);
-        std::getline(in, second);
-        EXPECT_EQ(first, "OpenDll: TvAc3Lib.dll") << c.what;
-        EXPECT_EQ(second.rfind("error: ", 0) == 0 && second.size() > 7, c.loadError)
-            << c.what << ": " << second;
-    }
+    expectRefusedWithoutItsLibrary<AdecDolby>("TvAc3Lib.dll", ac3Type());
 }
 
 // Without room in the output sample the frame is passed over, not written.

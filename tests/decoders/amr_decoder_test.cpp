@@ -14,6 +14,7 @@
 #include "decoders/AdecAMR.h"
 #include "support/amr_tools.h"
 #include "support/av_packets.h"
+#include "support/library_refusal.h"
 #include "support/memory_sample.h"
 #include "support/wave_type.h"
 
@@ -191,41 +192,10 @@ TEST(AdecAMR, SmallOutputSamplesAndReinit)
     EXPECT_EQ(whole.statuses[0].samples, 10 * 320);
 }
 
-// A missing, broken or foreign TvAmrDec.dll refuses the type; the process log
-// names the library and, when loading failed, the system's error.
+// A missing, broken or foreign TvAmrDec.dll refuses the type.
 TEST(AdecAMR, WithoutItsLibraryRefusesTheType)
 {
-    TempFolder folder;
-    std::string log = folder.file("process.log");
-    struct Case {
-        const char* what;
-        std::string library;  // copied in as TvAmrDec.dll; "" = none
-        bool loadError;
-    } cases[] = {
-        {"missing", "", true},
-        {"not a library", log, true},
-        {"no AUDIODEC_Create", TEST_MODULE_PATH, false},
-    };
-    for (const Case& c : cases) {
-        std::filesystem::remove(folder.file("TvAmrDec.dll"));
-        if (!c.library.empty()) {
-            std::ofstream(log) << "not a library";
-            std::filesystem::copy_file(c.library, folder.file("TvAmrDec.dll"));
-        }
-        logStream.open(log, std::ios::out | std::ios::trunc);
-        std::ostringstream filterLog;
-        AdecAMR decoder(filterLog, folder.file(""));
-        EXPECT_TRUE(decoder.accepts(amrType(MEDIASUBTYPE_SAMR_AUDIO)));
-        EXPECT_EQ(decoder.init(amrType(MEDIASUBTYPE_SAMR_AUDIO)), nullptr) << c.what;
-        logStream.close();
-        std::ifstream in(log);
-        std::string first, second;
-        std::getline(in, first);
-        std::getline(in, second);
-        EXPECT_EQ(first, "OpenDll: TvAmrDec.dll") << c.what;
-        EXPECT_EQ(second.rfind("error: ", 0) == 0 && second.size() > 7, c.loadError)
-            << c.what << ": " << second;
-    }
+    expectRefusedWithoutItsLibrary<AdecAMR>("TvAmrDec.dll", amrType(MEDIASUBTYPE_SAMR_AUDIO));
 }
 
 }  // namespace
