@@ -140,7 +140,7 @@ TEST_P(AdecAMRRealStream, DecodesLikeOpencoreAndNearFfmpeg)
     writeFile(amr, frames.file());
     std::vector<int16_t> reference = ffmpegAmrDecode(amr);
     EXPECT_EQ(run.pcm.size(), reference.size());
-    double snr = amrSnrDb(reference, run.pcm);
+    double snr = snrDb(reference, run.pcm);
     std::cout << "[ snr ] " << c.file << ": " << snr << " dB against ffmpeg, "
               << frames.frames.size() << " frames in " << inputs.size() << " inputs" << std::endl;
     EXPECT_GE(snr, c.minSnrDb);

@@ -108,7 +108,7 @@ TEST_P(TvAmrDecModes, DecodesLikeOpencoreAndNearFfmpeg)
     writeFile(path, stream.file());
     std::vector<int16_t> ffmpeg = ffmpegAmrDecode(path);
     EXPECT_EQ(ffmpeg.size(), reference.size());
-    double snr = amrSnrDb(ffmpeg, reference);
+    double snr = snrDb(ffmpeg, reference);
     std::cout << "[ snr ] " << (c.wideband ? "AMR-WB" : "AMR-NB") << " mode " << c.mode
               << " against ffmpeg: " << snr << " dB" << std::endl;
     EXPECT_GE(snr, c.minSnrDb);

@@ -124,20 +124,6 @@ inline std::vector<float> asFloats(const std::vector<uint8_t>& bytes)
     return samples;
 }
 
-// Signal-to-noise ratio of `test` against `reference` in dB (infinite when
-// equal); compares the common length.
-inline double snrDb(const std::vector<int16_t>& reference, const std::vector<int16_t>& test)
-{
-    double signal = 0, noise = 0;
-    size_t n = std::min(reference.size(), test.size());
-    for (size_t i = 0; i < n; ++i) {
-        signal += double(reference[i]) * reference[i];
-        double d = double(reference[i]) - test[i];
-        noise += d * d;
-    }
-    return noise == 0 ? INFINITY : 10 * std::log10(signal / noise);
-}
-
 // Power of one frequency in channel `channel` of interleaved samples
 // (Goertzel), skipping the first frame's start-up.
 inline double tonePower(const std::vector<int16_t>& pcm,

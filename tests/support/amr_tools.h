@@ -147,14 +147,3 @@ inline std::vector<int16_t> ffmpegAmrDecode(const std::string& path)
     return pcm;
 }
 
-inline double amrSnrDb(const std::vector<int16_t>& reference, const std::vector<int16_t>& test)
-{
-    double signal = 0, noise = 0;
-    size_t n = std::min(reference.size(), test.size());
-    for (size_t i = 0; i < n; ++i) {
-        signal += double(reference[i]) * reference[i];
-        double d = double(reference[i]) - test[i];
-        noise += d * d;
-    }
-    return noise == 0 ? INFINITY : 10 * std::log10(signal / noise);
-}

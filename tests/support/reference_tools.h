@@ -2,6 +2,9 @@
 // the tools are missing.
 #pragma once
 
+#include <algorithm>
+#include <cmath>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -32,6 +35,20 @@ inline std::vector<uint8_t> commandOutput(const std::string& command, bool* ok =
     if (ok)
         *ok = status == 0;
     return out;
+}
+
+// Signal-to-noise ratio of `test` against `reference` in dB (infinite when
+// equal); compares the common length.
+inline double snrDb(const std::vector<int16_t>& reference, const std::vector<int16_t>& test)
+{
+    double signal = 0, noise = 0;
+    size_t n = std::min(reference.size(), test.size());
+    for (size_t i = 0; i < n; ++i) {
+        signal += double(reference[i]) * reference[i];
+        double d = double(reference[i]) - test[i];
+        noise += d * d;
+    }
+    return noise == 0 ? INFINITY : 10 * std::log10(signal / noise);
 }
 
 // A temporary folder removed with the object.
