@@ -10,6 +10,7 @@
 #include "libs/TvAc3Lib/tv_ac3_lib.h"
 #include "platform/windows_api.h"
 #include "support/ac3_tools.h"
+#include "support/library_object.h"
 
 namespace {
 
@@ -20,24 +21,9 @@ constexpr int32_t kRows[8][6] = {
 };
 constexpr int32_t kRow3F2RLfe[6] = {0, 2, 1, 4, 5, 3};
 
-class Library {
+class Library : public LibraryObject<TvAc3Decoder> {
 public:
-    Library() : module_(LoadLibraryA(TAVIO_MODULE_DIR "/TvAc3Lib.dll"))
-    {
-        auto create =
-            module_ ? platform::procAddress<Ac3DecCreate>(module_, "AUDIODEC_Create") : nullptr;
-        if (create && create(&decoder_) != 0)
-            decoder_ = nullptr;
-    }
-    ~Library()
-    {
-        if (decoder_)
-            decoder_->Destroy(1);
-        if (module_)
-            FreeLibrary(module_);
-    }
-    TvAc3Decoder* operator->() { return decoder_; }
-    explicit operator bool() const { return decoder_ != nullptr; }
+    Library() : LibraryObject(TAVIO_MODULE_DIR "/TvAc3Lib.dll") {}
 
     int set(int number, int32_t value) { return decoder_->SetParam(number, &value); }
     int32_t get(int number)
@@ -74,10 +60,6 @@ public:
         static constexpr int counts[8] = {2, 1, 2, 3, 3, 4, 4, 5};
         return counts[mode] + (lfe ? 1 : 0);
     }
-
-private:
-    HMODULE module_;
-    TvAc3Decoder* decoder_ = nullptr;
 };
 
 std::vector<int16_t> ffmpegDecode(const std::string& path)

@@ -11,27 +11,13 @@
 #include "libs/TvAmrDec/tv_amr_dec.h"
 #include "platform/kernel.h"
 #include "support/amr_tools.h"
+#include "support/library_object.h"
 
 namespace {
 
-class Library {
+class Library : public LibraryObject<TvAmrDecoder> {
 public:
-    Library() : module_(LoadLibraryA(TAVIO_MODULE_DIR "/TvAmrDec.dll"))
-    {
-        auto create =
-            module_ ? platform::procAddress<AmrDecCreate>(module_, "AUDIODEC_Create") : nullptr;
-        if (create && create(&decoder_) != 0)
-            decoder_ = nullptr;
-    }
-    ~Library()
-    {
-        if (decoder_)
-            decoder_->Destroy(1);
-        if (module_)
-            FreeLibrary(module_);
-    }
-    TvAmrDecoder* operator->() { return decoder_; }
-    explicit operator bool() const { return decoder_ != nullptr; }
+    Library() : LibraryObject(TAVIO_MODULE_DIR "/TvAmrDec.dll") {}
 
     void start(bool wideband)
     {
@@ -71,10 +57,6 @@ public:
         }
         return pcm;
     }
-
-private:
-    HMODULE module_;
-    TvAmrDecoder* decoder_ = nullptr;
 };
 
 struct ModeCase {
