@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "config/util.h"
+#include "decoders/dvd_audio_rate.h"
 #include "platform/media_guids.h"
 
 // Assertion conditions are logged as written, spacing included.
@@ -18,26 +19,6 @@ constexpr int kBytesPerSample = 3;
 // One call's largest output (160 samples of 10 channels, 3 bytes each) + 3.
 constexpr LONG kRoomPerCall = MAX_MLP_SAMPLES * kMlpColumns * kBytesPerSample + 3;
 constexpr int kHdDvdHeaderBytes = 5;
-
-int frequencyFromCode(int code)
-{
-    switch (code) {
-        case 0:
-            return 48000;
-        case 1:
-            return 96000;
-        case 2:
-            return 192000;
-        case 8:
-            return 44100;
-        case 9:
-            return 88200;
-        case 10:
-            return 176400;
-        default:
-            return 0;
-    }
-}
 
 }  // namespace
 
@@ -239,7 +220,7 @@ TvStatus* AdecMLP::process(const uint8_t** readPtr, const uint8_t* end, IMediaSa
     _status.majorSync = _syncKind;
     _status.samples = produced / (_status.chan * kBytesPerSample);
     _log << "outsize: " << produced << std::endl;
-    int frequency = frequencyFromCode(frequencyCode);
+    int frequency = dvdAudioFrequency(frequencyCode);
     if (frequency != 0)
         _status.freq = frequency;
     else

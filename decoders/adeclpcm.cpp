@@ -6,6 +6,7 @@
 #include "config/util.h"
 #include "core/bit_reader.h"
 #include "core/status_helpers.h"
+#include "decoders/dvd_audio_rate.h"
 #include "platform/media_guids.h"
 
 // Assertion conditions are logged as written, spacing included.
@@ -22,26 +23,6 @@ constexpr int32_t dvdAudioHeaderFields = 11;
 // (LFE Ls Rs) slots 3-5.
 constexpr uint8_t order[36] = {30, 19, 18, 31, 21, 20, 32, 23, 22, 12, 1, 0, 13, 3, 2, 14, 5,  4,
                                33, 25, 24, 34, 27, 26, 35, 29, 28, 15, 7, 6, 16, 9, 8, 17, 11, 10};
-
-int frequencyFromCode(int code)
-{
-    switch (code) {
-        case 0:
-            return 48000;
-        case 1:
-            return 96000;
-        case 2:
-            return 192000;
-        case 8:
-            return 44100;
-        case 9:
-            return 88200;
-        case 10:
-            return 176400;
-        default:
-            return 0;
-    }
-}
 
 bool isPacked(const CMediaType& type)
 {
@@ -118,7 +99,7 @@ bool AdecLPCM::parseDvdAudioHeader(const uint8_t** readPtr, const uint8_t* end)
     _status.channelMask = 0x3F;
     TvAssert(quant1 ==quant2 && freq1 == freq2);
     _status.stype = sampleTypeFromBits(16 + 4 * quant1);
-    int frequency = frequencyFromCode(freq1);
+    int frequency = dvdAudioFrequency(freq1);
     if (frequency == 0) {
         TvAssert(0);
         return false;
