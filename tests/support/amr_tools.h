@@ -146,4 +146,3 @@ inline std::vector<int16_t> ffmpegAmrDecode(const std::string& path)
     std::memcpy(pcm.data(), bytes.data(), pcm.size() * 2);
     return pcm;
 }
-

@@ -56,18 +56,6 @@ struct PcmMatch {
     long shift = 0;          // frames by which our output leads ffmpeg's
 };
 
-inline double snrOver(const std::vector<int16_t>& reference, const std::vector<int16_t>& test,
-                      size_t referenceStart, size_t testStart, size_t count)
-{
-    double signal = 0, noise = 0;
-    for (size_t i = 0; i < count; ++i) {
-        double r = reference[referenceStart + i], d = r - test[testStart + i];
-        signal += r * r;
-        noise += d * d;
-    }
-    return noise == 0 ? INFINITY : 10 * std::log10(signal / noise);
-}
-
 // SNR of `ours` against `reference` (same channel order) at the shift of up
 // to `maxShift` frames either way that matches best: the two decoders drop
 // different amounts of priming and delay.

@@ -37,18 +37,24 @@ inline std::vector<uint8_t> commandOutput(const std::string& command, bool* ok =
     return out;
 }
 
-// Signal-to-noise ratio of `test` against `reference` in dB (infinite when
-// equal); compares the common length.
-inline double snrDb(const std::vector<int16_t>& reference, const std::vector<int16_t>& test)
+// Signal-to-noise ratio in dB (infinite when equal) of `count` samples of
+// `test` from `testStart` against `reference` from `referenceStart`.
+inline double snrOver(const std::vector<int16_t>& reference, const std::vector<int16_t>& test,
+                      size_t referenceStart, size_t testStart, size_t count)
 {
     double signal = 0, noise = 0;
-    size_t n = std::min(reference.size(), test.size());
-    for (size_t i = 0; i < n; ++i) {
-        signal += double(reference[i]) * reference[i];
-        double d = double(reference[i]) - test[i];
+    for (size_t i = 0; i < count; ++i) {
+        double r = reference[referenceStart + i], d = r - test[testStart + i];
+        signal += r * r;
         noise += d * d;
     }
     return noise == 0 ? INFINITY : 10 * std::log10(signal / noise);
+}
+
+// The same over the common length, both from the start.
+inline double snrDb(const std::vector<int16_t>& reference, const std::vector<int16_t>& test)
+{
+    return snrOver(reference, test, 0, 0, std::min(reference.size(), test.size()));
 }
 
 // A temporary folder removed with the object.
