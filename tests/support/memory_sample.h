@@ -1,4 +1,5 @@
 // A media sample over plain memory, for driving decoders without a graph.
+// Guard bytes after the buffer it declares show a write past its end.
 #pragma once
 
 #include <vector>
@@ -7,10 +8,29 @@
 
 class MemorySample : public IMediaSample {
 public:
-    explicit MemorySample(size_t size, BYTE fill = 0xCD) : buffer_(size, fill) {}
+    explicit MemorySample(size_t size, BYTE fill = 0xCD)
+        : buffer_(size + kGuard, fill), size_(size), fill_(fill)
+    {
+    }
 
-    const std::vector<BYTE>& buffer() const { return buffer_; }
     std::vector<BYTE> data() const { return {buffer_.begin(), buffer_.begin() + actual_}; }
+    // The whole declared buffer, written or not.
+    std::vector<BYTE> buffer() const { return {buffer_.begin(), buffer_.begin() + long(size_)}; }
+    // Fills the sample with `bytes` as an input sample.
+    void assign(const BYTE* bytes, size_t count)
+    {
+        buffer_.assign(bytes, bytes + count);
+        buffer_.resize(count + kGuard, fill_);
+        size_ = count;
+        actual_ = LONG(count);
+    }
+    bool guardIntact() const
+    {
+        for (size_t i = size_; i < buffer_.size(); ++i)
+            if (buffer_[i] != fill_)
+                return false;
+        return true;
+    }
 
     STDMETHODIMP QueryInterface(REFIID riid, void** ppv) override
     {
@@ -34,7 +54,7 @@ public:
         *ppBuffer = buffer_.data();
         return S_OK;
     }
-    STDMETHODIMP_(LONG) GetSize() override { return static_cast<LONG>(buffer_.size()); }
+    STDMETHODIMP_(LONG) GetSize() override { return static_cast<LONG>(size_); }
     STDMETHODIMP GetTime(REFERENCE_TIME* start, REFERENCE_TIME* stop) override
     {
         if (!hasTime_)
@@ -58,7 +78,7 @@ public:
     STDMETHODIMP_(LONG) GetActualDataLength() override { return actual_; }
     STDMETHODIMP SetActualDataLength(LONG length) override
     {
-        if (length < 0 || static_cast<size_t>(length) > buffer_.size())
+        if (length < 0 || static_cast<size_t>(length) > size_)
             return VFW_E_BUFFER_OVERFLOW;
         actual_ = length;
         return S_OK;
@@ -69,13 +89,21 @@ public:
         return S_FALSE;
     }
     STDMETHODIMP SetMediaType(AM_MEDIA_TYPE*) override { return E_NOTIMPL; }
-    STDMETHODIMP IsDiscontinuity() override { return S_FALSE; }
-    STDMETHODIMP SetDiscontinuity(WINBOOL) override { return S_OK; }
+    STDMETHODIMP IsDiscontinuity() override { return discontinuity_ ? S_OK : S_FALSE; }
+    STDMETHODIMP SetDiscontinuity(WINBOOL on) override
+    {
+        discontinuity_ = on;
+        return S_OK;
+    }
     STDMETHODIMP GetMediaTime(LONGLONG*, LONGLONG*) override { return VFW_E_MEDIA_TIME_NOT_SET; }
     STDMETHODIMP SetMediaTime(LONGLONG*, LONGLONG*) override { return S_OK; }
 
 private:
+    static constexpr size_t kGuard = 64;
     std::vector<BYTE> buffer_;
+    size_t size_;
+    BYTE fill_;
+    bool discontinuity_ = false;
     LONG actual_ = 0;
     bool hasTime_ = false;
     REFERENCE_TIME start_ = 0;
