@@ -1,9 +1,12 @@
+// The registry as the in-process store that registration writes to: keys by
+// case-insensitive path, typed values, and deletion as the NT registry does it.
 #include <gtest/gtest.h>
 
 #include <set>
 #include <string>
 
 #include "platform/windows_api.h"
+#include "support/registry_text.h"
 
 namespace {
 
@@ -32,7 +35,8 @@ TEST_F(RegistryTest, CreateMakesIntermediateKeysAndReportsDisposition)
     HKEY key;
     EXPECT_EQ(RegOpenKeyExA(HKEY_CLASSES_ROOT, "CLSID\\{A}", 0, KEY_READ, &key), ERROR_SUCCESS);
     RegCloseKey(key);
-    EXPECT_EQ(RegOpenKeyExA(HKEY_CLASSES_ROOT, "CLSID\\{B}", 0, KEY_READ, &key), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(RegOpenKeyExA(HKEY_CLASSES_ROOT, "CLSID\\{B}", 0, KEY_READ, &key),
+              ERROR_FILE_NOT_FOUND);
 }
 
 TEST_F(RegistryTest, ValuesKeepTypeAndBytesAndNamesIgnoreCase)
@@ -44,38 +48,35 @@ TEST_F(RegistryTest, ValuesKeepTypeAndBytesAndNamesIgnoreCase)
               ERROR_SUCCESS);
     ASSERT_EQ(RegSetValueExA(key, nullptr, 0, REG_SZ, reinterpret_cast<const BYTE*>("Name"), 5),
               ERROR_SUCCESS);
-    DWORD type = 0, value = 0, size = sizeof value;
-    ASSERT_EQ(RegQueryValueExA(key, "{374AC4DF-7C98-4257-B13D-36087DBEE458}", nullptr, &type,
-                               reinterpret_cast<BYTE*>(&value), &size),
-              ERROR_SUCCESS);
-    EXPECT_EQ(type, DWORD(REG_DWORD));
+    DWORD value = 0;
+    EXPECT_TRUE(registryDword("clsid\\{a}", "{374AC4DF-7C98-4257-B13D-36087DBEE458}", value));
     EXPECT_EQ(value, 1u);
+    EXPECT_FALSE(registryDword("CLSID\\{A}", "", value));  // a string, not a DWORD
+    EXPECT_EQ(registryString("CLSID\\{A}"), "Name");
+
     char small[2];
-    size = sizeof small;
-    EXPECT_EQ(RegQueryValueExA(key, "", nullptr, &type, reinterpret_cast<BYTE*>(small), &size),
+    DWORD size = sizeof small;
+    EXPECT_EQ(RegQueryValueExA(key, "", nullptr, nullptr, reinterpret_cast<BYTE*>(small), &size),
               ERROR_MORE_DATA);
     EXPECT_EQ(size, 5u);
-    EXPECT_EQ(RegDeleteValueA(key, ""), ERROR_SUCCESS);
-    EXPECT_EQ(RegQueryValueExA(key, "", nullptr, nullptr, nullptr, &size), ERROR_FILE_NOT_FOUND);
+    EXPECT_EQ(RegDeleteValueA(key, "{374AC4DF-7C98-4257-B13D-36087DBEE458}"), ERROR_SUCCESS);
+    EXPECT_FALSE(registryDword("CLSID\\{A}", "{374ac4df-7c98-4257-b13d-36087dbee458}", value));
     RegCloseKey(key);
 }
 
-TEST_F(RegistryTest, EnumeratesDirectChildrenOnly)
+TEST_F(RegistryTest, EnumeratesDirectChildrenWithTheirCase)
 {
     RegCloseKey(create("CLSID\\{A}\\One"));
     RegCloseKey(create("CLSID\\{A}\\Two\\Deeper"));
     HKEY key;
-    ASSERT_EQ(RegOpenKeyExA(HKEY_CLASSES_ROOT, "CLSID\\{A}", 0, KEY_READ, &key), ERROR_SUCCESS);
+    ASSERT_EQ(RegOpenKeyExA(HKEY_CLASSES_ROOT, "clsid\\{a}", 0, KEY_READ, &key), ERROR_SUCCESS);
     std::set<std::string> names;
-    for (DWORD i = 0;; ++i) {
-        char name[64];
-        DWORD size = sizeof name;
-        LSTATUS status = RegEnumKeyExA(key, i, name, &size, nullptr, nullptr, nullptr, nullptr);
-        if (status == ERROR_NO_MORE_ITEMS)
-            break;
-        ASSERT_EQ(status, ERROR_SUCCESS);
+    char name[64];
+    DWORD size = sizeof name;
+    for (DWORD i = 0;
+         RegEnumKeyExA(key, i, name, &size, nullptr, nullptr, nullptr, nullptr) == ERROR_SUCCESS;
+         ++i, size = sizeof name)
         names.insert(name);
-    }
     RegCloseKey(key);
     EXPECT_EQ(names, (std::set<std::string>{"One", "Two"}));
 }

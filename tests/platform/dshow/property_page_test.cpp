@@ -1,18 +1,15 @@
+// The property page protocol as a property frame drives it: site, objects,
+// activation, dirty state and Apply, with calls out of order refused.
 #include <gtest/gtest.h>
 
-#include "platform/dshow/streams.h"
+#include <functional>
+
+#include "test_filters.h"
 
 namespace {
 
-class CountingSite : public IPropertyPageSite {
+class CountingSite : public Counted<IPropertyPageSite> {
 public:
-    STDMETHODIMP QueryInterface(REFIID, void** ppv) override
-    {
-        *ppv = nullptr;
-        return E_NOINTERFACE;
-    }
-    STDMETHODIMP_(ULONG) AddRef() override { return static_cast<ULONG>(++refs); }
-    STDMETHODIMP_(ULONG) Release() override { return static_cast<ULONG>(--refs); }
     STDMETHODIMP OnStatusChange(DWORD flags) override
     {
         lastStatus = flags;
@@ -21,7 +18,6 @@ public:
     STDMETHODIMP GetLocaleID(LCID*) override { return E_NOTIMPL; }
     STDMETHODIMP GetPageContainer(IUnknown**) override { return E_NOTIMPL; }
     STDMETHODIMP TranslateAccelerator(MSG*) override { return E_NOTIMPL; }
-    LONG refs = 1;
     DWORD lastStatus = 0;
 };
 
@@ -41,83 +37,65 @@ public:
     HRESULT OnApplyChanges() override
     {
         ++applied;
-        return S_OK;
+        return applyResult;
     }
-    void change() { SetDirty(); }
+    using CBasePropertyPage::SetDirty;
     IUnknown* connected = nullptr;
     int applied = 0;
+    HRESULT applyResult = S_OK;
 };
 
-TEST(PropertyPage, SiteObjectsDirtyAndApply)
+TEST(PropertyPage, TheFrameProtocolInOrder)
 {
     auto* page = new TestPage;
     page->NonDelegatingAddRef();
     CountingSite site;
-    EXPECT_EQ(page->SetPageSite(nullptr), E_UNEXPECTED);
-    ASSERT_EQ(page->SetPageSite(&site), S_OK);
-    EXPECT_EQ(page->SetPageSite(&site), E_UNEXPECTED);
-
-    EXPECT_EQ(page->Apply(), E_UNEXPECTED);  // no object yet
     IUnknown* object = page->GetOwner();
-    EXPECT_EQ(page->SetObjects(1, nullptr), E_POINTER);
-    ASSERT_EQ(page->SetObjects(1, &object), S_OK);
-    EXPECT_EQ(page->connected, object);
-    EXPECT_EQ(page->SetObjects(2, &object), E_UNEXPECTED);
-
-    EXPECT_EQ(page->IsPageDirty(), S_FALSE);
-    EXPECT_EQ(page->Apply(), S_OK);
-    EXPECT_EQ(page->applied, 0);  // nothing to apply
-    page->change();
-    EXPECT_EQ(site.lastStatus, DWORD(PROPPAGESTATUS_DIRTY));
-    EXPECT_EQ(page->IsPageDirty(), S_OK);
-    EXPECT_EQ(page->Apply(), S_OK);
-    EXPECT_EQ(page->applied, 1);
-    EXPECT_EQ(page->IsPageDirty(), S_FALSE);
-
     RECT rect{0, 0, 100, 100};
-    EXPECT_EQ(page->Show(SW_SHOW), E_UNEXPECTED);
-    EXPECT_EQ(page->Activate(nullptr, nullptr, FALSE), E_POINTER);
-    ASSERT_EQ(page->Activate(nullptr, &rect, FALSE), S_OK);
-    EXPECT_EQ(page->Activate(nullptr, &rect, FALSE), E_UNEXPECTED);
-    EXPECT_EQ(page->Show(3), E_INVALIDARG);
-    EXPECT_EQ(page->Deactivate(), S_OK);
-    EXPECT_EQ(page->Deactivate(), E_UNEXPECTED);
+    struct Step {
+        const char* what;
+        std::function<HRESULT()> call;
+        HRESULT expected;
+    } steps[] = {
+        {"no site to clear", [&] { return page->SetPageSite(nullptr); }, E_UNEXPECTED},
+        {"site", [&] { return page->SetPageSite(&site); }, S_OK},
+        {"second site", [&] { return page->SetPageSite(&site); }, E_UNEXPECTED},
+        {"apply without an object", [&] { return page->Apply(); }, E_UNEXPECTED},
+        {"object", [&] { return page->SetObjects(1, &object); }, S_OK},
+        {"two objects", [&] { return page->SetObjects(2, &object); }, E_UNEXPECTED},
+        {"clean", [&] { return page->IsPageDirty(); }, S_FALSE},
+        {"apply when clean", [&] { return page->Apply(); }, S_OK},
+        {"show inactive", [&] { return page->Show(SW_SHOW); }, E_UNEXPECTED},
+        {"activate", [&] { return page->Activate(nullptr, &rect, FALSE); }, S_OK},
+        {"activate again", [&] { return page->Activate(nullptr, &rect, FALSE); }, E_UNEXPECTED},
+        {"unknown show command", [&] { return page->Show(3); }, E_INVALIDARG},
+        {"deactivate", [&] { return page->Deactivate(); }, S_OK},
+        {"deactivate again", [&] { return page->Deactivate(); }, E_UNEXPECTED},
+    };
+    for (const Step& step : steps)
+        EXPECT_EQ(step.call(), step.expected) << step.what;
+    EXPECT_EQ(page->connected, object);
+    EXPECT_EQ(page->applied, 0);  // nothing to apply
+
+    // A failed Apply keeps the page dirty; a successful one cleans it.
+    page->SetDirty();
+    EXPECT_EQ(site.lastStatus, DWORD(PROPPAGESTATUS_DIRTY));
+    page->applyResult = E_FAIL;
+    EXPECT_EQ(page->Apply(), E_FAIL);
+    EXPECT_EQ(page->IsPageDirty(), S_OK);
+    page->applyResult = S_OK;
+    EXPECT_EQ(page->Apply(), S_OK);
+    EXPECT_EQ(page->IsPageDirty(), S_FALSE);
+    EXPECT_EQ(page->applied, 2);
 
     PROPPAGEINFO info;
     ASSERT_EQ(page->GetPageInfo(&info), S_OK);
     EXPECT_EQ(platform::toUtf8(info.pszTitle), "Tavio");
     CoTaskMemFree(info.pszTitle);
-
     ASSERT_EQ(page->SetObjects(0, nullptr), S_OK);
     EXPECT_EQ(page->connected, nullptr);
     ASSERT_EQ(page->SetPageSite(nullptr), S_OK);
     EXPECT_EQ(site.refs, 1);
-    page->NonDelegatingRelease();
-    EXPECT_EQ(CBaseObject::ObjectsActive(), 0);
-}
-
-TEST(PropertyPage, AFailedApplyKeepsThePageDirty)
-{
-    class Refusing : public TestPage {
-    public:
-        HRESULT OnApplyChanges() override { return E_FAIL; }
-    };
-    auto* page = new Refusing;
-    page->NonDelegatingAddRef();
-    IUnknown* object = page->GetOwner();
-    ASSERT_EQ(page->SetObjects(1, &object), S_OK);
-    page->change();
-    EXPECT_EQ(page->Apply(), E_UNEXPECTED);  // no site yet
-    CountingSite site;
-    ASSERT_EQ(page->SetPageSite(&site), S_OK);
-    EXPECT_EQ(page->Apply(), E_FAIL);
-    EXPECT_EQ(page->IsPageDirty(), S_OK);
-    EXPECT_EQ(page->GetPageInfo(nullptr), E_POINTER);
-    RECT rect{0, 0, 10, 10};
-    EXPECT_EQ(page->Move(&rect), E_UNEXPECTED);  // not active
-    EXPECT_EQ(page->Move(nullptr), E_POINTER);
-    page->SetObjects(0, nullptr);
-    page->SetPageSite(nullptr);
     page->NonDelegatingRelease();
     EXPECT_EQ(CBaseObject::ObjectsActive(), 0);
 }

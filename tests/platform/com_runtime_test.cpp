@@ -1,0 +1,107 @@
+// The COM runtime's text on POSIX: GUIDs as the registry writes them, wide
+// strings, and the BSTRs and variants that cross the codec API; and object
+// creation (the filter mapper is checked through registration).
+#include <gtest/gtest.h>
+
+#include "platform/windows_api.h"
+#include "support/guid_text.h"
+
+namespace {
+
+const char kDistinct[] = "{01234567-89AB-CDEF-0123-456789ABCDEF}";
+
+TEST(GuidText, RoundTripsEveryFieldInRegistryOrder)
+{
+    // A known value pins the field order; parsing then must give it back.
+    EXPECT_EQ(guidText(guidFromFourCC(0x55)), "{00000055-0000-0010-8000-00AA00389B71}");
+    struct Case {
+        const char* text;
+        HRESULT expected;
+    } cases[] = {
+        {kDistinct, S_OK},
+        {"{01234567-89ab-cdef-0123-456789abcdef}", S_OK},
+        {"", CO_E_CLASSSTRING},
+        {"01234567-89AB-CDEF-0123-456789ABCDEF", CO_E_CLASSSTRING},
+        {"{01234567-89AB-CDEF-0123-456789ABCDEF", CO_E_CLASSSTRING},
+        {"{01234567-89AB-CDEF-0123-456789ABCDEF}X", CO_E_CLASSSTRING},
+        {"{G1234567-89AB-CDEF-0123-456789ABCDEF}", CO_E_CLASSSTRING},
+        {"{0123456789AB-CDEF-0123-456789ABCDEF0}", CO_E_CLASSSTRING},
+    };
+    for (const Case& c : cases) {
+        CLSID parsed;
+        EXPECT_EQ(CLSIDFromString(platform::toWide(c.text).c_str(), &parsed), c.expected) << c.text;
+        EXPECT_EQ(c.expected == S_OK ? guidText(parsed) : kDistinct, kDistinct) << c.text;
+    }
+    LPOLESTR text = nullptr;
+    ASSERT_EQ(StringFromCLSID(guidFromFourCC(0x55), &text), S_OK);
+    EXPECT_EQ(platform::toUtf8(text), guidText(guidFromFourCC(0x55)));
+    CoTaskMemFree(text);
+}
+
+TEST(WideText, Utf8RoundTripsThroughUtf16)
+{
+    struct Case {
+        std::string utf8;
+        size_t units;
+    } cases[] = {
+        {"", 0},
+        {"Tavio Audio Decoder 2", 21},
+        {"Kl\xC3\xA4nge \xD0\x96", 8},  // two-byte sequences
+        {"\xE2\x82\xAC", 1},            // three bytes
+        {"\xF0\x9F\x8E\xB5 music", 8},  // beyond the BMP: a surrogate pair
+    };
+    for (const Case& c : cases) {
+        platform::WideString wide = platform::toWide(c.utf8);
+        EXPECT_EQ(wide.size(), c.units) << c.utf8;
+        EXPECT_EQ(platform::toUtf8(wide), c.utf8);
+    }
+    // Malformed and cut-off sequences become one replacement character each.
+    EXPECT_EQ(platform::toWide(std::string("a\xC3") + "b\xFF" + "c\xE2\x82"),
+              (platform::WideString{u'a', 0xFFFD, u'b', 0xFFFD, u'c', 0xFFFD}));
+}
+
+TEST(WideText, CopyWideTruncatesAndTerminates)
+{
+    WCHAR buffer[4];
+    platform::copyWide(buffer, 4, WIDE("Output"));
+    EXPECT_EQ(platform::toUtf8(buffer), "Out");
+    platform::copyWide(buffer, 4, nullptr);
+    EXPECT_EQ(buffer[0], 0);
+}
+
+TEST(Bstr, KeepsLengthIncludingEmbeddedNulls)
+{
+    const OLECHAR text[] = {'a', 0, 'b'};
+    BSTR s = SysAllocStringLen(text, 3);
+    ASSERT_NE(s, nullptr);
+    EXPECT_EQ(SysStringLen(s), 3u);
+    EXPECT_EQ(s[3], 0);
+    SysFreeString(s);
+    EXPECT_EQ(SysStringLen(nullptr), 0u);
+}
+
+TEST(Variant, CopyDuplicatesStringsAndClearFreesThem)
+{
+    VARIANT a, b;
+    VariantInit(&a);
+    VariantInit(&b);
+    a.vt = VT_BSTR;
+    a.bstrVal = SysAllocString(WIDE("{696E1D31-548F-4036-825F-7026C60011BD}"));
+    ASSERT_EQ(VariantCopy(&b, &a), S_OK);
+    EXPECT_NE(a.bstrVal, b.bstrVal);
+    EXPECT_EQ(platform::toUtf8(b.bstrVal), platform::toUtf8(a.bstrVal));
+    EXPECT_EQ(VariantClear(&a), S_OK);
+    EXPECT_EQ(a.vt, VT_EMPTY);
+    EXPECT_EQ(VariantClear(&b), S_OK);
+}
+
+TEST(CoCreateInstance, UnknownClassIsNotRegistered)
+{
+    void* object = reinterpret_cast<void*>(1);
+    EXPECT_EQ(
+        CoCreateInstance(MEDIATYPE_Audio, nullptr, CLSCTX_INPROC_SERVER, IID_IUnknown, &object),
+        REGDB_E_CLASSNOTREG);
+    EXPECT_EQ(object, nullptr);
+}
+
+}  // namespace
