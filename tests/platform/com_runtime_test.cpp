@@ -60,15 +60,6 @@ TEST(WideText, Utf8RoundTripsThroughUtf16)
               (platform::WideString{u'a', 0xFFFD, u'b', 0xFFFD, u'c', 0xFFFD}));
 }
 
-TEST(WideText, CopyWideTruncatesAndTerminates)
-{
-    WCHAR buffer[4];
-    platform::copyWide(buffer, 4, WIDE("Output"));
-    EXPECT_EQ(platform::toUtf8(buffer), "Out");
-    platform::copyWide(buffer, 4, nullptr);
-    EXPECT_EQ(buffer[0], 0);
-}
-
 TEST(Bstr, KeepsLengthIncludingEmbeddedNulls)
 {
     const OLECHAR text[] = {'a', 0, 'b'};
