@@ -72,7 +72,6 @@ STDMETHODIMP CBaseFilter::Pause()
 STDMETHODIMP CBaseFilter::Run(REFERENCE_TIME start)
 {
     CAutoLock lock(m_pLock);
-    m_tStart = start;
     if (m_State == State_Stopped) {
         HRESULT hr = Pause();
         if (FAILED(hr))
@@ -188,17 +187,6 @@ bool CBaseFilter::IsActive()
 
 bool CBaseFilter::IsStopped() { return m_State == State_Stopped; }
 
-HRESULT CBaseFilter::StreamTime(REFERENCE_TIME& time)
-{
-    if (!m_pClock)
-        return VFW_E_NO_CLOCK;
-    HRESULT hr = m_pClock->GetTime(&time);
-    if (FAILED(hr))
-        return hr;
-    time -= m_tStart;
-    return S_OK;
-}
-
 HRESULT CBaseFilter::NotifyEvent(LONG code, LONG_PTR param1, LONG_PTR param2)
 {
     IMediaEventSink* sink = m_pSink;
@@ -207,19 +195,4 @@ HRESULT CBaseFilter::NotifyEvent(LONG code, LONG_PTR param1, LONG_PTR param2)
     if (code == EC_COMPLETE)
         param2 = reinterpret_cast<LONG_PTR>(static_cast<IBaseFilter*>(this));
     return sink->Notify(code, param1, param2);
-}
-
-HRESULT CBaseFilter::ReconnectPin(IPin* pin, const AM_MEDIA_TYPE* type)
-{
-    if (!m_pGraph)
-        return E_NOINTERFACE;
-    // Only the newer graph interface can carry the type we want.
-    IFilterGraph2* graph2 = nullptr;
-    if (SUCCEEDED(m_pGraph->QueryInterface(IID_IFilterGraph2, reinterpret_cast<void**>(&graph2))) &&
-        graph2) {
-        HRESULT hr = graph2->ReconnectEx(pin, type);
-        graph2->Release();
-        return hr;
-    }
-    return m_pGraph->Reconnect(pin);
 }

@@ -44,21 +44,16 @@ public:
     bool IsActive();
     bool IsStopped();
     FILTER_STATE State() const { return m_State; }
-    // Stream time: the clock's time less the Run start; VFW_E_NO_CLOCK without a clock.
-    HRESULT StreamTime(REFERENCE_TIME& time);
     // Posts a graph event; EC_COMPLETE carries this filter. E_NOTIMPL outside a graph.
     HRESULT NotifyEvent(LONG code, LONG_PTR param1, LONG_PTR param2);
     LONG GetPinVersion() const { return m_PinVersion; }
     void IncrementPinVersion() { InterlockedIncrement(&m_PinVersion); }
     IFilterGraph* GetFilterGraph() const { return m_pGraph; }
-    // Asks the graph to reconnect a pin; E_NOINTERFACE outside a graph.
-    HRESULT ReconnectPin(IPin* pin, const AM_MEDIA_TYPE* type);
 
 protected:
     // Changed under the filter lock, read without it by streaming checks.
     std::atomic<FILTER_STATE> m_State{State_Stopped};
     IReferenceClock* m_pClock = nullptr;
-    REFERENCE_TIME m_tStart = 0;
     CLSID m_clsid;
     CCritSec* m_pLock;
     platform::WideString m_name;

@@ -51,7 +51,7 @@ STDMETHODIMP CBasePin::Connect(IPin* receivePin, const AM_MEDIA_TYPE* mt)
     CAutoLock lock(m_pLock);
     if (m_Connected)
         return VFW_E_ALREADY_CONNECTED;
-    if (!IsStopped() && !m_bCanReconnectWhenActive)
+    if (!IsStopped())
         return VFW_E_NOT_STOPPED;
     CMediaType type;
     const CMediaType* wanted = nullptr;
@@ -69,8 +69,8 @@ HRESULT CBasePin::AgreeMediaType(IPin* receivePin, const CMediaType* mt)
 
     HRESULT failure = VFW_E_NO_ACCEPTABLE_TYPES;
     for (int pass = 0; pass < 2; ++pass) {
-        // By default the receiving pin's preferences are tried first.
-        bool ours = (pass == 0) == m_bTryMyTypesFirst;
+        // The receiving pin's preferences are tried first, then ours.
+        bool ours = pass == 1;
         IEnumMediaTypes* types = nullptr;
         HRESULT hr = ours ? EnumMediaTypes(&types) : receivePin->EnumMediaTypes(&types);
         if (FAILED(hr) || !types)
@@ -147,7 +147,7 @@ STDMETHODIMP CBasePin::ReceiveConnection(IPin* connector, const AM_MEDIA_TYPE* m
     CAutoLock lock(m_pLock);
     if (m_Connected)
         return VFW_E_ALREADY_CONNECTED;
-    if (!IsStopped() && !m_bCanReconnectWhenActive)
+    if (!IsStopped())
         return VFW_E_NOT_STOPPED;
     HRESULT hr = CheckConnect(connector);
     if (FAILED(hr)) {
@@ -177,7 +177,7 @@ STDMETHODIMP CBasePin::ReceiveConnection(IPin* connector, const AM_MEDIA_TYPE* m
 STDMETHODIMP CBasePin::Disconnect()
 {
     CAutoLock lock(m_pLock);
-    if (!IsStopped() && !m_bCanReconnectWhenActive)
+    if (!IsStopped())
         return VFW_E_NOT_STOPPED;
     return DisconnectInternal();
 }

@@ -59,8 +59,6 @@ public:
     REFERENCE_TIME CurrentStartTime() const { return m_tStart; }
     REFERENCE_TIME CurrentStopTime() const { return m_tStop; }
     double CurrentRate() const { return m_dRate; }
-    void SetReconnectWhenActive(bool allowed) { m_bCanReconnectWhenActive = allowed; }
-    void SetTryMyTypesFirst(bool first) { m_bTryMyTypesFirst = first; }
 
 protected:
     HRESULT AgreeMediaType(IPin* receivePin, const CMediaType* mt);
@@ -82,6 +80,4 @@ protected:
     // Set by a refused in-band type on the streaming thread, cleared by
     // flushes and stops on the application thread.
     std::atomic<bool> m_bRunTimeError{false};
-    bool m_bCanReconnectWhenActive = false;
-    bool m_bTryMyTypesFirst = false;
 };

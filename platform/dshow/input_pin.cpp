@@ -212,18 +212,3 @@ STDMETHODIMP CBaseInputPin::EndFlush()
 }
 
 STDMETHODIMP CBaseInputPin::Notify(IBaseFilter*, Quality) { return S_OK; }
-
-HRESULT CBaseInputPin::PassNotify(Quality& q)
-{
-    if (m_pQSink)
-        return m_pQSink->Notify(m_pFilter, q);
-    if (!m_Connected)
-        return VFW_E_NOT_FOUND;
-    IQualityControl* upstream = nullptr;
-    if (FAILED(m_Connected->QueryInterface(IID_IQualityControl, reinterpret_cast<void**>(&upstream))) ||
-        !upstream)
-        return VFW_E_NOT_FOUND;
-    HRESULT hr = upstream->Notify(m_pFilter, q);
-    upstream->Release();
-    return hr;
-}

@@ -34,8 +34,6 @@ public:
 
     // S_OK when a sample may be received now; S_FALSE while flushing.
     virtual HRESULT CheckStreaming();
-    // Sends a quality message upstream (or to the sink set on this pin).
-    HRESULT PassNotify(Quality& q);
     bool IsFlushing() const { return m_bFlushing; }
     bool IsReadOnly() const { return m_bReadOnly; }
     AM_SAMPLE2_PROPERTIES* SampleProps() { return &m_SampleProps; }

@@ -152,22 +152,6 @@ BYTE* CMediaType::AllocFormatBuffer(ULONG length)
     return pbFormat;
 }
 
-BYTE* CMediaType::ReallocFormatBuffer(ULONG length)
-{
-    if (cbFormat == length && pbFormat)
-        return pbFormat;
-    BYTE* block = static_cast<BYTE*>(CoTaskMemAlloc(length));
-    if (!block)
-        return nullptr;
-    if (pbFormat) {
-        std::memcpy(block, pbFormat, cbFormat < length ? cbFormat : length);
-        CoTaskMemFree(pbFormat);
-    }
-    pbFormat = block;
-    cbFormat = length;
-    return pbFormat;
-}
-
 void CMediaType::ResetFormatBuffer()
 {
     CoTaskMemFree(pbFormat);

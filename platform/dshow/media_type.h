@@ -44,7 +44,6 @@ public:
     // A format block of `length` bytes (contents kept where the old one was
     // at least as long), or null on allocation failure.
     BYTE* AllocFormatBuffer(ULONG length);
-    BYTE* ReallocFormatBuffer(ULONG length);
     void ResetFormatBuffer();
 
     // True when the major type or the format type is not given (the subtype
