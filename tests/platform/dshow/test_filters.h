@@ -11,15 +11,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/dshow/streams.h"
-
-// A full type (major and format type given) told apart by its subtype.
-inline CMediaType audioType(const GUID& subtype)
-{
-    CMediaType type(&MEDIATYPE_Audio);
-    type.SetSubtype(&subtype);
-    type.SetFormatType(&FORMAT_None);
-    return type;
-}
+#include "support/media_types.h"
 
 inline std::string subtypeName(const AM_MEDIA_TYPE& type)
 {
