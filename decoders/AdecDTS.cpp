@@ -1,8 +1,9 @@
 #include "decoders/AdecDTS.h"
 
-#include "config/util.h"
 #include "decoders/dts_header.h"
 #include "decoders/dts_spdif.h"
+#include "diagnostics/assertions.h"
+#include "diagnostics/profiling.h"
 #include "engines/dts/dts_engine.h"
 #include "platform/media_guids.h"
 

@@ -3,10 +3,11 @@
 #include <algorithm>
 #include <cstring>
 
-#include "config/util.h"
 #include "core/bit_reader.h"
 #include "core/status_helpers.h"
 #include "decoders/dvd_audio_rate.h"
+#include "diagnostics/assertions.h"
+#include "diagnostics/profiling.h"
 #include "platform/media_guids.h"
 
 // Assertion conditions are logged as written, spacing included.

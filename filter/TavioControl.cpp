@@ -1,7 +1,7 @@
 #include "filter/TavioControl.h"
 
-#include "config/util.h"
 #include "core/status_helpers.h"
+#include "diagnostics/assertions.h"
 #include "platform/kernel.h"
 
 STDMETHODIMP TavioStreamInfo::QueryInterface(REFIID riid, void** ppv)

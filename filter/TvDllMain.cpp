@@ -6,6 +6,8 @@
 #include "config/util.h"
 #include "core/media_subtypes.h"
 #include "core/sibling_library.h"
+#include "diagnostics/assertions.h"
+#include "diagnostics/log_file.h"
 #include "filter/TvFilter.h"
 #include "filter/TvPropPage.h"
 #include "platform/module_exports.h"

@@ -6,10 +6,10 @@
 #include <fstream>
 #include <memory>
 
-#include "config/log_file.h"
 #include "conversion/AudioConv.h"
 #include "core/TvBuffer.h"
 #include "core/decoder_factory.h"
+#include "diagnostics/log_file.h"
 #include "filter/ICodecApiImpl.h"
 #include "filter/TavioControl.h"
 #include "filter/TvOutputPin.h"

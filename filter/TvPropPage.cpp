@@ -2,7 +2,7 @@
 
 #include <new>
 
-#include "config/util.h"
+#include "diagnostics/assertions.h"
 #include "filter/TvFilter.h"
 #include "filter/filter_parameters.h"
 #include "filter/stream_text.h"

@@ -1,8 +1,9 @@
 // Names of well-known GUIDs for the logs: major types first, then subtypes,
 // then interfaces and codec-API properties; the first match wins.
+#include "filter/guid_names.h"
+
 #include <cstring>
 
-#include "config/util.h"
 #include "core/media_subtypes.h"
 #include "filter/private_iids.h"
 #include "platform/codecapi.h"

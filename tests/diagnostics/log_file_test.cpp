@@ -5,8 +5,8 @@
 #include <set>
 #include <thread>
 
-#include "config_test_support.h"
-#include "config/log_file.h"
+#include "config/config_test_support.h"
+#include "diagnostics/log_file.h"
 
 namespace {
 

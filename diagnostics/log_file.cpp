@@ -1,4 +1,6 @@
-#include "config/log_file.h"
+#include "diagnostics/log_file.h"
+
+LogFile logStream;
 
 namespace {
 

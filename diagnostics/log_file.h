@@ -73,3 +73,7 @@ public:
 private:
     LockedFileBuffer buffer_;
 };
+
+// The process-wide log; unopened (and so silent) unless the module start-up
+// opens it.
+extern LogFile logStream;
