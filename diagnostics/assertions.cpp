@@ -1,10 +1,13 @@
 #include "diagnostics/assertions.h"
 
+#include <atomic>
 #include <cstring>
 
 #include "diagnostics/log_file.h"
 
 namespace {
+
+std::atomic<unsigned long> firedAssertions{0};
 
 // Only the source's own name: neither the build folder nor the extension is
 // part of the message.
@@ -22,9 +25,15 @@ std::string sourceName(const char* path)
 
 bool tvAssertionFailed(const char* source, int line, const char* condition)
 {
+    firedAssertions.fetch_add(1, std::memory_order_relaxed);
     logStream << "error: TvAssert: " << sourceName(source) << " " << line << "'" << condition << "'"
               << std::endl;
     return false;
+}
+
+unsigned long assertionCount()
+{
+    return firedAssertions.load(std::memory_order_relaxed);
 }
 
 TvException::TvException(const std::string& text) : message(text)

@@ -5,10 +5,16 @@
 #include <stdexcept>
 #include <string>
 
-// Writes "error: TvAssert: <source> <line>'<condition>'" and returns false.
+// Writes "error: TvAssert: <source> <line>'<condition>'", counts the
+// assertion and returns false.
 // `source` is the source's name without folder and extension: a path such as
 // __FILE__ is cut down to it ("decoders/AdecDolby.cpp" gives "AdecDolby").
 bool tvAssertionFailed(const char* source, int line, const char* condition);
+
+// How many assertions have fired in this process, whether or not the log was
+// open: tests and fuzz targets compare it before and after a run to catch
+// one that should not have fired.
+unsigned long assertionCount();
 
 // The source name assertion lines carry. By default the file's own base name;
 // a file whose name differs from the one its log lines are known by defines

@@ -1,4 +1,5 @@
-// Assertions and the exception, checked by the lines they write.
+// Assertions and the exception, checked by the lines they write and the
+// count of assertions that fired.
 #include "config/config_test_support.h"
 
 namespace {
@@ -8,9 +9,10 @@ protected:
     TempRoot root;
 };
 
-TEST_F(DiagnosticsTest, FailedAssertionWritesOneLineAndGoesOn)
+TEST_F(DiagnosticsTest, FailedAssertionIsCountedWritesOneLineAndGoesOn)
 {
     CapturedLog log(root);
+    unsigned long countBefore = assertionCount();
     int after = 0;
     bool result = TvAssert(1 + 1 == 3);
     int line = __LINE__ - 1;
@@ -18,6 +20,7 @@ TEST_F(DiagnosticsTest, FailedAssertionWritesOneLineAndGoesOn)
     EXPECT_FALSE(result);
     EXPECT_EQ(after, 1);
     EXPECT_TRUE(TvAssert(2 > 1));
+    EXPECT_EQ(assertionCount(), countBefore + 1);
     auto written = log.lines();
     ASSERT_EQ(written.size(), 1u);
     // The source is named without folder and extension.
