@@ -4,12 +4,12 @@
 #include <new>
 
 #include "config/util.h"
-#include "core/media_subtypes.h"
 #include "core/sibling_library.h"
 #include "diagnostics/assertions.h"
 #include "diagnostics/log_file.h"
 #include "filter/TvFilter.h"
 #include "filter/TvPropPage.h"
+#include "filter/registered_types.h"
 #include "platform/module_exports.h"
 
 namespace {
@@ -18,34 +18,11 @@ const char kModuleName[] = "TavioDec2.ax";
 
 HINSTANCE moduleInstance = nullptr;
 
-// The 54 input types: each subtype with the three major types in turn.
-const GUID* const inputSubtypes[18] = {
-    &MEDIASUBTYPE_MPEG1AudioPayload, &MEDIASUBTYPE_MPEG1Payload,   &MEDIASUBTYPE_MPEG2_AUDIO,
-    &MEDIASUBTYPE_MPEG1Packet,       &MEDIASUBTYPE_MPEG3,          &MEDIASUBTYPE_MPEG4_AUDIO,
-    &MEDIASUBTYPE_MP4_AUDIO,         &MEDIASUBTYPE_DOLBY_AC3,      &MEDIASUBTYPE_AC3_AVI,
-    &MEDIASUBTYPE_DVD_LPCM_AUDIO,    &MEDIASUBTYPE_DVDA_AUDIO_LPCM, &MEDIASUBTYPE_BDMV_LPCM_AUDIO,
-    &MEDIASUBTYPE_DTS,               &MEDIASUBTYPE_SAWB_AUDIO,     &MEDIASUBTYPE_SAMR_AUDIO,
-    &MEDIASUBTYPE_AMR_WB_AUDIO,      &MEDIASUBTYPE_Vorbis2,        &MEDIASUBTYPE_DVDA_AUDIO_MLP,
-};
-const GUID* const inputMajorTypes[3] = {&MEDIATYPE_Audio, &MEDIATYPE_MPEG2_PES,
-                                        &MEDIATYPE_DVD_ENCRYPTED_PACK};
-
-struct InputTypes {
-    AMOVIESETUP_MEDIATYPE types[54];
-    InputTypes()
-    {
-        for (int s = 0; s < 18; ++s)
-            for (int m = 0; m < 3; ++m)
-                types[s * 3 + m] = {inputMajorTypes[m], inputSubtypes[s]};
-    }
-};
-const InputTypes inputTypes;
-
 const AMOVIESETUP_MEDIATYPE outputType = {&MEDIATYPE_Audio, &MEDIASUBTYPE_PCM};
 
 const AMOVIESETUP_PIN setupPins[2] = {
-    {const_cast<LPWSTR>(WIDE("Input")), FALSE, FALSE, FALSE, FALSE, &CLSID_NULL, nullptr, 54,
-     inputTypes.types},
+    {const_cast<LPWSTR>(WIDE("Input")), FALSE, FALSE, FALSE, FALSE, &CLSID_NULL, nullptr,
+     kRegisteredInputTypeCount, registeredInputTypes.types},
     {const_cast<LPWSTR>(WIDE("Output")), FALSE, TRUE, FALSE, FALSE, &CLSID_NULL, nullptr, 1, &outputType},
 };
 
