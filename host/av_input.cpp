@@ -4,10 +4,10 @@
 #include <deque>
 #include <optional>
 
-#include "host/latm_parser.h"
+#include "host/parsers/latm_parser.h"
 
-#include "host/dolby_word_order.h"
-#include "host/dts_word_forms.h"
+#include "host/parsers/dolby_word_order.h"
+#include "host/parsers/dts_word_forms.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>

@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "host/host_media_types.h"
+#include "host/parsers/audio_stream_parameters.h"
 
 // `payload` starts with its private header (DVD-Audio substream 0xA1 or HD-DVD
 // 0xB0-0xB7); false when no major sync follows it in this payload.

@@ -7,7 +7,7 @@
 #include <random>
 
 #include "host/input_source.h"
-#include "host/latm_parser.h"
+#include "host/parsers/latm_parser.h"
 #include "support/reference_tools.h"
 
 namespace {

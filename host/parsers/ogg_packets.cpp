@@ -1,4 +1,4 @@
-#include "host/ogg_packets.h"
+#include "host/parsers/ogg_packets.h"
 
 #include <cstring>
 

@@ -1,4 +1,4 @@
-#include "host/latm_parser.h"
+#include "host/parsers/latm_parser.h"
 
 #include "core/bit_reader.h"
 

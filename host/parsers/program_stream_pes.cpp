@@ -1,4 +1,4 @@
-#include "host/program_stream_pes.h"
+#include "host/parsers/program_stream_pes.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "host/disc_mlp_headers.h"
+#include "host/parsers/disc_mlp_headers.h"
 
 #include "libs/TvMlpDec/mlp_access_unit.h"
 

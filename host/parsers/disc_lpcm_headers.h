@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "host/host_media_types.h"
+#include "host/parsers/audio_stream_parameters.h"
 
 // DVD-Video (and HD-DVD) LPCM: false when the header is unusable.
 bool dvdVideoLpcm(const std::vector<uint8_t>& payload, AudioStreamParameters& s, std::string& description);

@@ -4,7 +4,7 @@
 
 #include <random>
 
-#include "host/dts_word_forms.h"
+#include "host/parsers/dts_word_forms.h"
 #include "support/dts_tools.h"
 
 namespace {

@@ -1,4 +1,4 @@
-#include "host/lpcm_recut.h"
+#include "host/parsers/lpcm_recut.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "host/program_stream.h"
+#include "host/parsers/program_stream.h"
 
 // `data` holds one whole PES packet from its start code (at least 6 bytes).
 // Fills `packet` and returns true, or returns false when the header is

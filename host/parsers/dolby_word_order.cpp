@@ -1,4 +1,4 @@
-#include "host/dolby_word_order.h"
+#include "host/parsers/dolby_word_order.h"
 
 #include <cstddef>
 #include <utility>

@@ -1,4 +1,4 @@
-#include "host/disc_lpcm_headers.h"
+#include "host/parsers/disc_lpcm_headers.h"
 
 #include <map>
 

@@ -1,9 +1,9 @@
-#include "host/program_stream.h"
+#include "host/parsers/program_stream.h"
 
 #include <algorithm>
 #include <fstream>
 
-#include "host/program_stream_pes.h"
+#include "host/parsers/program_stream_pes.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "host/dts_word_forms.h"
+#include "host/parsers/dts_word_forms.h"
 
 namespace {
 
