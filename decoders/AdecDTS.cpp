@@ -58,11 +58,11 @@ bool AdecDTS::findFrame(const uint8_t** readPtr, const uint8_t* end)
 {
     const uint8_t* p = *readPtr;
     while (end - p > kSearchWindow) {
-        if (!isDtsCoreSync(p)) {
+        DtsHeader header;
+        if (!parseDtsHeader(p, size_t(end - p), header)) {
             ++p;
             continue;
         }
-        DtsHeader header = readDtsHeader(p);
         if (end - p < header.frameBytes) {
             *readPtr = p;
             return false;

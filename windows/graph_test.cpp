@@ -246,10 +246,11 @@ bool describe(const PesPacket& p, AudioStreamParameters& parameters, std::string
     if (p.substreamId >= 0xA0 && p.substreamId <= 0xA7)
         return dvdVideoLpcm(p.payload, parameters, description);
     if (isDts(p.substreamId)) {
-        for (size_t at = 4; at + kDtsHeaderBytes <= p.payload.size(); ++at)
-            if (isDtsCoreSync(p.payload.data() + at)) {
+        DtsHeader header;
+        for (size_t at = 4; at < p.payload.size(); ++at)
+            if (parseDtsHeader(p.payload.data() + at, p.payload.size() - at, header)) {
                 parameters.codec = "dts";
-                parameters.sampleRate = dtsSampleRate(readDtsHeader(p.payload.data() + at).sfreq);
+                parameters.sampleRate = dtsSampleRate(header.sfreq);
                 parameters.channels = 2;
                 description = "DTS, " + std::to_string(parameters.sampleRate) + " Hz";
                 return true;
