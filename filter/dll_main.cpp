@@ -1,4 +1,5 @@
-#include "filter/TvDllMain.h"
+#define TV_ASSERT_SOURCE "TvDllMain"  // the name its assertion lines are known by
+#include "filter/dll_main.h"
 
 #include <exception>
 #include <new>
@@ -8,7 +9,7 @@
 #include "diagnostics/assertions.h"
 #include "diagnostics/log_file.h"
 #include "filter/TvFilter.h"
-#include "filter/TvPropPage.h"
+#include "filter/property_pages.h"
 #include "filter/registered_types.h"
 #include "platform/module_exports.h"
 

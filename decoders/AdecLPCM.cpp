@@ -1,4 +1,5 @@
-#include "decoders/adeclpcm.h"
+#define TV_ASSERT_SOURCE "adeclpcm"  // the name its assertion lines are known by
+#include "decoders/AdecLPCM.h"
 
 #include <algorithm>
 #include <cstring>

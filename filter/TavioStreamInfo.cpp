@@ -1,4 +1,5 @@
-#include "filter/TavioControl.h"
+#define TV_ASSERT_SOURCE "TavioControl"  // the name its assertion lines are known by
+#include "filter/TavioStreamInfo.h"
 
 #include "core/status_helpers.h"
 #include "diagnostics/assertions.h"

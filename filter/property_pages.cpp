@@ -1,4 +1,5 @@
-#include "filter/TvPropPage.h"
+#define TV_ASSERT_SOURCE "TvPropPage"  // the name its assertion lines are known by
+#include "filter/property_pages.h"
 
 #include <new>
 
