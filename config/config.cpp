@@ -2,23 +2,9 @@
 
 #include <fstream>
 
-#include "config/util.h"
-#include "conversion/output_parameters.h"
-#include "conversion/remix_parameters.h"
-#include "core/receive_parameters.h"
-#include "filter/filter_parameters.h"
+#include "diagnostics/assertions.h"
+#include "diagnostics/log_file.h"
 #include "platform/paths.h"
-
-// Every parameter of the system. The rooms define their own; naming them here
-// also makes the linker keep them wherever the parameter file is read.
-extern BaseParameter* const systemParameters[] = {
-    &PsingleChannel, &PremixMask,         &PupmixType,        &PdownmixType,
-    &Px16,           &PlogFile,           &PenableTimeStamps, &PallTimeStamps,
-    &Pspdif,         &PinputLog,          &PoutputBufferSize, &PoutputBufferCount,
-    &PoutputLog,     &PwaveHeader,        &PshowStat,         &Pprofile,
-    &PverboseAssert,
-};
-extern const size_t systemParameterCount = sizeof systemParameters / sizeof systemParameters[0];
 
 namespace {
 
@@ -47,8 +33,6 @@ BaseParameter::~BaseParameter()
 }
 
 const ParameterRegistry* parameterRegistry() { return registry; }
-
-void reportError(const std::string&) {}
 
 void loadParameterFile() { loadParameterFile(platform::driveRoot() + "Tavio.conf"); }
 

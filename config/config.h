@@ -71,8 +71,6 @@ void loadParameterFile();
 void loadParameterFile(const std::string& path);
 // The file grammar applied to a stream (the file reader's loop).
 void readParameters(std::istream& in);
-// The error hook of the parameters and start-up: it discards the message.
-void reportError(const std::string& message);
 
 // Tests only: every parameter back to its default and unset, and the file
 // counted as not read yet.

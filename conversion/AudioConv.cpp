@@ -4,9 +4,11 @@
 #include <bit>
 #include <cstring>
 
-#include "config/util.h"
 #include "conversion/remix_parameters.h"
 #include "conversion/sample_conversion.h"
+#include "diagnostics/assertions.h"
+#include "diagnostics/log_file.h"
+#include "diagnostics/profiling.h"
 
 namespace {
 

@@ -3,8 +3,8 @@
 
 #include <cstring>
 
-#include "config/util.h"
 #include "core/status_helpers.h"
+#include "diagnostics/assertions.h"
 #include "platform/media_guids.h"
 #include "platform/mmreg.h"
 
@@ -78,8 +78,6 @@ bool updateTypeFromStatus(CMediaType& m, const TvStatus& status)
     format.Format.nBlockAlign = static_cast<WORD>(format.Format.wBitsPerSample / 8 * format.Format.nChannels);
     format.Format.nAvgBytesPerSec = format.Format.nBlockAlign * format.Format.nSamplesPerSec;
     std::memcpy(m.pbFormat, &format, sizeof format);
-    logStream << "changed MT: ";
-    writeMediaTypeToLog(logStream, m);
     return true;
 }
 

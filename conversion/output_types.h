@@ -10,7 +10,7 @@
 CMediaType initialOutputType();
 // Rewrites subtype, sub-format, tag, channels, mask, valid bits and rate from
 // the status; on a change also the derived sizes. Returns whether anything
-// changed (and then logs "changed MT: " with the type).
+// changed.
 bool updateTypeFromStatus(CMediaType& type, const TvStatus& status);
 // The type as integer PCM of at most `bits` bits (never more than it has);
 // an S/PDIF type is returned unchanged.

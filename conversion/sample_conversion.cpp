@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <cstring>
 
-#include "config/util.h"
+#include "diagnostics/assertions.h"
 
 namespace {
 

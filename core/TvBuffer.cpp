@@ -2,7 +2,8 @@
 
 #include <cstring>
 
-#include "config/util.h"
+#include "diagnostics/assertions.h"
+#include "diagnostics/log_file.h"
 
 namespace {
 

@@ -12,7 +12,7 @@
 #include "decoders/AdecLpcmDvd.h"
 #include "decoders/AdecMPEG.h"
 #include "decoders/AdecVorbis.h"
-#include "decoders/adeclpcm.h"
+#include "decoders/AdecLPCM.h"
 #include "platform/media_guids.h"
 
 namespace {

@@ -1,7 +1,7 @@
 #include "core/sibling_library.h"
 
-#include "config/config.h"
-#include "config/util.h"
+#include "diagnostics/assertions.h"
+#include "diagnostics/log_file.h"
 
 bool OpenDll(const std::string& folder, const std::string& name, HMODULE* module, void** engine)
 {

@@ -3,7 +3,7 @@
 
 #include <bit>
 
-#include "config/util.h"
+#include "diagnostics/assertions.h"
 
 namespace {
 

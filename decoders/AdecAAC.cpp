@@ -6,8 +6,9 @@
 #include <cstring>
 #include <utility>
 
-#include "config/util.h"
 #include "core/media_subtypes.h"
+#include "diagnostics/assertions.h"
+#include "diagnostics/profiling.h"
 
 namespace {
 

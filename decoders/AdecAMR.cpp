@@ -2,10 +2,10 @@
 
 #include <algorithm>
 
-#include "config/util.h"
 #include "conversion/output_parameters.h"
 #include "core/media_subtypes.h"
 #include "core/sibling_library.h"
+#include "diagnostics/profiling.h"
 #include "libs/TvAmrDec/tv_amr_dec.h"
 
 namespace {

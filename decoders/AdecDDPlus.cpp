@@ -5,11 +5,12 @@
 #include <new>
 #include <type_traits>
 
-#include "config/util.h"
 #include "core/bit_reader.h"
 #include "core/status_helpers.h"
 #include "decoders/ac3_header.h"
 #include "decoders/ac3_spdif.h"
+#include "diagnostics/assertions.h"
+#include "diagnostics/profiling.h"
 #include "platform/media_guids.h"
 
 namespace {

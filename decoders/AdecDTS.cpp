@@ -1,8 +1,9 @@
 #include "decoders/AdecDTS.h"
 
-#include "config/util.h"
 #include "decoders/dts_header.h"
 #include "decoders/dts_spdif.h"
+#include "diagnostics/assertions.h"
+#include "diagnostics/profiling.h"
 #include "engines/dts/dts_engine.h"
 #include "platform/media_guids.h"
 
@@ -57,11 +58,11 @@ bool AdecDTS::findFrame(const uint8_t** readPtr, const uint8_t* end)
 {
     const uint8_t* p = *readPtr;
     while (end - p > kSearchWindow) {
-        if (!isDtsCoreSync(p)) {
+        DtsHeader header;
+        if (!parseDtsHeader(p, size_t(end - p), header)) {
             ++p;
             continue;
         }
-        DtsHeader header = readDtsHeader(p);
         if (end - p < header.frameBytes) {
             *readPtr = p;
             return false;

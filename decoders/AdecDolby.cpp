@@ -2,13 +2,14 @@
 
 #include <cstring>
 
-#include "config/util.h"
 #include "core/bit_reader.h"
 #include "core/sibling_library.h"
 #include "core/status_helpers.h"
 #include "decoders/ac3_downmix.h"
 #include "decoders/ac3_header.h"
 #include "decoders/ac3_spdif.h"
+#include "diagnostics/assertions.h"
+#include "diagnostics/profiling.h"
 #include "libs/TvAc3Lib/tv_ac3_lib.h"
 #include "platform/media_guids.h"
 

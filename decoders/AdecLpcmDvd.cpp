@@ -4,9 +4,10 @@
 #include <algorithm>
 #include <cstring>
 
-#include "config/util.h"
 #include "core/bit_reader.h"
 #include "core/status_helpers.h"
+#include "diagnostics/assertions.h"
+#include "diagnostics/profiling.h"
 #include "platform/media_guids.h"
 
 namespace {

@@ -2,8 +2,9 @@
 
 #include <algorithm>
 
-#include "config/util.h"
 #include "decoders/dvd_audio_rate.h"
+#include "diagnostics/assertions.h"
+#include "diagnostics/profiling.h"
 #include "platform/media_guids.h"
 
 // Assertion conditions are logged as written, spacing included.

@@ -1,7 +1,8 @@
 #include "decoders/AdecMPEG.h"
 
-#include "config/util.h"
 #include "decoders/mpeg_header.h"
+#include "diagnostics/assertions.h"
+#include "diagnostics/profiling.h"
 #include "platform/media_guids.h"
 
 namespace {

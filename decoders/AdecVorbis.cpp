@@ -4,7 +4,8 @@
 
 #include <cstring>
 
-#include "config/util.h"
+#include "diagnostics/assertions.h"
+#include "diagnostics/profiling.h"
 #include "platform/media_guids.h"
 
 namespace {

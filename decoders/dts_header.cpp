@@ -9,10 +9,11 @@ bool isDtsCoreSync(const uint8_t* p)
     return std::memcmp(p, kDtsCoreSync, sizeof kDtsCoreSync) == 0;
 }
 
-DtsHeader readDtsHeader(const uint8_t* p)
+bool parseDtsHeader(const uint8_t* p, size_t available, DtsHeader& header)
 {
+    if (available < kDtsHeaderBytes || !isDtsCoreSync(p))
+        return false;
     BitReader bits(p + 4, kDtsHeaderBytes - 4);
-    DtsHeader header;
     header.ftype = int(bits.get(1));
     header.shortCount = int(bits.get(5));
     bits.skip(1);  // CPF: CRC present
@@ -20,7 +21,7 @@ DtsHeader readDtsHeader(const uint8_t* p)
     header.frameBytes = int(bits.get(14)) + 1;
     bits.skip(6);  // AMODE: the decoded layout tells the channels
     header.sfreq = int(bits.get(4));
-    return header;
+    return true;
 }
 
 int32_t dtsSampleRate(int sfreq)

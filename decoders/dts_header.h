@@ -1,6 +1,6 @@
 // DTS Coherent Acoustics core frame headers (ETSI TS 102 114, 5.3.1 frame
 // header): the fields that framing and the status record need. Pure: bytes
-// in, a header record out.
+// in, a header record or "no frame here" out.
 #pragma once
 
 #include <cstddef>
@@ -22,8 +22,10 @@ struct DtsHeader {
 // Whether the four bytes at `p` are the core sync word.
 bool isDtsCoreSync(const uint8_t* p);
 
-// Reads the header fields after a sync word; `p` must hold kDtsHeaderBytes.
-DtsHeader readDtsHeader(const uint8_t* p);
+// Parses the header at `p` (`available` bytes readable). False when no frame
+// starts here: no core sync word, or fewer than kDtsHeaderBytes bytes. The
+// frame size is as coded: callers check it against the bytes they hold.
+bool parseDtsHeader(const uint8_t* p, size_t available, DtsHeader& header);
 
 // The sample rate of an SFREQ code; 0 for the codes no core uses.
 int32_t dtsSampleRate(int sfreq);

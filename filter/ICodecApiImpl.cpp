@@ -2,10 +2,10 @@
 
 #include <string>
 
-#include "config/util.h"
 #include "conversion/ITavioRemix.h"
 #include "core/TvStatus.h"
 #include "filter/TvFilter.h"
+#include "filter/guid_names.h"
 
 namespace {
 

@@ -6,11 +6,13 @@
 #include <new>
 
 #include "config/util.h"
-#include "core/receive_parameters.h"
 #include "core/status_helpers.h"
 #include "decoders/AdecDDPlus.h"
 #include "decoders/AdecDolby.h"
 #include "decoders/ac3_header.h"
+#include "diagnostics/assertions.h"
+#include "diagnostics/log_file.h"
+#include "diagnostics/profiling.h"
 #include "filter/TvInputPin.h"
 #include "filter/filter_parameters.h"
 #include "filter/karaoke_mode.h"
@@ -22,20 +24,6 @@ namespace {
 
 volatile LONG instanceCounter = 0;
 volatile LONG activeFilters = 0;
-
-// Windows 9x needs the streaming thread to yield; tested once per process.
-bool onWindows9x()
-{
-    static const bool found = [] {
-        OSVERSIONINFOA info{};
-        info.dwOSVersionInfoSize = sizeof info;
-        bool windows9x = GetVersionExA(&info) && info.dwPlatformId == VER_PLATFORM_WIN32_WINDOWS;
-        if (windows9x)
-            logStream << "found win98" << std::endl;
-        return windows9x;
-    }();
-    return found;
-}
 
 }  // namespace
 
@@ -131,9 +119,9 @@ STDMETHODIMP TvFilter::Set(REFGUID propertySet, DWORD id, LPVOID, DWORD, LPVOID 
     CAutoLock streaming(&_streamLock);
     if (mode < 0)
         return S_OK;
-    if (auto* ac3 = dynamic_cast<AdecDolby*>(_adec))
+    if (auto* ac3 = dynamic_cast<AdecDolby*>(_decoding.decoder))
         ac3->setKaraokeMode(mode);
-    else if (auto* ddplus = dynamic_cast<AdecDDPlus*>(_adec))
+    else if (auto* ddplus = dynamic_cast<AdecDDPlus*>(_decoding.decoder))
         ddplus->setKaraokeMode(mode);
     return S_OK;
 }
@@ -170,7 +158,7 @@ STDMETHODIMP TvFilter::Stop()
     // The decoder is chosen under the filter's lock (possibly on the
     // streaming thread, by a type carried in-band), so it is read under it.
     CAutoLock lock(&_filterLock);
-    if (!_adec)
+    if (!_decoding.decoder)
         return VFW_E_NOT_CONNECTED;
     _log << "Stop" << std::endl;
     if (m_State != State_Stopped) {
@@ -206,126 +194,34 @@ HRESULT TvFilter::setInputType(const CMediaType* type)
     if (!decoder)
         return VFW_E_TYPE_NOT_ACCEPTED;
     _inputType = *type;
-    _adec = decoder;
-    TvStatus* status = _adec->init(_inputType);
+    _decoding.decoder = decoder;
+    TvStatus* status = _decoding.decoder->init(_inputType);
     if (!status)
         return VFW_E_TYPE_NOT_ACCEPTED;
     // Payloads of PES and DVD packs carry a private header per packet.
     bool packed = IsEqualGUID(type->majortype, MEDIATYPE_MPEG2_PES) ||
                   IsEqualGUID(type->majortype, MEDIATYPE_DVD_ENCRYPTED_PACK);
-    _buffer.setDecoder(packed && _adec->wantsPrivateHeader() ? _adec : nullptr);
-    _buffer.clear();
-    _istatus = _ostatus = nullptr;
+    Adec* chosen = _decoding.decoder;
+    _decoding.buffer.setDecoder(packed && chosen->wantsPrivateHeader() ? chosen : nullptr);
+    _decoding.buffer.clear();
+    _decoding.inputStatus = _decoding.outputStatus = nullptr;
     _outputPin->setPreferredType(status);
     return S_OK;
 }
 
-HRESULT TvFilter::receive(IMediaSample* in)
-{
-    TV_PROFILE_SCOPE("TvFilter::receive");
-    TvAssert(_adec);
-    if (!_adec || !_outputPin->IsConnected())
-        return VFW_E_NOT_CONNECTED;
-    if (in->IsDiscontinuity() == S_OK)
-        flush();
-    _log << "receive: buffer= " << _buffer.size() << " size= " << in->GetActualDataLength() << std::endl;
-    if (in->GetActualDataLength() == 0)
-        return S_OK;
-    {
-        CAutoLock streaming(&_streamLock);
-        _buffer.append(in);
-    }
-    while (_buffer.size() > 0) {
-        IMediaSample* out = nullptr;
-        HRESULT hr = _outputPin->getEmptySample(&out);
-        if (FAILED(hr)) {
-            if (out)
-                out->Release();
-            return hr;
-        }
-        if (onWindows9x())
-            Sleep(1);
-        if (!process(out)) {
-            out->Release();
-            break;
-        }
-        if (out->GetActualDataLength() == 0) {
-            out->Release();
-            continue;
-        }
-        hr = _outputPin->deliver(out, _ostatus);
-        _log << " delivery result: " << platform::errorName(hr) << std::endl;
-        if (hr != S_OK) {
-            flush();
-            out->Release();
-            return FAILED(hr) ? hr : S_OK;
-        }
-        out->Release();
-    }
-    return S_OK;
-}
+HRESULT TvFilter::receive(IMediaSample* in) { return _loop.receive(in); }
 
-bool TvFilter::process(IMediaSample* out)
+bool TvFilter::process(IMediaSample* out) { return _loop.process(out); }
+
+bool TvFilter::outputConnected() { return _outputPin->IsConnected(); }
+
+HRESULT TvFilter::getEmptySample(IMediaSample** out) { return _outputPin->getEmptySample(out); }
+
+TvStatus* TvFilter::remix(IMediaSample* out, TvStatus* decoded) { return _remixer->process(out, decoded); }
+
+HRESULT TvFilter::deliver(IMediaSample* out, const TvStatus* status)
 {
-    CAutoLock streaming(&_streamLock);
-    const uint8_t* start = _buffer.data();
-    const uint8_t* p = start;
-    const uint8_t* end = start + _buffer.size();
-    TvStatus* status1 = _adec->process(&p, end, out);
-    LONG osize = out->GetActualDataLength();
-    uint32_t consumed = static_cast<uint32_t>(p - start);
-    if (consumed == 0) {
-        TvAssert(status1==0);
-        TvAssert(osize == 0);
-        return false;
-    }
-    // Unsigned, as the decoder contract has it: a decoder that reports a
-    // frame larger than it advanced makes `skipped` wrap, which the buffer's
-    // own check reports and refuses. Skip and frame together still take
-    // exactly the bytes the decoder advanced over, as the wrapped sum gives:
-    // no more (the following input stays intact) and no less (or the loop
-    // would decode the same bytes again).
-    uint32_t frameSize = status1 ? static_cast<uint32_t>(status1->iFrameSize) : 0;
-    uint32_t skipped = consumed - frameSize;
-    bool wrapped = frameSize > consumed;
-    if (skipped != 0) {
-        _log << "skipped bytes: " << skipped << std::endl;
-        if (!wrapped || skipped > _buffer.size())
-            _buffer.consume(skipped);
-    }
-    if (!status1) {
-        TvAssert(osize==0);
-        return true;
-    }
-    TvAssert(osize>0);
-    REFERENCE_TIME t = _buffer.takeTimeStamp();
-    _buffer.consume(wrapped ? consumed : frameSize);
-    _istatus = status1;
-    TvAssert(_istatus->stype != STUninitialized);
-    TvAssert(_istatus->chan>0);
-    TvAssert(_istatus->freq>0);
-    TvAssert(_istatus->iFrameSize>0);
-    TvAssert(_istatus->samples>0);
-    TvAssert(_istatus->channelMask > 0);
-    TvStatus* remixed = _remixer->process(out, _istatus);
-    _ostatus = remixed ? remixed : _istatus;
-    TvAssert(_ostatus->samples > 0);
-    showLevels(out);
-    _log << "delivering: " << out->GetActualDataLength();
-    if (t == kNoTime) {
-        _log << std::endl;
-        return true;
-    }
-    REFERENCE_TIME t1 = t + _istatus->timeOffset;
-    REFERENCE_TIME duration = _ostatus->freq > 0 ? int64_t(_ostatus->samples) * 10000000 / _ostatus->freq : 0;
-    REFERENCE_TIME t2 = t1 + duration;
-    totalDecodedTime += duration;
-    if (PenableTimeStamps())
-        out->SetTime(&t1, &t2);
-    if (PallTimeStamps())
-        _buffer.setNextTimeStamp(t2);
-    _log << " t1=" << t1 << " t2=" << t2 << std::endl;
-    return true;
+    return _outputPin->deliver(out, status);
 }
 
 // Only 16-bit PCM is measured; the display needs a window, which only an
@@ -333,14 +229,14 @@ bool TvFilter::process(IMediaSample* out)
 void TvFilter::showLevels(IMediaSample* out)
 {
     HWND window = _levelWindow.load();
-    if (!window || _ostatus->stype != ST16Bit || _ostatus->spdif || _ostatus->chan <= 0)
+    if (!window || _decoding.outputStatus->stype != ST16Bit || _decoding.outputStatus->spdif || _decoding.outputStatus->chan <= 0)
         return;
     BYTE* pcm = nullptr;
     if (FAILED(out->GetPointer(&pcm)) || !pcm)
         return;
-    size_t held = size_t(std::max<LONG>(out->GetActualDataLength(), 0)) / (size_t(_ostatus->chan) * 2);
-    size_t samples = std::min(size_t(std::max(_ostatus->samples, 0)), held);
-    std::string text = levelText(pcm, samples, _ostatus->chan);
+    size_t held = size_t(std::max<LONG>(out->GetActualDataLength(), 0)) / (size_t(_decoding.outputStatus->chan) * 2);
+    size_t samples = std::min(size_t(std::max(_decoding.outputStatus->samples, 0)), held);
+    std::string text = levelText(pcm, samples, _decoding.outputStatus->chan);
     SendMessageA(window, WM_SETTEXT, 0, LPARAM(text.c_str()));
 }
 
@@ -349,10 +245,10 @@ void TvFilter::flush()
     CAutoLock streaming(&_streamLock);
     _expectedTime = kNoTime;
     _log << "flush" << std::endl;
-    if (_adec)
-        _adec->init(_inputType);
+    if (_decoding.decoder)
+        _decoding.decoder->init(_inputType);
     _outputPin->setDiscontinuity();
-    _buffer.clear();
+    _decoding.buffer.clear();
 }
 
 bool TvFilter::setSpdif(bool on)
@@ -362,7 +258,7 @@ bool TvFilter::setSpdif(bool on)
     _spdif = on;
     for (auto& decoder : _decoders) {
         TvStatus* status = decoder->setSpdif(on);
-        if (status && decoder.get() == _adec && !_outputPin->IsConnected())
+        if (status && decoder.get() == _decoding.decoder && !_outputPin->IsConnected())
             _outputPin->setPreferredType(status);
     }
     return true;
@@ -378,13 +274,13 @@ void TvFilter::setMixType(int kind, int mixType, uint32_t mask)
 TvStatus* TvFilter::inputStatus()
 {
     CAutoLock streaming(&_streamLock);
-    return _istatus ? _istatus->clone() : nullptr;
+    return _decoding.inputStatus ? _decoding.inputStatus->clone() : nullptr;
 }
 
 TvStatus* TvFilter::outputStatus()
 {
     CAutoLock streaming(&_streamLock);
-    return _ostatus ? _ostatus->clone() : nullptr;
+    return _decoding.outputStatus ? _decoding.outputStatus->clone() : nullptr;
 }
 
 // A snapshot of a status copy; E_FAIL when there is none yet.

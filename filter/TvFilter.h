@@ -6,12 +6,13 @@
 #include <fstream>
 #include <memory>
 
-#include "config/log_file.h"
 #include "conversion/AudioConv.h"
 #include "core/TvBuffer.h"
 #include "core/decoder_factory.h"
+#include "core/receive_loop.h"
+#include "diagnostics/log_file.h"
 #include "filter/ICodecApiImpl.h"
-#include "filter/TavioControl.h"
+#include "filter/TavioStreamInfo.h"
 #include "filter/TvOutputPin.h"
 #include "platform/dshow/streams.h"
 
@@ -27,7 +28,8 @@ class TvFilter : public CBaseFilter,
                  public ISpecifyPropertyPages,
                  public ITavioControl,
                  public IKsPropertySet,
-                 public RemixHost {
+                 public RemixHost,
+                 public ReceiveLoopHost {
 public:
     // `moduleFolder`: where the module and its sibling libraries live.
     TvFilter(IUnknown* outer, HRESULT* phr, const std::string& moduleFolder = "");
@@ -65,10 +67,15 @@ public:
     HRESULT receive(IMediaSample* in);
     // Decodes at most one frame into `out`; false when no whole frame is left.
     bool process(IMediaSample* out);
+    // ReceiveLoopHost: the output pin's samples and delivery, the remixer.
+    bool outputConnected() override;
+    HRESULT getEmptySample(IMediaSample** out) override;
+    TvStatus* remix(IMediaSample* out, TvStatus* decoded) override;
+    HRESULT deliver(IMediaSample* out, const TvStatus* status) override;
     // Resets decoding: discontinuity, flush, failed delivery.
-    void flush();
+    void flush() override;
     // Sends the delivered frame's channel peaks to the level window, if any.
-    void showLevels(IMediaSample* out);
+    void showLevels(IMediaSample* out) override;
 
     bool setSpdif(bool on);
     bool spdif() const { return _spdif; }
@@ -81,7 +88,7 @@ public:
     TvStatus* outputStatus();
 
     // Read-only, for tests that watch how much input is held.
-    const TvBuffer& inputBuffer() const { return _buffer; }
+    const TvBuffer& inputBuffer() const { return _decoding.buffer; }
     TvOutputPin* outputPin() { return _outputPin.get(); }
     TvInputPin* inputPin() { return _inputPin.get(); }
     ITavioRemix* remixer() { return _remixer; }
@@ -98,14 +105,12 @@ private:
     long _instance;
     LogFile _log;
     DecoderList _decoders;
-    TvBuffer _buffer;
     CCritSec _filterLock;
     CCritSec _streamLock;
     CMediaType _inputType;
     AudioConv* _remixer = nullptr;
-    Adec* _adec = nullptr;
-    TvStatus* _istatus = nullptr;
-    TvStatus* _ostatus = nullptr;
+    DecodingState _decoding;
+    ReceiveLoop _loop{*this, _decoding, _streamLock, _log};
     REFERENCE_TIME _expectedTime = kNoTime;
     std::unique_ptr<TvInputPin> _inputPin;
     std::unique_ptr<TvOutputPin> _outputPin;

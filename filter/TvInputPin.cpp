@@ -2,9 +2,10 @@
 
 #include <fstream>
 
-#include "config/util.h"
+#include "diagnostics/assertions.h"
 #include "filter/TvFilter.h"
 #include "filter/filter_parameters.h"
+#include "filter/media_type_log.h"
 #include "platform/error_text.h"
 
 TvInputPin::TvInputPin(TvFilter* filter, CCritSec* filterLock, HRESULT* phr)

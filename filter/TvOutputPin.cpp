@@ -7,6 +7,10 @@
 #include "conversion/output_types.h"
 #include "conversion/sample_conversion.h"
 #include "core/status_helpers.h"
+#include "diagnostics/assertions.h"
+#include "diagnostics/log_file.h"
+#include "diagnostics/profiling.h"
+#include "filter/media_type_log.h"
 
 namespace {
 
@@ -19,6 +23,17 @@ size_t usableBytes() { return PoutputBufferSize(); }
 // guard word behind them (in 64 bits: the parameter is unsigned and may be
 // anything the parameter file says).
 bool holdsGuardWord(LONG size) { return int64_t(size) >= int64_t(PoutputBufferSize()) + 4; }
+
+// Keeps `type` in step with the status; a change goes to the process log with
+// the type it became.
+bool followStatus(CMediaType& type, const TvStatus& status)
+{
+    if (!updateTypeFromStatus(type, status))
+        return false;
+    logStream << "changed MT: ";
+    writeMediaTypeToLog(logStream, type);
+    return true;
+}
 
 }  // namespace
 
@@ -174,7 +189,7 @@ void TvOutputPin::setPreferredType(const TvStatus* status)
         return;
     if (IsEqualGUID(_preferred.majortype, GUID_NULL))
         _preferred = initialOutputType();
-    if (updateTypeFromStatus(_preferred, *status)) {
+    if (followStatus(_preferred, *status)) {
         _log << "set prefered Mt: ";
         writeMediaTypeToLog(_log, _preferred);
         _outType = status->stype;
@@ -221,7 +236,7 @@ HRESULT TvOutputPin::deliver(IMediaSample* m, const TvStatus* status)
     }
     if (IsEqualGUID(_preferred.subtype, MEDIASUBTYPE_PCM))
         dumpOutput(_preferred, p, m->GetActualDataLength());
-    if (updateTypeFromStatus(_preferred, *status))
+    if (followStatus(_preferred, *status))
         _typeChanged = true;
 
     if (_typeChanged) {

@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "filter/TavioControl.h"
+#include "filter/tavio_interfaces.h"
 
 // Lines end with "\r\n"; "no info available" without a snapshot.
 std::string streamText(ITavioStreamInfo* info);

@@ -13,6 +13,7 @@
 
 #include "core/media_subtypes.h"
 #include "decoders/AdecAAC.h"
+#include "host/parsers/adts_header.h"
 #include "tests/support/memory_sample.h"
 
 namespace {
@@ -32,28 +33,20 @@ CMediaType aacType(const uint8_t* config, size_t size)
     return type;
 }
 
-bool isAdts(const uint8_t* p, size_t size)
-{
-    return size >= 7 && p[0] == 0xFF && (p[1] & 0xF6) == 0xF0;
-}
-
 void split(const uint8_t* data, size_t size, uint8_t& flags, std::vector<uint8_t>& config,
            std::vector<std::vector<uint8_t>>& units)
 {
     flags = 0;
-    if (isAdts(data, size)) {
-        int objectType = (data[2] >> 6) + 1, frequency = (data[2] >> 2) & 0xF;
-        int channels = ((data[2] & 1) << 2) | (data[3] >> 6);
-        config = {uint8_t((objectType << 3) | (frequency >> 1)), uint8_t(((frequency & 1) << 7) | (channels << 3))};
+    AdtsHeader first;
+    if (parseAdtsHeader(data, size, first)) {
+        config = adtsAudioSpecificConfig(first);
         size_t offset = 0;
-        while (offset + 7 <= size && isAdts(data + offset, size - offset)) {
-            const uint8_t* h = data + offset;
-            size_t length = (size_t(h[3] & 3) << 11) | (size_t(h[4]) << 3) | (h[5] >> 5);
-            size_t header = (h[1] & 1) ? 7 : 9;
-            if (length <= header || offset + length > size)
+        AdtsHeader h;
+        while (parseAdtsHeader(data + offset, size - offset, h)) {
+            if (h.frameLength <= h.headerLength || offset + h.frameLength > size)
                 break;
-            units.emplace_back(h + header, h + length);
-            offset += length;
+            units.emplace_back(data + offset + h.headerLength, data + offset + h.frameLength);
+            offset += h.frameLength;
         }
         return;
     }

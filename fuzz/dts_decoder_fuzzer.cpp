@@ -9,7 +9,7 @@
 
 #include "decoders/AdecDTS.h"
 #include "fuzz/decoder_feed.h"
-#include "host/dts_word_forms.h"
+#include "host/parsers/dts_word_forms.h"
 #include "tests/support/wave_type.h"
 
 namespace {

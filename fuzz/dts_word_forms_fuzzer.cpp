@@ -8,7 +8,7 @@
 #include <cstdlib>
 #include <vector>
 
-#include "host/dts_word_forms.h"
+#include "host/parsers/dts_word_forms.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {

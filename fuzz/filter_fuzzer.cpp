@@ -18,10 +18,10 @@
 #include <vector>
 
 #include "core/media_subtypes.h"
-#include "filter/TavioControl.h"
 #include "filter/TvFilter.h"
 #include "filter/TvInputPin.h"
 #include "filter/stream_text.h"
+#include "filter/tavio_interfaces.h"
 #include "host/graph.h"
 #include "host/push_source.h"
 #include "host/sink_filter.h"

@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <vector>
 
-#include "host/latm_parser.h"
+#include "host/parsers/latm_parser.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {

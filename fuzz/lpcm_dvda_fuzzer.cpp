@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <sstream>
 
-#include "decoders/adeclpcm.h"
+#include "decoders/AdecLPCM.h"
 #include "fuzz/decoder_feed.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)

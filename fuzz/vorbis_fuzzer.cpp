@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "decoders/AdecVorbis.h"
-#include "host/ogg_packets.h"
+#include "host/parsers/ogg_packets.h"
 #include "tests/support/memory_sample.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)

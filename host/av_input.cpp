@@ -4,10 +4,10 @@
 #include <deque>
 #include <optional>
 
-#include "host/latm_parser.h"
-
-#include "host/dolby_word_order.h"
-#include "host/dts_word_forms.h"
+#include "host/parsers/adts_header.h"
+#include "host/parsers/dolby_word_order.h"
+#include "host/parsers/dts_word_forms.h"
+#include "host/parsers/latm_parser.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -38,25 +38,13 @@ std::string codecKey(AVCodecID id)
     }
 }
 
-// ADTS frame header (ISO/IEC 13818-7, 6.2): its length, or 0 if `data` does
-// not start with one.
-size_t adtsHeaderSize(const uint8_t* data, size_t size)
+// The ADTS header a packet starts with, if it starts with one.
+std::optional<AdtsHeader> adtsHeaderOf(const std::vector<uint8_t>& data)
 {
-    if (size < 7 || data[0] != 0xFF || (data[1] & 0xF6) != 0xF0)
-        return 0;
-    bool protectionAbsent = data[1] & 1;
-    size_t header = protectionAbsent ? 7 : 9;  // with a CRC after the fixed fields
-    return header <= size ? header : 0;
-}
-
-// The two-byte AudioSpecificConfig an ADTS header stands for.
-std::vector<uint8_t> configFromAdts(const uint8_t* header)
-{
-    int objectType = (header[2] >> 6) + 1;
-    int frequencyIndex = (header[2] >> 2) & 0xF;
-    int channelConfig = ((header[2] & 1) << 2) | (header[3] >> 6);
-    return {uint8_t((objectType << 3) | (frequencyIndex >> 1)),
-            uint8_t(((frequencyIndex & 1) << 7) | (channelConfig << 3))};
+    AdtsHeader header;
+    if (!parseAdtsHeader(data.data(), data.size(), header))
+        return std::nullopt;
+    return header;
 }
 
 std::string describe(const AVCodecParameters* p)
@@ -309,8 +297,8 @@ private:
     void findAdtsConfig(int stream, AudioStreamParameters& parameters)
     {
         for (const Packet& p : readAhead_)
-            if (p.stream == stream && adtsHeaderSize(p.data.data(), p.data.size())) {
-                parameters.extradata = configFromAdts(p.data.data());
+            if (auto header = p.stream == stream ? adtsHeaderOf(p.data) : std::nullopt) {
+                parameters.extradata = adtsAudioSpecificConfig(*header);
                 return;
             }
         constexpr size_t kReadAheadLimit = 2000;
@@ -327,8 +315,8 @@ private:
             readDiscard(packet, p);
             av_packet_free(&packet);
             readAhead_.push_back(p);
-            if (p.stream == stream && adtsHeaderSize(p.data.data(), p.data.size())) {
-                parameters.extradata = configFromAdts(p.data.data());
+            if (auto header = p.stream == stream ? adtsHeaderOf(p.data) : std::nullopt) {
+                parameters.extradata = adtsAudioSpecificConfig(*header);
                 return;
             }
         }
@@ -388,7 +376,8 @@ private:
             shift = first < 0 ? 0 : first - sourceOffset_;
             sourceOffset_ += int64_t(p.data.size());
         } else {
-            size_t header = stripAdts_ ? adtsHeaderSize(p.data.data(), p.data.size()) : 0;
+            auto adts = stripAdts_ ? adtsHeaderOf(p.data) : std::nullopt;
+            size_t header = adts ? adts->headerLength : 0;
             packet.data.assign(p.data.begin() + long(header), p.data.end());
             if (dolbySelected_)
                 restoreDolbyWordOrder(packet.data);

@@ -11,10 +11,10 @@
 #include <memory>
 
 #include "host/av_input.h"
-#include "host/disc_lpcm_headers.h"
-#include "host/disc_mlp_headers.h"
-#include "host/lpcm_recut.h"
-#include "host/program_stream.h"
+#include "host/parsers/disc_lpcm_headers.h"
+#include "host/parsers/disc_mlp_headers.h"
+#include "host/parsers/lpcm_recut.h"
+#include "host/parsers/program_stream.h"
 
 namespace {
 

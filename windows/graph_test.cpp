@@ -31,11 +31,13 @@
 #include "decoders/mpeg_header.h"
 #include "decoders/dts_header.h"
 #include "filter/TvFilter.h"
-#include "host/disc_lpcm_headers.h"
-#include "host/disc_mlp_headers.h"
-#include "host/lpcm_recut.h"
-#include "host/ogg_packets.h"
-#include "host/program_stream.h"
+#include "host/host_media_types.h"
+#include "host/parsers/adts_header.h"
+#include "host/parsers/disc_lpcm_headers.h"
+#include "host/parsers/disc_mlp_headers.h"
+#include "host/parsers/lpcm_recut.h"
+#include "host/parsers/ogg_packets.h"
+#include "host/parsers/program_stream.h"
 #include "host/push_source.h"
 #include "windows/page_window.h"
 #include "libs/TvAmrDec/amr_storage_frame.h"
@@ -244,10 +246,11 @@ bool describe(const PesPacket& p, AudioStreamParameters& parameters, std::string
     if (p.substreamId >= 0xA0 && p.substreamId <= 0xA7)
         return dvdVideoLpcm(p.payload, parameters, description);
     if (isDts(p.substreamId)) {
-        for (size_t at = 4; at + kDtsHeaderBytes <= p.payload.size(); ++at)
-            if (isDtsCoreSync(p.payload.data() + at)) {
+        DtsHeader header;
+        for (size_t at = 4; at < p.payload.size(); ++at)
+            if (parseDtsHeader(p.payload.data() + at, p.payload.size() - at, header)) {
                 parameters.codec = "dts";
-                parameters.sampleRate = dtsSampleRate(readDtsHeader(p.payload.data() + at).sfreq);
+                parameters.sampleRate = dtsSampleRate(header.sfreq);
                 parameters.channels = 2;
                 description = "DTS, " + std::to_string(parameters.sampleRate) + " Hz";
                 return true;
@@ -350,19 +353,16 @@ Input readAdts(const char* path)
     static const int rates[13] = {96000, 88200, 64000, 48000, 44100, 32000, 24000,
                                   22050, 16000, 12000, 11025, 8000,  7350};
     size_t offset = 0;
-    while (offset + 7 <= stream.size() && stream[offset] == 0xFF && (stream[offset + 1] & 0xF6) == 0xF0) {
-        const uint8_t* h = &stream[offset];
-        size_t length = (size_t(h[3] & 3) << 11) | (size_t(h[4]) << 3) | (h[5] >> 5);
-        size_t header = (h[1] & 1) ? 7 : 9;
+    AdtsHeader adts;
+    while (parseAdtsHeader(stream.data() + offset, stream.size() - offset, adts)) {
+        const uint8_t* h = stream.data() + offset;
+        size_t length = adts.frameLength, header = adts.headerLength;
         if (length <= header || offset + length > stream.size())
             break;
         if (parameters.extradata.empty()) {
-            int objectType = (h[2] >> 6) + 1, frequency = (h[2] >> 2) & 0xF;
-            int channels = ((h[2] & 1) << 2) | (h[3] >> 6);
-            parameters.extradata = {uint8_t((objectType << 3) | (frequency >> 1)),
-                                    uint8_t(((frequency & 1) << 7) | (channels << 3))};
-            parameters.sampleRate = frequency < 13 ? rates[frequency] : 0;
-            parameters.channels = channels == 7 ? 8 : channels;
+            parameters.extradata = adtsAudioSpecificConfig(adts);
+            parameters.sampleRate = adts.rateIndex < 13 ? rates[adts.rateIndex] : 0;
+            parameters.channels = adts.channelConfig == 7 ? 8 : adts.channelConfig;
         }
         REFERENCE_TIME start = parameters.sampleRate
                                    ? REFERENCE_TIME(input.payloads.size()) * 1024 * 10000000 / parameters.sampleRate

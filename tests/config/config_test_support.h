@@ -12,6 +12,9 @@
 
 #include "config/config.h"
 #include "config/util.h"
+#include "diagnostics/assertions.h"
+#include "diagnostics/log_file.h"
+#include "diagnostics/profiling.h"
 
 class TempRoot {
 public:

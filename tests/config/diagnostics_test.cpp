@@ -1,5 +1,5 @@
-// Logs, assertions, the exception, profiling, media-type dumps and the PCM
-// dump, checked by what they write.
+// The diagnostics the parameter file switches on (per-filter logs, the
+// process log, profiling, the PCM dump), checked by what they write.
 #include <cstring>
 
 #include "config_test_support.h"
@@ -28,36 +28,6 @@ protected:
     }
     TempRoot root;
 };
-
-TEST_F(DiagnosticsTest, FailedAssertionWritesOneLineAndGoesOn)
-{
-    CapturedLog log(root);
-    int after = 0;
-    bool result = TvAssert(1 + 1 == 3);
-    int line = __LINE__ - 1;
-    after = 1;
-    EXPECT_FALSE(result);
-    EXPECT_EQ(after, 1);
-    EXPECT_TRUE(TvAssert(2 > 1));
-    auto written = log.lines();
-    ASSERT_EQ(written.size(), 1u);
-    // The source is named without folder and extension.
-    EXPECT_EQ(written[0], "error: TvAssert: diagnostics_test " + std::to_string(line) + "'1 + 1 == 3'");
-}
-
-TEST_F(DiagnosticsTest, ExceptionLogsOnceAtTheThrow)
-{
-    CapturedLog log(root);
-    try {
-        throw TvException("Error constructing AudioConv");
-    } catch (const TvException& caught) {
-        TvException copy(caught);
-        EXPECT_STREQ(copy.what(), "Error constructing AudioConv");
-    }
-    auto written = log.lines();
-    ASSERT_EQ(written.size(), 1u);
-    EXPECT_EQ(written[0], "error: Exception: Error constructing AudioConv");
-}
 
 TEST_F(DiagnosticsTest, PerFilterLogNamesNeedALogFile)
 {
@@ -137,64 +107,6 @@ AM_MEDIA_TYPE waveType(const GUID& subtype, const void* format, ULONG length)
     type.cbFormat = length;
     type.pbFormat = static_cast<BYTE*>(const_cast<void*>(format));
     return type;
-}
-
-std::vector<std::string> dump(const AM_MEDIA_TYPE& type)
-{
-    std::ostringstream out;
-    writeMediaTypeToLog(out, type);
-    return lines(out.str());
-}
-
-TEST(MediaTypeDump, PcmExtensibleAndSpdif)
-{
-    WAVEFORMATEX pcm{WAVE_FORMAT_PCM, 2, 48000, 192000, 4, 16, 0};
-    EXPECT_EQ(dump(waveType(MEDIASUBTYPE_PCM, &pcm, sizeof pcm)),
-              (std::vector<std::string>{"MEDIATYPE_Audio MEDIASUBTYPE_PCM",
-                                        "chan: 2 bits: 16 cbSize: 0 bytesPerS: 192000 Align: 4 freq: 48000",
-                                        "Format: unknown format Tag: 1"}));
-
-    WAVEFORMATEXTENSIBLE extensible{};
-    extensible.Format = {WAVE_FORMAT_EXTENSIBLE, 6, 48000, 864000, 18, 24, 22};
-    extensible.Samples.wValidBitsPerSample = 24;
-    extensible.dwChannelMask = 0x3F;
-    extensible.SubFormat = KSDATAFORMAT_SUBTYPE_PCM;
-    EXPECT_EQ(dump(waveType(MEDIASUBTYPE_PCM, &extensible, sizeof extensible)),
-              (std::vector<std::string>{"MEDIATYPE_Audio MEDIASUBTYPE_PCM",
-                                        "chan: 6 bits: 24 cbSize: 22 bytesPerS: 864000 Align: 18 freq: 48000",
-                                        "Format: WAVE_FORMAT_EXTENSIBLE",
-                                        "valid: 24 mask: 63 subf: MEDIASUBTYPE_PCM"}));
-
-    WAVEFORMATEX spdif{WAVE_FORMAT_DOLBY_AC3_SPDIF, 2, 48000, 192000, 4, 16, 0};
-    EXPECT_EQ(dump(waveType(MEDIASUBTYPE_DOLBY_AC3_SPDIF, &spdif, sizeof spdif)),
-              (std::vector<std::string>{"MEDIATYPE_Audio MEDIASUBTYPE_DOLBY_AC3_SPDIF",
-                                        "chan: 2 bits: 16 cbSize: 0 bytesPerS: 192000 Align: 4 freq: 48000",
-                                        "Format: WAVE_FORMAT_DOLBY_AC3_SPDIF",
-                                        "unknown format Tag: 146"}));
-
-    // Another format type: the names alone.
-    AM_MEDIA_TYPE other{};
-    other.majortype = MEDIATYPE_MPEG2_PES;
-    other.subtype = MEDIASUBTYPE_DVD_LPCM_AUDIO;
-    EXPECT_EQ(dump(other), (std::vector<std::string>{"MEDIATYPE_MPEG2_PES MEDIASUBTYPE_DVD_LPCM_AUDIO"}));
-}
-
-TEST(GuidNames, KnownNamesFirstMatchAndBracedText)
-{
-    struct Case {
-        GUID guid;
-        const char* name;
-    } cases[] = {
-        {MEDIATYPE_DVD_ENCRYPTED_PACK, "MEDIATYPE_DVD_ENCRYPTED_PACK"},
-        {KSDATAFORMAT_SUBTYPE_PCM, "MEDIASUBTYPE_PCM"},  // the same GUID: the first name wins
-        {MEDIASUBTYPE_MP3, "MEDIASUBTYPE_MPEG3"},
-        {MEDIASUBTYPE_HDDVD_LPCM, "MEDIASUBTYPE_HDDVD_LPCM"},
-        {IID_IKsPropertySet, "IID_IKsPropertySet"},
-        {guidFromFourCC(0x726D6173), "MEDIASUBTYPE_SAMR_AUDIO"},
-        {guidFromFourCC(0x1234), "{00001234-0000-0010-8000-00AA00389B71}"},
-    };
-    for (const Case& c : cases)
-        EXPECT_EQ(guidName(c.guid), c.name);
 }
 
 TEST(OutputDump, HeaderOnceWithFixedSizesThenData)

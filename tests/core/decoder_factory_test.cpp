@@ -7,7 +7,8 @@
 
 #include <cstring>
 
-#include "config/util.h"
+#include "diagnostics/assertions.h"
+#include "filter/guid_names.h"
 
 namespace {
 

@@ -7,7 +7,6 @@
 #include <fstream>
 #include <iostream>
 
-#include "config/util.h"
 #include "core/status_helpers.h"
 #include "decoders/ac3_decoder_support.h"
 #include "support/ac3_tools.h"

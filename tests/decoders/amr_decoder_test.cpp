@@ -9,9 +9,9 @@
 #include <iostream>
 #include <sstream>
 
-#include "config/util.h"
 #include "core/media_subtypes.h"
 #include "decoders/AdecAMR.h"
+#include "filter/guid_names.h"
 #include "support/amr_tools.h"
 #include "support/av_packets.h"
 #include "support/library_refusal.h"

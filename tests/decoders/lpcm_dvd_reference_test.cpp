@@ -6,7 +6,7 @@
 #include <sstream>
 
 #include "decoders/AdecLpcmDvd.h"
-#include "host/program_stream.h"
+#include "host/parsers/program_stream.h"
 #include "support/memory_sample.h"
 #include "support/reference_tools.h"
 #include "support/wave_type.h"

@@ -6,7 +6,7 @@
 #include <sstream>
 
 #include "config/config_test_support.h"
-#include "decoders/adeclpcm.h"
+#include "decoders/AdecLPCM.h"
 #include "support/memory_sample.h"
 #include "support/wave_type.h"
 

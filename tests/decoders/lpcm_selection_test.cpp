@@ -5,9 +5,9 @@
 #include <sstream>
 
 #include "core/decoder_factory.h"
+#include "decoders/AdecLPCM.h"
 #include "decoders/AdecLpcmBd.h"
 #include "decoders/AdecLpcmDvd.h"
-#include "decoders/adeclpcm.h"
 #include "support/wave_type.h"
 
 namespace {

@@ -11,7 +11,6 @@
 #include <sstream>
 
 #include "config/config_test_support.h"
-#include "config/util.h"
 #include "core/decoder_factory.h"
 #include "decoders/AdecMLP.h"
 #include "support/memory_sample.h"

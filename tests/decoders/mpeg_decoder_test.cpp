@@ -6,9 +6,10 @@
 #include <iostream>
 #include <set>
 
-#include "config/util.h"
 #include "decoders/mpeg_decoder_support.h"
 #include "decoders/mpeg_header.h"
+#include "diagnostics/assertions.h"
+#include "filter/guid_names.h"
 #include "support/ac3_tools.h"
 #include "support/reference_tools.h"
 

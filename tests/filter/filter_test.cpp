@@ -10,7 +10,7 @@
 #include "filter/TvFilter.h"
 #include "filter/TvInputPin.h"
 #include "host/graph.h"
-#include "host/program_stream.h"
+#include "host/parsers/program_stream.h"
 #include "host/push_source.h"
 #include "host/sink_filter.h"
 #include "support/filter_harness.h"

@@ -2,8 +2,8 @@
 // the real TavioDec2.ax loaded so that its name can be found.
 #include <gtest/gtest.h>
 
-#include "filter/TvDllMain.h"
 #include "filter/TvFilter.h"
+#include "filter/dll_main.h"
 
 namespace {
 

@@ -3,8 +3,8 @@
 
 #include "config/config_test_support.h"
 #include "core/media_subtypes.h"
-#include "filter/TvDllMain.h"
 #include "filter/TvFilter.h"
+#include "filter/dll_main.h"
 #include "platform/filter_registration.h"
 
 extern "C" HRESULT STDAPICALLTYPE DllRegisterServer();

@@ -5,11 +5,11 @@
 #include <cmath>
 #include <memory>
 
-#include "filter/TvPropPage.h"
 #include "filter/filter_parameters.h"
 #include "filter/level_display.h"
+#include "filter/property_pages.h"
 #include "filter/stream_text.h"
-#include "host/program_stream.h"
+#include "host/parsers/program_stream.h"
 #include "support/ac3_tools.h"
 #include "support/filter_harness.h"
 #include "support/wave_type.h"

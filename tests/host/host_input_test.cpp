@@ -8,7 +8,7 @@
 #include "core/media_subtypes.h"
 #include "host/host_media_types.h"
 #include "host/input_source.h"
-#include "host/ogg_packets.h"
+#include "host/parsers/ogg_packets.h"
 #include "host/wav_writer.h"
 #include "support/reference_tools.h"
 #include "support/wav_file.h"

@@ -10,7 +10,7 @@
 #include <random>
 #include <vector>
 
-#include "host/program_stream.h"
+#include "host/parsers/program_stream.h"
 
 namespace psbuild {
 

@@ -10,7 +10,7 @@
 #include <sstream>
 #include <string>
 
-#include "config/util.h"
+#include "diagnostics/log_file.h"
 #include "support/reference_tools.h"
 
 // `Decoder` is constructed as (filter log, module folder); the library is

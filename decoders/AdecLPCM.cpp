@@ -1,0 +1,263 @@
+#define TV_ASSERT_SOURCE "adeclpcm"  // the name its assertion lines are known by
+#include "decoders/AdecLPCM.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "core/bit_reader.h"
+#include "core/status_helpers.h"
+#include "decoders/dvd_audio_rate.h"
+#include "diagnostics/assertions.h"
+#include "diagnostics/profiling.h"
+#include "platform/media_guids.h"
+
+// Assertion conditions are logged as written, spacing included.
+
+namespace {
+
+// Bytes of the DVD-Audio private header that carry fields we read.
+constexpr int32_t dvdAudioHeaderFields = 11;
+
+// One 36-byte unit of the two-group layout (two sample frames of six 24-bit
+// channels) -> the same frames as little-endian samples in speaker order.
+// Each group is packed like DVD-Video pairs (upper words, then low bytes), the
+// second group's block first; group 1 (L R C) takes output slots 0-2, group 2
+// (LFE Ls Rs) slots 3-5.
+constexpr uint8_t order[36] = {30, 19, 18, 31, 21, 20, 32, 23, 22, 12, 1, 0, 13, 3, 2, 14, 5,  4,
+                               33, 25, 24, 34, 27, 26, 35, 29, 28, 15, 7, 6, 16, 9, 8, 17, 11, 10};
+
+bool isPacked(const CMediaType& type)
+{
+    return IsEqualGUID(type.majortype, MEDIATYPE_MPEG2_PES) ||
+           IsEqualGUID(type.majortype, MEDIATYPE_DVD_ENCRYPTED_PACK);
+}
+
+}  // namespace
+
+bool AdecLPCM::accepts(const CMediaType& mediaType)
+{
+    return IsEqualGUID(mediaType.subtype, MEDIASUBTYPE_DVDA_AUDIO_LPCM);
+}
+
+TvStatus* AdecLPCM::init(const CMediaType& mediaType)
+{
+    _mediaType = mediaType;
+    _status = TvStatusLpcm();
+    readWaveFormat(mediaType, _status);
+    _status.group1Channels = _status.chan;
+    _status.group2Channels = 0;
+    _firstAccessUnitTime = 0;
+    return &_status;
+}
+
+bool AdecLPCM::parsePacketHeader(const uint8_t** readPtr, const uint8_t* end)
+{
+    // Plain audio samples carry no private header.
+    if (!isPacked(_mediaType))
+        return true;
+    bool ok = false;
+    if (IsEqualGUID(_mediaType.subtype, MEDIASUBTYPE_DVDA_AUDIO_LPCM))
+        ok = parseDvdAudioHeader(readPtr, end);
+    else if (IsEqualGUID(_mediaType.subtype, MEDIASUBTYPE_DVD_LPCM_AUDIO))
+        ok = parseDvdVideoHeader(readPtr, end);
+    else
+        TvAssert(0);
+    if (!ok)
+        *readPtr = end;
+    return ok;
+}
+
+// Private header of DVD-Audio LPCM: substream id, continuity counter, header
+// length (byte 3), first access unit pointer (bytes 4-5, counted from byte 5),
+// quantisation and rate of both groups (bytes 7-8), channel assignment
+// (byte 10), padding up to the header length.
+bool AdecLPCM::parseDvdAudioHeader(const uint8_t** readPtr, const uint8_t* end)
+{
+    const uint8_t* p = *readPtr;
+    int32_t size = static_cast<int32_t>(end - p);
+    TvAssert(size >= 7);
+    // A short header reads as zeros past its end, which no check below accepts.
+    uint8_t header[dvdAudioHeaderFields] = {};
+    if (size > 0)
+        std::memcpy(header, p, size_t(std::min(size, dvdAudioHeaderFields)));
+    if (header[0] != 0xA0) {
+        _log << "Error: wrong Audio DVD header" << std::endl;
+        TvAssert(0);
+        return false;
+    }
+    BitReader bf(header + 7, 2);
+    int quant1 = static_cast<int>(bf.get(4));
+    int quant2 = static_cast<int>(bf.get(4));
+    int freq1 = static_cast<int>(bf.get(4));
+    int freq2 = static_cast<int>(bf.get(4));
+    int channelAssignment = header[10] & 0x1F;
+    if (channelAssignment != 17) {
+        TvAssert(0);
+        return false;
+    }
+    _status.group1Channels = 3;
+    _status.group2Channels = 3;
+    _status.chan = 6;
+    _status.channelMask = 0x3F;
+    TvAssert(quant1 ==quant2 && freq1 == freq2);
+    _status.stype = sampleTypeFromBits(16 + 4 * quant1);
+    int frequency = dvdAudioFrequency(freq1);
+    if (frequency == 0) {
+        TvAssert(0);
+        return false;
+    }
+    _status.freq = frequency;
+
+    int headerLength = header[3];
+    int32_t first_access_unit_pointer = readBigEndian16(header + 4);
+    // The pointer counts from its own last byte, the audio starts after the
+    // header: what lies between belongs to the previous access unit.
+    first_access_unit_pointer = first_access_unit_pointer - headerLength + 1;
+    int32_t d_samples = first_access_unit_pointer / _status.chan / byteSize(_status);
+    TvAssert(first_access_unit_pointer == d_samples * _status.chan * byteSize(_status ));
+    _firstAccessUnitTime = int64_t(d_samples) * 10000000 / _status.freq;
+
+    // A header longer than its packet leaves no audio.
+    *readPtr = p + std::min(4 + headerLength, std::max(size, 0));
+    return true;
+}
+
+// Private header of DVD-Video LPCM, for streams typed as such.
+bool AdecLPCM::parseDvdVideoHeader(const uint8_t** readPtr, const uint8_t* end)
+{
+    const uint8_t* p = *readPtr;
+    int32_t size = static_cast<int32_t>(end - p);
+    if (size < 7) {
+        _log << "error: bad VideoDVD header" << std::endl;
+        return false;
+    }
+    if ((p[0] & 0xF8) != 0xA0) {
+        _log << "error: bad VideoDVD syncword" << std::endl;
+        return false;
+    }
+    int32_t first_access_unit_pointer = readBigEndian16(p + 2) - 4;
+    _log << "number: " << int(p[1]) << " " << first_access_unit_pointer << std::endl;
+    BitReader bf(p + 5, 1);
+    int quantisation = static_cast<int>(bf.get(2));
+    int frequency = static_cast<int>(bf.get(2));
+    bf.skip(1);
+    int channels = static_cast<int>(bf.get(3)) + 1;
+    _status.group1Channels = channels;
+    _status.chan = channels;
+    _status.group2Channels = 0;
+    if (quantisation == 3) {
+        _log << "bad VideoDVD quant" << std::endl;
+        return false;
+    }
+    if (frequency >= 2) {
+        _log << "bad VideoDVD freq" << std::endl;
+        return false;
+    }
+    _status.stype = sampleTypeFromBits(16 + 4 * quantisation);
+    _status.freq = frequency == 1 ? 96000 : 48000;
+    _status.samples = frequency == 1 ? 160 : 80;
+    *readPtr = p + 7;
+    int32_t d_samples = first_access_unit_pointer / _status.chan / byteSize(_status);
+    TvAssert(first_access_unit_pointer == d_samples * _status.chan * byteSize(_status));
+    _firstAccessUnitTime = int64_t(d_samples) * 10000000 / _status.freq;
+    return true;
+}
+
+TvStatus* AdecLPCM::process(const uint8_t** readPtr, const uint8_t* pend, IMediaSample* dest)
+{
+    TV_PROFILE_SCOPE("AdecLPCM::process");
+    const uint8_t* p = *readPtr;
+    int32_t size = static_cast<int32_t>(pend - p);
+    _status.iFrameSize = size;
+    // Whole pairs of sample frames only; a record without channels (a bad
+    // format block) converts nothing rather than dividing by zero.
+    _status.samples = _status.chan > 0 ? size / byteSize(_status) / _status.chan / 2 * 2 : 0;
+    TvAssert(_status.samples *byteSize(_status) * _status.chan == _status.iFrameSize);
+    int32_t oFrameSize = byteSize(_status) * _status.samples * _status.chan;
+    _status.chan = _status.group1Channels + _status.group2Channels;
+
+    BYTE* out = nullptr;
+    if (!dest || FAILED(dest->GetPointer(&out)) || !out)
+        return nullptr;
+    int32_t capacity = std::max<int32_t>(0, dest->GetSize());
+    TvAssert(dest->GetSize() > oFrameSize);
+    dest->SetActualDataLength(std::min(oFrameSize, capacity));
+
+    if (_status.stype == ST16Bit) {
+        TvAssert(dest->GetSize() > size);
+        // Every byte is copied, the output length counts only whole pairs of
+        // frames; an odd trailing byte has no partner to swap with.
+        int32_t copied = std::min(size, capacity);
+        if (copied > 0)
+            std::memcpy(out, p, size_t(copied));
+        swapBytes16(out, out, size_t(copied) / 2);
+        *readPtr = pend;
+        return &_status;
+    }
+    bool converted = true;
+    if (_status.stype == ST24Bit && _status.group2Channels == 0) {
+        convert24BitPairs(&p, pend, out, capacity);
+    } else if (_status.stype == ST24Bit && _status.group1Channels == 3 &&
+               _status.group2Channels == 3) {
+        TvAssert((pend-p)%36 == 0);
+        convertThreePlusThree(&p, pend, out, capacity);
+    } else {
+        // 20-bit and other groupings are not converted: silence rather than
+        // whatever the buffer held, and the bytes go with the frame the
+        // status reports, so an unsupported stream cannot pile up in the
+        // input buffer packet after packet.
+        TvAssert(0);
+        std::memset(out, 0, size_t(std::min(oFrameSize, capacity)));
+        TvAssert(p==pend);
+        p = pend;
+    }
+    if (p != pend)
+        TvAssert(p==pend);
+    // A partial unit at the end cannot be converted; it goes with the frame
+    // instead of being read past the end of the input.
+    if (converted)
+        *readPtr = pend;
+    return &_status;
+}
+
+// Pairs of sample frames of one group: the upper 16 bits of the pair's 2n
+// samples as big-endian words, then their 2n low bytes.
+void AdecLPCM::convert24BitPairs(const uint8_t** readPtr,
+                                 const uint8_t* pend,
+                                 uint8_t* out,
+                                 int32_t capacity)
+{
+    const uint8_t* p = *readPtr;
+    int n = _status.chan;
+    if (n <= 0)
+        return;
+    int32_t pairBytes = 6 * n;
+    int32_t pairs = std::min<int32_t>(static_cast<int32_t>(pend - p), capacity) / pairBytes;
+    for (int32_t pair = 0; pair < pairs; ++pair) {
+        const uint8_t* words = p;
+        const uint8_t* lows = p + 4 * n;
+        for (int i = 0; i < 2 * n; ++i) {
+            *out++ = lows[i];
+            *out++ = words[2 * i + 1];
+            *out++ = words[2 * i];
+        }
+        p += pairBytes;
+    }
+    *readPtr = p;
+}
+
+void AdecLPCM::convertThreePlusThree(const uint8_t** readPtr,
+                                     const uint8_t* pend,
+                                     uint8_t* out,
+                                     int32_t capacity)
+{
+    const uint8_t* p = *readPtr;
+    int32_t units = std::min<int32_t>(static_cast<int32_t>(pend - p), capacity) / 36;
+    for (int32_t unit = 0; unit < units; ++unit) {
+        for (int j = 0; j < 36; ++j)
+            out[j] = p[order[j]];
+        out += 36;
+        p += 36;
+    }
+    *readPtr = p;
+}
