@@ -12,7 +12,7 @@
 #include "core/receive_loop.h"
 #include "diagnostics/log_file.h"
 #include "filter/ICodecApiImpl.h"
-#include "filter/TavioStreamInfo.h"
+#include "filter/TavioControl.h"
 #include "filter/TvOutputPin.h"
 #include "platform/dshow/streams.h"
 

@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "filter/TvFilter.h"
-#include "filter/dll_main.h"
+#include "filter/TvDllMain.h"
 
 namespace {
 

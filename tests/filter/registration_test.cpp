@@ -4,7 +4,7 @@
 #include "config/config_test_support.h"
 #include "core/media_subtypes.h"
 #include "filter/TvFilter.h"
-#include "filter/dll_main.h"
+#include "filter/TvDllMain.h"
 #include "platform/filter_registration.h"
 
 extern "C" HRESULT STDAPICALLTYPE DllRegisterServer();

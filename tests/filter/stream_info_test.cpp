@@ -7,7 +7,7 @@
 
 #include "filter/filter_parameters.h"
 #include "filter/level_display.h"
-#include "filter/property_pages.h"
+#include "filter/TvPropPage.h"
 #include "filter/stream_text.h"
 #include "host/parsers/program_stream.h"
 #include "support/ac3_tools.h"

@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "filter/TavioStreamInfo.h"
+#include "filter/TavioControl.h"
 #include "platform/dshow/streams.h"
 
 #include "filter/page_resources.h"

@@ -1,5 +1,4 @@
-#define TV_ASSERT_SOURCE "TavioControl"  // the name its assertion lines are known by
-#include "filter/TavioStreamInfo.h"
+#include "filter/TavioControl.h"
 
 #include "core/status_helpers.h"
 #include "diagnostics/assertions.h"

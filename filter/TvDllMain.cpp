@@ -1,5 +1,4 @@
-#define TV_ASSERT_SOURCE "TvDllMain"  // the name its assertion lines are known by
-#include "filter/dll_main.h"
+#include "filter/TvDllMain.h"
 
 #include <exception>
 #include <new>
@@ -9,7 +8,7 @@
 #include "diagnostics/assertions.h"
 #include "diagnostics/log_file.h"
 #include "filter/TvFilter.h"
-#include "filter/property_pages.h"
+#include "filter/TvPropPage.h"
 #include "filter/registered_types.h"
 #include "platform/module_exports.h"
 

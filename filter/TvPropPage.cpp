@@ -1,5 +1,4 @@
-#define TV_ASSERT_SOURCE "TvPropPage"  // the name its assertion lines are known by
-#include "filter/property_pages.h"
+#include "filter/TvPropPage.h"
 
 #include <new>
 
