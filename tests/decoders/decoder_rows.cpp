@@ -177,6 +177,14 @@ std::unique_ptr<Adec> startDecoder(const Row& row, const StreamInput& input, std
     return decoder;
 }
 
+std::vector<uint8_t> hex(const std::string& text)
+{
+    std::vector<uint8_t> out;
+    for (size_t i = 0; i + 1 < text.size(); i += 2)
+        out.push_back(uint8_t(std::stoi(text.substr(i, 2), nullptr, 16)));
+    return out;
+}
+
 std::string rowName(const ::testing::TestParamInfo<Row>& info)
 {
     std::string name = info.param.name;

@@ -98,6 +98,9 @@ std::vector<std::vector<uint8_t>> mlpPackets(const std::vector<uint8_t>& stream,
                                              bool hdDvd,
                                              const std::vector<size_t>& sizes);
 
+// "0012ff" as {0x00, 0x12, 0xFF}.
+std::vector<uint8_t> hex(const std::string& text);
+
 // Names a row for gtest.
 std::string rowName(const ::testing::TestParamInfo<Row>& info);
 void PrintTo(const Row& row, std::ostream* os);

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <set>
 #include <sstream>
 
 #include "core/media_subtypes.h"
@@ -136,36 +135,17 @@ INSTANTIATE_TEST_SUITE_P(
                       FramingCase{"mpeg 23 zero bytes wait", Decoder::Mpeg,
                                   std::vector<uint8_t>(23), false, 0, 0, 0, 0, 0}));
 
-// MPEG frames are measured from their headers; an MPEG-2.5 layer III header
-// with bit-rate index 9 has no size.
-TEST(MpegFraming, FrameSizesFromTheHeaders)
+// An MPEG-2.5 layer III header with bit-rate index 9 has no size: it is
+// passed over, and the stream behind it decodes.
+TEST(MpegFraming, AHeaderWithoutASizeIsPassedOver)
 {
     REQUIRE_FFMPEG();
-    std::vector<uint8_t> at44 =
-        made("FL+FR", 44100, "-c:a libmp3lame -b:a 128k -write_xing 0 -id3v2_version 0", "mp3");
-    std::vector<uint8_t> at48 =
+    std::vector<uint8_t> stream =
         made("FL+FR", 48000, "-c:a libmp3lame -b:a 128k -write_xing 0 -id3v2_version 0", "mp3");
-    struct Case {
-        const char* what;
-        std::vector<uint8_t> input;
-        std::set<int> sizes;
-        size_t skipped;
-    } cases[] = {
-        {"44.1 kHz 128 kbit/s", at44, {417, 418}, 0},
-        {"48 kHz 128 kbit/s", at48, {384}, 0},
-        {"MPEG-2.5 index 9 header passed over",
-         std::vector<uint8_t>{0xFF, 0xE3, 0x90, 0xC0} + at48,
-         {384},
-         4},
-    };
-    for (const Case& c : cases) {
-        DecoderRun run = decode(Decoder::Mpeg, audioType(MEDIASUBTYPE_MP3), {c.input});
-        std::set<int> sizes;
-        for (const auto& frame : run.frames)
-            sizes.insert(frame->iFrameSize);
-        EXPECT_EQ(sizes, c.sizes) << c.what;
-        EXPECT_EQ(run.skipped, c.skipped) << c.what;
-    }
+    DecoderRun clean = decode(Decoder::Mpeg, audioType(MEDIASUBTYPE_MP3), {stream});
+    DecoderRun run = decode(Decoder::Mpeg, audioType(MEDIASUBTYPE_MP3), {hex("FFE390C0") + stream});
+    EXPECT_EQ(run.skipped, 4u);
+    EXPECT_TRUE(run.output == clean.output);
 }
 
 // AC-3 through the AC-3 library: karaoke streams, bit rates, and the downmixes

@@ -230,8 +230,8 @@ StreamInput amrMadeInput(const Row& row)
                                      0.1 * std::sin(2 * M_PI * 2300 * t)));
     }
     StreamInput input;
-    input.type = audioType(wide ? MEDIASUBTYPE_SAWB_AUDIO : MEDIASUBTYPE_SAMR_AUDIO, 0,
-                           DWORD(row.tones.rate), 1);
+    // A wave format rate of its own: the band decides the rate.
+    input.type = audioType(wide ? MEDIASUBTYPE_SAWB_AUDIO : MEDIASUBTYPE_SAMR_AUDIO, 0, 44100, 1);
     void* encoder = wide ? E_IF_init() : Encoder_Interface_init(0);
     void* decoder = wide ? D_IF_init() : Decoder_Interface_init();
     for (size_t at = 0, n = 0; at + frameSamples <= signal.size(); at += frameSamples, ++n) {

@@ -1,5 +1,5 @@
-// Decoders fed one coded unit per input sample (AAC, Vorbis, AMR): the types
-// and set-ups they refuse, downmixes, and units that do not decode.
+// Decoders fed one coded unit per input sample (AAC, Vorbis): the set-ups
+// they refuse, downmixes, and units that do not decode.
 #include <gtest/gtest.h>
 
 #include <cstring>
@@ -197,33 +197,6 @@ TEST(VorbisUnits, AHeaderAmongTheAudioIsDropped)
     ASSERT_TRUE(decoder->init(stream.type));
     DecoderRun run = decodeUnits(*decoder, packets);
     EXPECT_EQ(run.frames.size(), stream.packets.size() - 1);  // the first packet gives nothing
-}
-
-// The AMR subtypes, and the band (not the wave format's rate) deciding the
-// rate.
-TEST(AmrUnits, TypesAndBands)
-{
-    struct Case {
-        const GUID& subtype;
-        bool accepted;
-        int freq;
-    } cases[] = {
-        {MEDIASUBTYPE_SAMR_AUDIO, true, 8000},    {MEDIASUBTYPE_SAWB_AUDIO, true, 16000},
-        {MEDIASUBTYPE_AMR_WB_AUDIO, true, 16000}, {MEDIASUBTYPE_DOLBY_AC3, false, 0},
-        {MEDIASUBTYPE_MP4_AUDIO, false, 0},
-    };
-    std::ostringstream log;
-    auto decoder = makeDecoder(Decoder::Amr, log);
-    for (const Case& c : cases) {
-        CMediaType type = audioType(c.subtype, 0, 44100, 1);
-        ASSERT_EQ(decoder->accepts(type), c.accepted);
-        if (!c.accepted)
-            continue;
-        TvStatus* status = decoder->init(type);
-        ASSERT_NE(status, nullptr);
-        EXPECT_EQ(std::vector<int>({status->freq, status->chan, int(status->channelMask)}),
-                  std::vector<int>({c.freq, 1, 4}));
-    }
 }
 
 }  // namespace
