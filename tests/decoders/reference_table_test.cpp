@@ -78,7 +78,8 @@ TEST_P(DecoderReference, MatchesTheReference)
     // Each frame's record accounts for exactly the output it came with.
     size_t counted = 0;
     for (const auto& frame : run.frames)
-        counted += size_t(frame->samples) * size_t(frame->chan) * size_t(bytesPerSample(row.format));
+        counted +=
+            size_t(frame->samples) * size_t(frame->chan) * size_t(bytesPerSample(row.format));
     EXPECT_EQ(counted, run.output.size());
     std::vector<double> ours = samplesOf(run.output, row.format);
     std::vector<double> reference = rowReferenceSamples(row, input);
