@@ -71,7 +71,8 @@ DecoderRun feedDecoder(Adec& decoder, const std::vector<std::vector<uint8_t>>& p
         MemorySample in(packet.size());
         in.assign(packet.data(), packet.size());
         buffer.append(&in);
-        for (;;) {
+        // As the receive loop: the decoder is never called on an empty buffer.
+        while (buffer.size() > 0) {
             out.SetActualDataLength(0);
             const uint8_t* start = buffer.data();
             const uint8_t* p = start;

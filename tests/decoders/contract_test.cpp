@@ -1,0 +1,237 @@
+// What every decoder owes the receive loop, over the rows marked for it: the
+// output does not depend on how the input was cut, a re-init starts afresh,
+// an output sample too small for a frame is never overrun, garbage and false
+// syncs in front are skipped, a missing sibling library refuses the type, and
+// each media type reaches its decoder.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <random>
+#include <sstream>
+
+#include "core/decoder_factory.h"
+#include "core/media_subtypes.h"
+#include "decoders/AdecAMR.h"
+#include "decoders/AdecDDPlus.h"
+#include "decoders/AdecDolby.h"
+#include "decoders/AdecMLP.h"
+#include "decoders/decoder_rows.h"
+#include "support/media_types.h"
+
+namespace {
+
+// Assertion hook: the log/assert facility is gaining a count of the
+// assertions that fired. Switch this one line to `return assertionCount();`.
+long assertionsFired()
+{
+    return 0;
+}
+
+std::vector<Row> contractRows(bool byteStreams = false)
+{
+    std::vector<Row> rows;
+    for (const Row& row : madeRows())
+        if (row.contract && (!byteStreams || row.framed || row.decoder == Decoder::Mlp))
+            rows.push_back(row);
+    return rows;
+}
+
+class DecoderContract : public ::testing::TestWithParam<Row> {
+protected:
+    void SetUp() override
+    {
+        if (row.decoder != Decoder::LpcmDvda && row.decoder != Decoder::Amr)
+            REQUIRE_FFMPEG();
+        input = rowInput(row);
+        ASSERT_FALSE(input.packets.empty());
+        whole = run(input.packets, {.privateHeaders = input.privateHeaders});
+        ASSERT_FALSE(whole.frames.empty());
+    }
+    void TearDown() override { EXPECT_EQ(assertionsFired(), assertionsBefore); }
+
+    DecoderRun run(const std::vector<std::vector<uint8_t>>& packets, FeedOptions options)
+    {
+        std::ostringstream log;
+        auto decoder = startDecoder(row, input, log);
+        EXPECT_TRUE(decoder) << log.str();
+        if (!decoder)
+            return {};
+        DecoderRun result = feedDecoder(*decoder, packets, options);
+        EXPECT_EQ(result.contractBreaks, std::vector<std::string>{});
+        return result;
+    }
+
+    const Row& row = GetParam();
+    long assertionsBefore = assertionsFired();
+    StreamInput input;
+    DecoderRun whole;
+};
+
+// Byte streams (and MLP in disc packets, re-packed) can be cut anywhere; one
+// coded unit per input sample (AAC, Vorbis, AMR) always arrives whole.
+class ByteStreamContract : public DecoderContract {};
+
+TEST_P(ByteStreamContract, OutputDoesNotDependOnTheCuts)
+{
+    bool repack = !input.elementary.empty();
+    bool hdDvd = input.type.subtype == MEDIASUBTYPE_HDDVD_AUDIO_MLP;
+    std::mt19937 random(7);
+    std::vector<size_t> randomSizes;
+    for (int i = 0; i < 64; ++i)
+        randomSizes.push_back(1 + random() % 3000);
+    for (auto [piece, seed] : {std::pair{1u, 0u}, {17u, 0u}, {3000u, 7u}}) {
+        DecoderRun cut = repack ? run(mlpPackets(input.elementary, hdDvd,
+                                                 seed ? randomSizes : std::vector<size_t>{piece}),
+                                      {.privateHeaders = true})
+                                : run(input.packets, {.piece = piece, .randomSeed = seed});
+        EXPECT_TRUE(cut.output == whole.output)
+            << "pieces of " << piece << (seed ? " at most" : "");
+    }
+}
+
+TEST_P(DecoderContract, ReinitStartsAfresh)
+{
+    std::ostringstream log;
+    auto decoder = startDecoder(row, input, log);
+    ASSERT_TRUE(decoder);
+    // Half the stream, the last packet of it cut short, then a new start.
+    std::vector<std::vector<uint8_t>> half(
+        input.packets.begin(), input.packets.begin() + long(input.packets.size() / 2 + 1));
+    half.back().resize(half.back().size() / 2);
+    feedDecoder(*decoder, half, {.privateHeaders = input.privateHeaders});
+    ASSERT_TRUE(decoder->init(input.type));
+    if (row.spdif)
+        decoder->setSpdif(true);
+    DecoderRun again =
+        feedDecoder(*decoder, input.packets, {.privateHeaders = input.privateHeaders});
+    EXPECT_TRUE(again.output == whole.output)
+        << again.output.size() << " against " << whole.output.size();
+    EXPECT_EQ(again.contractBreaks, std::vector<std::string>{});
+}
+
+TEST_P(DecoderContract, AnOutputSampleSmallerThanAFrameIsNeverOverrun)
+{
+    size_t smallest = whole.output.size();
+    for (const auto& frame : whole.frames)
+        smallest = std::min(smallest, size_t(frame->samples) * size_t(frame->chan) *
+                                          size_t(bytesPerSample(row.format)));
+    DecoderRun small =
+        run(input.packets, {.privateHeaders = input.privateHeaders, .outputSize = smallest - 1});
+    // LPCM and MPEG write what fits; the MLP and AMR decoders deliver fewer of
+    // the units they hold, keeping the rest; the others pass a frame over.
+    Decoder d = row.decoder;
+    if (d == Decoder::Mlp || d == Decoder::Amr) {
+        EXPECT_TRUE(std::equal(small.output.begin(), small.output.end(), whole.output.begin()));
+    } else if (d != Decoder::LpcmDvd && d != Decoder::LpcmDvda && d != Decoder::Mpeg) {
+        EXPECT_TRUE(small.output.empty()) << small.output.size() << " bytes into " << smallest - 1;
+    }
+}
+
+TEST_P(ByteStreamContract, GarbageAndFalseSyncsInFrontAreSkipped)
+{
+    if (!row.framed)
+        GTEST_SKIP() << "private headers in front of every payload";
+    std::mt19937 random(11);
+    // Random bytes that start no sync of any format, around a false sync.
+    std::vector<uint8_t> garbage;
+    for (int i = 0; i < 200; ++i) {
+        if (i == 100)
+            garbage.insert(garbage.end(), row.falseSync.begin(), row.falseSync.end());
+        garbage.push_back(uint8_t(0x10 + random() % 0x60));
+    }
+    std::vector<std::vector<uint8_t>> packets = {garbage};
+    packets.insert(packets.end(), input.packets.begin(), input.packets.end());
+    DecoderRun after = run(packets, {});
+    EXPECT_TRUE(after.output == whole.output)
+        << after.output.size() << " against " << whole.output.size();
+    // The MLP library reports the bytes before a sync it finds with the frame
+    // (fewer than the eight a sync search looks at).
+    size_t slack = row.decoder == Decoder::Mlp ? 8 : 0;
+    EXPECT_LE(after.skipped - whole.skipped, garbage.size());
+    EXPECT_GE(after.skipped - whole.skipped, garbage.size() - slack);
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, DecoderContract, ::testing::ValuesIn(contractRows()), rowName);
+INSTANTIATE_TEST_SUITE_P(Rows,
+                         ByteStreamContract,
+                         ::testing::ValuesIn(contractRows(true)),
+                         rowName);
+
+// A decoder whose sibling library is missing, is no library, or lacks its
+// entry points refuses its type (the DD+ decoder cannot be made at all, and
+// the factory then makes the AC-3 one).
+TEST(DecoderLibraries, WithoutTheirLibraryDecodersRefuseTheType)
+{
+    const CMediaType ac3 = audioType(MEDIASUBTYPE_DOLBY_AC3, 0x2000);
+    const CMediaType mlp =
+        waveType(MEDIATYPE_MPEG2_PES, MEDIASUBTYPE_DVDA_AUDIO_MLP, 0, 48000, 2, 24);
+    const CMediaType amr = audioType(MEDIASUBTYPE_SAMR_AUDIO, 0, 8000, 1);
+    TempFolder folder;
+    std::ofstream(folder.file("text")) << "not a library";
+    for (const char* library : {"TvAc3Lib.dll", "TvMlpDec.dll", "TvAmrDec.dll", "TvEac3Dec.dll"})
+        for (std::string copied :
+             {std::string(), folder.file("text"), std::string(TEST_MODULE_PATH)}) {
+            SCOPED_TRACE(std::string(library) + " as " + (copied.empty() ? "nothing" : copied));
+            std::filesystem::remove(folder.file(library));
+            if (!copied.empty())
+                std::filesystem::copy_file(copied, folder.file(library));
+            std::ostringstream log;
+            std::string name = library;
+            if (name == "TvEac3Dec.dll") {
+                EXPECT_THROW(AdecDDPlus(log, folder.path()), std::exception);
+                continue;
+            }
+            std::unique_ptr<Adec> decoder;
+            if (name == "TvAc3Lib.dll")
+                decoder = std::make_unique<AdecDolby>(log, folder.path());
+            else if (name == "TvMlpDec.dll")
+                decoder = std::make_unique<AdecMLP>(log, folder.path());
+            else
+                decoder = std::make_unique<AdecAMR>(log, folder.path());
+            const CMediaType& type = name == "TvAc3Lib.dll"   ? ac3
+                                     : name == "TvMlpDec.dll" ? mlp
+                                                              : amr;
+            EXPECT_TRUE(decoder->accepts(type));
+            EXPECT_EQ(decoder->init(type), nullptr);
+        }
+}
+
+// Each media type reaches its decoder through the factory, in the filter's
+// order (the DD+ decoder takes AC-3 while its library is there).
+TEST(DecoderSelection, EachTypeReachesItsDecoder)
+{
+    std::ostringstream log;
+    DecoderList decoders;
+    createDecoders(decoders, log, moduleFolder());
+    struct Case {
+        const GUID& major;
+        const GUID& subtype;
+        Decoder expected;
+    } cases[] = {
+        {MEDIATYPE_MPEG2_PES, MEDIASUBTYPE_DVD_LPCM_AUDIO, Decoder::LpcmDvd},
+        {MEDIATYPE_MPEG2_PES, MEDIASUBTYPE_HDDVD_LPCM, Decoder::LpcmDvd},
+        {MEDIATYPE_MPEG2_PES, MEDIASUBTYPE_BDMV_LPCM_AUDIO, Decoder::LpcmBd},
+        {MEDIATYPE_MPEG2_PES, MEDIASUBTYPE_DVDA_AUDIO_LPCM, Decoder::LpcmDvda},
+        {MEDIATYPE_MPEG2_PES, MEDIASUBTYPE_DVDA_AUDIO_MLP, Decoder::Mlp},
+        {MEDIATYPE_MPEG2_PES, MEDIASUBTYPE_HDDVD_AUDIO_MLP, Decoder::Mlp},
+        {MEDIATYPE_Audio, MEDIASUBTYPE_DOLBY_AC3, Decoder::DDPlus},
+        {MEDIATYPE_Audio, MEDIASUBTYPE_DTS, Decoder::Dts},
+        {MEDIATYPE_Audio, MEDIASUBTYPE_MP3, Decoder::Mpeg},
+        {MEDIATYPE_Audio, MEDIASUBTYPE_MPEG1AudioPayload, Decoder::Mpeg},
+        {MEDIATYPE_MPEG2_PES, MEDIASUBTYPE_MPEG2_AUDIO, Decoder::Mpeg},
+        {MEDIATYPE_DVD_ENCRYPTED_PACK, MEDIASUBTYPE_MPEG1Packet, Decoder::Mpeg},
+        {MEDIATYPE_Audio, MEDIASUBTYPE_SAMR_AUDIO, Decoder::Amr},
+        {MEDIATYPE_Audio, MEDIASUBTYPE_SAWB_AUDIO, Decoder::Amr},
+        {MEDIATYPE_Audio, MEDIASUBTYPE_AMR_WB_AUDIO, Decoder::Amr},
+    };
+    for (const Case& c : cases) {
+        Adec* chosen = chooseDecoder(decoders, waveType(c.major, c.subtype, 0, 48000, 2, 16));
+        ASSERT_NE(chosen, nullptr) << decoderName(c.expected);
+        std::ostringstream unused;
+        auto expected = makeDecoder(c.expected, unused);
+        EXPECT_EQ(typeid(*chosen), typeid(*expected)) << decoderName(c.expected);
+    }
+}
+
+}  // namespace

@@ -1,0 +1,343 @@
+// Framing cases a reference decode cannot reach, one row each: false syncs,
+// truncated and oversized frames, termination frames, rates without a code,
+// bit rates and downmixes of AC-3, CRC failures, MLP private headers and
+// presentations.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <sstream>
+
+#include "core/media_subtypes.h"
+#include "decoders/decoder_rows.h"
+#include "support/media_types.h"
+
+namespace {
+
+DecoderRun decode(Decoder which,
+                  const CMediaType& type,
+                  const std::vector<std::vector<uint8_t>>& packets,
+                  bool spdif = false,
+                  int mixKind = 0,
+                  int mixType = 0,
+                  uint32_t mixMask = 0)
+{
+    std::ostringstream log;
+    auto decoder = makeDecoder(which, log);
+    if (mixType)
+        decoder->setMixType(mixKind, mixType, mixMask);
+    EXPECT_TRUE(decoder->init(type));
+    if (spdif)
+        decoder->setSpdif(true);
+    bool packed = type.majortype == MEDIATYPE_MPEG2_PES;
+    return feedDecoder(*decoder, packets, {.privateHeaders = packed});
+}
+
+std::string madePath(const std::string& speakers,
+                     int rate,
+                     const std::string& options,
+                     const std::string& format,
+                     double seconds = 0.3)
+{
+    ToneSignal tones{speakers, rate, seconds, 0.5};
+    return cachedFile(
+        toneInput(tones) + options, format == "truehd" ? "thd" : format,
+        [&](const std::string& p) { return encodeTones(p, tones, options + " -f " + format); });
+}
+
+std::vector<uint8_t> made(const std::string& speakers,
+                          int rate,
+                          const std::string& options,
+                          const std::string& format,
+                          double seconds = 0.3)
+{
+    return readBytes(madePath(speakers, rate, options, format, seconds));
+}
+
+std::vector<uint8_t> operator+(std::vector<uint8_t> a, const std::vector<uint8_t>& b)
+{
+    a.insert(a.end(), b.begin(), b.end());
+    return a;
+}
+
+// A DTS core frame of `bytes` bytes: sync, frame type, SHORT, NBLKS, FSIZE
+// and SFREQ as given, zeros after.
+std::vector<uint8_t> dtsFrame(int normal, int shortCount, int blocks, int bytes, int sfreq)
+{
+    std::vector<uint8_t> frame(size_t(bytes), 0);
+    uint64_t fields = uint64_t(0x7FFE8001) << 32 | uint64_t(normal) << 31 |
+                      uint64_t(shortCount) << 26 | uint64_t(blocks - 1) << 18 |
+                      uint64_t(bytes - 1) << 4;
+    for (int i = 0; i < 8; ++i)
+        frame[size_t(i)] = uint8_t(fields >> (56 - 8 * i));
+    frame[8] = uint8_t(sfreq << 2);
+    return frame;
+}
+
+double peak(const std::vector<double>& samples)
+{
+    double most = 0;
+    for (double s : samples)
+        most = std::max(most, std::fabs(s));
+    return most;
+}
+
+struct FramingCase {
+    const char* what;
+    Decoder decoder;
+    std::vector<uint8_t> input;
+    bool spdif;
+    size_t frames;
+    int samples, freq;
+    size_t skipped;  // bytes passed over in all
+    size_t breaks;   // calls that break the receive loop's contract
+};
+
+class Framing : public ::testing::TestWithParam<FramingCase> {};
+
+TEST_P(Framing, FramesSamplesRateAndSkippedBytes)
+{
+    const FramingCase& c = GetParam();
+    const GUID& subtype = c.decoder == Decoder::Dts ? MEDIASUBTYPE_DTS : MEDIASUBTYPE_MP3;
+    DecoderRun run = decode(c.decoder, audioType(subtype), {c.input}, c.spdif);
+    EXPECT_EQ(run.contractBreaks.size(), c.breaks);
+    ASSERT_EQ(run.frames.size(), c.frames);
+    EXPECT_EQ(run.skipped, c.skipped);
+    if (c.frames) {
+        EXPECT_EQ(run.frames[0]->samples, c.samples);
+        EXPECT_EQ(run.frames[0]->freq, c.freq);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows,
+    Framing,
+    ::testing::Values(FramingCase{"dts normal frame with SHORT 30 is a false sync", Decoder::Dts,
+                                  dtsFrame(1, 30, 16, 1000, 13), true, 0, 0, 0, 1000 - 16, 0},
+                      FramingCase{"dts termination frame of SHORT 7", Decoder::Dts,
+                                  dtsFrame(0, 7, 16, 1000, 13), true, 1, 504, 48000, 0, 0},
+                      // A record without a rate: the receive loop asserts on it.
+                      FramingCase{"dts SFREQ 4 has no rate", Decoder::Dts,
+                                  dtsFrame(1, 31, 16, 1000, 4), true, 1, 512, 0, 0, 1},
+                      FramingCase{"dts 1024 samples at 44.1 kHz", Decoder::Dts,
+                                  dtsFrame(1, 31, 32, 2000, 8), true, 1, 1024, 44100, 0, 0},
+                      FramingCase{"dts undecodable frame is passed over", Decoder::Dts,
+                                  dtsFrame(1, 31, 16, 1000, 13), false, 0, 0, 0, 1000, 0},
+                      FramingCase{"dts frame too large for its burst", Decoder::Dts,
+                                  dtsFrame(1, 31, 16, 2041, 13) + std::vector<uint8_t>(100), true,
+                                  0, 0, 0, 2141, 0},
+                      FramingCase{"dts garbage before a frame", Decoder::Dts,
+                                  std::vector<uint8_t>{1, 2, 3} + dtsFrame(1, 31, 16, 900, 13),
+                                  true, 1, 512, 48000, 3, 0},
+                      FramingCase{"dts 16 bytes are not enough to look at", Decoder::Dts,
+                                  dtsFrame(1, 31, 16, 16, 13), true, 0, 0, 0, 0, 0},
+                      FramingCase{"mpeg 24 zero bytes: one passed over", Decoder::Mpeg,
+                                  std::vector<uint8_t>(24), false, 0, 0, 0, 1, 0},
+                      FramingCase{"mpeg 23 zero bytes wait", Decoder::Mpeg,
+                                  std::vector<uint8_t>(23), false, 0, 0, 0, 0, 0}));
+
+// An MPEG-2.5 layer III header with bit-rate index 9 has no size: it is
+// passed over, and the stream behind it decodes.
+TEST(MpegFraming, AHeaderWithoutASizeIsPassedOver)
+{
+    REQUIRE_FFMPEG();
+    std::vector<uint8_t> stream =
+        made("FL+FR", 48000, "-c:a libmp3lame -b:a 128k -write_xing 0 -id3v2_version 0", "mp3");
+    DecoderRun clean = decode(Decoder::Mpeg, audioType(MEDIASUBTYPE_MP3), {stream});
+    DecoderRun run = decode(Decoder::Mpeg, audioType(MEDIASUBTYPE_MP3), {hex("FFE390C0") + stream});
+    EXPECT_EQ(run.skipped, 4u);
+    EXPECT_TRUE(run.output == clean.output);
+}
+
+// AC-3 through the AC-3 library: karaoke streams, bit rates, and the downmixes
+// the remixer asks of the decoder.
+struct Ac3Case {
+    const char* what;
+    const char* speakers;
+    int kbps;
+    const char* options;
+    int mixKind, mixType;
+    uint32_t mixMask;
+    int chan, acmod, lfeon, bsmod, bitRate, frameSize;
+    TvRemixMode remix;
+};
+
+class Ac3Settings : public ::testing::TestWithParam<Ac3Case> {};
+
+TEST_P(Ac3Settings, StatusOfTheFirstFrame)
+{
+    REQUIRE_FFMPEG();
+    const Ac3Case& c = GetParam();
+    std::vector<uint8_t> stream = made(
+        c.speakers, 48000, "-c:a ac3 -b:a " + std::to_string(c.kbps) + "k " + c.options, "ac3");
+    for (Decoder which : {Decoder::Dolby}) {
+        DecoderRun run = decode(which, audioType(MEDIASUBTYPE_DOLBY_AC3), {stream}, false,
+                                c.mixKind, c.mixType, c.mixMask);
+        ASSERT_FALSE(run.frames.empty()) << decoderName(which);
+        const auto& s = static_cast<const TvStatusAc3&>(*run.frames[0]);
+        EXPECT_EQ(std::vector<int>({s.chan, s.acmod, s.lfeon, s.bsmod, s.bitRate, s.iFrameSize,
+                                    int(s.remixMode)}),
+                  std::vector<int>(
+                      {c.chan, c.acmod, c.lfeon, c.bsmod, c.bitRate, c.frameSize, int(c.remix)}))
+            << decoderName(which);
+        if (c.remix != RemixNone) {
+            EXPECT_EQ(std::vector<int>({s.codedAcmod, s.codedLfeon}), std::vector<int>({7, 1}));
+        }
+        EXPECT_EQ(run.skipped, 0u);
+    }
+}
+
+const char* const k51 = "FL+FR+FC+LFE+BL+BR";
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows,
+    Ac3Settings,
+    ::testing::Values(
+        Ac3Case{"karaoke 3/2 is 2/0 without LFE", k51, 384, "-audio_service_type ka", 0, 0, 0, 2, 2,
+                0, 7, 384000, 1536, RemixNone},
+        Ac3Case{"448 kbit/s", "FL+FR", 448, "", 0, 0, 0, 2, 2, 0, 0, 448000, 1792, RemixNone},
+        Ac3Case{"224 kbit/s is reported as 256", "FL+FR", 224, "", 0, 0, 0, 2, 2, 0, 0, 256000, 896,
+                RemixNone},
+        Ac3Case{"surround downmix to stereo", k51, 384, "", KindAc3, RemixDecoderSurroundDownmix,
+                0x3, 2, 0, 0, 0, 384000, 1536, RemixDecoderSurroundDownmix},
+        Ac3Case{"decoder downmix to 3/0+LFE", k51, 384, "", KindAc3, RemixDecoderDownmix, 0xF, 4, 3,
+                1, 0, 384000, 1536, RemixDecoderDownmix},
+        Ac3Case{"a downmix to as many channels", k51, 384, "", KindAc3, RemixDecoderDownmix, 0x3F,
+                6, 7, 1, 0, 384000, 1536, RemixNone},
+        Ac3Case{"another kind's downmix is ignored", k51, 384, "", KindDts, RemixDecoderDownmix,
+                0x3, 6, 7, 1, 0, 384000, 1536, RemixNone}),
+    [](const auto& info) { return "case" + std::to_string(info.index); });
+
+TEST(Ac3Framing, BothLibrariesDownmixAlike)
+{
+    REQUIRE_FFMPEG();
+    std::vector<uint8_t> stream = made(k51, 48000, "-c:a ac3 -b:a 384k", "ac3");
+    DecoderRun sixteen = decode(Decoder::Dolby, audioType(MEDIASUBTYPE_DOLBY_AC3), {stream}, false,
+                                KindAc3, RemixDecoderSurroundDownmix, 0x3);
+    DecoderRun floats = decode(Decoder::DDPlus, audioType(MEDIASUBTYPE_DOLBY_AC3), {stream}, false,
+                               KindAc3, RemixDecoderSurroundDownmix, 0x3);
+    std::vector<double> a = samplesOf(sixteen.output, SampleFormat::S16),
+                        b = samplesOf(floats.output, SampleFormat::F32);
+    ASSERT_EQ(a.size(), b.size());
+    EXPECT_LE(maxDifference(a, b) * 32768, 1.0);
+}
+
+// The DD+ library checks each frame: a broken one is passed over whole; its
+// float output is clipped at full scale.
+TEST(Ac3Framing, BrokenFramesAndClipping)
+{
+    REQUIRE_FFMPEG();
+    std::vector<uint8_t> stream = made("FL+FR", 48000, "-c:a ac3 -b:a 192k", "ac3", 0.2);
+    DecoderRun clean = decode(Decoder::DDPlus, audioType(MEDIASUBTYPE_DOLBY_AC3), {stream});
+    std::vector<uint8_t> broken = stream;
+    broken[100] ^= 0x40;
+    DecoderRun run = decode(Decoder::DDPlus, audioType(MEDIASUBTYPE_DOLBY_AC3), {broken});
+    EXPECT_EQ(run.frames.size(), clean.frames.size() - 1);
+    EXPECT_EQ(run.skipped, 768u);
+    DecoderRun tooShort = decode(Decoder::DDPlus, audioType(MEDIASUBTYPE_DOLBY_AC3),
+                                 {{stream.begin(), stream.begin() + 127}});
+    EXPECT_EQ(tooShort.consumed, 0u);
+
+    ToneSignal loud{"FC", 48000, 0.2, 1.25};
+    std::string path = cachedFile(toneInput(loud) + "ac3 loud", "ac3", [&](const std::string& p) {
+        return encodeTones(p, loud, "-c:a ac3 -b:a 192k -f ac3");
+    });
+    ASSERT_GT(peak(samplesOf(referenceDecode(path, "f32le"), SampleFormat::F32)), 1.0);
+    DecoderRun clipped =
+        decode(Decoder::DDPlus, audioType(MEDIASUBTYPE_DOLBY_AC3), {readBytes(path)});
+    EXPECT_EQ(peak(samplesOf(clipped.output, SampleFormat::F32)), 1.0);
+}
+
+// MLP private headers: DVD-Audio (substream 0xA1, 4 + header length bytes)
+// and HD-DVD (0xB0-0xB7, five bytes).
+struct MlpHeaderCase {
+    const char* what;
+    bool hdDvd;
+    std::vector<uint8_t> packet;
+    bool accepted;
+    size_t consumed;
+};
+
+class MlpHeaders : public ::testing::TestWithParam<MlpHeaderCase> {};
+
+TEST_P(MlpHeaders, StripOrRefuse)
+{
+    const MlpHeaderCase& c = GetParam();
+    std::ostringstream log;
+    auto decoder = makeDecoder(Decoder::Mlp, log);
+    ASSERT_TRUE(decoder->init(waveType(
+        MEDIATYPE_MPEG2_PES, c.hdDvd ? MEDIASUBTYPE_HDDVD_AUDIO_MLP : MEDIASUBTYPE_DVDA_AUDIO_MLP,
+        0, 48000, 2, 24)));
+    const uint8_t* p = c.packet.data();
+    EXPECT_EQ(decoder->parsePacketHeader(&p, p + c.packet.size()), c.accepted);
+    EXPECT_EQ(size_t(p - c.packet.data()), c.consumed);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows,
+    MlpHeaders,
+    ::testing::Values(
+        MlpHeaderCase{"dvd-audio", false, {0xA1, 0, 0, 3, 0, 0, 0, 0xAA}, true, 7},
+        MlpHeaderCase{"dvd-audio longer header",
+                      false,
+                      {0xA1, 0, 0, 8, 0, 0, 0, 0, 0, 0, 0, 0, 0xAA},
+                      true,
+                      12},
+        MlpHeaderCase{"dvd-audio header to the end", false, {0xA1, 0, 0, 4, 0, 0, 0, 0}, false, 8},
+        MlpHeaderCase{"dvd-audio wrong substream", false, {0xA0, 0, 0, 3, 0, 0, 0, 0xAA}, false, 0},
+        MlpHeaderCase{"dvd-audio four bytes", false, {0xA1, 0, 0, 0}, false, 0},
+        MlpHeaderCase{"dvd-audio empty", false, {}, false, 0},
+        MlpHeaderCase{"hd-dvd", true, {0xB3, 0, 0, 0, 0, 0xAA}, true, 5},
+        MlpHeaderCase{"hd-dvd wrong substream", true, {0xA1, 0, 0, 0, 0, 0xAA}, false, 0},
+        MlpHeaderCase{"hd-dvd nothing after the header", true, {0xB0, 0, 0, 0, 0}, false, 5},
+        MlpHeaderCase{"hd-dvd empty", true, {}, false, 0}),
+    [](const auto& info) { return "case" + std::to_string(info.index); });
+
+// A stream whose layout changes (stereo, 5.1, stereo) gives each part under
+// its own channel count, never two layouts in one frame.
+TEST(MlpFraming, LayoutChanges)
+{
+    REQUIRE_FFMPEG();
+    std::vector<uint8_t> stream, expected;
+    std::vector<int> layouts;
+    for (const char* speakers : {"FL+FR", k51, "FL+FR"}) {
+        std::string part = madePath(speakers, 48000, "-c:a truehd -strict -2", "truehd");
+        stream = stream + readBytes(part);
+        expected = expected + referenceDecode(part, "s24le");
+    }
+    DecoderRun run = decode(
+        Decoder::Mlp, waveType(MEDIATYPE_MPEG2_PES, MEDIASUBTYPE_HDDVD_AUDIO_MLP, 0, 48000, 2, 24),
+        mlpPackets(stream, true, {2048}));
+    EXPECT_TRUE(run.output == expected) << run.output.size() << " against " << expected.size();
+    for (const auto& frame : run.frames)
+        if (layouts.empty() || layouts.back() != frame->chan)
+            layouts.push_back(frame->chan);
+    EXPECT_EQ(layouts, (std::vector<int>{2, 6, 2}));
+}
+
+// Only a stereo decoder downmix of an MLP stream asks for the two-channel
+// presentation; a stream without one gives its multichannel one.
+TEST(MlpFraming, PresentationChoice)
+{
+    REQUIRE_FFMPEG();
+    REQUIRE_VECTOR("androidx_media/mp4_sample_dthd.mp4");
+    StreamInput vector = demuxed(vectorPath("androidx_media/mp4_sample_dthd.mp4"));
+    StreamInput fiveOne = demuxed(madePath(k51, 48000, "-c:a truehd -strict -2", "truehd"));
+    struct Case {
+        const char* what;
+        const StreamInput& input;
+        int kind, mixType, chan;
+    } cases[] = {
+        {"a request for another kind", vector, KindAc3, RemixDecoderDownmix, 8},
+        {"a surround downmix", vector, KindMlp, RemixDecoderSurroundDownmix, 8},
+        {"no two-channel presentation", fiveOne, KindMlp, RemixDecoderDownmix, 6},
+    };
+    for (const Case& c : cases) {
+        ASSERT_FALSE(c.input.packets.empty()) << c.what;
+        DecoderRun run =
+            decode(Decoder::Mlp, c.input.type, c.input.packets, false, c.kind, c.mixType, 0x3);
+        ASSERT_FALSE(run.frames.empty()) << c.what;
+        EXPECT_EQ(run.last().chan, c.chan) << c.what;
+    }
+}
+
+}  // namespace

@@ -1,0 +1,468 @@
+// The three LPCM packings with hand-built packets: private headers as tables
+// (what each gives or refuses), the conversions byte for byte, and input that
+// must not make a decoder read or write outside its buffers.
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "core/media_subtypes.h"
+#include "decoders/adeclpcm.h"
+#include "decoders/decoder_rows.h"
+#include "support/media_types.h"
+#include "support/memory_sample.h"
+
+namespace {
+
+CMediaType pesType(const GUID& subtype, WORD channels = 2, WORD bits = 16, DWORD rate = 48000)
+{
+    return waveType(MEDIATYPE_MPEG2_PES, subtype, WAVE_FORMAT_PCM, rate, channels, bits);
+}
+
+// DVD-Video LPCM private header: substream, frame count, first access unit
+// pointer, then quantisation, frequency and channels in byte 5.
+std::vector<uint8_t> dvdHeader(int quantisation, int frequency, int channels, int pointer = 4)
+{
+    return {0xA0,
+            1,
+            uint8_t(pointer >> 8),
+            uint8_t(pointer),
+            0x00,
+            uint8_t((quantisation << 6) | (frequency << 4) | (channels - 1)),
+            0x80};
+}
+
+// HD-DVD LPCM private header: the same four bytes, then quantisation,
+// frequency, channels and the channel assignment in a 40-bit field.
+std::vector<uint8_t> hdDvdHeader(int quantisation, int frequency, int channels, int assignment)
+{
+    uint64_t bits = uint64_t(quantisation) << 31 | uint64_t(frequency) << 28 |
+                    uint64_t(channels - 1) << 24 | uint64_t(assignment);
+    std::vector<uint8_t> header = {0xA0, 1, 0, 10};
+    for (int shift = 32; shift >= 0; shift -= 8)
+        header.push_back(uint8_t(bits >> shift));
+    return header;
+}
+
+// DVD-Audio LPCM private header: header length, first access unit pointer
+// (from its own last byte), quantisation and frequency of both groups, channel
+// assignment, padding.
+std::vector<uint8_t> dvdaHeader(int quant1,
+                                int quant2,
+                                int freq1,
+                                int freq2,
+                                int assignment,
+                                int length = 8,
+                                int leadIn = 0)
+{
+    int pointer = length - 1 + leadIn;
+    std::vector<uint8_t> header = {0xA0,
+                                   0,
+                                   0,
+                                   uint8_t(length),
+                                   uint8_t(pointer >> 8),
+                                   uint8_t(pointer),
+                                   0,
+                                   uint8_t(quant1 << 4 | quant2),
+                                   uint8_t(freq1 << 4 | freq2),
+                                   0,
+                                   uint8_t(assignment)};
+    header.resize(size_t(4 + length), 0);
+    return header;
+}
+
+std::vector<uint8_t> operator+(std::vector<uint8_t> a, const std::vector<uint8_t>& b)
+{
+    a.insert(a.end(), b.begin(), b.end());
+    return a;
+}
+
+std::vector<uint8_t> changed(std::vector<uint8_t> v, size_t at, int value)
+{
+    if (value < 0)
+        v.resize(at);
+    else
+        v[at] = uint8_t(value);
+    return v;
+}
+
+struct HeaderCase {
+    const char* what;
+    Decoder decoder;
+    CMediaType type;
+    std::vector<uint8_t> header;
+    bool accepted;
+    size_t consumed;
+    int freq, chan;
+    TvSampleType stype;
+    uint32_t mask;      // 0: not checked
+    int64_t firstUnit;  // DVD-Audio: 100 ns to the first access unit
+};
+
+HeaderCase refused(const char* what,
+                   Decoder decoder,
+                   const CMediaType& type,
+                   std::vector<uint8_t> header)
+{
+    return {what, decoder, type, std::move(header), false, 0, 0, 0, STUninitialized, 0, 0};
+}
+
+class LpcmHeaders : public ::testing::TestWithParam<HeaderCase> {};
+
+TEST_P(LpcmHeaders, ParseOrRefuse)
+{
+    const HeaderCase& c = GetParam();
+    std::ostringstream log;
+    auto decoder = makeDecoder(c.decoder, log);
+    ASSERT_TRUE(decoder->init(c.type));
+    std::vector<uint8_t> packet = c.header;
+    if (c.accepted)
+        packet.resize(packet.size() + 72, 0x55);  // whole frames of every layout here
+    const uint8_t* p = packet.data();
+    EXPECT_EQ(decoder->parsePacketHeader(&p, p + packet.size()), c.accepted);
+    if (!c.accepted)
+        return;
+    EXPECT_EQ(size_t(p - packet.data()), c.consumed);
+    MemorySample out(4096);
+    TvStatus* status = decoder->process(&p, packet.data() + packet.size(), &out);
+    ASSERT_NE(status, nullptr);
+    EXPECT_EQ(std::vector<int>({status->freq, status->chan, status->stype}),
+              std::vector<int>({c.freq, c.chan, c.stype}));
+    if (c.mask) {
+        EXPECT_EQ(status->channelMask, c.mask);
+    }
+    if (auto* dvdAudio = dynamic_cast<AdecLPCM*>(decoder.get())) {
+        EXPECT_EQ(dvdAudio->firstAccessUnitTime(), c.firstUnit);
+    }
+}
+
+const CMediaType dvd = pesType(MEDIASUBTYPE_DVD_LPCM_AUDIO),
+                 hdDvd = pesType(MEDIASUBTYPE_HDDVD_LPCM),
+                 dvda = pesType(MEDIASUBTYPE_DVDA_AUDIO_LPCM);
+constexpr auto V = Decoder::LpcmDvd, A = Decoder::LpcmDvda;
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows,
+    LpcmHeaders,
+    ::testing::Values(
+        HeaderCase{"dvd 24-bit 96k 6ch", V, dvd, dvdHeader(2, 1, 6), true, 7, 96000, 6, ST24Bit, 0,
+                   0},
+        refused("dvd 6 bytes", V, dvd, changed(dvdHeader(0, 0, 2), 6, -1)),
+        refused("dvd quantisation 3", V, dvd, dvdHeader(3, 0, 2)),
+        refused("dvd frequency 2", V, dvd, dvdHeader(0, 2, 2)),
+        refused("dvd frequency 3", V, dvd, dvdHeader(0, 3, 2)),
+        refused("dvd wrong substream", V, dvd, changed(dvdHeader(0, 0, 2), 0, 0x80)),
+        refused("hd-dvd wrong substream", V, hdDvd, changed(hdDvdHeader(0, 0, 2, 1), 0, 0x80)),
+        HeaderCase{"hd-dvd 24-bit 192k 5.1", V, hdDvd, hdDvdHeader(2, 2, 6, 17), true, 9, 192000, 6,
+                   ST24Bit, 0x3F, 0},
+        HeaderCase{"hd-dvd assignment 7", V, hdDvd, hdDvdHeader(0, 0, 3, 7), true, 9, 48000, 3,
+                   ST16Bit, 0x103, 0},
+        HeaderCase{"hd-dvd assignment 18", V, hdDvd, hdDvdHeader(0, 0, 5, 18), true, 9, 48000, 5,
+                   ST16Bit, 0x3B, 0},
+        refused("hd-dvd assignment 21", V, hdDvd, hdDvdHeader(0, 0, 2, 21)),
+        HeaderCase{"hd-dvd quantisation 3 is 16-bit", V, hdDvd, hdDvdHeader(3, 0, 2, 1), true, 9,
+                   48000, 2, ST16Bit, 0x3, 0},
+        refused("hd-dvd 8 bytes", V, hdDvd, changed(hdDvdHeader(0, 0, 2, 1), 8, -1)),
+        HeaderCase{"dvda frequency code 2", A, dvda, dvdaHeader(2, 2, 2, 2, 17), true, 12, 192000,
+                   6, ST24Bit, 0, 0},
+        HeaderCase{"dvda frequency code 8", A, dvda, dvdaHeader(0, 0, 8, 8, 17), true, 12, 44100, 6,
+                   ST16Bit, 0, 0},
+        HeaderCase{"dvda frequency code 9", A, dvda, dvdaHeader(0, 0, 9, 9, 17), true, 12, 88200, 6,
+                   ST16Bit, 0, 0},
+        HeaderCase{"dvda frequency code 10", A, dvda, dvdaHeader(0, 0, 10, 10, 17), true, 12,
+                   176400, 6, ST16Bit, 0, 0},
+        refused("dvda frequency code 3", A, dvda, dvdaHeader(0, 0, 3, 3, 17)),
+        HeaderCase{"dvda groups that disagree: group 1 decides", A, dvda,
+                   dvdaHeader(2, 0, 1, 0, 17), true, 12, 96000, 6, ST24Bit, 0, 0},
+        refused("dvda substream 0xA1", A, dvda, changed(dvdaHeader(0, 0, 0, 0, 17), 0, 0xA1)),
+        refused("dvda assignment 1", A, dvda, dvdaHeader(0, 0xF, 0, 0xF, 1)),
+        HeaderCase{"dvda a longer header is skipped whole", A, dvda, dvdaHeader(2, 2, 1, 1, 17, 14),
+                   true, 18, 96000, 6, ST24Bit, 0, 0},
+        // 36 lead-in bytes = 2 frames of six 24-bit channels = 2/96000 s.
+        HeaderCase{"dvda first access unit after two frames", A, dvda,
+                   dvdaHeader(2, 2, 1, 1, 17, 8, 36), true, 12, 96000, 6, ST24Bit, 0, 208},
+        refused("dvda 3 bytes", A, dvda, {0xA0, 0, 0}),
+        HeaderCase{
+            "dvda plain audio has no header",
+            A,
+            waveType(MEDIATYPE_Audio, MEDIASUBTYPE_DVDA_AUDIO_LPCM, WAVE_FORMAT_PCM, 48000, 2, 16),
+            {},
+            true,
+            0,
+            48000,
+            2,
+            ST16Bit,
+            0,
+            0},
+        HeaderCase{"dvda typed as dvd-video, 96 kHz", A, pesType(MEDIASUBTYPE_DVD_LPCM_AUDIO),
+                   dvdHeader(2, 1, 2, 4 + 12), true, 7, 96000, 2, ST24Bit, 0, 208},
+        refused("dvda typed as dvd-video, a syncword",
+                A,
+                pesType(MEDIASUBTYPE_DVD_LPCM_AUDIO),
+                changed(dvdHeader(0, 0, 2), 0, 0x80)),
+        refused("dvda another subtype", A, pesType(MEDIASUBTYPE_PCM), dvdHeader(0, 0, 2))),
+    [](const auto& info) { return "case" + std::to_string(info.index); });
+
+// "0125" as {0, 1, 2, 5}.
+std::vector<int> digits(const std::string& text)
+{
+    std::vector<int> out;
+    for (char c : text)
+        out.push_back(c - '0');
+    return out;
+}
+
+std::vector<uint8_t> counting(size_t size, int step = 3)
+{
+    std::vector<uint8_t> bytes(size);
+    for (size_t i = 0; i < size; ++i)
+        bytes[i] = uint8_t(i * size_t(step) + 1);
+    return bytes;
+}
+
+std::vector<uint8_t> swapped16(std::vector<uint8_t> bytes)
+{
+    for (size_t i = 0; i + 1 < bytes.size(); i += 2)
+        std::swap(bytes[i], bytes[i + 1]);
+    return bytes;
+}
+
+// One call of a decoder on raw payload bytes: what it consumed, reported and
+// wrote (the whole declared output buffer when `buffer` is set).
+struct ConversionCase {
+    const char* what;
+    Decoder decoder;
+    CMediaType type;
+    std::vector<uint8_t> input;
+    size_t outputSize;
+    bool frame;
+    size_t consumed;
+    int samples, frameSize;
+    std::vector<uint8_t> output;
+};
+
+class LpcmConversion : public ::testing::TestWithParam<ConversionCase> {};
+
+TEST_P(LpcmConversion, BytesInBytesOut)
+{
+    const ConversionCase& c = GetParam();
+    std::ostringstream log;
+    auto decoder = makeDecoder(c.decoder, log);
+    ASSERT_TRUE(decoder->init(c.type));
+    MemorySample out(c.outputSize);
+    const uint8_t* p = c.input.data();
+    TvStatus* status = decoder->process(&p, p + c.input.size(), &out);
+    EXPECT_TRUE(out.guardIntact());
+    EXPECT_EQ(size_t(p - c.input.data()), c.consumed);
+    ASSERT_EQ(status != nullptr, c.frame);
+    if (!status) {
+        EXPECT_EQ(out.GetActualDataLength(), 0);
+        return;
+    }
+    EXPECT_EQ(std::vector<int>({status->samples, status->iFrameSize}),
+              std::vector<int>({c.samples, c.frameSize}));
+    std::vector<uint8_t> written = out.buffer();
+    written.resize(c.output.size());
+    EXPECT_EQ(written, c.output);
+}
+
+CMediaType dvdType(WORD channels, WORD bits)
+{
+    return pesType(MEDIASUBTYPE_DVD_LPCM_AUDIO, channels, bits);
+}
+
+CMediaType plainDvda(WORD channels, WORD bits)
+{
+    return waveType(MEDIATYPE_Audio, MEDIASUBTYPE_DVDA_AUDIO_LPCM, WAVE_FORMAT_PCM, 48000, channels,
+                    bits);
+}
+
+// Six 24-bit samples in two frames of three channels: upper words, then low
+// bytes; out come little-endian samples.
+std::vector<uint8_t> threeChannelPair()
+{
+    std::vector<uint8_t> in;
+    for (int i = 0; i < 6; ++i)
+        in.insert(in.end(), {uint8_t(0x10 + i), uint8_t(0x20 + i)});
+    for (int i = 0; i < 6; ++i)
+        in.push_back(uint8_t(0x30 + i));
+    return in;
+}
+
+std::vector<uint8_t> threeChannelSamples()
+{
+    std::vector<uint8_t> out;
+    for (int i = 0; i < 6; ++i)
+        out.insert(out.end(), {uint8_t(0x30 + i), uint8_t(0x20 + i), uint8_t(0x10 + i)});
+    return out;
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows,
+    LpcmConversion,
+    ::testing::Values(
+        // Half a stereo frame at the end; then half a word too, copied as it is.
+        ConversionCase{"dvd 16-bit with a partial frame", V, dvdType(2, 16), counting(1022), 4096,
+                       true, 1022, 255, 1022, swapped16(counting(1022))},
+        ConversionCase{"dvd 16-bit with a partial word", V, dvdType(2, 16), counting(1023), 4096,
+                       true, 1023, 255, 1023,
+                       changed(swapped16(counting(1023)), 1022, counting(1023).back())},
+        ConversionCase{"dvd 20-bit is consumed as silence", V, dvdType(2, 20),
+                       std::vector<uint8_t>(600, 0x5A), 4096, true, 600, 100, 600,
+                       std::vector<uint8_t>(600, 0)},
+        ConversionCase{"dvd 24-bit three-channel pair", V, dvdType(3, 24), threeChannelPair(), 64,
+                       true, 18, 2, 18, threeChannelSamples()},
+        ConversionCase{"dvd 24-bit odd trailing frame is left", V, dvdType(2, 24),
+                       std::vector<uint8_t>(18, 0x11), 64, true, 12, 3, 18, hex("")},
+        ConversionCase{"dvd nothing to convert", V, dvdType(2, 16), hex("010203"), 64, false, 0, 0,
+                       0, hex("")},
+        ConversionCase{"dvd output room decides", V, dvdType(2, 16),
+                       std::vector<uint8_t>(400, 0x22), 100, true, 96, 24, 96,
+                       std::vector<uint8_t>(96, 0x22)},
+        ConversionCase{"dvda odd 16-bit frame count: swapped, not counted", A, plainDvda(2, 16),
+                       counting(12, 1), 64, true, 12, 2, 12, swapped16(counting(12, 1))},
+        ConversionCase{"dvda 20-bit is consumed as silence", A, plainDvda(2, 20),
+                       std::vector<uint8_t>(24, 0x33), 64, true, 24, 4, 24,
+                       std::vector<uint8_t>(20, 0)},
+        ConversionCase{"dvda 16-bit output room decides", A, plainDvda(2, 16),
+                       std::vector<uint8_t>(480, 0x22), 100, true, 480, 120, 480,
+                       std::vector<uint8_t>(100, 0x22)}),
+    [](const auto& info) { return "case" + std::to_string(info.index); });
+
+// The DVD-Video first access unit pointer sets the time offset: 400 payload
+// bytes, first unit at 104: 307 bytes = 76 stereo frames before it.
+TEST(LpcmPackets, DvdTimeOffsetFromTheFirstAccessUnit)
+{
+    std::ostringstream log;
+    auto decoder = makeDecoder(V, log);
+    ASSERT_TRUE(decoder->init(dvdType(2, 16)));
+    std::vector<uint8_t> packet = dvdHeader(0, 0, 2, 104);
+    packet.resize(packet.size() + 400, 0);
+    const uint8_t* p = packet.data();
+    ASSERT_TRUE(decoder->parsePacketHeader(&p, packet.data() + packet.size()));
+    MemorySample out(4096);
+    TvStatus* status = decoder->process(&p, packet.data() + packet.size(), &out);
+    ASSERT_NE(status, nullptr);
+    EXPECT_EQ(status->timeOffset, -(76 * 10000000 / 48000));
+}
+
+// A partial 3+3 unit of DVD-Audio is dropped with its packet.
+TEST(LpcmPackets, DvdaPartialThreePlusThreeUnit)
+{
+    std::ostringstream log;
+    auto decoder = makeDecoder(A, log);
+    ASSERT_TRUE(decoder->init(dvda));
+    std::vector<uint8_t> packet = dvdaHeader(2, 2, 0, 0, 17);
+    packet.resize(packet.size() + 54, 0x11);
+    DecoderRun run = feedDecoder(*decoder, {packet}, {.privateHeaders = true});
+    ASSERT_EQ(run.frames.size(), 1u);
+    EXPECT_EQ(run.frames[0]->iFrameSize, 54);
+    EXPECT_EQ(run.output.size(), 36u);
+}
+
+// Blu-ray LPCM: a packet whose every big-endian sample names its frame and
+// coded channel, so the output shows where each one went.
+std::vector<uint8_t> bdPacket(int assignment,
+                              int frequency,
+                              int bits,
+                              int codedChannels,
+                              int frames)
+{
+    int width = bits == 1 ? 2 : 3, size = frames * codedChannels * width;
+    std::vector<uint8_t> packet = {uint8_t(size >> 8), uint8_t(size),
+                                   uint8_t(assignment << 4 | frequency), uint8_t(bits << 6)};
+    for (int f = 0; f < frames; ++f)
+        for (int c = 0; c < codedChannels; ++c) {
+            if (width == 3)
+                packet.push_back(0xA0);
+            packet.insert(packet.end(), {uint8_t(f), uint8_t(c)});
+        }
+    return packet;
+}
+
+// Each output channel takes the coded channel `order` names, little-endian.
+std::vector<uint8_t> bdOutput(const std::vector<int>& order, int bits, int frames)
+{
+    std::vector<uint8_t> out;
+    for (int f = 0; f < frames; ++f)
+        for (int c : order) {
+            out.insert(out.end(), {uint8_t(c), uint8_t(f)});
+            if (bits != 1)
+                out.push_back(0xA0);
+        }
+    return out;
+}
+
+struct BdCase {
+    const char* what;
+    std::vector<uint8_t> input;
+    size_t consumed;
+    std::vector<int> order;  // coded channel of each output channel; empty: no frame
+    int bits, frames, freq;
+    uint32_t mask;
+    size_t outputSize = 65536;
+    std::vector<uint8_t> literal = {};  // the output, when not made by bdOutput
+};
+
+class BdPackets : public ::testing::TestWithParam<BdCase> {};
+
+TEST_P(BdPackets, DecodeOrRefuse)
+{
+    const BdCase& c = GetParam();
+    std::ostringstream log;
+    auto decoder = makeDecoder(Decoder::LpcmBd, log);
+    ASSERT_TRUE(decoder->init(pesType(MEDIASUBTYPE_BDMV_LPCM_AUDIO)));
+    MemorySample out(c.outputSize);
+    const uint8_t* p = c.input.data();
+    TvStatus* status = decoder->process(&p, p + c.input.size(), &out);
+    EXPECT_EQ(size_t(p - c.input.data()), c.consumed);
+    EXPECT_TRUE(out.guardIntact());
+    if (c.order.empty()) {
+        EXPECT_EQ(status, nullptr);
+        EXPECT_EQ(out.GetActualDataLength(), 0);
+        return;
+    }
+    ASSERT_NE(status, nullptr);
+    EXPECT_EQ(out.data(), c.literal.empty() ? bdOutput(c.order, c.bits, c.frames) : c.literal);
+    EXPECT_EQ(std::vector<int>({status->chan, int(status->channelMask), status->freq,
+                                status->samples, status->stype, status->iFrameSize}),
+              std::vector<int>({int(c.order.size()), int(c.mask), c.freq, c.frames,
+                                c.bits == 1 ? ST16Bit : ST24Bit, int(c.input.size()) - 4}));
+}
+
+const std::vector<uint8_t> kStereo = bdPacket(3, 1, 1, 2, 4);
+
+// Refused whole (or, when it `waits`, left for more input).
+BdCase dropped(const char* what,
+               std::vector<uint8_t> input,
+               bool waits = false,
+               size_t outputSize = 65536)
+{
+    size_t consumed = waits ? 0 : input.size();
+    return {what, std::move(input), consumed, {}, 1, 0, 0, 0, outputSize};
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Rows,
+    BdPackets,
+    ::testing::Values(
+        // 16-bit layouts decode against ffmpeg in the reference table.
+        BdCase{"3.0 192 kHz 24-bit", bdPacket(4, 5, 3, 4, 3), 40, digits("012"), 3, 3, 192000, 0x7},
+        BdCase{"7.0 24-bit", bdPacket(10, 4, 3, 8, 2), 52, digits("0123645"), 3, 2, 96000, 0x637},
+        BdCase{"7.1 24-bit", bdPacket(11, 1, 3, 8, 2), 52, digits("01273645"), 3, 2, 48000, 0x63F},
+        // A payload of partial frames: the missing half is silence.
+        BdCase{"partial frame", hex("0006314012345678EEEE"), 10, digits("01"), 1, 1, 48000, 0x3, 64,
+               hex("341278560000")},
+        dropped("two packets in one buffer", kStereo + kStereo, false),
+        dropped("44.1 kHz (code 2)", bdPacket(3, 2, 1, 2, 4)),
+        dropped("44.1 kHz family (code 3)", bdPacket(3, 3, 1, 2, 4)),
+        dropped("assignment 0", bdPacket(0, 1, 1, 2, 4)),
+        dropped("assignment 2", bdPacket(2, 1, 1, 2, 4)),
+        dropped("assignment 12", bdPacket(12, 1, 1, 2, 4)),
+        dropped("bits code 0", bdPacket(3, 1, 0, 2, 4)),
+        dropped("an incomplete packet waits", changed(kStereo, kStereo.size() - 1, -1), true),
+        dropped("three bytes wait", changed(kStereo, 3, -1), true),
+        dropped("nothing waits", {}, true),
+        dropped("a packet larger than the output", bdPacket(3, 1, 1, 2, 16), false, 64)),
+    [](const auto& info) { return "case" + std::to_string(info.index); });
+
+}  // namespace
