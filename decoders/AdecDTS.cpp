@@ -108,14 +108,9 @@ TvStatus* AdecDTS::process(const uint8_t** readPtr, const uint8_t* end, IMediaSa
         _status.stype = ST24Bit;
         // The condition is also the logged text, spaced as it is logged.
         // clang-format off
-        bool decoded = TvAssert(3*_status.chan*_status.samples < outSize) && decode(frame, buffer, outSize);
+        if (TvAssert(3*_status.chan*_status.samples < outSize) && decode(frame, buffer, outSize))
+            out->SetActualDataLength(3 * _status.chan * _status.samples);
         // clang-format on
-        if (!decoded) {
-            // Passed over: a frame without output would break the receive loop.
-            *readPtr += _status.iFrameSize;
-            return nullptr;
-        }
-        out->SetActualDataLength(3 * _status.chan * _status.samples);
     }
     *readPtr += _status.iFrameSize;
     return &_status;
