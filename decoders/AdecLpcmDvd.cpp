@@ -94,8 +94,6 @@ bool AdecLpcmDvd::parseDvdVideoHeader(const uint8_t** readPtr, const uint8_t* en
     _status.stype = sampleTypeFromBits(16 + 4 * quantisation);
     _status.freq = frequency == 0 ? 48000 : 96000;
     _status.chan = channels;
-    // The header names no speakers: the receive loop needs a mask all the same.
-    _status.channelMask = defaultChannelMask(channels);
     *readPtr = p + 7;
     return true;
 }
