@@ -1,5 +1,6 @@
 #include "host/host_media_types.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "core/media_subtypes.h"
@@ -48,6 +49,26 @@ std::optional<CMediaType> vorbisType(const AudioStreamParameters& stream, std::s
     type.SetFormatType(&FORMAT_VorbisFormat2);
     type.SetFormat(block.data(), ULONG(block.size()));
     return type;
+}
+
+// The DVD-Video LPCM packet header names a channel count but no speakers, and
+// the decoder keeps the mask its media type gave it: above two channels the
+// type is offered as WAVE_FORMAT_EXTENSIBLE with the decoders' default layout
+// for the count (the lowest bits; five channels 3/2 without LFE).
+CMediaType dvdVideoLpcmType(const GUID& major, const AudioStreamParameters& s)
+{
+    if (s.channels <= 2)
+        return waveMediaType(major, MEDIASUBTYPE_DVD_LPCM_AUDIO, WAVE_FORMAT_PCM, s.sampleRate, s.channels,
+                             s.bitsPerSample);
+    std::vector<uint8_t> extra;
+    extra.push_back(uint8_t(s.bitsPerSample));
+    extra.push_back(uint8_t(s.bitsPerSample >> 8));
+    put32(extra, s.channels == 5 ? 0x37u : 0xFFu >> (8 - std::min(s.channels, 8)));
+    const GUID& pcm = KSDATAFORMAT_SUBTYPE_PCM;
+    const auto* guidBytes = reinterpret_cast<const uint8_t*>(&pcm);
+    extra.insert(extra.end(), guidBytes, guidBytes + sizeof(GUID));
+    return waveMediaType(major, MEDIASUBTYPE_DVD_LPCM_AUDIO, WAVE_FORMAT_EXTENSIBLE, s.sampleRate, s.channels,
+                         s.bitsPerSample, extra);
 }
 
 }  // namespace
@@ -140,8 +161,7 @@ std::optional<CMediaType> hostMediaType(const AudioStreamParameters& s, std::str
         return waveMediaType(major, MEDIASUBTYPE_BDMV_LPCM_AUDIO, WAVE_FORMAT_PCM, s.sampleRate, s.channels,
                              s.bitsPerSample);
     if (c == "dvd-video-lpcm")
-        return waveMediaType(major, MEDIASUBTYPE_DVD_LPCM_AUDIO, WAVE_FORMAT_PCM, s.sampleRate, s.channels,
-                             s.bitsPerSample);
+        return dvdVideoLpcmType(major, s);
     if (c == "dvd-audio-lpcm")
         return waveMediaType(major, MEDIASUBTYPE_DVDA_AUDIO_LPCM, WAVE_FORMAT_PCM, s.sampleRate, s.channels,
                              s.bitsPerSample);

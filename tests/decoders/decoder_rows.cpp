@@ -15,7 +15,7 @@
 #include "decoders/AdecMLP.h"
 #include "decoders/AdecMPEG.h"
 #include "decoders/AdecVorbis.h"
-#include "decoders/adeclpcm.h"
+#include "decoders/AdecLPCM.h"
 #include "host/input_source.h"
 
 std::string moduleFolder()

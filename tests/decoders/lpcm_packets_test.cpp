@@ -6,7 +6,7 @@
 #include <sstream>
 
 #include "core/media_subtypes.h"
-#include "decoders/adeclpcm.h"
+#include "decoders/AdecLPCM.h"
 #include "decoders/decoder_rows.h"
 #include "support/media_types.h"
 #include "support/memory_sample.h"
