@@ -6,7 +6,7 @@
 
 #include "platform/windows_api.h"
 
-class MemorySample : public IMediaSample {
+class MemorySample final : public IMediaSample {
 public:
     explicit MemorySample(size_t size, BYTE fill = 0xCD)
         : buffer_(size + kGuard, fill), size_(size), fill_(fill)
