@@ -176,9 +176,7 @@ TEST(TvEac3Dec, OutputBuffersAreCheckedBeforeUse)
     EXPECT_EQ(ddpi_dcv_processframe(memory.get(), &one, &convert), kDdpiBufferTooSmall);
     convert.ac3Capacity = int32_t(converted.size());
     ASSERT_EQ(ddpi_dcv_processframe(memory.get(), &one, &convert), kDdpiOk);
-    EXPECT_EQ(convert.ac3Words, 1280);  // 640 kbit/s at 48 kHz
-    EXPECT_EQ(converted[0], 0x77);      // little-endian words: 0x0B77
-    EXPECT_EQ(converted[1], 0x0B);
+    EXPECT_EQ(convert.ac3Words, 1280);  // the frames themselves are checked as S/PDIF bursts
     ddpi_dcv_close(memory.get());
 }
 
