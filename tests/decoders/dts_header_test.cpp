@@ -2,7 +2,7 @@
 // frames, every field at its largest, and what is not a core header.
 #include <gtest/gtest.h>
 
-#include <ostream>
+#include <tuple>
 #include <vector>
 
 #include "decoders/dts_header.h"
@@ -34,12 +34,9 @@ struct Expected {
     bool found = false;
     int ftype = 0, shortCount = 0, blocks = 0, frameBytes = 0, sfreq = 0;
     int32_t rate = 0, samples = 0;
-    bool operator==(const Expected&) const = default;
-    friend void PrintTo(const Expected& e, std::ostream* out)
+    auto fields() const
     {
-        *out << "ftype " << e.ftype << " short " << e.shortCount << " blocks " << e.blocks << " "
-             << e.frameBytes << " bytes sfreq " << e.sfreq << " " << e.rate << " Hz " << e.samples
-             << " samples";
+        return std::tie(found, ftype, shortCount, blocks, frameBytes, sfreq, rate, samples);
     }
 };
 
@@ -73,7 +70,7 @@ TEST(DtsHeader, Table)
         if (got.found)
             got = {true,         h.ftype, h.shortCount,           h.blocks,
                    h.frameBytes, h.sfreq, dtsSampleRate(h.sfreq), dtsFrameSamples(h)};
-        EXPECT_EQ(got, row.expected) << row.what;
+        EXPECT_EQ(got.fields(), row.expected.fields()) << row.what;
     }
 }
 

@@ -3,7 +3,7 @@
 // too short to be one.
 #include <gtest/gtest.h>
 
-#include <ostream>
+#include <tuple>
 #include <vector>
 
 #include "decoders/eac3_header.h"
@@ -55,12 +55,10 @@ struct Expected {
     bool eac3 = false;
     int32_t bsid = 0, strmtyp = 0, substreamid = 0, blocks = 0, freq = 0, bsmod = 0, acmod = 0,
             lfeon = 0;
-    bool operator==(const Expected&) const = default;
-    friend void PrintTo(const Expected& e, std::ostream* out)
+    auto fields() const
     {
-        *out << e.frameSize << (e.eac3 ? " E-AC-3" : " AC-3") << " bsid " << e.bsid << " strmtyp "
-             << e.strmtyp << " substream " << e.substreamid << " blocks " << e.blocks << " "
-             << e.freq << " Hz bsmod " << e.bsmod << " acmod " << e.acmod << " lfeon " << e.lfeon;
+        return std::tie(frameSize, eac3, bsid, strmtyp, substreamid, blocks, freq, bsmod, acmod,
+                        lfeon);
     }
 };
 
@@ -102,7 +100,7 @@ TEST(DolbySyncFrame, Table)
             continue;
         Expected got{f.frameSize, f.eac3, f.bsid,  f.strmtyp, f.substreamid,
                      f.blocks,    f.freq, f.bsmod, f.acmod,   f.lfeon};
-        EXPECT_EQ(got, row.expected) << row.what;
+        EXPECT_EQ(got.fields(), row.expected.fields()) << row.what;
     }
 }
 

@@ -2,7 +2,7 @@
 // ends of the bit-rate rows, padding, and one row per way to refuse.
 #include <gtest/gtest.h>
 
-#include <ostream>
+#include <tuple>
 #include <vector>
 
 #include "decoders/mpeg_header.h"
@@ -38,12 +38,9 @@ std::vector<uint8_t> mpeg(int version,
 struct Expected {
     bool found = false;
     int version = 0, layer = 0, channels = 0, sampleRate = 0, kbps = 0, frameSize = 0, samples = 0;
-    bool operator==(const Expected&) const = default;
-    friend void PrintTo(const Expected& e, std::ostream* out)
+    auto fields() const
     {
-        *out << "version " << e.version << " layer " << e.layer << " " << e.channels << " ch "
-             << e.sampleRate << " Hz " << e.kbps << " kbit/s " << e.frameSize << " bytes "
-             << e.samples << " samples";
+        return std::tie(found, version, layer, channels, sampleRate, kbps, frameSize, samples);
     }
 };
 
@@ -91,7 +88,7 @@ TEST(MpegHeader, Table)
         if (got.found)
             got = {true,      h.version,   h.layer,       h.channels, int(h.sampleRate),
                    h.bitrate, h.frameSize, int(h.samples)};
-        EXPECT_EQ(got, row.expected) << row.what;
+        EXPECT_EQ(got.fields(), row.expected.fields()) << row.what;
     }
 }
 
