@@ -92,21 +92,15 @@ const Row kRows[] = {
 TEST(Ac3Header, Table)
 {
     for (const Row& row : kRows) {
-        const Expected& e = row.expected;
         Ac3Header h;
-        ASSERT_EQ(parseAc3Header(row.bytes.data(), row.bytes.size(), h), e.frameSize != 0)
-            << row.what;
-        if (e.frameSize == 0)
-            continue;
-        EXPECT_EQ(h.frameSize, e.frameSize) << row.what;
-        EXPECT_EQ(h.complete, e.complete) << row.what;
-        if (!e.complete)
-            continue;
-        Expected got{h.frameSize, h.complete, h.freq,      ac3BitRate(h.frameSize, h.freq),
-                     h.bsid,      h.bsmod,    h.acmod,     h.lfeon,
-                     h.dsurmod,   h.dmixmod,  h.dsurexmod, h.dheadphonmod,
-                     h.adconvtyp};
-        EXPECT_EQ(got.fields(), e.fields()) << row.what;
+        Expected got;
+        // A frame cut short fills its size only: the other fields stay 0.
+        if (parseAc3Header(row.bytes.data(), row.bytes.size(), h))
+            got = {h.frameSize, h.complete, h.freq,      ac3BitRate(h.frameSize, h.freq),
+                   h.bsid,      h.bsmod,    h.acmod,     h.lfeon,
+                   h.dsurmod,   h.dmixmod,  h.dsurexmod, h.dheadphonmod,
+                   h.adconvtyp};
+        EXPECT_EQ(got.fields(), row.expected.fields()) << row.what;
     }
 }
 

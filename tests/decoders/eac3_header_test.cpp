@@ -94,12 +94,10 @@ TEST(DolbySyncFrame, Table)
 {
     for (const Row& row : kRows) {
         DolbySyncFrame f;
-        bool found = parseDolbySyncFrame(row.bytes.data(), row.bytes.size(), f);
-        ASSERT_EQ(found, row.expected.frameSize != 0) << row.what;
-        if (!found)
-            continue;
-        Expected got{f.frameSize, f.eac3, f.bsid,  f.strmtyp, f.substreamid,
-                     f.blocks,    f.freq, f.bsmod, f.acmod,   f.lfeon};
+        Expected got;
+        if (parseDolbySyncFrame(row.bytes.data(), row.bytes.size(), f))
+            got = {f.frameSize, f.eac3, f.bsid,  f.strmtyp, f.substreamid,
+                   f.blocks,    f.freq, f.bsmod, f.acmod,   f.lfeon};
         EXPECT_EQ(got.fields(), row.expected.fields()) << row.what;
     }
 }
