@@ -1,11 +1,9 @@
 // TvAmrDec.dll through its exported object: every narrow-band mode and the
-// wide-band modes against opencore decoding frame by frame (bit for bit) and
-// ffmpeg's own AMR decoders (SNR), inputs cut anywhere, comfort noise, the
-// output room, and input it cannot use.
+// wide-band modes against opencore decoding frame by frame (bit for bit),
+// inputs cut anywhere, comfort noise, the output room, and input it cannot use.
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <iostream>
 #include <random>
 
 #include "libs/TvAmrDec/tv_amr_dec.h"
@@ -59,63 +57,32 @@ public:
     }
 };
 
-struct ModeCase {
-    bool wideband;
-    int mode;
-    double minSnrDb;  // against ffmpeg's decoder, a different implementation
-};
-
-class TvAmrDecModes : public ::testing::TestWithParam<ModeCase> {};
-
-// Each mode decodes bit for bit as opencore does, however the file is cut,
-// and near ffmpeg's own decoder.
-TEST_P(TvAmrDecModes, DecodesLikeOpencoreAndNearFfmpeg)
+// Every mode decodes bit for bit as opencore does, whole, byte by byte and
+// cut at random. ffmpeg's decoders are compared through the decoder suite.
+TEST(TvAmrDec, EveryModeDecodesLikeOpencoreHoweverTheInputIsCut)
 {
-    const ModeCase& c = GetParam();
-    Library library;
-    ASSERT_TRUE(library);
-    AmrStream stream =
-        encodeAmr(c.wideband, c.mode, false, vowelLikeSignal(c.wideband ? 16000 : 8000, 1.0));
-    ASSERT_EQ(stream.frameType(10), c.mode);
-    std::vector<int16_t> reference = opencoreDecode(stream);
-    ASSERT_EQ(reference.size(), stream.frames.size() * size_t(stream.frameSamples()));
-    for (int piece : {0, 1, 17, -1}) {
-        library.start(c.wideband);
-        EXPECT_TRUE(library.decodeInPieces(stream.file(), piece) == reference) << "piece " << piece;
+    struct Mode {
+        bool wideband;
+        int mode;
+    };
+    for (Mode m : {Mode{false, 0}, Mode{false, 1}, Mode{false, 2}, Mode{false, 3}, Mode{false, 4},
+                   Mode{false, 5}, Mode{false, 6}, Mode{false, 7}, Mode{true, 0}, Mode{true, 1},
+                   Mode{true, 4}, Mode{true, 8}}) {
+        Library library;
+        ASSERT_TRUE(library);
+        AmrStream stream =
+            encodeAmr(m.wideband, m.mode, false, vowelLikeSignal(m.wideband ? 16000 : 8000, 0.5));
+        ASSERT_EQ(stream.frameType(10), m.mode);
+        std::vector<int16_t> reference = opencoreDecode(stream);
+        ASSERT_EQ(reference.size(), stream.frames.size() * size_t(stream.frameSamples()));
+        for (int piece : {0, 1, -1}) {
+            library.start(m.wideband);
+            EXPECT_TRUE(library.decodeInPieces(stream.file(), piece) == reference)
+                << (m.wideband ? "wide" : "narrow") << "-band mode " << m.mode << " piece "
+                << piece;
+        }
     }
-    if (!haveFfmpeg())
-        return;
-    TempFolder folder;
-    std::string path = folder.file(c.wideband ? "s.awb" : "s.amr");
-    writeFile(path, stream.file());
-    std::vector<int16_t> ffmpeg = ffmpegAmrDecode(path);
-    EXPECT_EQ(ffmpeg.size(), reference.size());
-    double snr = snrDb(ffmpeg, reference);
-    std::cout << "[ snr ] " << (c.wideband ? "AMR-WB" : "AMR-NB") << " mode " << c.mode
-              << " against ffmpeg: " << snr << " dB" << std::endl;
-    EXPECT_GE(snr, c.minSnrDb);
 }
-
-INSTANTIATE_TEST_SUITE_P(EveryMode,
-                         TvAmrDecModes,
-                         ::testing::Values(ModeCase{false, 0, 18},
-                                           ModeCase{false, 1, 18},
-                                           ModeCase{false, 2, 18},
-                                           ModeCase{false, 3, 18},
-                                           ModeCase{false, 4, 18},
-                                           ModeCase{false, 5, 18},
-                                           ModeCase{false, 6, 18},
-                                           ModeCase{false, 7, 18},
-                                           // The two lowest wide-band modes
-                                           // differ more between decoders.
-                                           ModeCase{true, 0, 10},
-                                           ModeCase{true, 1, 10},
-                                           ModeCase{true, 4, 25},
-                                           ModeCase{true, 8, 25}),
-                         [](const auto& info) {
-                             return std::string(info.param.wideband ? "wb" : "nb") + "_mode" +
-                                    std::to_string(info.param.mode);
-                         });
 
 // With DTX the pause is sent as SID and NO_DATA frames: each gives a whole
 // frame of the codec's comfort noise, as opencore makes it.
@@ -173,84 +140,52 @@ TEST(TvAmrDec, FramesBeyondTheOutputRoomComeNextTime)
     EXPECT_EQ(pcm.size(), 10u * 160);
 }
 
+std::vector<uint8_t> joined(const std::vector<std::vector<uint8_t>>& parts)
+{
+    std::vector<uint8_t> bytes;
+    for (const auto& part : parts)
+        bytes.insert(bytes.end(), part.begin(), part.end());
+    return bytes;
+}
+
 // Input that cannot be decoded as it is: what is lost, and what comes back.
 TEST(TvAmrDec, InputItCannotUse)
 {
     AmrStream nb = encodeAmr(false, 7, false, vowelLikeSignal(8000, 0.1));
     AmrStream wb = encodeAmr(true, 2, false, vowelLikeSignal(16000, 0.1));
     ASSERT_EQ(nb.frames.size(), 5u);
-    auto joined = [](const AmrStream& s, size_t from, size_t to) {
-        std::vector<uint8_t> bytes;
-        for (size_t i = from; i < to; ++i)
-            bytes.insert(bytes.end(), s.frames[i].begin(), s.frames[i].end());
-        return bytes;
+    auto frames = [](const AmrStream& s, size_t from, size_t to) {
+        return joined(std::vector<std::vector<uint8_t>>(s.frames.begin() + long(from),
+                                                        s.frames.begin() + long(to)));
     };
-    struct Case {
+    std::vector<uint8_t> head(nb.frames[0].begin(), nb.frames[0].begin() + 10);
+    std::vector<uint8_t> tail(nb.frames[0].begin() + 10, nb.frames[0].end());
+    std::vector<uint8_t> efrSid(7, 0);
+    efrSid[0] = 9 << 3 | 4;
+    struct Row {
         const char* what;
         bool wideband;
         std::vector<std::vector<uint8_t>> inputs;
         size_t frames;  // of output, in all
-    } cases[] = {
-        {"a broken frame boundary drops the rest of its input only",
-         false,
-         {[&] {
-              auto bytes = joined(nb, 0, 2);
-              bytes.push_back(0x3D);  // a padding bit set: no table-of-contents byte
-              auto rest = joined(nb, 2, 5);
-              bytes.insert(bytes.end(), rest.begin(), rest.end());
-              return bytes;
-          }(),
-          joined(nb, 0, 5)},
-         2 + 5},
-        {"after a frame completed across inputs, a broken boundary drops the rest",
-         false,
-         {{nb.frames[0].begin(), nb.frames[0].begin() + 10},
-          [&] {
-              std::vector<uint8_t> bytes(nb.frames[0].begin() + 10, nb.frames[0].end());
-              bytes.push_back(0x83);  // the F bit set
-              auto rest = joined(nb, 1, 5);
-              bytes.insert(bytes.end(), rest.begin(), rest.end());
-              return bytes;
-          }(),
-          joined(nb, 0, 5)},
-         1 + 5},
-        {"narrow-band types of other codecs and for future use are dropped",
-         false,
-         {[&] {
-             auto bytes = joined(nb, 0, 1);
-             std::vector<uint8_t> efrSid(7, 0);
-             efrSid[0] = 9 << 3 | 4;
-             bytes.insert(bytes.end(), efrSid.begin(), efrSid.end());
-             bytes.push_back(13 << 3 | 4);
-             auto rest = joined(nb, 1, 5);
-             bytes.insert(bytes.end(), rest.begin(), rest.end());
-             return bytes;
-         }()},
-         5},
-        {"wide-band types for future use are concealed as missing frames",
-         true,
-         {[&] {
-             auto bytes = joined(wb, 0, 3);
-             bytes.push_back(11 << 3 | 4);
-             auto rest = joined(wb, 3, 5);
-             bytes.insert(bytes.end(), rest.begin(), rest.end());
-             return bytes;
-         }()},
-         6},
-        {"the file's magic line is skipped, even cut",
-         true,
-         {{'#', '!', 'A', 'M'}, {'R', '-', 'W', 'B', '\n'}, joined(wb, 0, 5)},
-         5},
+    } rows[] = {
+        // clang-format off
+        // 0x3D has a padding bit set, 0x83 the F bit: neither is a table-of-contents byte.
+        {"a broken frame boundary drops the rest of its input only", false, {joined({frames(nb, 0, 2), {0x3D}, frames(nb, 2, 5)}), frames(nb, 0, 5)}, 2 + 5},
+        {"after a frame completed across inputs, a broken boundary drops the rest", false, {head, joined({tail, {0x83}, frames(nb, 1, 5)}), frames(nb, 0, 5)}, 1 + 5},
+        {"narrow-band types of other codecs and for future use are dropped", false, {joined({frames(nb, 0, 1), efrSid, {13 << 3 | 4}, frames(nb, 1, 5)})}, 5},
+        {"wide-band types for future use are concealed as missing frames", true, {joined({frames(wb, 0, 3), {11 << 3 | 4}, frames(wb, 3, 5)})}, 6},
+        {"the file's magic line is skipped, even cut", true, {{'#', '!', 'A', 'M'}, {'R', '-', 'W', 'B', '\n'}, frames(wb, 0, 5)}, 5},
         {"no frame yet: nothing", false, {{nb.frames[0].begin(), nb.frames[0].end() - 1}}, 0},
+        // clang-format on
     };
-    for (const Case& c : cases) {
+    for (const Row& row : rows) {
         Library library;
         ASSERT_TRUE(library);
-        library.start(c.wideband);
+        library.start(row.wideband);
         std::vector<int16_t> pcm;
-        for (const auto& input : c.inputs)
+        for (const auto& input : row.inputs)
             library.decode(input.data(), input.size(), pcm);
-        EXPECT_EQ(pcm.size(), c.frames * (c.wideband ? 320 : 160)) << c.what;
+        EXPECT_EQ(pcm.size(), row.frames * (row.wideband ? 320 : 160)) << row.what;
     }
 }
 
@@ -269,9 +204,6 @@ TEST(TvAmrDec, RefusesBadArguments)
     EXPECT_EQ(library->SetParam(99, &size), -1);
     EXPECT_EQ(library->GetParam(99, &size), -1);
     EXPECT_EQ(library->SetParam(kAmrInputSize, nullptr), -1);
-    int32_t value = 0;
-    EXPECT_EQ(library->GetParam(kAmrInputSize, &value), 0);
-    EXPECT_EQ(value, 10);
 }
 
 }  // namespace
