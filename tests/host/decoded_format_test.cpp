@@ -6,24 +6,17 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <fstream>
-#include <iterator>
 
 #include "config/config_test_support.h"
 #include "filter/TvFilter.h"
 #include "host/decode_session.h"
 #include "host/format_converter.h"
 #include "host/input_source.h"
-#include "support/reference_tools.h"
+#include "support/ffmpeg.h"
+#include "support/files.h"
 #include "support/wav_file.h"
 
 namespace {
-
-std::vector<uint8_t> readAll(const std::string& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
 
 // Decodes `input` with the parameters of `parameterFile` into `output`.
 DecodeOutcome decodeWith(const std::string& parameterFile, const std::string& input, const std::string& output)
@@ -70,16 +63,14 @@ class DecodedFormat : public ::testing::Test {
 protected:
     void SetUp() override
     {
-        if (!haveFfmpeg())
-            GTEST_SKIP() << "ffmpeg not installed";
+        REQUIRE_FFMPEG();
     }
     // An ffmpeg-made DVD-Video VOB of two tones, and ffmpeg's decode of it.
     std::string makeVob(const char* sampleFormat, const char* referenceFormat, std::vector<uint8_t>& reference)
     {
         std::string vob = folder.file(std::string("in-") + sampleFormat + ".vob");
-        EXPECT_EQ(std::system(("ffmpeg -v error " + sineSource(2, 48000, 0.5) + " -c:a pcm_dvd -sample_fmt " +
-                               sampleFormat + " -f vob -y " + vob).c_str()),
-                  0);
+        EXPECT_TRUE(encodeTones(vob, {}, std::string("-c:a pcm_dvd -sample_fmt ") + sampleFormat +
+                                             " -f vob"));
         bool ok = false;
         reference = commandOutput("ffmpeg -v error -i " + vob + " -f " + referenceFormat + " -", &ok);
         EXPECT_TRUE(ok);
@@ -106,7 +97,7 @@ TEST_F(DecodedFormat, OneChannelRemixesWriteAMonoHeader)
         DecodeOutcome outcome = decodeWith(c.parameters, vob, out);
         ASSERT_EQ(outcome.exitCode, 0) << outcome.message;
         WavFile wav;
-        ASSERT_TRUE(parseWav(readAll(out), wav));
+        ASSERT_TRUE(parseWav(readBytes(out), wav));
         EXPECT_EQ(wav.channels(), 1) << c.parameters;
         EXPECT_EQ(wav.channelMask(), 0x4u) << c.parameters;
         EXPECT_EQ(outcome.format, "16-bit PCM, 48000 Hz, 1 channels (mask 0x4)");
@@ -124,7 +115,7 @@ TEST_F(DecodedFormat, SixteenBitConversionWritesASixteenBitHeader)
     DecodeOutcome outcome = decodeWith("x16=1\n", vob, out);
     ASSERT_EQ(outcome.exitCode, 0) << outcome.message;
     WavFile wav;
-    ASSERT_TRUE(parseWav(readAll(out), wav));
+    ASSERT_TRUE(parseWav(readBytes(out), wav));
     EXPECT_EQ(wav.bitsPerSample(), 16);
     std::vector<int16_t> expected;
     for (size_t i = 0; i + 3 <= reference.size(); i += 3) {

@@ -5,12 +5,10 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <fstream>
-#include <iterator>
 
 #include "host/input_source.h"
 #include "host/parsers/adts_header.h"
-#include "support/reference_tools.h"
+#include "support/ffmpeg.h"
 
 namespace {
 
@@ -73,19 +71,14 @@ std::vector<std::vector<uint8_t>> payloads(InputSource& input)
 
 TEST(AdtsHeader, AStreamReadsAsItsMp4Remux)
 {
-    if (!haveFfmpeg())
-        GTEST_SKIP() << "ffmpeg not installed";
+    REQUIRE_FFMPEG();
     TempFolder folder;
     std::string adts = folder.file("x.aac"), mp4 = folder.file("x.m4a");
-    ASSERT_EQ(
-        std::system(("ffmpeg -v error " + sineSource(6, 48000, 0.5) + " -c:a aac -f adts -y " +
-                     adts + " && ffmpeg -v error -i " + adts + " -c copy -y " + mp4)
-                        .c_str()),
-        0);
+    ASSERT_TRUE(encodeTones(adts, {"FL+FR+FC+LFE+BL+BR"}, "-c:a aac -f adts"));
+    ASSERT_TRUE(runCommand("ffmpeg -v error -i " + adts + " -c copy -y " + mp4));
 
     // Every frame parses, and the frames tile the file.
-    std::ifstream file(adts, std::ios::binary);
-    std::vector<uint8_t> bytes{std::istreambuf_iterator<char>(file), {}};
+    std::vector<uint8_t> bytes = readBytes(adts);
     size_t offset = 0, frames = 0;
     AdtsHeader header;
     while (offset < bytes.size()) {

@@ -8,7 +8,7 @@
 
 #include "host/input_source.h"
 #include "host/parsers/latm_parser.h"
-#include "support/reference_tools.h"
+#include "support/ffmpeg.h"
 
 namespace {
 
@@ -44,12 +44,11 @@ std::vector<std::vector<uint8_t>> parseInPieces(const std::vector<uint8_t>& stre
 
 TEST(LatmParser, GivesTheAccessUnitsAndConfigOfTheStreamFfmpegMuxed)
 {
-    if (!haveFfmpeg())
-        GTEST_SKIP() << "ffmpeg not installed";
+    REQUIRE_FFMPEG();
     TempFolder folder;
     std::string m4a = folder.file("in.m4a"), loas = folder.file("in.loas");
-    ASSERT_EQ(std::system(("ffmpeg -v error " + sineSource(2, 44100, 1.5) + " -c:a aac -y " + m4a).c_str()), 0);
-    ASSERT_EQ(std::system(("ffmpeg -v error -i " + m4a + " -c copy -f latm -y " + loas).c_str()), 0);
+    ASSERT_TRUE(encodeTones(m4a, {"FL+FR", 44100, 1.5}, "-c:a aac"));
+    ASSERT_TRUE(runCommand("ffmpeg -v error -i " + m4a + " -c copy -f latm -y " + loas));
 
     std::string error;
     auto input = openInputSource(m4a, error);

@@ -4,25 +4,16 @@
 // packet list the reference for the time stamps.
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <sstream>
 
-#include "support/reference_tools.h"
-#include "tests/host/program_stream_builders.h"
+#include "host/parsers/program_stream_pieces.h"
+#include "support/ffmpeg.h"
 
 namespace {
 
 using psbuild::Bytes;
 
 constexpr uint8_t kPrivateStream1 = 0xBD;
-
-Bytes readFile(const std::string& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
-}
 
 // ffmpeg's stream copy drops the part of a private-stream-1 payload that only
 // the demuxer needs: the substream id, the frame count and the first access
@@ -78,13 +69,11 @@ class MuxedStreams : public ::testing::TestWithParam<MuxedCase> {};
 TEST_P(MuxedStreams, PayloadsAndTimeStampsMatchTheReferenceDemuxer)
 {
     const MuxedCase& c = GetParam();
-    if (!haveFfmpeg())
-        GTEST_SKIP() << "ffmpeg not installed";
+    REQUIRE_FFMPEG();
     TempFolder folder;
     std::string stream = folder.file("out.mpg");
-    std::string make = "ffmpeg -v error " + sineSource(c.channels, c.rate, 1.0) + " -c:a " +
-                       c.codec + " -f " + c.format + " -y " + stream;
-    ASSERT_EQ(std::system(make.c_str()), 0) << make;
+    ToneSignal signal{c.channels == 6 ? "FL+FR+FC+LFE+BL+BR" : "FL+FR", c.rate, 1.0};
+    ASSERT_TRUE(encodeTones(stream, signal, std::string("-c:a ") + c.codec + " -f " + c.format));
 
     std::vector<PesPacket> packets;
     ASSERT_TRUE(readProgramStreamFile(stream, packets));
@@ -137,7 +126,7 @@ TEST_P(MuxedStreams, PayloadsAndTimeStampsMatchTheReferenceDemuxer)
         EXPECT_TRUE(samples == decoded);
     }
 
-    psbuild::expectSameWhateverTheCuts(readFile(stream));
+    psbuild::expectSameWhateverTheCuts(readBytes(stream));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -160,9 +149,7 @@ INSTANTIATE_TEST_SUITE_P(
 // payload bytes.
 TEST(ProgramStream, RealStreams)
 {
-    const std::filesystem::path vectors = "/work/shared/vectors/androidx_media";
-    if (!std::filesystem::exists(vectors))
-        GTEST_SKIP() << "shared test vectors not present";
+    REQUIRE_VECTOR("androidx_media/ts_sample_ac3.ps");
     struct Vector {
         const char* file;
         uint8_t streamId;
@@ -170,7 +157,7 @@ TEST(ProgramStream, RealStreams)
     } files[] = {{"ts_sample_ac3.ps", 0xBD, 0x80}, {"ts_sample_h262_mpeg_audio.ps", 0xC0, -1}};
     for (const Vector& v : files) {
         SCOPED_TRACE(v.file);
-        std::string path = (vectors / v.file).string();
+        std::string path = vectorPath(std::string("androidx_media/") + v.file);
         std::vector<PesPacket> packets;
         ASSERT_TRUE(readProgramStreamFile(path, packets));
         ASSERT_FALSE(packets.empty());
@@ -179,8 +166,8 @@ TEST(ProgramStream, RealStreams)
             EXPECT_EQ(p.substreamId, v.substream);
             EXPECT_TRUE(p.hasPts);
         }
-        psbuild::expectSameWhateverTheCuts(readFile(path));
-        if (!haveFfmpeg())
+        psbuild::expectSameWhateverTheCuts(readBytes(path));
+        if (!ffmpegPresent())
             continue;
         bool ok = false;
         Bytes copied =
