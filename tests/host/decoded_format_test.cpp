@@ -5,28 +5,25 @@
 // own, so the remixer can be set through a parameter file.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstring>
-#include <fstream>
-#include <iterator>
 
 #include "config/config_test_support.h"
 #include "filter/TvFilter.h"
 #include "host/decode_session.h"
 #include "host/format_converter.h"
 #include "host/input_source.h"
-#include "support/reference_tools.h"
+#include "support/ffmpeg.h"
+#include "support/files.h"
+#include "support/pcm.h"
 #include "support/wav_file.h"
 
 namespace {
 
-std::vector<uint8_t> readAll(const std::string& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
 // Decodes `input` with the parameters of `parameterFile` into `output`.
-DecodeOutcome decodeWith(const std::string& parameterFile, const std::string& input, const std::string& output)
+DecodeOutcome decodeWith(const std::string& parameterFile,
+                         const std::string& input,
+                         const std::string& output)
 {
     TempRoot root;
     root.write("Tavio.conf", parameterFile);
@@ -51,37 +48,20 @@ DecodeOutcome decodeWith(const std::string& parameterFile, const std::string& in
     return outcome;
 }
 
-std::vector<int16_t> words(const std::vector<uint8_t>& bytes)
-{
-    std::vector<int16_t> out(bytes.size() / 2);
-    std::memcpy(out.data(), bytes.data(), out.size() * 2);
-    return out;
-}
-
-std::vector<int16_t> channelOf(const std::vector<int16_t>& interleaved, size_t channels, size_t channel)
-{
-    std::vector<int16_t> out;
-    for (size_t i = channel; i < interleaved.size(); i += channels)
-        out.push_back(interleaved[i]);
-    return out;
-}
-
 class DecodedFormat : public ::testing::Test {
 protected:
-    void SetUp() override
-    {
-        if (!haveFfmpeg())
-            GTEST_SKIP() << "ffmpeg not installed";
-    }
+    void SetUp() override { REQUIRE_FFMPEG(); }
     // An ffmpeg-made DVD-Video VOB of two tones, and ffmpeg's decode of it.
-    std::string makeVob(const char* sampleFormat, const char* referenceFormat, std::vector<uint8_t>& reference)
+    std::string makeVob(const char* sampleFormat,
+                        const char* referenceFormat,
+                        std::vector<uint8_t>& reference)
     {
         std::string vob = folder.file(std::string("in-") + sampleFormat + ".vob");
-        EXPECT_EQ(std::system(("ffmpeg -v error " + sineSource(2, 48000, 0.5) + " -c:a pcm_dvd -sample_fmt " +
-                               sampleFormat + " -f vob -y " + vob).c_str()),
-                  0);
+        EXPECT_TRUE(encodeTones(
+            vob, {}, std::string("-c:a pcm_dvd -sample_fmt ") + sampleFormat + " -f vob"));
         bool ok = false;
-        reference = commandOutput("ffmpeg -v error -i " + vob + " -f " + referenceFormat + " -", &ok);
+        reference =
+            commandOutput("ffmpeg -v error -i " + vob + " -f " + referenceFormat + " -", &ok);
         EXPECT_TRUE(ok);
         return vob;
     }
@@ -106,11 +86,13 @@ TEST_F(DecodedFormat, OneChannelRemixesWriteAMonoHeader)
         DecodeOutcome outcome = decodeWith(c.parameters, vob, out);
         ASSERT_EQ(outcome.exitCode, 0) << outcome.message;
         WavFile wav;
-        ASSERT_TRUE(parseWav(readAll(out), wav));
+        ASSERT_TRUE(parseWav(readBytes(out), wav));
         EXPECT_EQ(wav.channels(), 1) << c.parameters;
         EXPECT_EQ(wav.channelMask(), 0x4u) << c.parameters;
         EXPECT_EQ(outcome.format, "16-bit PCM, 48000 Hz, 1 channels (mask 0x4)");
-        EXPECT_TRUE(words(wav.data) == channelOf(words(reference), 2, c.channel)) << c.parameters;
+        EXPECT_TRUE(samplesOf(wav.data, SampleFormat::S16) ==
+                    pickChannels(samplesOf(reference, SampleFormat::S16), 2, {int(c.channel)}))
+            << c.parameters;
     }
 }
 
@@ -124,21 +106,22 @@ TEST_F(DecodedFormat, SixteenBitConversionWritesASixteenBitHeader)
     DecodeOutcome outcome = decodeWith("x16=1\n", vob, out);
     ASSERT_EQ(outcome.exitCode, 0) << outcome.message;
     WavFile wav;
-    ASSERT_TRUE(parseWav(readAll(out), wav));
+    ASSERT_TRUE(parseWav(readBytes(out), wav));
     EXPECT_EQ(wav.bitsPerSample(), 16);
-    std::vector<int16_t> expected;
+    std::vector<double> expected;
     for (size_t i = 0; i + 3 <= reference.size(); i += 3) {
         int value = int(int8_t(reference[i + 2])) * 256 + reference[i + 1] + (reference[i] >> 7);
-        expected.push_back(int16_t(value > 32767 ? 32767 : value));
+        expected.push_back(std::min(value, 32767) / 32768.0);
     }
-    EXPECT_TRUE(words(wav.data) == expected) << wav.data.size() / 2 << " vs " << expected.size() << " samples";
+    EXPECT_TRUE(samplesOf(wav.data, SampleFormat::S16) == expected);
 }
 
 // The converter that carries a file on after a mid-stream change: channel
 // layout, sample format and rate, with packed 24-bit samples on either side.
 TEST(FormatConverter, ConvertsLayoutSampleFormatAndRate)
 {
-    auto pcm = [](PcmFormat::Kind kind, uint32_t rate, uint16_t channels, uint16_t bits, uint32_t mask) {
+    auto pcm = [](PcmFormat::Kind kind, uint32_t rate, uint16_t channels, uint16_t bits,
+                  uint32_t mask) {
         PcmFormat f;
         f.kind = kind;
         f.rate = rate;
@@ -167,9 +150,9 @@ TEST(FormatConverter, ConvertsLayoutSampleFormatAndRate)
     converter.convert(in, sizeof in, out);
     converter.drain(out);
     ASSERT_EQ(out.size(), 480u * 4);
-    auto samples = words(out);
+    auto samples = samplesOf(out, SampleFormat::S16);
     EXPECT_EQ(samples[0], samples[1]);
-    EXPECT_NEAR(samples[100], (value >> 8) * 0.7071, 2);
+    EXPECT_NEAR(samples[100], value / 8388608.0 * 0.7071, 2 / 32768.0);
 
     // 16-bit 48 kHz to 24-bit 96 kHz: twice the frames once drained.
     ASSERT_TRUE(converter.configure(stereo16, stereo24at96));

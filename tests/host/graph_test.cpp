@@ -45,7 +45,9 @@ protected:
         EXPECT_EQ(CBaseObject::ObjectsActive(), 0);
     }
     HRESULT connect() { return graph.Connect(source->OutputPin(), sink->InputPin()); }
-    HRESULT push(const std::vector<BYTE>& bytes, REFERENCE_TIME start, bool discontinuity = false,
+    HRESULT push(const std::vector<BYTE>& bytes,
+                 REFERENCE_TIME start,
+                 bool discontinuity = false,
                  const AM_MEDIA_TYPE* newType = nullptr)
     {
         PushSource::Packet packet;
@@ -103,39 +105,6 @@ TEST_F(GraphTest, AThousandStampedSamplesWithAFlushAndATypeChangeAreAllAccounted
     EXPECT_EQ(sink->SegmentStarts(), (std::vector<REFERENCE_TIME>{400 * 1000}));
 }
 
-TEST_F(GraphTest, NoBuffersWhileStopped)
-{
-    ASSERT_EQ(connect(), S_OK);
-    std::vector<BYTE> payload(10);
-    EXPECT_EQ(push(payload, 0), VFW_E_NOT_COMMITTED);
-    ASSERT_EQ(graph.Pause(), S_OK);
-    EXPECT_EQ(push(payload, 0), S_OK);
-    ASSERT_EQ(graph.Stop(), S_OK);
-    EXPECT_EQ(push(payload, 0), VFW_E_NOT_COMMITTED);
-    EXPECT_EQ(sink->SampleCount(), 1u);
-}
-
-TEST_F(GraphTest, ReceiveRefusedWhenStoppedAndWhileFlushing)
-{
-    ASSERT_EQ(connect(), S_OK);
-    ASSERT_EQ(graph.Pause(), S_OK);
-    IMediaSample* sample = nullptr;
-    ASSERT_EQ(source->OutputPin()->GetDeliveryBuffer(&sample, nullptr, nullptr, 0), S_OK);
-    sample->SetActualDataLength(0);
-
-    ASSERT_EQ(sink->InputPin()->BeginFlush(), S_OK);
-    EXPECT_EQ(sink->InputPin()->Receive(sample), S_FALSE);
-    EXPECT_EQ(sink->InputPin()->EndOfStream(), S_FALSE);
-    ASSERT_EQ(sink->InputPin()->EndFlush(), S_OK);
-    EXPECT_EQ(sink->InputPin()->Receive(sample), S_OK);
-
-    ASSERT_EQ(sink->Stop(), S_OK);
-    EXPECT_EQ(sink->InputPin()->Receive(sample), VFW_E_WRONG_STATE);
-    EXPECT_EQ(sink->InputPin()->Receive(nullptr), E_POINTER);
-    sample->Release();
-    EXPECT_EQ(sink->SampleCount(), 1u);
-}
-
 TEST_F(GraphTest, RefusedInBandTypeChangeStopsTheStreamUntilAFlush)
 {
     CMediaType stereo = pcmType(2);
@@ -156,17 +125,6 @@ TEST_F(GraphTest, RefusedInBandTypeChangeStopsTheStreamUntilAFlush)
     source->DeliverEndFlush();
     EXPECT_EQ(push(payload, 2), S_OK);
     EXPECT_EQ(sink->SampleCount(), 1u);
-}
-
-TEST_F(GraphTest, SinkAnswersAreReturnedToTheSource)
-{
-    ASSERT_EQ(connect(), S_OK);
-    ASSERT_EQ(graph.Run(), S_OK);
-    std::vector<BYTE> payload(8);
-    for (HRESULT answer : {S_FALSE, E_FAIL, VFW_E_SAMPLE_REJECTED_EOS, S_OK}) {
-        sink->SetReceiveResult(answer);
-        EXPECT_EQ(push(payload, 0), answer);
-    }
 }
 
 TEST_F(GraphTest, StopReleasesASourceWaitingForABuffer)
@@ -222,41 +180,6 @@ TEST_F(GraphTest, LargePayloadsAreSplitOverBuffers)
     EXPECT_TRUE(samples[0].hasStart);
     EXPECT_FALSE(samples[0].hasStop);  // start only
     EXPECT_FALSE(samples[1].hasStart);
-}
-
-TEST_F(GraphTest, SinkPreferredTypesAndRefusal)
-{
-    CMediaType mono = pcmType(1);
-    sink->SetAcceptType([](const CMediaType&) { return false; });
-    EXPECT_EQ(connect(), VFW_E_NO_ACCEPTABLE_TYPES);
-    EXPECT_FALSE(source->OutputPin()->IsConnected());
-    sink->SetAcceptType(nullptr);
-    sink->SetPreferredTypes({mono});
-    // The source accepts only its own type, so the sink's preference is passed over.
-    ASSERT_EQ(connect(), S_OK);
-    EXPECT_EQ(sink->CurrentType(), pcmType(2));
-}
-
-TEST_F(GraphTest, FilterInformationAndEnumeration)
-{
-    FILTER_INFO info;
-    ASSERT_EQ(sink->QueryFilterInfo(&info), S_OK);
-    EXPECT_EQ(platform::toUtf8(info.achName), "sink");
-    EXPECT_EQ(info.pGraph, static_cast<IFilterGraph*>(&graph));
-    info.pGraph->Release();
-    IBaseFilter* found = nullptr;
-    ASSERT_EQ(graph.FindFilterByName(WIDE("source"), &found), S_OK);
-    EXPECT_EQ(found, static_cast<IBaseFilter*>(source));
-    found->Release();
-
-    IEnumPins* pins = nullptr;
-    ASSERT_EQ(source->EnumPins(&pins), S_OK);
-    IPin* pin[2] = {};
-    ULONG fetched = 0;
-    EXPECT_EQ(pins->Next(2, pin, &fetched), S_FALSE);
-    EXPECT_EQ(fetched, 1u);
-    pin[0]->Release();
-    pins->Release();
 }
 
 }  // namespace

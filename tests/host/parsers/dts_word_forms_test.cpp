@@ -5,7 +5,7 @@
 #include <random>
 
 #include "host/parsers/dts_word_forms.h"
-#include "support/dts_tools.h"
+#include "support/dts_carrier_words.h"
 
 namespace {
 

@@ -8,24 +8,13 @@
 
 #include "host/input_source.h"
 #include "host/parsers/latm_parser.h"
-#include "support/reference_tools.h"
+#include "support/ffmpeg.h"
 
 namespace {
 
-std::vector<uint8_t> readFile(const std::string& path)
-{
-    std::vector<uint8_t> bytes;
-    if (FILE* f = std::fopen(path.c_str(), "rb")) {
-        uint8_t buffer[4096];
-        size_t got;
-        while ((got = std::fread(buffer, 1, sizeof buffer, f)) > 0)
-            bytes.insert(bytes.end(), buffer, buffer + got);
-        std::fclose(f);
-    }
-    return bytes;
-}
-
-std::vector<std::vector<uint8_t>> parseInPieces(const std::vector<uint8_t>& stream, size_t piece, LatmParser& parser,
+std::vector<std::vector<uint8_t>> parseInPieces(const std::vector<uint8_t>& stream,
+                                                size_t piece,
+                                                LatmParser& parser,
                                                 std::mt19937* random = nullptr)
 {
     std::vector<std::vector<uint8_t>> units;
@@ -44,30 +33,31 @@ std::vector<std::vector<uint8_t>> parseInPieces(const std::vector<uint8_t>& stre
 
 TEST(LatmParser, GivesTheAccessUnitsAndConfigOfTheStreamFfmpegMuxed)
 {
-    if (!haveFfmpeg())
-        GTEST_SKIP() << "ffmpeg not installed";
+    REQUIRE_FFMPEG();
     TempFolder folder;
     std::string m4a = folder.file("in.m4a"), loas = folder.file("in.loas");
-    ASSERT_EQ(std::system(("ffmpeg -v error " + sineSource(2, 44100, 1.5) + " -c:a aac -y " + m4a).c_str()), 0);
-    ASSERT_EQ(std::system(("ffmpeg -v error -i " + m4a + " -c copy -f latm -y " + loas).c_str()), 0);
+    ASSERT_TRUE(encodeTones(m4a, {"FL+FR", 44100, 1.5}, "-c:a aac"));
+    ASSERT_TRUE(runCommand("ffmpeg -v error -i " + m4a + " -c copy -f latm -y " + loas));
 
     std::string error;
     auto input = openInputSource(m4a, error);
     ASSERT_TRUE(input && input->select(0)) << error;
     const CMediaType& type = *input->streams()[0].mediaType;
-    std::vector<uint8_t> config(type.pbFormat + sizeof(WAVEFORMATEX), type.pbFormat + type.cbFormat);
+    std::vector<uint8_t> config(type.pbFormat + sizeof(WAVEFORMATEX),
+                                type.pbFormat + type.cbFormat);
     std::vector<std::vector<uint8_t>> expected;
     HostPacket packet;
     while (input->next(packet))
         expected.push_back(packet.data);
     ASSERT_GT(expected.size(), 40u);  // the muxer repeats its configuration every 20 frames
 
-    std::vector<uint8_t> stream = readFile(loas);
+    std::vector<uint8_t> stream = readBytes(loas);
     std::mt19937 random(7);
     for (size_t piece : {size_t(0), size_t(1), size_t(17), size_t(1000), size_t(2)}) {
         LatmParser parser;
         auto units = parseInPieces(stream, piece, parser, piece == 2 ? &random : nullptr);
-        EXPECT_TRUE(units == expected) << "piece " << piece << ": " << units.size() << " vs " << expected.size();
+        EXPECT_TRUE(units == expected)
+            << "piece " << piece << ": " << units.size() << " vs " << expected.size();
         // Without a length for it, the configuration ends where the core
         // configuration ends: the MP4's trailing SBR sync extension (which
         // says "no SBR") is not carried.
@@ -96,7 +86,7 @@ struct Bits {
     }
     Bits& payload(size_t length, uint8_t fill)
     {
-        for (size_t rest = length; ; rest -= 255) {
+        for (size_t rest = length;; rest -= 255) {
             put(uint32_t(std::min<size_t>(rest, 255)), 8);
             if (rest < 255)
                 break;
@@ -108,7 +98,8 @@ struct Bits {
     // The element inside a LOAS frame.
     std::vector<uint8_t> loas() const
     {
-        std::vector<uint8_t> frame = {0x56, uint8_t(0xE0 | (bytes.size() >> 8)), uint8_t(bytes.size())};
+        std::vector<uint8_t> frame = {0x56, uint8_t(0xE0 | (bytes.size() >> 8)),
+                                      uint8_t(bytes.size())};
         frame.insert(frame.end(), bytes.begin(), bytes.end());
         return frame;
     }
@@ -118,13 +109,13 @@ struct Bits {
 // program, one layer, LC stereo at 48 kHz.
 Bits& versionOneConfig(Bits& b, int programs = 0, bool sameTimeFraming = true)
 {
-    b.put(0, 1).put(1, 1).put(0, 1);           // new config, audioMuxVersion 1, versionA 0
-    b.put(0, 2).put(0xFF, 8);                  // taraBufferFullness
-    b.put(sameTimeFraming, 1).put(1, 6);       // all streams same framing, numSubFrames 1 (two units)
-    b.put(uint32_t(programs), 4).put(0, 3);    // numProgram, numLayer
-    b.put(0, 2).put(16, 8).put(0x1190, 16);    // ascLen 16 bits, AudioSpecificConfig
-    b.put(0, 3).put(0xFF, 8);                  // frameLengthType 0, latmBufferFullness
-    b.put(0, 1).put(0, 1);                     // no other data, no CRC
+    b.put(0, 1).put(1, 1).put(0, 1);         // new config, audioMuxVersion 1, versionA 0
+    b.put(0, 2).put(0xFF, 8);                // taraBufferFullness
+    b.put(sameTimeFraming, 1).put(1, 6);     // all streams same framing, numSubFrames 1 (two units)
+    b.put(uint32_t(programs), 4).put(0, 3);  // numProgram, numLayer
+    b.put(0, 2).put(16, 8).put(0x1190, 16);  // ascLen 16 bits, AudioSpecificConfig
+    b.put(0, 3).put(0xFF, 8);                // frameLengthType 0, latmBufferFullness
+    b.put(0, 1).put(0, 1);                   // no other data, no CRC
     return b;
 }
 
@@ -153,7 +144,10 @@ TEST(LatmParser, HandBuiltElements)
     cut.pop_back();
     Case cases[] = {
         {"config, then same config", join({first.loas(), same.loas()}), {3, 300, 1, 2}, 0},
-        {"garbage between frames", join({garbage, first.loas(), garbage, same.loas()}), {3, 300, 1, 2}, 0},
+        {"garbage between frames",
+         join({garbage, first.loas(), garbage, same.loas()}),
+         {3, 300, 1, 2},
+         0},
         {"same config before any", join({same.loas(), first.loas()}), {3, 300}, 1},
         {"two programs", programs.loas(), {}, 1},
         {"different time framing", framing.loas(), {}, 1},

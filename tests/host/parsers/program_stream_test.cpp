@@ -4,7 +4,7 @@
 
 #include <random>
 
-#include "tests/host/program_stream_builders.h"
+#include "host/parsers/program_stream_pieces.h"
 
 namespace {
 

@@ -1,16 +1,12 @@
-// Hand-built program-stream pieces for the reader's tests, and a way to read
-// a stream back in pieces.
+// Hand-built MPEG program streams: packs, PES packets and their headers, and
+// the disc private-stream packings of LPCM and MLP.
 #pragma once
 
-#include <gtest/gtest.h>
-
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <initializer_list>
-#include <random>
 #include <vector>
-
-#include "host/parsers/program_stream.h"
 
 namespace psbuild {
 
@@ -89,65 +85,45 @@ inline Bytes programEnd()
     return {0, 0, 1, 0xB9};
 }
 
-// Reads `stream`, appending it in the pieces that end at `cuts`, draining
-// after each piece as the reader asks.
-inline std::vector<PesPacket> readInPieces(const Bytes& stream,
-                                           const std::vector<size_t>& cuts,
-                                           ProgramStreamReader& reader)
+// MLP as discs carry it, one private stream 1 packet per pack: DVD-Audio
+// (substream 0xA1 behind a header of 4 + 3 bytes) or HD-DVD (substream 0xB0
+// behind 5 bytes), the payload cut wherever the pack ends.
+inline Bytes discMlpProgramStream(const Bytes& mlp, bool hdDvd)
 {
-    std::vector<PesPacket> packets;
-    PesPacket packet;
-    size_t offset = 0;
-    auto feed = [&](size_t end) {
-        reader.append(stream.data() + offset, end - offset);
-        offset = end;
-        while (reader.next(packet))
-            packets.push_back(packet);
-    };
-    for (size_t cut : cuts)
-        feed(std::clamp(cut, offset, stream.size()));
-    feed(stream.size());
-    reader.finish();
-    while (reader.next(packet))
-        packets.push_back(packet);
-    return packets;
-}
-
-inline std::vector<PesPacket> readWhole(const Bytes& stream)
-{
-    ProgramStreamReader reader;
-    return readInPieces(stream, {}, reader);
-}
-
-inline std::vector<size_t> evenCuts(size_t size, size_t piece)
-{
-    std::vector<size_t> cuts;
-    for (size_t at = piece; at < size; at += piece)
-        cuts.push_back(at);
-    return cuts;
-}
-
-// The reader must give the same packets and counts however the input is cut:
-// whole, in 1-byte and 17-byte pieces, and in random pieces.
-inline void expectSameWhateverTheCuts(const Bytes& stream, unsigned seed = 7)
-{
-    ProgramStreamReader wholeReader;
-    std::vector<PesPacket> whole = readInPieces(stream, {}, wholeReader);
-    std::mt19937 random(seed);
-    std::vector<size_t> randomCuts;
-    for (size_t at = 0; at < stream.size();) {
-        at += 1 + random() % 700;
-        randomCuts.push_back(at);
+    Bytes stream;
+    constexpr size_t kPayload = 2000;
+    for (size_t offset = 0, n = 0; offset < mlp.size(); offset += kPayload, ++n) {
+        Bytes payload =
+            hdDvd ? Bytes{0xB0, uint8_t(n), 0, 0, 0} : Bytes{0xA1, uint8_t(n), 0, 3, 0, 0, 0};
+        payload.insert(payload.end(), mlp.begin() + long(offset),
+                       mlp.begin() + long(std::min(mlp.size(), offset + kPayload)));
+        int64_t pts = 90000;
+        stream =
+            concat({stream, mpeg2Pack(), pes(0xBD, mpeg2Header(n == 0 ? &pts : nullptr), payload)});
     }
-    for (const auto& cuts : {evenCuts(stream.size(), 1), evenCuts(stream.size(), 17), randomCuts}) {
-        ProgramStreamReader reader;
-        std::vector<PesPacket> pieces = readInPieces(stream, cuts, reader);
-        ASSERT_EQ(pieces.size(), whole.size()) << cuts.size() << " cuts";
-        for (size_t i = 0; i < whole.size(); ++i)
-            ASSERT_EQ(pieces[i], whole[i]) << "packet " << i << ", " << cuts.size() << " cuts";
-        EXPECT_EQ(reader.skippedBytes(), wholeReader.skippedBytes()) << cuts.size() << " cuts";
-        EXPECT_EQ(reader.droppedBytes(), wholeReader.droppedBytes()) << cuts.size() << " cuts";
+    return stream;
+}
+
+// DVD-Audio LPCM (substream 0xA0, header length 8, first access unit right
+// after it) of `samples` in their coded order, `payloadBytes` per packet.
+// `quantisation` is the header's byte of the two groups' word sizes (0x00:
+// 16-bit, 0x22: 24-bit), `assignment` its channel assignment; 48 kHz,
+// `frameBytes` to a sample frame.
+inline Bytes dvdAudioLpcmProgramStream(const Bytes& samples,
+                                       size_t payloadBytes,
+                                       uint8_t quantisation,
+                                       uint8_t assignment,
+                                       size_t frameBytes)
+{
+    Bytes stream;
+    for (size_t at = 0; at < samples.size(); at += payloadBytes) {
+        int64_t pts = 90000 + int64_t(at / frameBytes) * 90000 / 48000;
+        Bytes payload = {0xA0, 0, 0, 8, 0, 7, 0, quantisation, 0x00, 0, assignment, 0};
+        payload.insert(payload.end(), samples.begin() + long(at),
+                       samples.begin() + long(std::min(samples.size(), at + payloadBytes)));
+        stream = concat({stream, mpeg2Pack(), pes(0xBD, mpeg2Header(&pts), payload)});
     }
+    return stream;
 }
 
 }  // namespace psbuild

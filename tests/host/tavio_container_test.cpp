@@ -1,0 +1,401 @@
+// Every codec in the containers users hand tavio, one row each: how the input
+// is made (one tone per speaker encoded by ffmpeg, or a real stream), the
+// options, the reference it must match and how closely, and the WAVE format
+// the file must carry.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <iostream>
+
+#include "host/tavio_run.h"
+#include "support/dts_carrier_words.h"
+#include "support/ffmpeg.h"
+#include "support/pcm.h"
+#include "support/program_stream_builder.h"
+
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+using Repack = Bytes (*)(const Bytes&);
+
+enum class Reference {
+    Decode,  // ffmpeg's decode of the stream before any repacking
+    Source,  // the PCM the stream was encoded from
+    Spdif,   // ffmpeg's spdif muxer on the stream, byte for byte
+    Bursts,  // the AC-3 inside our bursts decoded by ffmpeg, against Decode
+};
+enum class Compare { Exact, Lsb, Snr };
+
+struct Row {
+    const char* name;
+    // Tones: ffmpeg speakers, rate, seconds; "" when `made` names a vector.
+    const char* speakers;
+    int rate;
+    // ffmpeg's output options and file name; a vector's path when no speakers.
+    const char* made;
+    const char* options = "";
+    Reference reference = Reference::Decode;
+    const char* referenceFormat = "s16le";
+    Compare compare = Compare::Exact;
+    double tolerance = 0;  // LSBs of the output for Lsb, minimum dB for Snr
+    long slackFrames = 0;  // how far the lengths may differ
+    long shift = 0;        // the expected alignment (Snr)
+    struct Wave {
+        int channels, bits;
+        uint32_t mask;
+        uint32_t rate;
+    } wave{};
+    const char* placed = nullptr;        // tones expected per output channel
+    Repack repack = nullptr;             // turns the made stream into the input
+    const char* input = nullptr;         // the repacked input's name
+    const char* referenceOptions = "";   // ffmpeg's before -i for the reference
+    const char* sourceFormat = nullptr;  // Source: raw PCM the tones are written as first
+    std::vector<int> picked = {};        // our channels compared, in the reference's order
+    double seconds = 0.5;
+};
+
+// Repackings a container cannot make: disc program streams, word forms,
+// byte-swapped Dolby words.
+Bytes aobMlp(const Bytes& mlp)
+{
+    return psbuild::discMlpProgramStream(mlp, false);
+}
+Bytes evoMlp(const Bytes& mlp)
+{
+    return psbuild::discMlpProgramStream(mlp, true);
+}
+Bytes aobLpcm16Six(const Bytes& bigEndian)
+{
+    return psbuild::dvdAudioLpcmProgramStream(bigEndian, 2400, 0x00, 17, 12);
+}
+Bytes dts14Little(const Bytes& core)
+{
+    return streamInCarrierWords(core, true, true);
+}
+// A 16-bit stereo PCM header, as CD rips carry 14-bit DTS.
+Bytes dts14LittleInWav(const Bytes& core)
+{
+    Bytes words = dts14Little(core), out;
+    auto put = [&](const char* text, uint32_t value, int bytes) {
+        out.insert(out.end(), text, text + std::strlen(text));
+        for (int i = 0; i < bytes; ++i)
+            out.push_back(uint8_t(value >> (8 * i)));
+    };
+    put("RIFF", uint32_t(36 + words.size()), 4);
+    put("WAVEfmt ", 16, 4);
+    put("", 1, 2), put("", 2, 2), put("", 44100, 4), put("", 44100 * 4, 4), put("", 4, 2);
+    put("", 16, 2), put("data", uint32_t(words.size()), 4);
+    out.insert(out.end(), words.begin(), words.end());
+    return out;
+}
+Bytes same(const Bytes& stream)
+{
+    return stream;
+}
+Bytes swapPairs(const Bytes& stream)
+{
+    Bytes out = stream;
+    for (size_t i = 0; i + 1 < out.size(); i += 2)
+        std::swap(out[i], out[i + 1]);
+    return out;
+}
+
+constexpr const char* k51 = "FL+FR+FC+LFE+BL+BR";
+constexpr const char* k51Side = "FL+FR+FC+LFE+SL+SR";
+constexpr const char* k50 = "FL+FR+FC+BL+BR";
+constexpr const char* k71 = "FL+FR+FC+LFE+BL+BR+SL+SR";
+constexpr const char* kStereo = "FL+FR";
+
+using W = Row::Wave;
+using R = Reference;
+using C = Compare;
+
+// Thresholds are those measured when each path was first checked.
+// clang-format off
+const Row kRows[] = {
+    // LPCM: bit-exact; ffmpeg's muxers cut payloads inside sample groups.
+    {"LpcmVob6ch16", k51, 48000, "-c:a pcm_dvd -sample_fmt s16 -f vob in.vob", "", R::Decode,
+     "s16le", C::Exact, 0, 0, 0, W{6, 16, 0x3F, 48000}, k51},
+    {"LpcmVob2ch24", kStereo, 48000, "-c:a pcm_dvd -sample_fmt s32 -f vob in.vob", "", R::Decode,
+     "s24le", C::Exact, 0, 0, 0, W{2, 24, 0x3, 48000}},
+    {"LpcmM2ts6ch24", k51Side, 48000, "-c:a pcm_bluray -sample_fmt s32 -mpegts_m2ts_mode 1 in.m2ts",
+     "", R::Decode, "s24le", C::Exact, 0, 0, 0, W{6, 24, 0x3F, 48000}, k51Side},
+    // The Blu-ray table delivers the coded surround pair in the back positions.
+    {"LpcmM2ts8ch16", k71, 48000, "-c:a pcm_bluray -sample_fmt s16 -mpegts_m2ts_mode 1 in.m2ts", "",
+     R::Decode, "s16le", C::Exact, 0, 0, 0, W{8, 16, 0x63F, 48000}, "FL+FR+FC+LFE+SL+SR+BL+BR",
+     nullptr, nullptr, "", nullptr, {0, 1, 2, 3, 6, 7, 4, 5}},
+    {"LpcmAob6ch16", k51, 48000, "-f s16be in.pcm", "", R::Decode, "s16le", C::Exact, 0, 0, 0,
+     W{6, 16, 0x3F, 48000}, k51, aobLpcm16Six, "in.aob", "-f s16be -ar 48000 -ch_layout 5.1"},
+    // AC-3 through the filter's AC-3 library: within one 16-bit step.
+    {"Ac3Raw", k51Side, 48000, "-c:a ac3 in.ac3", "--bits 16", R::Decode, "s16le", C::Lsb, 1, 0, 0,
+     W{6, 16, 0x3F, 48000}, k51Side},
+    {"Ac3Mkv", k51Side, 48000, "-c:a ac3 in.mkv", "--bits 16", R::Decode, "s16le", C::Lsb, 1, 0, 0,
+     W{6, 16, 0x3F, 48000}},
+    {"Ac3Mp4", k51Side, 48000, "-c:a ac3 in.mp4", "--bits 16", R::Decode, "s16le", C::Lsb, 1, 0, 0,
+     W{6, 16, 0x3F, 48000}},
+    {"Ac3Ts", k51Side, 48000, "-c:a ac3 in.ts", "--bits 16", R::Decode, "s16le", C::Lsb, 1, 0, 0,
+     W{6, 16, 0x3F, 48000}},
+    {"Ac3Vob", k51Side, 48000, "-c:a ac3 -f vob in.vob", "--bits 16", R::Decode, "s16le", C::Lsb, 1,
+     0, 0, W{6, 16, 0x3F, 48000}},
+    {"Ac3Avi", k51Side, 48000, "-c:a ac3 in.avi", "--bits 16", R::Decode, "s16le", C::Lsb, 1, 0, 0,
+     W{6, 16, 0x3F, 48000}},
+    {"Ac3Wav", k51Side, 48000, "-c:a ac3 in.wav", "--bits 16", R::Decode, "s16le", C::Lsb, 1, 0, 0,
+     W{6, 16, 0x3F, 48000}},
+    {"Ac3ByteSwapped", k51Side, 48000, "-c:a ac3 in.ac3", "--bits 16", R::Decode, "s16le", C::Lsb,
+     1, 0, 0, W{6, 16, 0x3F, 48000}, k51Side, swapPairs, "swapped.ac3"},
+    // 2/2 is delivered quadraphonic (0x33), not as the connection's 0xF.
+    {"Ac3TwoTwoVector", "", 0, "dlbframe337/dd_6ch_acmod22.ac3", "--bits 16", R::Decode, "s16le",
+     C::Lsb, 1, 0, 0, W{4, 16, 0x33, 48000}},
+    {"Ac3ErrorVector", "", 0, "dlbframe337/dd_error1.ac3", "--bits 16", R::Decode, "s16le", C::Lsb,
+     1, 0, 0, W{5, 16, 0x37, 48000}},
+    {"Ac3Spdif", kStereo, 48000, "-c:a ac3 -b:a 192k in.ac3", "--spdif", R::Spdif, "", C::Exact, 0,
+     0, 0, W{2, 16, 0x3, 48000}},
+    // E-AC-3 leaves as AC-3 bursts, 256 samples late (the AC-3 encoder's
+    // delay), MP4's priming on top as bursts cannot be cut.
+    {"Eac3SpdifRaw", k51Side, 48000, "-c:a eac3 -b:a 384k in.eac3", "--spdif", R::Bursts, "s16le",
+     C::Snr, 30, 100000, 256, W{2, 16, 0x3, 48000}},
+    {"Eac3SpdifMp4", k51Side, 48000, "-c:a eac3 -b:a 384k in.mp4", "--spdif", R::Bursts, "s16le",
+     C::Snr, 30, 100000, 512, W{2, 16, 0x3, 48000}},
+    // DTS core: within one 24-bit LSB of ffmpeg's decode.
+    {"DtsRaw", k51Side, 48000, "-c:a dca -strict -2 in.dts", "", R::Decode, "s32le", C::Lsb, 1, 0,
+     0, W{6, 24, 0x60F, 48000}, k51Side},
+    {"DtsTs", k51Side, 48000, "-c:a dca -strict -2 in.ts", "", R::Decode, "s32le", C::Lsb, 1, 0, 0,
+     W{6, 24, 0x60F, 48000}},
+    {"DtsMkv", k51Side, 48000, "-c:a dca -strict -2 in.mkv", "", R::Decode, "s32le", C::Lsb, 1, 0,
+     0, W{6, 24, 0x60F, 48000}},
+    {"DtsVob", k51Side, 48000, "-c:a dca -strict -2 -f vob in.vob", "", R::Decode, "s32le", C::Lsb,
+     1, 0, 0, W{6, 24, 0x60F, 48000}},
+    {"DtsSpdif", k51Side, 48000, "-c:a dca -strict -2 in.dts", "--spdif", R::Spdif, "", C::Exact, 0,
+     0, 0, W{2, 16, 0x3, 48000}},
+    // A CD rip: 1792-byte frames at 1234 kbit/s, 2048 bytes in 14-bit words
+    // behind a PCM header (the other word forms are the parser test's).
+    {"DtsCd14InWav", kStereo, 44100, "-c:a dca -strict -2 -b:a 1234k -f dts in.dts", "", R::Decode,
+     "s32le", C::Lsb, 1, 0, 0, W{2, 24, 0x3, 44100}, nullptr, dts14LittleInWav, "cd.wav"},
+    // MLP and TrueHD: the source PCM, then less than one access unit of silence.
+    {"MlpRaw6ch96k24", k51, 96000, "-c:a mlp -strict -2 in.mlp", "", R::Source, "s24le", C::Exact,
+     0, 160, 0, W{6, 24, 0x3F, 96000}, k51, nullptr, nullptr, "", "s24le", {}, 0.3},
+    {"MlpRaw2ch44k16", kStereo, 44100, "-c:a mlp -strict -2 in.mlp", "", R::Source, "s16le",
+     C::Exact, 0, 160, 0, W{2, 24, 0x3, 44100}, nullptr, nullptr, nullptr, "", "s16le", {}, 0.3},
+    {"TrueHdRaw", k51, 48000, "-c:a truehd -strict -2 in.thd", "", R::Source, "s24le", C::Exact, 0,
+     160, 0, W{6, 24, 0x3F, 48000}, nullptr, nullptr, nullptr, "", "s24le", {}, 0.3},
+    {"TrueHdMkv", k51, 48000, "-c:a truehd -strict -2 in.mkv", "", R::Source, "s24le", C::Exact, 0,
+     160, 0, W{6, 24, 0x3F, 48000}, nullptr, nullptr, nullptr, "", "s24le", {}, 0.3},
+    {"TrueHdMp4", k50, 96000, "-c:a truehd -strict -2 in.mp4", "", R::Source, "s16le", C::Exact, 0,
+     160, 0, W{5, 24, 0x1F, 96000}, nullptr, nullptr, nullptr, "", "s16le", {}, 0.3},
+    {"TrueHdM2ts", kStereo, 192000, "-c:a truehd -strict -2 in.m2ts", "", R::Source, "s24le",
+     C::Exact, 0, 160, 0, W{2, 24, 0x3, 192000}, nullptr, nullptr, nullptr, "", "s24le", {}, 0.1},
+    {"MlpDvdAudioAob", k51, 96000, "-c:a mlp -strict -2 in.mlp", "", R::Source, "s24le", C::Exact,
+     0, 160, 0, W{6, 24, 0x3F, 96000}, nullptr, aobMlp, "in.aob", "", "s24le", {}, 0.3},
+    {"TrueHdHdDvdEvo", k51, 48000, "-c:a truehd -strict -2 in.thd", "", R::Source, "s24le",
+     C::Exact, 0, 160, 0, W{6, 24, 0x3F, 48000}, nullptr, evoMlp, "in.evo", "", "s24le", {}, 0.3},
+    // The real 7.1 TrueHD stream with two- and six-channel presentations.
+    {"TrueHdVectorMp4", "", 0, "androidx_media/mp4_sample_dthd.mp4", "", R::Decode, "s24le",
+     C::Exact, 0, 0, 0, W{8, 24, 0xFF, 48000}},
+    // MPEG audio layers: libmpg123 against ffmpeg's decoder; Matroska stamps in
+    // milliseconds, so its end padding is cut to the nearest one.
+    {"Mp3Raw", kStereo, 44100, "-c:a libmp3lame -b:a 192k in.mp3", "", R::Decode, "s16le", C::Snr,
+     70, 0, 0, W{2, 16, 0x3, 44100}, kStereo, nullptr, nullptr, "", nullptr, {}, 1},
+    {"Mp3Mp4", kStereo, 44100, "-c:a libmp3lame -b:a 192k in.mp4", "", R::Decode, "s16le", C::Snr,
+     70, 0, 0, W{2, 16, 0x3, 44100}, nullptr, nullptr, nullptr, "", nullptr, {}, 1},
+    {"Mp3Mkv", kStereo, 44100, "-c:a libmp3lame -b:a 192k in.mkv", "", R::Decode, "s16le", C::Snr,
+     70, 44, 0, W{2, 16, 0x3, 44100}, nullptr, nullptr, nullptr, "", nullptr, {}, 1},
+    {"Mp2Vob", kStereo, 48000, "-c:a mp2 -b:a 192k -f vob in.vob", "", R::Decode, "s16le", C::Snr,
+     70, 0, 0, W{2, 16, 0x3, 48000}, kStereo, nullptr, nullptr, "", nullptr, {}, 1},
+    {"Mp2Ts", kStereo, 48000, "-c:a mp2 -b:a 192k in.ts", "", R::Decode, "s16le", C::Snr, 70, 0, 0,
+     W{2, 16, 0x3, 48000}, nullptr, nullptr, nullptr, "", nullptr, {}, 1},
+    {"Mp3VectorXing", "", 0, "androidx_media/mp3_bear-vbr-xing-header.mp3", "", R::Decode, "s16le",
+     C::Snr, 80, 0, 0, W{2, 16, 0x3, 48000}},
+    {"Mp2VectorProgramStream", "", 0, "androidx_media/ts_sample_h262_mpeg_audio.ps", "", R::Decode,
+     "s16le", C::Snr, 80, 0, -1152, W{1, 16, 0x4, 44100}},
+    {"Mp3VectorNonstandard", "", 0, "minimp3/l3-nonstandard-sin1k0db_lame_vbrtag.bit", "",
+     R::Decode, "s16le", C::Snr, 80, 0, 0, W{2, 16, 0x3, 44100}},
+    // AAC through FAAD2 against ffmpeg's decoder; FAAD2 holds one unit back.
+    {"AacM4a", k51, 48000, "-c:a aac in.m4a", "", R::Decode, "s16le", C::Snr, 50, 2048, 0,
+     W{6, 16, 0x3F, 48000}, k51},
+    {"AacAdts", k51, 48000, "-c:a aac -f adts in.aac", "", R::Decode, "s16le", C::Snr, 50, 2048,
+     -1024, W{6, 16, 0x3F, 48000}},
+    {"AacMkv", k51, 48000, "-c:a aac in.mkv", "", R::Decode, "s16le", C::Snr, 50, 2048, -1024,
+     W{6, 16, 0x3F, 48000}},
+    {"AacLatmTs", k51, 48000, "-c:a aac -mpegts_flags latm in.ts", "", R::Decode, "s16le", C::Snr,
+     50, 2048, -1024, W{6, 16, 0x3F, 48000}},
+    {"AacLoas", k51, 48000, "-c:a aac -f latm in.loas", "", R::Decode, "s16le", C::Snr, 50, 2048,
+     -1024, W{6, 16, 0x3F, 48000}},
+    // HE-AAC: the file takes the decoded rate (SBR doubles the announced one)
+    // and FAAD2's mono on both fronts.
+    {"HeAacVectorTs", "", 0, "mediabunny/no-initial-keyframe.ts", "", R::Decode, "s16le", C::Snr,
+     60, 2048, -2048, W{2, 16, 0x3, 44100}},
+    {"HeAacVectorMonoM4a", "", 0, "taglib/zero-length-mdat.m4a", "", R::Decode, "s16le", C::Snr, 60,
+     2048, -2048, W{2, 16, 0x3, 44100}, nullptr, nullptr, nullptr, "", nullptr, {0}},
+    // Vorbis as float: both decoders are libvorbis-compatible floating point.
+    {"VorbisOgg", k51, 48000, "-c:a libvorbis -q:a 6 in.ogg", "--bits float", R::Decode, "f32le",
+     C::Snr, 90, 0, 0, W{6, 32, 0x3F, 48000}, k51},
+    {"VorbisWebm", k51, 48000, "-c:a libvorbis -q:a 6 in.webm", "--bits float", R::Decode, "f32le",
+     C::Snr, 90, 0, 0, W{6, 32, 0x3F, 48000}},
+    {"VorbisMp4", k51, 48000, "-c:a libvorbis -q:a 6 in.mp4", "--bits float", R::Decode, "f32le",
+     C::Snr, 90, 0, 0, W{6, 32, 0x3F, 48000}},
+    {"VorbisVectorOgg", "", 0, "androidx_media/ogg_bear_vorbis.ogg", "--bits float", R::Decode,
+     "f32le", C::Snr, 90, 0, 0, W{2, 32, 0x3, 48000}},
+    {"VorbisVectorWebmMono", "", 0, "androidx/mkv_bbb_1ch_12kHz_q10_vorbis.webm", "--bits float",
+     R::Decode, "f32le", C::Snr, 90, 0, 0, W{1, 32, 0x4, 12000}},
+    // AMR against ffmpeg's decoders (a different implementation), which
+    // decode one frame of each packet: their reference is the frames as .amr.
+    {"AmrNbVector", "", 0, "androidx_media/amr_sample_nb.amr", "", R::Decode, "s16le", C::Snr, 33,
+     320, 0, W{1, 16, 0x4, 8000}},
+    {"AmrWbVectorAwb", "", 0, "androidx_media/amr_sample_wb.amr", "", R::Decode, "s16le", C::Snr,
+     14, 320, 0, W{1, 16, 0x4, 16000}, nullptr, same, "in.awb"},
+    {"AmrNbVector3gp", "", 0, "androidx_media/3gp_bbb_mono_8kHz_12.2kbps_amrnb.3gp", "", R::Decode,
+     "s16le", C::Snr, 28, 320, -50, W{1, 16, 0x4, 8000}},
+    {"AmrVectorMov3gp", "", 0, "mp4parser/MOV00006.3gp", "", R::Decode, "s16le", C::Snr, 24, 320, 0,
+     W{1, 16, 0x4, 8000}},
+};
+// clang-format on
+
+SampleFormat formatOf(const std::string& ffmpegFormat)
+{
+    if (ffmpegFormat == "s24le")
+        return SampleFormat::S24;
+    if (ffmpegFormat == "s32le")
+        return SampleFormat::S32;
+    if (ffmpegFormat == "f32le")
+        return SampleFormat::F32;
+    return SampleFormat::S16;
+}
+
+SampleFormat formatOf(const WavFile& wav)
+{
+    if (wav.bitsPerSample() == 32)
+        return wav.read16(24) == 3 ? SampleFormat::F32 : SampleFormat::S32;
+    return wav.bitsPerSample() == 24 ? SampleFormat::S24 : SampleFormat::S16;
+}
+
+// The AC-3 frames inside a run of 6144-byte bursts, back in stream order.
+Bytes burstPayloads(const Bytes& bursts)
+{
+    Bytes ac3;
+    for (size_t b = 0; b + 6144 <= bursts.size(); b += 6144) {
+        size_t bytes = size_t(bursts[b + 6] | (bursts[b + 7] << 8)) / 8;
+        for (size_t i = 0; i + 1 < bytes; i += 2) {
+            ac3.push_back(bursts[b + 8 + i + 1]);
+            ac3.push_back(bursts[b + 8 + i]);
+        }
+    }
+    return ac3;
+}
+
+void PrintTo(const Row& row, std::ostream* out)
+{
+    *out << row.name;
+}
+
+class TavioContainers : public ::testing::TestWithParam<Row> {
+protected:
+    // Makes the row's stream; returns the made file (before any repacking).
+    std::string make(const Row& row)
+    {
+        std::string spec = row.made;
+        if (!*row.speakers)
+            return vectorPath(spec);
+        std::string name = spec.substr(spec.rfind(' ') + 1),
+                    options = spec.substr(0, spec.rfind(' '));
+        ToneSignal signal{row.speakers, row.rate, row.seconds};
+        if (row.sourceFormat) {
+            // Encoded from raw PCM written first, the exact reference.
+            source = folder.file(std::string("source.") + row.sourceFormat);
+            EXPECT_TRUE(encodeTones(source, signal, std::string("-f ") + row.sourceFormat));
+            std::string layout = row.speakers;
+            EXPECT_TRUE(runCommand("ffmpeg -v error -nostdin -f " + std::string(row.sourceFormat) +
+                                   " -ar " + std::to_string(row.rate) + " -ch_layout " + layout +
+                                   " -i " + source + " " + options + " -y " + folder.file(name)));
+        } else {
+            EXPECT_TRUE(encodeTones(folder.file(name), signal, options)) << spec;
+        }
+        return folder.file(name);
+    }
+
+    TempFolder folder;
+    std::string source;
+};
+
+TEST_P(TavioContainers, DecodesLikeItsReference)
+{
+    const Row& row = GetParam();
+    REQUIRE_FFMPEG();
+    if (!*row.speakers) {
+        REQUIRE_VECTOR(row.made);
+    }
+    std::string made = make(row), input = made;
+    if (row.repack) {
+        input = folder.file(row.input);
+        writeBytes(input, row.repack(readBytes(made)));
+    }
+    if (std::string(row.name).rfind("Amr", 0) == 0) {
+        // ffmpeg decodes one frame per packet: its reference reads the frames
+        // as a .amr file.
+        std::string frames = folder.file("frames.amr");
+        ASSERT_TRUE(
+            runCommand("ffmpeg -v error -i " + made + " -map 0:a -c copy -f amr -y " + frames));
+        made = frames;
+    }
+    std::string out = folder.file("out.wav"), errors;
+    ASSERT_EQ(runTavio(input + " -q " + row.options + " -o " + out, &errors), 0) << errors;
+    WavFile wav = readWav(out);
+    bool spdif = row.reference == R::Spdif || row.reference == R::Bursts;
+    EXPECT_EQ(wav.formatTag(), spdif ? 0x0092 : 0xFFFE);
+    EXPECT_EQ(wav.channels(), row.wave.channels);
+    EXPECT_EQ(wav.bitsPerSample(), row.wave.bits);
+    EXPECT_EQ(wav.channelMask(), row.wave.mask);
+    EXPECT_EQ(wav.sampleRate(), row.wave.rate);
+    if (row.reference == R::Spdif) {
+        Bytes reference = commandOutput("ffmpeg -v error -i " + made + " -c copy -f spdif -");
+        EXPECT_TRUE(wav.data == reference) << wav.data.size() << " vs " << reference.size();
+        return;
+    }
+
+    std::vector<double> ours = samplesOf(wav.data, formatOf(wav)), reference;
+    int channels = row.wave.channels;
+    if (row.reference == R::Source) {
+        reference = samplesOf(readBytes(source), formatOf(row.referenceFormat));
+    } else {
+        reference = samplesOf(referenceDecode(made, row.referenceFormat, row.referenceOptions),
+                              formatOf(row.referenceFormat));
+    }
+    if (row.reference == R::Bursts) {
+        writeBytes(folder.file("bursts.ac3"), burstPayloads(wav.data));
+        ours = samplesOf(referenceDecode(folder.file("bursts.ac3"), "s16le"), SampleFormat::S16);
+        channels = 6;
+    }
+    if (row.placed) {
+        EXPECT_TRUE(tonesOnSpeakers(ours, channels, int(row.wave.rate), speakerTones(row.placed),
+                                    size_t(row.wave.rate / 10)));
+    }
+    if (!row.picked.empty()) {
+        ours = pickChannels(ours, channels, row.picked);
+        channels = int(row.picked.size());
+    }
+    ASSERT_FALSE(ours.empty());
+    long frames = long(ours.size()) / channels, referenceFrames = long(reference.size()) / channels;
+    if (row.compare == C::Snr) {
+        PcmMatch match = alignedSnr(reference, ours, channels);
+        std::cout << "[ snr ] " << row.name << ": " << match.snr << " dB, shift " << match.shift
+                  << std::endl;
+        EXPECT_GE(match.snr, row.tolerance);
+        EXPECT_EQ(match.shift, row.shift);
+    } else {
+        double lsb = std::ldexp(1.0, 1 - row.wave.bits);
+        EXPECT_LE(maxDifference(reference, ours), row.tolerance * lsb);
+        std::cout << "[ snr ] " << row.name << ": " << snrDb(reference, ours) << " dB" << std::endl;
+    }
+    EXPECT_LE(std::labs(frames - referenceFrames), row.slackFrames)
+        << frames << " frames vs " << referenceFrames;
+    if (row.reference == R::Source) {
+        EXPECT_GE(frames, referenceFrames);
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, TavioContainers, ::testing::ValuesIn(kRows), [](const auto& info) {
+    return std::string(info.param.name);
+});
+
+}  // namespace

@@ -1,0 +1,49 @@
+// The WAVE writer: exact sizes, RIFF below the limit and RF64 with its ds64
+// chunk above it, the same samples either way.
+#include <gtest/gtest.h>
+
+#include "host/wav_writer.h"
+#include "support/files.h"
+#include "support/wav_file.h"
+
+namespace {
+
+TEST(WavWriter, SmallFilesAreRiffAndLargeOnesRf64WithTheSameData)
+{
+    TempFolder folder;
+    std::vector<uint8_t> pcm(10000);
+    for (size_t i = 0; i < pcm.size(); ++i)
+        pcm[i] = uint8_t(i * 7);
+    WAVEFORMATEX wave{WAVE_FORMAT_PCM, 2, 48000, 192000, 4, 16, 0};
+    std::vector<uint8_t> format(reinterpret_cast<uint8_t*>(&wave),
+                                reinterpret_cast<uint8_t*>(&wave) + 18);
+    for (bool large : {false, true}) {
+        std::string path = folder.file(large ? "large.wav" : "small.wav");
+        WavWriter writer;
+        if (large)
+            writer.setRiffLimitForTesting(5000);
+        ASSERT_TRUE(writer.open(path, fileWaveFormat(format)));
+        writer.write(pcm.data(), 3000);
+        writer.write(pcm.data() + 3000, pcm.size() - 3000);
+        ASSERT_TRUE(writer.close());
+        auto bytes = readBytes(path);
+        WavFile wav;
+        ASSERT_TRUE(parseWav(bytes, wav));
+        EXPECT_EQ(wav.data, pcm);
+        EXPECT_EQ(wav.formatTag(), WAVE_FORMAT_EXTENSIBLE);
+        EXPECT_EQ(wav.channelMask(), 0x3u);
+        EXPECT_EQ(wav.bitsPerSample(), 16);
+        EXPECT_EQ(wav.form, large ? "RF64" : "RIFF");
+        EXPECT_EQ(wav.hasDs64, large);
+        if (large) {
+            EXPECT_EQ(wav.riffSize, 0xFFFFFFFFu);
+            EXPECT_EQ(wav.dataSizeField, 0xFFFFFFFFu);
+            EXPECT_EQ(wav.ds64RiffSize, bytes.size() - 8);
+            EXPECT_EQ(wav.ds64DataSize, pcm.size());
+        } else {
+            EXPECT_EQ(wav.riffSize, bytes.size() - 8);
+        }
+    }
+}
+
+}  // namespace
