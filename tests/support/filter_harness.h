@@ -1,6 +1,7 @@
 // The whole filter between a push source and a recording sink, for tests
 // that drive it through its pins: parameters reset, logs captured, every
-// COM object accounted for at the end.
+// COM object accounted for at the end, and no assertion fired that the test
+// did not announce with `assertions.expect(n)`.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -10,6 +11,7 @@
 #include <vector>
 
 #include "config/config_test_support.h"
+#include "support/assertion_guard.h"
 #include "filter/TvFilter.h"
 #include "filter/TvInputPin.h"
 #include "host/graph.h"
@@ -62,6 +64,7 @@ protected:
         }
         EXPECT_EQ(CBaseObject::ObjectsActive(), 0);
         resetParametersForTesting();
+        assertions.check();
     }
 
     HRESULT push(const uint8_t* data, size_t size, const REFERENCE_TIME* start = nullptr,
@@ -108,6 +111,7 @@ protected:
 
     TempRoot root;
     CapturedLog log{root};
+    AssertionGuard assertions;
     Graph graph;
     TvFilter* filter = nullptr;
     PushSource* source = nullptr;
