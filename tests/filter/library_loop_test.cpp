@@ -30,10 +30,11 @@ namespace {
 #ifdef TAVIO_TEST_UNDER_ASAN
 constexpr int kRounds = 10;
 #else
-constexpr int kRounds = 50;
+constexpr int kRounds = 20;
 #endif
 // Growth allowed from the end of the first round to the end of the last:
-// allocator slack, not a leak of a filter's worth per round.
+// allocator slack, not a leak of a filter's worth per round. LeakSanitizer
+// finds a leak in one round; twenty let a library's per-load growth show.
 constexpr double kResidentGrowthBoundMb = 4.0;
 
 struct Round {

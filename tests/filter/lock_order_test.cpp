@@ -49,7 +49,7 @@ TEST_F(LockOrder, InBandTypeChangesRaceFlushesAndStops)
                 ++changesTaken;
         }
     });
-    for (int round = 0; round < 200; ++round) {
+    for (int round = 0; round < 100; ++round) {
         ASSERT_EQ(source->DeliverBeginFlush(), S_OK);
         ASSERT_EQ(source->DeliverEndFlush(), S_OK);
         if (round % 4 == 3) {
