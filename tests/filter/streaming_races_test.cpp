@@ -16,6 +16,7 @@
 #include "platform/codecapi.h"
 #include "support/ffmpeg.h"
 #include "support/files.h"
+#include "filter/stream_text.h"
 #include "support/filter_harness.h"
 #include "support/guid_variant.h"
 #include "support/wave_type.h"
@@ -82,27 +83,8 @@ public:
             ITavioStreamInfo* info = nullptr;
             if ((control->*get)(&info) != S_OK || !info)
                 continue;
-            DWORD d = 0;
-            WORD w = 0;
-            info->GetSpdif(&d);
-            info->GetStreamType(&d);
-            info->GetBitRate(&d);
-            info->GetFrameSize(&d);
-            info->GetSampleRate(&d);
-            info->GetBitsPerSample(&w);
-            info->GetSamplesPerFrame(&d);
-            info->GetChannelMask(&d);
-            info->GetRemixMode(&d);
-            info->GetChannels(&w);
-            ITavioAc3StreamInfo* ac3 = nullptr;
-            if (info->QueryInterface(IID_ITavioAc3StreamInfo, reinterpret_cast<void**>(&ac3)) ==
-                S_OK) {
-                ac3->GetKaraokeMode(&d);
-                ac3->GetAcmod(&d);
-                ac3->GetBsmod(&d);
-                ac3->GetLfeon(&d);
-                ac3->Release();
-            }
+            // The page text reads every field, the AC-3 details included.
+            streamText(info);
             info->Release();
         }
     }
