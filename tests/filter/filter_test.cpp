@@ -1,14 +1,10 @@
-// The filter assembled between a push source and a recording sink: DVD
-// packets bit-exact with their stamps, input cut anywhere, and the stream
-// events (discontinuity, flush, new segment, end of stream, stop, a refused
+// The filter assembled between a push source and a recording sink: input
+// cut anywhere, and the stream events (discontinuity, flush, new segment, end of stream, stop, a refused
 // in-band type, a downstream that stops taking samples).
 #include <gtest/gtest.h>
 
 #include <random>
 
-#include "host/parsers/program_stream.h"
-#include "support/ffmpeg.h"
-#include "support/files.h"
 #include "support/filter_harness.h"
 #include "support/media_types.h"
 
@@ -17,49 +13,6 @@ namespace {
 CMediaType lpcmType(const GUID& major) { return waveType(major, MEDIASUBTYPE_DVD_LPCM_AUDIO, WAVE_FORMAT_PCM, 48000, 2, 16); }
 
 using FilterTest = FilterHarness;
-
-TEST_F(FilterTest, DvdPacketsDecodeLikeTheReferenceDecoderWithStamps)
-{
-    REQUIRE_FFMPEG();
-    TempFolder folder;
-    std::string vob = folder.file("in.vob");
-    ASSERT_TRUE(encodeTones(vob, {"FL+FR", 48000, 1.0, 0.8}, "-c:a pcm_dvd -sample_fmt s16 -f vob"));
-    auto reference = referenceDecode(vob, "s16le");
-    ASSERT_FALSE(reference.empty());
-    std::vector<PesPacket> packets;
-    ASSERT_TRUE(readProgramStreamFile(vob, packets));
-
-    build(lpcmType(MEDIATYPE_MPEG2_PES));
-    size_t pushed = 0;
-    for (const PesPacket& packet : packets) {
-        if (packet.substreamId != 0xA0)
-            continue;
-        REFERENCE_TIME start = packet.ptsReferenceTime;
-        ASSERT_EQ(push(packet.payload.data(), packet.payload.size(), packet.hasPts ? &start : nullptr), S_OK);
-        ++pushed;
-    }
-    ASSERT_EQ(source->DeliverEndOfStream(), S_OK);
-    EXPECT_EQ(output(), reference);
-    auto samples = sink->Samples();
-    ASSERT_EQ(samples.size(), pushed);
-    // Each packet comes out as one sample stamped with its PTS moved back by
-    // the audio before its first access unit (size - pointer + 4 bytes in
-    // whole stereo frames), lasting as long as its bytes.
-    size_t index = 0;
-    for (const PesPacket& packet : packets) {
-        if (packet.substreamId != 0xA0)
-            continue;
-        const ReceivedSample& s = samples[index++];
-        ASSERT_TRUE(s.hasStart) << index;
-        EXPECT_EQ(s.stop - s.start, REFERENCE_TIME(s.data.size() / 4) * 10000000 / 48000) << index;
-        if (packet.hasPts) {
-            int pointer = (packet.payload[2] << 8) | packet.payload[3];
-            int64_t bytes = int64_t(packet.payload.size()) - pointer + 4;
-            EXPECT_EQ(s.start, packet.ptsReferenceTime - (bytes / 4) * 10000000 / 48000) << index;
-        }
-    }
-    EXPECT_EQ(sink->EndOfStreamCount(), 1);
-}
 
 TEST_F(FilterTest, InputCutAnywhereGivesTheSameBytes)
 {

@@ -1,10 +1,12 @@
-// Streams whose packets carry their own stamps, through the whole filter:
+// Streams whose packets carry their own stamps, through the whole filter
+// (DVD-Video, Blu-ray and Vorbis):
 // the output equals the reference decoder's (bit-exact for LPCM, within a
 // stated SNR for Vorbis) and each delivered sample starts at the time of the
 // packet that made it. Packets that make no output come first.
 #include <gtest/gtest.h>
 
 #include "host/input_source.h"
+#include "host/parsers/program_stream.h"
 #include "support/av_packets.h"
 #include "support/ffmpeg.h"
 #include "support/files.h"
@@ -106,6 +108,51 @@ TEST_P(ReferenceStreams, OutputAndStampsFollowThePackets)
             EXPECT_EQ(samples[i].start, packet.start) << i;
         }
     }
+}
+
+// DVD packets cut the audio anywhere; each carries the PTS of the first
+// access unit that starts in it.
+TEST_F(FilterHarness, DvdPacketsDecodeLikeTheReferenceDecoderWithStamps)
+{
+    REQUIRE_FFMPEG();
+    TempFolder folder;
+    std::string vob = folder.file("in.vob");
+    ASSERT_TRUE(encodeTones(vob, {"FL+FR", 48000, 1.0, 0.8}, "-c:a pcm_dvd -sample_fmt s16 -f vob"));
+    auto reference = referenceDecode(vob, "s16le");
+    ASSERT_FALSE(reference.empty());
+    std::vector<PesPacket> packets;
+    ASSERT_TRUE(readProgramStreamFile(vob, packets));
+
+    build(waveType(MEDIATYPE_MPEG2_PES, MEDIASUBTYPE_DVD_LPCM_AUDIO, WAVE_FORMAT_PCM, 48000, 2, 16));
+    size_t pushed = 0;
+    for (const PesPacket& packet : packets) {
+        if (packet.substreamId != 0xA0)
+            continue;
+        REFERENCE_TIME start = packet.ptsReferenceTime;
+        ASSERT_EQ(push(packet.payload.data(), packet.payload.size(), packet.hasPts ? &start : nullptr), S_OK);
+        ++pushed;
+    }
+    ASSERT_EQ(source->DeliverEndOfStream(), S_OK);
+    EXPECT_EQ(output(), reference);
+    auto samples = sink->Samples();
+    ASSERT_EQ(samples.size(), pushed);
+    // Each packet comes out as one sample stamped with its PTS moved back by
+    // the audio before its first access unit (size - pointer + 4 bytes in
+    // whole stereo frames), lasting as long as its bytes.
+    size_t index = 0;
+    for (const PesPacket& packet : packets) {
+        if (packet.substreamId != 0xA0)
+            continue;
+        const ReceivedSample& s = samples[index++];
+        ASSERT_TRUE(s.hasStart) << index;
+        EXPECT_EQ(s.stop - s.start, REFERENCE_TIME(s.data.size() / 4) * 10000000 / 48000) << index;
+        if (packet.hasPts) {
+            int pointer = (packet.payload[2] << 8) | packet.payload[3];
+            int64_t bytes = int64_t(packet.payload.size()) - pointer + 4;
+            EXPECT_EQ(s.start, packet.ptsReferenceTime - (bytes / 4) * 10000000 / 48000) << index;
+        }
+    }
+    EXPECT_EQ(sink->EndOfStreamCount(), 1);
 }
 
 INSTANTIATE_TEST_SUITE_P(Streams, ReferenceStreams, ::testing::ValuesIn(kStreams),
