@@ -41,27 +41,32 @@ TEST_P(ParameterFile, LinesSetValuesOrStopTheReading)
 }
 
 INSTANTIATE_TEST_SUITE_P(
-    Lines, ParameterFile,
-    ::testing::Values(FileCase{"", 4, 65536, false, ""},  // the defaults
-                      FileCase{"outputBufferCount= 8\n", 8, 65536, false, ""},
-                      FileCase{"  \n\toutputBufferCount=8", 8, 65536, false, ""},
-                      FileCase{"# outputBufferCount=8\n", 4, 65536, false, ""},
-                      FileCase{"outputBufferCount=8 # eight\noutputBufferSize=1024\n", 8, 1024, false, ""},
-                      FileCase{"outputBufferCount=8 outputBufferSize=1024 spdif=0\n", 8, 1024, true, ""},
-                      FileCase{"outputBufferCount=8\noutputBufferCount=2\n", 2, 65536, false, ""},
-                      // An unknown name or a bad value stops the reading.
-                      FileCase{"spdif = 1\noutputBufferCount=8\n", 4, 65536, false, ""},
-                      FileCase{"x16=true\noutputBufferCount=8\n", 4, 65536, false, ""},
-                      FileCase{"outputBufferCount=eight\noutputBufferSize=1024\n", 0, 65536, false, ""},
-                      FileCase{"logFile=C:\\my log.txt\noutputBufferCount=8\n", 4, 65536, false, "C:\\my"},
-                      FileCase{"outputBuffer\nCount=8\n", 4, 65536, false, ""},
-                      FileCase{"spdif=1", 4, 65536, true, ""}),
-    [](const ::testing::TestParamInfo<FileCase>& info) { return "Line" + std::to_string(info.index); });
+    Lines,
+    ParameterFile,
+    ::testing::Values(
+        FileCase{"", 4, 65536, false, ""},  // the defaults
+        FileCase{"outputBufferCount= 8\n", 8, 65536, false, ""},
+        FileCase{"  \n\toutputBufferCount=8", 8, 65536, false, ""},
+        FileCase{"# outputBufferCount=8\n", 4, 65536, false, ""},
+        FileCase{"outputBufferCount=8 # eight\noutputBufferSize=1024\n", 8, 1024, false, ""},
+        FileCase{"outputBufferCount=8 outputBufferSize=1024 spdif=0\n", 8, 1024, true, ""},
+        FileCase{"outputBufferCount=8\noutputBufferCount=2\n", 2, 65536, false, ""},
+        // An unknown name or a bad value stops the reading.
+        FileCase{"spdif = 1\noutputBufferCount=8\n", 4, 65536, false, ""},
+        FileCase{"x16=true\noutputBufferCount=8\n", 4, 65536, false, ""},
+        FileCase{"outputBufferCount=eight\noutputBufferSize=1024\n", 0, 65536, false, ""},
+        FileCase{"logFile=C:\\my log.txt\noutputBufferCount=8\n", 4, 65536, false, "C:\\my"},
+        FileCase{"outputBuffer\nCount=8\n", 4, 65536, false, ""},
+        FileCase{"spdif=1", 4, 65536, true, ""}),
+    [](const ::testing::TestParamInfo<FileCase>& info) {
+        return "Line" + std::to_string(info.index);
+    });
 
 TEST(ParameterTypes, UnsignedSignedAndWordValues)
 {
     resetParametersForTesting();
-    std::istringstream in("remixMask=4294967295 singleChannel=-3 showStat=1 inputLog=/tmp/in.bin\n");
+    std::istringstream in(
+        "remixMask=4294967295 singleChannel=-3 showStat=1 inputLog=/tmp/in.bin\n");
     readParameters(in);
     EXPECT_EQ(PremixMask(), 4294967295u);
     EXPECT_EQ(PsingleChannel(), -3);

@@ -61,9 +61,9 @@ struct RemixCase {
     unsigned outputMask;
     int down, up, single;
     int frames;
-    int outChan;      // 0: the sample is left as it was
-    int picked;       // the input channel a one-channel output carries, or -1
-    uint32_t mask;    // of the output
+    int outChan;    // 0: the sample is left as it was
+    int picked;     // the input channel a one-channel output carries, or -1
+    uint32_t mask;  // of the output
     unsigned long assertions;
 };
 
@@ -73,7 +73,8 @@ const RemixCase kRemixCases[] = {
     // Right-only is not converted first: float fails the one-channel step.
     {"RightOnlyOfFloat", 2, STFloat, 0x3, RemixRightOnly, RemixNone, 0, 512, 0, -1, 0, 1},
     {"SingleChannelOfSix", 6, ST16Bit, 0x3, RemixSingleChannel, RemixNone, 2, 100, 1, 2, 0x4, 0},
-    {"SingleChannelTheStreamLacks", 6, ST16Bit, 0x3, RemixSingleChannel, RemixNone, 7, 100, 0, -1, 0, 0},
+    {"SingleChannelTheStreamLacks", 6, ST16Bit, 0x3, RemixSingleChannel, RemixNone, 7, 100, 0, -1,
+     0, 0},
     {"SameLayoutIsLeftAlone", 2, ST16Bit, 0x3, RemixSingleChannel, RemixNone, 0, 64, 0, -1, 0, 0},
     {"UpmixToFive", 2, ST16Bit, 0x37, RemixNone, RemixProLogicUpmix, 0, 1024, 5, -1, 0x37, 0},
     // The library takes whole blocks of 8 frames, at most 8192 bytes.
@@ -121,8 +122,12 @@ TEST_P(RemixTable, ChannelsLandWhereTheModeSays)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Modes, RemixTable, ::testing::ValuesIn(kRemixCases),
-                         [](const ::testing::TestParamInfo<RemixCase>& info) { return info.param.name; });
+INSTANTIATE_TEST_SUITE_P(Modes,
+                         RemixTable,
+                         ::testing::ValuesIn(kRemixCases),
+                         [](const ::testing::TestParamInfo<RemixCase>& info) {
+                             return info.param.name;
+                         });
 
 TEST_F(Remixer, UpmixNeedsALoadedLibraryAndATargetWithoutLfe)
 {

@@ -48,7 +48,8 @@ const ConversionCase kConversions[] = {
      bytes24({-0x800000, -1, 0, 1, 0x7FFFFF, 0x7FFF80, 0x7FFF7F, 0x000080, -0x000081, 0x123456}),
      bytesOf<int16_t>({-32768, 0, 0, 0, 32767, 32767, 32767, 1, -1, 0x1234})},
     {"Int32To16", ST32Bit, false,
-     bytesOf<int32_t>({INT32_MIN, -1, 0, 1, INT32_MAX, int32_t(0xFFFF8000), 0x00008000, 0x12345678}),
+     bytesOf<int32_t>(
+         {INT32_MIN, -1, 0, 1, INT32_MAX, int32_t(0xFFFF8000), 0x00008000, 0x12345678}),
      bytesOf<int16_t>({-32768, 0, 0, 0, 32767, 0, 1, 0x1234})},
     // 0x3e800300 * 32767 lies just under 8192.5: double arithmetic gives
     // 8192 where float arithmetic would round up.
@@ -56,12 +57,13 @@ const ConversionCase kConversions[] = {
      bytesOf<float>({-1.0f, -2.0f, 0.0f, 0.5f, 1.0f, 2.0f, kInf, -kInf, kNan, 1e-9f,
                      std::bit_cast<float>(0x3e800300u)}),
      bytesOf<int16_t>({-32767, -32768, 0, 16384, 32767, 32767, 32767, -32768, 0, 0, 8192})},
-    {"Int16IsLeftAlone", ST16Bit, false, bytesOf<int16_t>({1, -2, 3}), bytesOf<int16_t>({1, -2, 3})},
+    {"Int16IsLeftAlone", ST16Bit, false, bytesOf<int16_t>({1, -2, 3}),
+     bytesOf<int16_t>({1, -2, 3})},
     // +1.0 wraps to 0x80000000, as recorded output has it.
     {"FloatToInt32", STFloat, true,
      bytesOf<float>({1.0f, 0.5f, -2.0f, -1.0f, 0.0f, -0.5f, 2.0f, kInf, -kInf, kNan}),
-     bytesOf<uint32_t>({0x80000000u, 0x40000000u, 0x80000000u, 0x80000000u, 0u, 0xC0000000u, 0x80000000u,
-                        0x80000000u, 0x80000000u, 0u})},
+     bytesOf<uint32_t>({0x80000000u, 0x40000000u, 0x80000000u, 0x80000000u, 0u, 0xC0000000u,
+                        0x80000000u, 0x80000000u, 0x80000000u, 0u})},
 };
 
 class SampleConversion : public ::testing::TestWithParam<ConversionCase> {};
@@ -84,8 +86,12 @@ TEST_P(SampleConversion, ValuesAndLengthFollowTheRule)
     EXPECT_EQ(sample.data(), c.out);
 }
 
-INSTANTIATE_TEST_SUITE_P(Formats, SampleConversion, ::testing::ValuesIn(kConversions),
-                         [](const ::testing::TestParamInfo<ConversionCase>& info) { return info.param.name; });
+INSTANTIATE_TEST_SUITE_P(Formats,
+                         SampleConversion,
+                         ::testing::ValuesIn(kConversions),
+                         [](const ::testing::TestParamInfo<ConversionCase>& info) {
+                             return info.param.name;
+                         });
 
 TEST(SampleConversionEdges, PartialSamplesAndUnknownTypes)
 {

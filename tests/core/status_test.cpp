@@ -36,7 +36,8 @@ TEST(Status, ReportedMaskAgreesWithTheChannelCount)
     struct Case {
         int chan;
         uint32_t mask, reported;
-    } cases[] = {{2, 0x3F, 0x3}, {2, 0, 0x3}, {2, 0x600, 0x600}, {1, 0, 0x4}, {6, 0x3, 0x3F}, {8, 0, 0xFF}};
+    } cases[] = {{2, 0x3F, 0x3}, {2, 0, 0x3},    {2, 0x600, 0x600},
+                 {1, 0, 0x4},    {6, 0x3, 0x3F}, {8, 0, 0xFF}};
     for (const Case& c : cases) {
         TvStatusLpcm status;
         status.chan = c.chan;

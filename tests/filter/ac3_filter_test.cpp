@@ -19,7 +19,8 @@ namespace {
 
 CMediaType ac3Type()
 {
-    return waveFormatType(&MEDIATYPE_Audio, &MEDIASUBTYPE_DOLBY_AC3, WAVEFORMATEX{0x2000, 6, 48000, 0, 0, 0, 0});
+    return waveFormatType(&MEDIATYPE_Audio, &MEDIASUBTYPE_DOLBY_AC3,
+                          WAVEFORMATEX{0x2000, 6, 48000, 0, 0, 0, 0});
 }
 
 const ToneSignal k51{"FL+FR+FC+LFE+BL+BR", 48000, 0.5, 0.5};
@@ -35,7 +36,8 @@ TEST(KaraokeMode, FromDownmixBitsAndSpeakerAssignment)
         {0x1000, 7, 2}, {0x0804, 7, 0}, {0xFFFF, 2, -1}, {0xFFFF, 3, -1}, {0xFFFF, 8, -1},
     };
     for (const Case& c : cases)
-        EXPECT_EQ(karaokeMode({c.downmix, c.assignment}), c.mode) << std::hex << c.downmix << " " << c.assignment;
+        EXPECT_EQ(karaokeMode({c.downmix, c.assignment}), c.mode)
+            << std::hex << c.downmix << " " << c.assignment;
 }
 
 using Ac3Filter = FilterHarness;
@@ -52,12 +54,15 @@ TEST_F(Ac3Filter, DecodesLikeFfmpegAndTakesTheKaraokeModeFromTheInputPin)
     build(ac3Type());
     // A DVD navigator asks the input pin, not the filter, for the property.
     IKsPropertySet* properties = nullptr;
-    ASSERT_EQ(filter->inputPin()->QueryInterface(IID_IKsPropertySet, reinterpret_cast<void**>(&properties)), S_OK);
+    ASSERT_EQ(filter->inputPin()->QueryInterface(IID_IKsPropertySet,
+                                                 reinterpret_cast<void**>(&properties)),
+              S_OK);
     AM_DvdKaraokeData data{0x1008, 7};
-    EXPECT_EQ(properties->Set(AM_KSPROPSETID_DvdKaraoke, AM_PROPERTY_DVDKARAOKE_DATA, nullptr, 0, &data, 4),
+    EXPECT_EQ(properties->Set(AM_KSPROPSETID_DvdKaraoke, AM_PROPERTY_DVDKARAOKE_DATA, nullptr, 0,
+                              &data, 4),
               E_INVALIDARG);
-    ASSERT_EQ(properties->Set(AM_KSPROPSETID_DvdKaraoke, AM_PROPERTY_DVDKARAOKE_DATA, nullptr, 0, &data,
-                              sizeof data),
+    ASSERT_EQ(properties->Set(AM_KSPROPSETID_DvdKaraoke, AM_PROPERTY_DVDKARAOKE_DATA, nullptr, 0,
+                              &data, sizeof data),
               S_OK);
     properties->Release();
     pushInPieces(readBytes(path), 1000);
@@ -80,7 +85,8 @@ TEST_F(Ac3Filter, DownmixedStreamTellsTheCodedAndTheDeliveredLayout)
     REQUIRE_FFMPEG();
     TempFolder folder;
     std::string path = folder.file("s.ac3");
-    ASSERT_TRUE(encodeTones(path, {"FL+FR+FC+SL+SR", 48000, 0.5, 0.5}, "-c:a ac3 -b:a 384k -f ac3"));
+    ASSERT_TRUE(
+        encodeTones(path, {"FL+FR+FC+SL+SR", 48000, 0.5, 0.5}, "-c:a ac3 -b:a 384k -f ac3"));
     createFilter();
     filter->remixer()->SetOutputConfig(0, 3);
     filter->remixer()->SetDownmixType(0, RemixDecoderDownmix);
@@ -100,7 +106,8 @@ TEST_F(Ac3Filter, DownmixedStreamTellsTheCodedAndTheDeliveredLayout)
     EXPECT_EQ(inMask, 0x37u);
     EXPECT_EQ(outMask, 0x3u);
     ITavioAc3StreamInfo* details = nullptr;
-    ASSERT_EQ(input->QueryInterface(IID_ITavioAc3StreamInfo, reinterpret_cast<void**>(&details)), S_OK);
+    ASSERT_EQ(input->QueryInterface(IID_ITavioAc3StreamInfo, reinterpret_cast<void**>(&details)),
+              S_OK);
     EXPECT_EQ(details->GetAcmod(&acmod), S_OK);
     EXPECT_EQ(acmod, 7u);
     details->Release();
@@ -111,11 +118,15 @@ TEST_F(Ac3Filter, DownmixedStreamTellsTheCodedAndTheDeliveredLayout)
     auto pcm = samplesOf(this->output(), SampleFormat::S32);
     for (const char* speaker : {"FL", "SL"}) {
         double tone = speakerTone(speaker);
-        EXPECT_GT(tonePower(pcm, 2, 0, tone, 48000, 4800), 100 * tonePower(pcm, 2, 1, tone, 48000, 4800)) << speaker;
+        EXPECT_GT(tonePower(pcm, 2, 0, tone, 48000, 4800),
+                  100 * tonePower(pcm, 2, 1, tone, 48000, 4800))
+            << speaker;
     }
     for (const char* speaker : {"FR", "SR"}) {
         double tone = speakerTone(speaker);
-        EXPECT_GT(tonePower(pcm, 2, 1, tone, 48000, 4800), 100 * tonePower(pcm, 2, 0, tone, 48000, 4800)) << speaker;
+        EXPECT_GT(tonePower(pcm, 2, 1, tone, 48000, 4800),
+                  100 * tonePower(pcm, 2, 0, tone, 48000, 4800))
+            << speaker;
     }
 }
 

@@ -6,7 +6,6 @@
 // slow Receive call.
 #include <gtest/gtest.h>
 
-
 #include <algorithm>
 #include <chrono>
 #include <cstdio>
@@ -93,7 +92,10 @@ void makeHostileSample(Hostility kind,
 // flush between them: the stream is encoded once.
 class BoundedMemory : public FilterHarness, public ::testing::WithParamInterface<DecoderRow> {
 protected:
-    void pushHostile(const DecoderRow& row, const DecoderSeed& seed, Hostility kind, const size_t& outputSamples);
+    void pushHostile(const DecoderRow& row,
+                     const DecoderSeed& seed,
+                     Hostility kind,
+                     const size_t& outputSamples);
 };
 
 TEST_P(BoundedMemory, InputBufferMemoryAndCallTimeStayBounded)
@@ -116,14 +118,17 @@ TEST_P(BoundedMemory, InputBufferMemoryAndCallTimeStayBounded)
     quietLogs();
     size_t outputSamples = 0;
     sink->SetSampleHandler([&](const ReceivedSample&) { ++outputSamples; });
-    for (Hostility kind : {Hostility::RandomBytes, Hostility::ValidPacketThenGarbage, Hostility::AlmostSyncs}) {
+    for (Hostility kind :
+         {Hostility::RandomBytes, Hostility::ValidPacketThenGarbage, Hostility::AlmostSyncs}) {
         ASSERT_EQ(source->DeliverBeginFlush(), S_OK);
         ASSERT_EQ(source->DeliverEndFlush(), S_OK);
         pushHostile(row, seed, kind, outputSamples);
     }
 }
 
-void BoundedMemory::pushHostile(const DecoderRow& row, const DecoderSeed& seed, Hostility kind,
+void BoundedMemory::pushHostile(const DecoderRow& row,
+                                const DecoderSeed& seed,
+                                Hostility kind,
                                 const size_t& outputSamples)
 {
     Random rng;
@@ -183,7 +188,11 @@ void BoundedMemory::pushHostile(const DecoderRow& row, const DecoderSeed& seed, 
     EXPECT_LT(slowestMs, kSlowestCallBoundMs);
 }
 
-INSTANTIATE_TEST_SUITE_P(EveryDecoder, BoundedMemory, ::testing::ValuesIn(kDecoderRows),
-                         [](const ::testing::TestParamInfo<DecoderRow>& info) { return info.param.name; });
+INSTANTIATE_TEST_SUITE_P(EveryDecoder,
+                         BoundedMemory,
+                         ::testing::ValuesIn(kDecoderRows),
+                         [](const ::testing::TestParamInfo<DecoderRow>& info) {
+                             return info.param.name;
+                         });
 
 }  // namespace

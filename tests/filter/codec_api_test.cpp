@@ -75,14 +75,16 @@ struct SetCase {
 // Applied in turn to one filter: a refused value leaves everything as the
 // row before set it.
 const SetCase kSetCases[] = {
-    {&kProperty, &CODECAPI_AUDIO_OUTPUT_FORMAT_PCM_STEREO_MATRIXENCODED, false, S_OK, false, 3, 104, 105},
+    {&kProperty, &CODECAPI_AUDIO_OUTPUT_FORMAT_PCM_STEREO_MATRIXENCODED, false, S_OK, false, 3, 104,
+     105},
     {&kProperty, &CODECAPI_AUDIO_OUTPUT_FORMAT_SPDIF_BITSTREAM, false, S_OK, true, 3, 104, 105},
     {&kProperty, &MEDIASUBTYPE_PCM, false, E_FAIL, true, 3, 104, 105},
     {&kProperty, &CODECAPI_AUDIO_OUTPUT_FORMAT_PCM_STEREO, false, S_OK, false, 0, 101, 101},
     {&kProperty, &CODECAPI_AUDIO_OUTPUT_FORMAT_SPDIF_PCM, false, S_OK, false, 3, 104, 104},
     {&kProperty, nullptr, false, CO_E_CLASSSTRING, false, 3, 104, 104},
     {&kProperty, nullptr, true, E_POINTER, false, 3, 104, 104},
-    {&MEDIASUBTYPE_PCM, &CODECAPI_AUDIO_OUTPUT_FORMAT_SPDIF_BITSTREAM, false, E_NOTIMPL, false, 3, 104, 104},
+    {&MEDIASUBTYPE_PCM, &CODECAPI_AUDIO_OUTPUT_FORMAT_SPDIF_BITSTREAM, false, E_NOTIMPL, false, 3,
+     104, 104},
 };
 
 // Starts as plain stereo PCM whatever the parameter file switched on.
@@ -133,7 +135,8 @@ TEST_F(CodecApi, OffersTheFourFormatsOfTheOneProperty)
     ASSERT_EQ(count, 4u);
     const GUID* order[4] = {&CODECAPI_AUDIO_OUTPUT_FORMAT_SPDIF_BITSTREAM,
                             &CODECAPI_AUDIO_OUTPUT_FORMAT_PCM_STEREO_MATRIXENCODED,
-                            &CODECAPI_AUDIO_OUTPUT_FORMAT_PCM_STEREO, &CODECAPI_AUDIO_OUTPUT_FORMAT_SPDIF_PCM};
+                            &CODECAPI_AUDIO_OUTPUT_FORMAT_PCM_STEREO,
+                            &CODECAPI_AUDIO_OUTPUT_FORMAT_SPDIF_PCM};
     for (ULONG i = 0; i < count; ++i) {
         EXPECT_EQ(textOf(values[i]), guidText(*order[i])) << i;
         VariantClear(&values[i]);

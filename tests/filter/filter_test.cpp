@@ -1,6 +1,6 @@
 // The filter assembled between a push source and a recording sink: input
-// cut anywhere, and the stream events (discontinuity, flush, new segment, end of stream, stop, a refused
-// in-band type, a downstream that stops taking samples).
+// cut anywhere, and the stream events (discontinuity, flush, new segment, end of stream, stop, a
+// refused in-band type, a downstream that stops taking samples).
 #include <gtest/gtest.h>
 
 #include <random>
@@ -10,7 +10,10 @@
 
 namespace {
 
-CMediaType lpcmType(const GUID& major) { return waveType(major, MEDIASUBTYPE_DVD_LPCM_AUDIO, WAVE_FORMAT_PCM, 48000, 2, 16); }
+CMediaType lpcmType(const GUID& major)
+{
+    return waveType(major, MEDIASUBTYPE_DVD_LPCM_AUDIO, WAVE_FORMAT_PCM, 48000, 2, 16);
+}
 
 using FilterTest = FilterHarness;
 

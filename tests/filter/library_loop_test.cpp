@@ -7,7 +7,6 @@
 // round.
 #include <gtest/gtest.h>
 
-
 #include <cstdio>
 #include <string>
 

@@ -23,7 +23,10 @@ class PinHost : public CBaseFilter {
 public:
     class Input : public CBaseInputPin {
     public:
-        Input(PinHost* host, HRESULT* phr) : CBaseInputPin("in", host, &host->lock, phr, WIDE("Input")) {}
+        Input(PinHost* host, HRESULT* phr)
+            : CBaseInputPin("in", host, &host->lock, phr, WIDE("Input"))
+        {
+        }
         HRESULT CheckMediaType(const CMediaType*) override { return S_OK; }
     };
 
@@ -42,7 +45,9 @@ public:
     int GetPinCount() override { return 2; }
     CBasePin* GetPin(int n) override
     {
-        return n == 0 ? static_cast<CBasePin*>(input) : n == 1 ? static_cast<CBasePin*>(output) : nullptr;
+        return n == 0   ? static_cast<CBasePin*>(input)
+               : n == 1 ? static_cast<CBasePin*>(output)
+                        : nullptr;
     }
 
     CCritSec lock;
@@ -72,7 +77,8 @@ WAVEFORMATEXTENSIBLE formatOf(const CMediaType& type)
 
 bool isPcm16(const CMediaType& type)
 {
-    return IsEqualGUID(type.subtype, MEDIASUBTYPE_PCM) && formatOf(type).Format.wBitsPerSample == 16;
+    return IsEqualGUID(type.subtype, MEDIASUBTYPE_PCM) &&
+           formatOf(type).Format.wBitsPerSample == 16;
 }
 
 std::vector<uint8_t> floats(std::initializer_list<float> values)
@@ -148,26 +154,45 @@ struct SinkCase {
 };
 
 const SinkCase kSinkCases[] = {
-    {"TakesEverythingNativeUnconverted", nullptr, status(2, ST24Bit), ST24Bit,
+    {"TakesEverythingNativeUnconverted",
+     nullptr,
+     status(2, ST24Bit),
+     ST24Bit,
      {{status(2, ST24Bit), {1, 2, 3, 4, 5, 6}, S_OK, {1, 2, 3, 4, 5, 6}, false}}},
     // 0x7FFF80 rounds to 32767, 0x000080 to 1; 0.5 to 16384, -1 to -32767.
-    {"SixteenBitOnlyGetsTwentyFourBitAndFloatConverted", isPcm16, status(2, ST24Bit), ST16Bit,
-     {{status(2, ST24Bit), {0x80, 0xFF, 0x7F, 0x80, 0x00, 0x00}, S_OK, {0xFF, 0x7F, 0x01, 0x00}, false},
+    {"SixteenBitOnlyGetsTwentyFourBitAndFloatConverted",
+     isPcm16,
+     status(2, ST24Bit),
+     ST16Bit,
+     {{status(2, ST24Bit),
+       {0x80, 0xFF, 0x7F, 0x80, 0x00, 0x00},
+       S_OK,
+       {0xFF, 0x7F, 0x01, 0x00},
+       false},
       {status(2, STFloat), floats({0.5f, -1.0f}), S_OK, {0x00, 0x40, 0x01, 0x80}, true}}},
     {"IntegerOnlyGetsFloatAsThirtyTwoBit",
-     [](const CMediaType& t) { return IsEqualGUID(t.subtype, MEDIASUBTYPE_PCM); }, status(1, STFloat), ST32Bit,
+     [](const CMediaType& t) { return IsEqualGUID(t.subtype, MEDIASUBTYPE_PCM); },
+     status(1, STFloat),
+     ST32Bit,
      {{status(1, STFloat), floats({1.0f}), S_OK, {0, 0, 0, 0x80}, false}}},
     // A change nobody accepts is refused, and offered again next time.
-    {"StereoOnlyRefusesSixChannels", [](const CMediaType& t) { return formatOf(t).Format.nChannels == 2; },
-     status(2, ST16Bit), ST16Bit,
+    {"StereoOnlyRefusesSixChannels",
+     [](const CMediaType& t) { return formatOf(t).Format.nChannels == 2; },
+     status(2, ST16Bit),
+     ST16Bit,
      {{status(6, ST16Bit), std::vector<uint8_t>(12), VFW_E_TYPE_NOT_ACCEPTED, {}, false},
       {status(2, ST16Bit), {1, 2, 3, 4}, S_OK, {1, 2, 3, 4}, true}}},
     // Bursts pass as they are whatever sample type their record names; PCM
     // needs a PCM type this sink refuses.
     {"SpdifOnlyTakesBurstsUnconverted",
      [](const CMediaType& t) { return IsEqualGUID(t.subtype, MEDIASUBTYPE_DOLBY_AC3_SPDIF); },
-     status(2, ST16Bit, true), ST16Bit,
-     {{status(2, ST24Bit, true), {0x72, 0xF8, 0x1F, 0x4E, 1, 0}, S_OK, {0x72, 0xF8, 0x1F, 0x4E, 1, 0}, false},
+     status(2, ST16Bit, true),
+     ST16Bit,
+     {{status(2, ST24Bit, true),
+       {0x72, 0xF8, 0x1F, 0x4E, 1, 0},
+       S_OK,
+       {0x72, 0xF8, 0x1F, 0x4E, 1, 0},
+       false},
       {status(2, ST16Bit), std::vector<uint8_t>(4), VFW_E_TYPE_NOT_ACCEPTED, {}, false}}},
 };
 
@@ -199,8 +224,12 @@ TEST_P(SinkTable, DeliveriesReachTheSinkInATypeItTakes)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Sinks, SinkTable, ::testing::ValuesIn(kSinkCases),
-                         [](const ::testing::TestParamInfo<SinkCase>& info) { return info.param.name; });
+INSTANTIATE_TEST_SUITE_P(Sinks,
+                         SinkTable,
+                         ::testing::ValuesIn(kSinkCases),
+                         [](const ::testing::TestParamInfo<SinkCase>& info) {
+                             return info.param.name;
+                         });
 
 TEST_F(OutputPinTest, AGuardWordBehindEachBufferCatchesOverruns)
 {
@@ -229,7 +258,8 @@ TEST_F(OutputPinTest, StopReleasesAThreadWaitingForABuffer)
     ASSERT_EQ(connect(), S_OK);
     ASSERT_EQ(graph.Run(), S_OK);
     std::vector<IMediaSample*> held;
-    for (IMediaSample* sample = nullptr; held.size() < 4 && host->output->getEmptySample(&sample) == S_OK;)
+    for (IMediaSample* sample = nullptr;
+         held.size() < 4 && host->output->getEmptySample(&sample) == S_OK;)
         held.push_back(sample);
     ASSERT_EQ(held.size(), 4u);
     std::atomic<bool> returned{false};

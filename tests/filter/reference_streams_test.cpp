@@ -27,8 +27,8 @@ bool blurayPackets(const std::string& path, int channels, Stream& stream, std::s
     std::vector<DemuxedPacket> packets;
     if (!readAudioPackets(path, packets, why))
         return false;
-    stream.type = waveType(MEDIATYPE_MPEG2_PES, MEDIASUBTYPE_BDMV_LPCM_AUDIO, WAVE_FORMAT_PCM, 48000,
-                           WORD(channels), 16);
+    stream.type = waveType(MEDIATYPE_MPEG2_PES, MEDIASUBTYPE_BDMV_LPCM_AUDIO, WAVE_FORMAT_PCM,
+                           48000, WORD(channels), 16);
     for (const DemuxedPacket& p : packets)
         stream.packets.push_back({p.data, p.hasTime, p.time, 0});
     return true;
@@ -60,13 +60,31 @@ struct StreamCase {
 const double kExact = std::numeric_limits<double>::infinity();
 
 const StreamCase kStreams[] = {
-    {"BlurayStereo", {"FL+FR", 48000, 0.5, 0.7}, "-c:a pcm_bluray -sample_fmt s16 -f mpegts -mpegts_m2ts_mode 1",
-     "s.m2ts", blurayPackets, "s16le", kExact, 0},
-    {"Bluray51", {"FL+FR+FC+LFE+SL+SR", 48000, 0.5, 0.7},
-     "-c:a pcm_bluray -sample_fmt s16 -f mpegts -mpegts_m2ts_mode 1", "s.m2ts", blurayPackets, "s16le", kExact,
+    {"BlurayStereo",
+     {"FL+FR", 48000, 0.5, 0.7},
+     "-c:a pcm_bluray -sample_fmt s16 -f mpegts -mpegts_m2ts_mode 1",
+     "s.m2ts",
+     blurayPackets,
+     "s16le",
+     kExact,
+     0},
+    {"Bluray51",
+     {"FL+FR+FC+LFE+SL+SR", 48000, 0.5, 0.7},
+     "-c:a pcm_bluray -sample_fmt s16 -f mpegts -mpegts_m2ts_mode 1",
+     "s.m2ts",
+     blurayPackets,
+     "s16le",
+     kExact,
      0},
     // Float output goes to the sink as 32-bit integers.
-    {"Vorbis", {"FL+FR", 48000, 0.5, 0.8}, "-c:a libvorbis -f ogg", "s.ogg", hostPackets, "s32le", 90, 1},
+    {"Vorbis",
+     {"FL+FR", 48000, 0.5, 0.8},
+     "-c:a libvorbis -f ogg",
+     "s.ogg",
+     hostPackets,
+     "s32le",
+     90,
+     1},
 };
 
 class ReferenceStreams : public FilterHarness, public ::testing::WithParamInterface<StreamCase> {};
@@ -91,12 +109,14 @@ TEST_P(ReferenceStreams, OutputAndStampsFollowThePackets)
     if (c.minSnr == kExact) {
         EXPECT_EQ(output(), reference);
     } else {
-        auto format = std::string(c.referenceFormat) == "s16le" ? SampleFormat::S16 : SampleFormat::S32;
+        auto format =
+            std::string(c.referenceFormat) == "s16le" ? SampleFormat::S16 : SampleFormat::S32;
         auto ours = samplesOf(output(), format);
         auto theirs = samplesOf(reference, format);
         // The container's end padding may still be in ours.
         EXPECT_GE(ours.size(), theirs.size());
-        EXPECT_LE(ours.size(), theirs.size() + size_t(stream.packets.back().paddingFrames) * size_t(channels));
+        EXPECT_LE(ours.size(),
+                  theirs.size() + size_t(stream.packets.back().paddingFrames) * size_t(channels));
         EXPECT_GE(snrDb(theirs, ours), c.minSnr);
     }
     auto samples = sink->Samples();
@@ -117,19 +137,23 @@ TEST_F(FilterHarness, DvdPacketsDecodeLikeTheReferenceDecoderWithStamps)
     REQUIRE_FFMPEG();
     TempFolder folder;
     std::string vob = folder.file("in.vob");
-    ASSERT_TRUE(encodeTones(vob, {"FL+FR", 48000, 1.0, 0.8}, "-c:a pcm_dvd -sample_fmt s16 -f vob"));
+    ASSERT_TRUE(
+        encodeTones(vob, {"FL+FR", 48000, 1.0, 0.8}, "-c:a pcm_dvd -sample_fmt s16 -f vob"));
     auto reference = referenceDecode(vob, "s16le");
     ASSERT_FALSE(reference.empty());
     std::vector<PesPacket> packets;
     ASSERT_TRUE(readProgramStreamFile(vob, packets));
 
-    build(waveType(MEDIATYPE_MPEG2_PES, MEDIASUBTYPE_DVD_LPCM_AUDIO, WAVE_FORMAT_PCM, 48000, 2, 16));
+    build(
+        waveType(MEDIATYPE_MPEG2_PES, MEDIASUBTYPE_DVD_LPCM_AUDIO, WAVE_FORMAT_PCM, 48000, 2, 16));
     size_t pushed = 0;
     for (const PesPacket& packet : packets) {
         if (packet.substreamId != 0xA0)
             continue;
         REFERENCE_TIME start = packet.ptsReferenceTime;
-        ASSERT_EQ(push(packet.payload.data(), packet.payload.size(), packet.hasPts ? &start : nullptr), S_OK);
+        ASSERT_EQ(
+            push(packet.payload.data(), packet.payload.size(), packet.hasPts ? &start : nullptr),
+            S_OK);
         ++pushed;
     }
     ASSERT_EQ(source->DeliverEndOfStream(), S_OK);
@@ -155,7 +179,11 @@ TEST_F(FilterHarness, DvdPacketsDecodeLikeTheReferenceDecoderWithStamps)
     EXPECT_EQ(sink->EndOfStreamCount(), 1);
 }
 
-INSTANTIATE_TEST_SUITE_P(Streams, ReferenceStreams, ::testing::ValuesIn(kStreams),
-                         [](const ::testing::TestParamInfo<StreamCase>& info) { return info.param.name; });
+INSTANTIATE_TEST_SUITE_P(Streams,
+                         ReferenceStreams,
+                         ::testing::ValuesIn(kStreams),
+                         [](const ::testing::TestParamInfo<StreamCase>& info) {
+                             return info.param.name;
+                         });
 
 }  // namespace

@@ -3,11 +3,11 @@
 
 #include <algorithm>
 
-#include "support/assertion_guard.h"
 #include "core/media_subtypes.h"
-#include "filter/TvFilter.h"
 #include "filter/TvDllMain.h"
+#include "filter/TvFilter.h"
 #include "platform/filter_registration.h"
+#include "support/assertion_guard.h"
 
 extern "C" HRESULT STDAPICALLTYPE DllRegisterServer();
 extern "C" HRESULT STDAPICALLTYPE DllUnregisterServer();
@@ -22,7 +22,8 @@ std::string readString(const std::string& path, const char* name)
         return "<missing>";
     char value[1024] = {};
     DWORD size = sizeof value;
-    LSTATUS status = RegQueryValueExA(key, name, nullptr, nullptr, reinterpret_cast<BYTE*>(value), &size);
+    LSTATUS status =
+        RegQueryValueExA(key, name, nullptr, nullptr, reinterpret_cast<BYTE*>(value), &size);
     RegCloseKey(key);
     return status == ERROR_SUCCESS ? std::string(value) : "<missing>";
 }
@@ -33,7 +34,8 @@ bool readDword(const std::string& path, const char* name, DWORD& value)
     if (RegOpenKeyExA(HKEY_CLASSES_ROOT, path.c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS)
         return false;
     DWORD size = sizeof value, type = 0;
-    LSTATUS status = RegQueryValueExA(key, name, nullptr, &type, reinterpret_cast<BYTE*>(&value), &size);
+    LSTATUS status =
+        RegQueryValueExA(key, name, nullptr, &type, reinterpret_cast<BYTE*>(&value), &size);
     RegCloseKey(key);
     return status == ERROR_SUCCESS && type == REG_DWORD;
 }
@@ -45,7 +47,10 @@ std::string guidText(const GUID& guid)
     return platform::toUtf8(reinterpret_cast<const WCHAR*>(text));
 }
 
-std::string clsidText() { return guidText(CLSID_Tavio2); }
+std::string clsidText()
+{
+    return guidText(CLSID_Tavio2);
+}
 
 TEST(Registration, WritesServerKeysFilterDataAndCapabilities)
 {
@@ -66,7 +71,8 @@ TEST(Registration, WritesServerKeysFilterDataAndCapabilities)
     }
 
     platform::RegisteredFilter filter;
-    ASSERT_TRUE(platform::readFilterRegistration(CLSID_LegacyAmFilterCategory, CLSID_Tavio2, filter));
+    ASSERT_TRUE(
+        platform::readFilterRegistration(CLSID_LegacyAmFilterCategory, CLSID_Tavio2, filter));
     EXPECT_EQ(filter.friendlyName, "Tavio Audio Decoder 2");
     EXPECT_EQ(filter.merit, 0x600000u);
     ASSERT_EQ(filter.pins.size(), 2u);
@@ -79,17 +85,18 @@ TEST(Registration, WritesServerKeysFilterDataAndCapabilities)
         EXPECT_TRUE(IsEqualGUID(input[i].first, *majors[i % 3])) << "input type " << i;
         EXPECT_TRUE(IsEqualGUID(input[i].second, input[i - i % 3].second)) << "input type " << i;
     }
-    for (const GUID* subtype : {&MEDIASUBTYPE_DVD_LPCM_AUDIO, &MEDIASUBTYPE_DOLBY_AC3, &MEDIASUBTYPE_BDMV_LPCM_AUDIO,
-                                &MEDIASUBTYPE_DVDA_AUDIO_MLP, &MEDIASUBTYPE_Vorbis2, &MEDIASUBTYPE_AMR_WB_AUDIO})
-        EXPECT_TRUE(std::any_of(input.begin(), input.end(),
-                                [&](const auto& type) { return IsEqualGUID(type.second, *subtype); }))
-            << guidText(*subtype);
+    for (const GUID* subtype :
+         {&MEDIASUBTYPE_DVD_LPCM_AUDIO, &MEDIASUBTYPE_DOLBY_AC3, &MEDIASUBTYPE_BDMV_LPCM_AUDIO,
+          &MEDIASUBTYPE_DVDA_AUDIO_MLP, &MEDIASUBTYPE_Vorbis2, &MEDIASUBTYPE_AMR_WB_AUDIO})
+        EXPECT_TRUE(std::any_of(input.begin(), input.end(), [&](const auto& type) {
+            return IsEqualGUID(type.second, *subtype);
+        })) << guidText(*subtype);
     EXPECT_TRUE(filter.pins[1].output);
     ASSERT_EQ(filter.pins[1].types.size(), 1u);
     EXPECT_TRUE(IsEqualGUID(filter.pins[1].types[0].second, MEDIASUBTYPE_PCM));
 
-    std::string capabilities =
-        "CLSID\\{083863F1-70DE-11d0-BD40-00A0C911CE86}\\Instance\\" + clsidText() + "\\Capabilities";
+    std::string capabilities = "CLSID\\{083863F1-70DE-11d0-BD40-00A0C911CE86}\\Instance\\" +
+                               clsidText() + "\\Capabilities";
     DWORD value = 0;
     ASSERT_TRUE(readDword(capabilities, "{374ac4df-7c98-4257-b13d-36087dbee458}", value));
     EXPECT_EQ(value, 1u);
@@ -97,7 +104,8 @@ TEST(Registration, WritesServerKeysFilterDataAndCapabilities)
     ASSERT_EQ(DllUnregisterServer(), S_OK);
     EXPECT_EQ(readString(server, nullptr), "<missing>");
     EXPECT_EQ(readString("CLSID\\{9B4C1E73-2A6F-4D85-B317-6E0AC9582D41}", nullptr), "<missing>");
-    EXPECT_FALSE(platform::readFilterRegistration(CLSID_LegacyAmFilterCategory, CLSID_Tavio2, filter));
+    EXPECT_FALSE(
+        platform::readFilterRegistration(CLSID_LegacyAmFilterCategory, CLSID_Tavio2, filter));
     // Everything but the capabilities value goes.
     value = 0;
     EXPECT_TRUE(readDword(capabilities, "{374ac4df-7c98-4257-b13d-36087dbee458}", value));
@@ -111,9 +119,12 @@ TEST(Registration, ClassFactoryOutsideTheModuleReportsTheMissingModule)
     // factory passes on the creator's own E_FAIL.
     AssertionGuard assertions;
     IClassFactory* factory = nullptr;
-    ASSERT_EQ(DllGetClassObject(CLSID_Tavio2, IID_IClassFactory, reinterpret_cast<void**>(&factory)), S_OK);
+    ASSERT_EQ(
+        DllGetClassObject(CLSID_Tavio2, IID_IClassFactory, reinterpret_cast<void**>(&factory)),
+        S_OK);
     IUnknown* object = nullptr;
-    EXPECT_EQ(factory->CreateInstance(nullptr, IID_IUnknown, reinterpret_cast<void**>(&object)), E_FAIL);
+    EXPECT_EQ(factory->CreateInstance(nullptr, IID_IUnknown, reinterpret_cast<void**>(&object)),
+              E_FAIL);
     EXPECT_EQ(object, nullptr);
     factory->Release();
     assertions.expect(1);

@@ -16,7 +16,8 @@
 namespace {
 
 const RECT kPageRect{0, 0, 300, 200};
-const char* const kCommon = "bitrate: 128\r\nframesize: 418\r\nFrequency:44100\r\nBits: 16 mask: 0x3\r\nChannels: 2\r\n";
+const char* const kCommon =
+    "bitrate: 128\r\nframesize: 418\r\nFrequency:44100\r\nBits: 16 mask: 0x3\r\nChannels: 2\r\n";
 
 template <typename Record>
 Record* record(void (*fill)(Record&) = nullptr)
@@ -39,18 +40,22 @@ DWORD details(ITavioStreamInfo* info, const GUID*& answered)
     DWORD a = 0, b = 0, c = 0;
     IUnknown* unknown = nullptr;
     answered = nullptr;
-    if (info->QueryInterface(IID_ITavioMpegStreamInfo, reinterpret_cast<void**>(&unknown)) == S_OK) {
+    if (info->QueryInterface(IID_ITavioMpegStreamInfo, reinterpret_cast<void**>(&unknown)) ==
+        S_OK) {
         auto* mpeg = static_cast<ITavioMpegStreamInfo*>(unknown);
         mpeg->GetMpeg(&a), mpeg->GetLayer(&b), mpeg->GetMp3Pro(&c);
         answered = &IID_ITavioMpegStreamInfo;
-    } else if (info->QueryInterface(IID_ITavioAACStreamInfo, reinterpret_cast<void**>(&unknown)) == S_OK) {
+    } else if (info->QueryInterface(IID_ITavioAACStreamInfo, reinterpret_cast<void**>(&unknown)) ==
+               S_OK) {
         auto* aac = static_cast<ITavioAACStreamInfo*>(unknown);
         aac->GetObjectType(&a), aac->GetSbr(&b), aac->GetPs(&c);
         answered = &IID_ITavioAACStreamInfo;
-    } else if (info->QueryInterface(IID_ITavioMLPStreamInfo, reinterpret_cast<void**>(&unknown)) == S_OK) {
+    } else if (info->QueryInterface(IID_ITavioMLPStreamInfo, reinterpret_cast<void**>(&unknown)) ==
+               S_OK) {
         static_cast<ITavioMLPStreamInfo*>(unknown)->GetMajorSync(&c);
         answered = &IID_ITavioMLPStreamInfo;
-    } else if (info->QueryInterface(IID_ITavioAc3StreamInfo, reinterpret_cast<void**>(&unknown)) == S_OK) {
+    } else if (info->QueryInterface(IID_ITavioAc3StreamInfo, reinterpret_cast<void**>(&unknown)) ==
+               S_OK) {
         answered = &IID_ITavioAc3StreamInfo;
     }
     if (unknown)
@@ -73,10 +78,13 @@ TEST(StreamInfo, EachRecordAnswersItsOwnDetailsAndPageText)
          &IID_ITavioMpegStreamInfo, 431, std::string(kCommon) + "** MPEG: 4 layer 3 MP3Pro\r\n"},
         {"HE-AAC v2", record<TvStatusAac>([](auto& s) { s.objectType = 5, s.sbr = 1, s.ps = 1; }),
          &IID_ITavioAACStreamInfo, 511,
-         std::string(kCommon) + "** AAC details: \r\nMP4 object type:5\r\nSBR: 1\r\nParametric stereo: 1\r\n"},
-        {"TrueHD", record<TvStatusMlp>([](auto& s) { s.majorSync = 1; }), &IID_ITavioMLPStreamInfo, 1, kCommon},
+         std::string(kCommon) +
+             "** AAC details: \r\nMP4 object type:5\r\nSBR: 1\r\nParametric stereo: 1\r\n"},
+        {"TrueHD", record<TvStatusMlp>([](auto& s) { s.majorSync = 1; }), &IID_ITavioMLPStreamInfo,
+         1, kCommon},
         {"DTS", record<TvStatusDts>(), nullptr, 0, std::string(kCommon) + "Streamtype: DTS\r\n"},
-        {"Vorbis", record<TvStatusVorbis>(), nullptr, 0, std::string(kCommon) + "Vorbis stream\r\n"},
+        {"Vorbis", record<TvStatusVorbis>(), nullptr, 0,
+         std::string(kCommon) + "Vorbis stream\r\n"},
         {"AMR", record<TvStatusAmr>(), nullptr, 0, kCommon},
         // A mask that disagrees with six channels is shown as six's default;
         // without a bit rate it is estimated from the frame (48000 * 1440 * 8 / 80).
@@ -85,7 +93,8 @@ TEST(StreamInfo, EachRecordAnswersItsOwnDetailsAndPageText)
              s.bitRate = 0, s.channelMask = 0x3, s.remixMode = RemixDecoderDownmix;
          }),
          nullptr, 0,
-         "bitrate: 6912\r\nframesize: 1440\r\nFrequency:48000\r\nBits: 24 mask: 0x3f\r\nChannels: 6 decoder "
+         "bitrate: 6912\r\nframesize: 1440\r\nFrequency:48000\r\nBits: 24 mask: 0x3f\r\nChannels: "
+         "6 decoder "
          "downmix\r\n"},
     };
     for (const Case& c : cases) {
@@ -128,7 +137,8 @@ protected:
         ASSERT_TRUE(readProgramStreamFile(TAVIO_SAMPLE_STREAM, packets));
         build(waveFormatType(&MEDIATYPE_MPEG2_PES, &MEDIASUBTYPE_DVD_LPCM_AUDIO,
                              WAVEFORMATEX{WAVE_FORMAT_PCM, 2, 48000, 192000, 4, 16, 0}));
-        ASSERT_EQ(filter->QueryInterface(IID_ITavioControl, reinterpret_cast<void**>(&control)), S_OK);
+        ASSERT_EQ(filter->QueryInterface(IID_ITavioControl, reinterpret_cast<void**>(&control)),
+                  S_OK);
         page = static_cast<TvProp*>(TvProp::CreateInstance(nullptr, nullptr));
         page->NonDelegatingAddRef();
     }
@@ -163,7 +173,9 @@ TEST_F(StreamInfoFilter, SnapshotsDescribeTheDecodedStreamStayFixedAndFillThePag
     pushSome(5);
     ASSERT_EQ(control->GetOutputStreamInfo(&output), S_OK);
     std::string before = streamText(output);
-    EXPECT_NE(before.find("Frequency:48000\r\nBits: 16 mask: 0x3\r\nChannels: 2\r\n"), std::string::npos) << before;
+    EXPECT_NE(before.find("Frequency:48000\r\nBits: 16 mask: 0x3\r\nChannels: 2\r\n"),
+              std::string::npos)
+        << before;
     pushSome(5);
     EXPECT_EQ(streamText(output), before);
     output->Release();

@@ -13,10 +13,10 @@
 #include <cstdio>
 #include <thread>
 
+#include "filter/stream_text.h"
 #include "platform/codecapi.h"
 #include "support/ffmpeg.h"
 #include "support/files.h"
-#include "filter/stream_text.h"
 #include "support/filter_harness.h"
 #include "support/guid_variant.h"
 #include "support/wave_type.h"
@@ -28,7 +28,6 @@ CMediaType ac3Type(const GUID& subtype, WORD channels)
     return waveFormatType(&MEDIATYPE_Audio, &subtype,
                           WAVEFORMATEX{0x2000, channels, 48000, 0, 0, 0, 0});
 }
-
 
 class StreamingRaces;
 using Action = void (StreamingRaces::*)(int round);
@@ -66,7 +65,7 @@ public:
     void spdifThroughCodecApi(int round)
     {
         VARIANT value = guidVariant(round % 2 ? CODECAPI_AUDIO_OUTPUT_FORMAT_SPDIF_BITSTREAM
-                                                : CODECAPI_AUDIO_OUTPUT_FORMAT_PCM_STEREO);
+                                              : CODECAPI_AUDIO_OUTPUT_FORMAT_PCM_STEREO);
         EXPECT_EQ(codecApi->SetValue(&CODECAPI_CURRENT_AUDIO_OUTPUT_FORMAT, &value), S_OK);
         VariantClear(&value);
     }

@@ -11,12 +11,12 @@
 #include <vector>
 
 #include "config/config_test_support.h"
-#include "support/assertion_guard.h"
 #include "filter/TvFilter.h"
 #include "filter/TvInputPin.h"
 #include "host/graph.h"
 #include "host/push_source.h"
 #include "host/sink_filter.h"
+#include "support/assertion_guard.h"
 
 class FilterHarness : public ::testing::Test {
 protected:
@@ -67,7 +67,9 @@ protected:
         assertions.check();
     }
 
-    HRESULT push(const uint8_t* data, size_t size, const REFERENCE_TIME* start = nullptr,
+    HRESULT push(const uint8_t* data,
+                 size_t size,
+                 const REFERENCE_TIME* start = nullptr,
                  bool discontinuity = false)
     {
         PushSource::Packet packet;
