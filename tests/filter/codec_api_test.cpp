@@ -121,27 +121,4 @@ TEST_F(CodecApi, EachValueSetsSpdifAndTheRemixer)
     }
 }
 
-TEST_F(CodecApi, OffersTheFourFormatsOfTheOneProperty)
-{
-    open();
-    const GUID other = MEDIASUBTYPE_PCM;
-    EXPECT_EQ(api->IsSupported(&kProperty), S_OK);
-    EXPECT_EQ(api->IsModifiable(&kProperty), S_OK);
-    EXPECT_EQ(api->IsSupported(&other), E_NOTIMPL);
-    VARIANT* values = nullptr;
-    ULONG count = 0;
-    EXPECT_EQ(api->GetParameterValues(&other, &values, &count), E_NOTIMPL);
-    ASSERT_EQ(api->GetParameterValues(&kProperty, &values, &count), S_OK);
-    ASSERT_EQ(count, 4u);
-    const GUID* order[4] = {&CODECAPI_AUDIO_OUTPUT_FORMAT_SPDIF_BITSTREAM,
-                            &CODECAPI_AUDIO_OUTPUT_FORMAT_PCM_STEREO_MATRIXENCODED,
-                            &CODECAPI_AUDIO_OUTPUT_FORMAT_PCM_STEREO,
-                            &CODECAPI_AUDIO_OUTPUT_FORMAT_SPDIF_PCM};
-    for (ULONG i = 0; i < count; ++i) {
-        EXPECT_EQ(textOf(values[i]), guidText(*order[i])) << i;
-        VariantClear(&values[i]);
-    }
-    CoTaskMemFree(values);
-}
-
 }  // namespace
