@@ -103,7 +103,7 @@ TEST_P(BoundedMemory, InputBufferMemoryAndCallTimeStayBounded)
     const DecoderRow& row = GetParam();
     DecoderSeed seed;
     std::string why;
-    if (!row.makeSeed(seed, why)) {
+    if (!row.seed(seed, why)) {
         if (why == "ffmpeg not installed")
             GTEST_SKIP() << why;
         FAIL() << why;

@@ -113,7 +113,7 @@ TEST_P(LibraryLoop, FiltersComeAndGoWithoutGrowth)
     const LoopRow& row = GetParam();
     DecoderSeed seed;
     std::string why;
-    if (!row.decoder.makeSeed(seed, why)) {
+    if (!row.decoder.seed(seed, why)) {
         if (why == "ffmpeg not installed")
             GTEST_SKIP() << why;
         FAIL() << why;
