@@ -5,7 +5,10 @@
 // information, one kind of call per case and then all of them at once, with
 // and without media types carried in-band by the samples. Built with
 // ThreadSanitizer (scripts/test), any unguarded shared state or inverted lock
-// order between the two threads is reported.
+// order between the two threads is reported: every path takes the filter's
+// lock before the input pin's receive lock, and an in-band type change
+// meeting a flush or a stop is where a path taking them the other way round
+// would show.
 #include <gtest/gtest.h>
 
 #include <atomic>
