@@ -1,13 +1,12 @@
-// The input buffer: bytes re-cut for the decoder and the time stamps carried
-// across the cuts, with the log lines of stamp mismatches.
+// The input buffer: bytes re-cut for the decoder in order, storage that grows
+// only to what is held, and time stamps that follow the byte they came with.
 #include <gtest/gtest.h>
 
 #include <cstring>
-#include <sstream>
 
 #include "config/config_test_support.h"
 #include "core/TvBuffer.h"
-#include "decoders/AdecLpcmDvd.h"
+#include "support/assertion_guard.h"
 #include "support/memory_sample.h"
 
 namespace {
@@ -28,165 +27,89 @@ protected:
         }
         buffer.append(&sample);
     }
-    std::vector<std::string> errors()
+    std::vector<std::string> stampLines()
     {
         std::vector<std::string> out;
         for (const auto& line : log.lines())
-            if (line.rfind("Buffer size: ", 0) != 0)
+            if (line.rfind("time stamp error", 0) == 0)
                 out.push_back(line);
         return out;
     }
 
     TempRoot root;
     CapturedLog log{root};
+    AssertionGuard assertions;
     TvBuffer buffer;
 };
 
-TEST_F(TvBufferTest, BytesComeOutInOrderAcrossConsumesAndCompaction)
+TEST_F(TvBufferTest, BytesComeOutInOrderAndStorageGrowsOnlyToWhatIsHeld)
 {
-    append(5, 1, 1000);
+    append(5, 1);
     append(3, 2);
-    ASSERT_EQ(buffer.size(), 8u);
-    EXPECT_EQ(buffer.capacity(), 8u);  // exact growth, no headroom
     buffer.consume(4);
-    EXPECT_EQ(buffer.size(), 4u);
-    EXPECT_EQ(buffer.data()[0], 1);
-    EXPECT_EQ(buffer.data()[1], 2);
-    append(2, 3);  // compacts first: the 6 bytes fit without growing
+    ASSERT_EQ(buffer.size(), 4u);
+    append(2, 3);  // compacts first: fits in the 8 bytes there are
     EXPECT_EQ(buffer.capacity(), 8u);
     const uint8_t expected[] = {1, 2, 2, 2, 3, 3};
+    ASSERT_EQ(buffer.size(), 6u);
     EXPECT_EQ(std::memcmp(buffer.data(), expected, 6), 0);
-    append(5, 4);  // grows to exactly what is held
+    append(5, 4);
     EXPECT_EQ(buffer.capacity(), 11u);
     EXPECT_EQ(buffer.data()[10], 4);
-    EXPECT_EQ(log.lines()[0], "Buffer size: 0 sample size: 5");
-}
-
-TEST_F(TvBufferTest, StampOnAnEmptyBufferIsCurrentAndGivenOnce)
-{
-    append(10, 0, 5000);
-    EXPECT_EQ(buffer.takeTimeStamp(), 5000);
+    // Too much consumed is refused whole.
+    buffer.consume(12);
+    assertions.expect(1);
+    EXPECT_EQ(buffer.size(), 11u);
+    // A flush drops the bytes and the stamps, keeps the storage.
+    append(4, 5, 1000);
+    buffer.clear();
+    EXPECT_EQ(buffer.size(), 0u);
+    EXPECT_EQ(buffer.capacity(), 15u);
     EXPECT_EQ(buffer.takeTimeStamp(), kNoTime);
 }
 
-TEST_F(TvBufferTest, StampWithDataQueuedWaitsForItsFirstByte)
+TEST_F(TvBufferTest, AStampGoesOnceToTheFrameStartingOnItsFirstByte)
 {
+    append(0, 0, 7000);  // an empty payload still carries its stamp
+    EXPECT_EQ(buffer.takeTimeStamp(), 7000);
     append(10, 0, 1000);
     EXPECT_EQ(buffer.takeTimeStamp(), 1000);
+    EXPECT_EQ(buffer.takeTimeStamp(), kNoTime);
     append(10, 0, 2000);
-    EXPECT_EQ(buffer.pendingStamp(), 2000);
-    buffer.consume(6);
-    EXPECT_EQ(buffer.currentStamp(), kNoTime);
-    buffer.consume(4);  // reaches the second sample's first byte
-    EXPECT_EQ(buffer.currentStamp(), 2000);
-    EXPECT_EQ(buffer.pendingStamp(), kNoTime);
+    buffer.consume(9);
+    EXPECT_EQ(buffer.takeTimeStamp(), kNoTime);
+    buffer.consume(1);  // the second sample's first byte
+    EXPECT_EQ(buffer.takeTimeStamp(), 2000);
 }
 
-TEST_F(TvBufferTest, PromotionReplacesAComputedStampThatWasNeverTaken)
-{
-    append(10, 0, 1000);
-    append(10, 0, 2000);
-    buffer.setNextTimeStamp(1500);  // current is still 1000: within nothing, logged
-    buffer.consume(12);
-    EXPECT_EQ(buffer.currentStamp(), 2000);
-}
-
-TEST_F(TvBufferTest, ASecondPendingStampDropsTheFirstWithALogLine)
-{
-    append(10, 0, 1000);
-    append(10, 0, 2000);
-    append(10, 0, 3000);
-    EXPECT_EQ(buffer.pendingStamp(), 3000);
-    auto lines = errors();
-    ASSERT_EQ(lines.size(), 1u);
-    EXPECT_EQ(lines[0], "time stamp error: expected 0 but have 2000");
-}
-
-TEST_F(TvBufferTest, ToleranceOfTenUnits)
+// Upstream stamps win over the computed ones; a difference beyond ten units
+// is logged, as is a stamp dropped for a newer one.
+TEST_F(TvBufferTest, StampMismatchesAreLogged)
 {
     struct Case {
-        REFERENCE_TIME computed;
-        REFERENCE_TIME incoming;
+        REFERENCE_TIME computed, incoming;
         bool logged;
     } cases[] = {{1000, 1010, false}, {1000, 990, false}, {1000, 1011, true}, {1000, 989, true}};
     for (const Case& c : cases) {
         buffer.clear();
-        log.lines();
-        size_t before = errors().size();
+        size_t before = stampLines().size();
         buffer.setNextTimeStamp(c.computed);
         append(4, 0, c.incoming);
-        EXPECT_EQ(buffer.currentStamp(), c.incoming);  // upstream wins either way
-        auto lines = errors();
-        EXPECT_EQ(lines.size() - before, c.logged ? 1u : 0u) << c.incoming;
+        EXPECT_EQ(buffer.currentStamp(), c.incoming);
+        auto lines = stampLines();
+        ASSERT_EQ(lines.size() - before, c.logged ? 1u : 0u) << c.incoming;
         if (c.logged) {
             EXPECT_EQ(lines.back(), "time stamp error: incoming=" + std::to_string(c.incoming) +
                                         "calc=" + std::to_string(c.computed));
         }
         buffer.consume(4);
     }
-}
-
-TEST_F(TvBufferTest, ComputedStampMismatchIsLoggedWithoutALineEnd)
-{
-    append(4, 0, 1000);
-    buffer.setNextTimeStamp(1011);  // current 1000 not taken: a mismatch
-    EXPECT_EQ(buffer.currentStamp(), 1000);
-    logStream << "next entry" << std::endl;
-    auto lines = log.lines();
-    EXPECT_EQ(lines.back(), "time stamp error: 1011 1000next entry");
-    buffer.takeTimeStamp();
-    buffer.setNextTimeStamp(2000);
-    EXPECT_EQ(buffer.currentStamp(), 2000);
-}
-
-TEST_F(TvBufferTest, EmptyPayloadStillCarriesItsStamp)
-{
-    append(0, 0, 7000);
-    EXPECT_EQ(buffer.size(), 0u);
-    EXPECT_EQ(buffer.takeTimeStamp(), 7000);
-}
-
-TEST_F(TvBufferTest, ClearKeepsTheStorage)
-{
-    append(100, 1, 1000);
     buffer.clear();
-    EXPECT_EQ(buffer.size(), 0u);
-    EXPECT_EQ(buffer.capacity(), 100u);
-    EXPECT_EQ(buffer.currentStamp(), kNoTime);
-}
-
-TEST_F(TvBufferTest, ConsumingTooMuchIsAssertedAndDropsNothing)
-{
-    append(4, 1);
-    const uint8_t* front = buffer.data();
-    buffer.consume(10);
-    EXPECT_EQ(buffer.size(), 4u);
-    EXPECT_EQ(buffer.data(), front);
-    EXPECT_EQ(errors().back().find("error: TvAssert: TvBuffer "), 0u);
-    EXPECT_NE(errors().back().find("'n<=size()'"), std::string::npos);
-}
-
-TEST_F(TvBufferTest, PrivateHeadersAreStrippedByTheDecoder)
-{
-    std::ostringstream decoderLog;
-    AdecLpcmDvd decoder(decoderLog);
-    CMediaType type(&MEDIATYPE_MPEG2_PES);
-    type.SetSubtype(&MEDIASUBTYPE_DVD_LPCM_AUDIO);
-    decoder.init(type);
-    buffer.setDecoder(&decoder);
-    const uint8_t packet[] = {0xA0, 1, 0, 4, 0, 0x01, 0x80, 0x11, 0x22, 0x33, 0x44};
-    MemorySample sample(sizeof packet);
-    BYTE* p;
-    sample.GetPointer(&p);
-    std::memcpy(p, packet, sizeof packet);
-    sample.SetActualDataLength(sizeof packet);
-    buffer.append(&sample);
-    ASSERT_EQ(buffer.size(), 4u);
-    EXPECT_EQ(buffer.data()[0], 0x11);
-    // A packet whose header is refused adds nothing.
-    sample.SetActualDataLength(5);
-    buffer.append(&sample);
-    EXPECT_EQ(buffer.size(), 4u);
+    append(10, 0, 1000);
+    append(10, 0, 2000);
+    append(10, 0, 3000);
+    EXPECT_EQ(buffer.pendingStamp(), 3000);
+    EXPECT_EQ(stampLines().back(), "time stamp error: expected 0 but have 2000");
 }
 
 }  // namespace

@@ -1,15 +1,18 @@
-// An AC-3 stream through the whole filter, and the DVD karaoke property.
+// AC-3 through the whole filter: the decode equals ffmpeg's, the DVD karaoke
+// property reaches the decoder through the input pin, the stream information
+// tells the layout as coded and as delivered, and each codec API format
+// changes a live stream.
 #include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
-#include <iostream>
 
 #include <cstring>
 
 #include "filter/karaoke_mode.h"
-#include "support/ac3_tools.h"
+#include "platform/codecapi.h"
+#include "support/ffmpeg.h"
+#include "support/files.h"
 #include "support/filter_harness.h"
+#include "support/guid_variant.h"
+#include "support/pcm.h"
 #include "support/wave_type.h"
 
 namespace {
@@ -19,6 +22,8 @@ CMediaType ac3Type()
     return waveFormatType(&MEDIATYPE_Audio, &MEDIASUBTYPE_DOLBY_AC3,
                           WAVEFORMATEX{0x2000, 6, 48000, 0, 0, 0, 0});
 }
+
+const ToneSignal k51{"FL+FR+FC+LFE+BL+BR", 48000, 0.5, 0.5};
 
 TEST(KaraokeMode, FromDownmixBitsAndSpeakerAssignment)
 {
@@ -35,97 +40,141 @@ TEST(KaraokeMode, FromDownmixBitsAndSpeakerAssignment)
             << std::hex << c.downmix << " " << c.assignment;
 }
 
-class Ac3Filter : public FilterHarness {
-protected:
-    void SetUp() override { createFilter(); }
-};
+using Ac3Filter = FilterHarness;
 
-TEST_F(Ac3Filter, KaraokePropertySet)
+// With TvEac3Dec.dll beside the module the decoder is AdecDDPlus, whose float
+// output is libavcodec's own float decode; it reaches the sink as 32-bit
+// integers, within one 16-bit step of ffmpeg's.
+TEST_F(Ac3Filter, DecodesLikeFfmpegAndTakesTheKaraokeModeFromTheInputPin)
 {
-    IKsPropertySet* properties = nullptr;
-    ASSERT_EQ(filter->QueryInterface(IID_IKsPropertySet, reinterpret_cast<void**>(&properties)),
-              S_OK);
-    DWORD support = 0;
-    EXPECT_EQ(properties->QuerySupported(AM_KSPROPSETID_DvdKaraoke, AM_PROPERTY_DVDKARAOKE_DATA,
-                                         &support),
-              S_OK);
-    EXPECT_EQ(support, DWORD(KSPROPERTY_SUPPORT_SET));
-    EXPECT_EQ(properties->QuerySupported(AM_KSPROPSETID_DvdKaraoke, 9, &support),
-              E_PROP_ID_UNSUPPORTED);
-    EXPECT_EQ(properties->QuerySupported(IID_IKsPropertySet, 0, &support), E_PROP_SET_UNSUPPORTED);
-    AM_DvdKaraokeData data{0x0804, 6};
-    EXPECT_EQ(properties->Set(AM_KSPROPSETID_DvdKaraoke, AM_PROPERTY_DVDKARAOKE_DATA, nullptr, 0,
-                              &data, 4),
-              E_INVALIDARG);
-    // Before a type is set there is no AC-3 decoder to tell: accepted, no effect.
-    EXPECT_EQ(properties->Set(AM_KSPROPSETID_DvdKaraoke, AM_PROPERTY_DVDKARAOKE_DATA, nullptr, 0,
-                              &data, sizeof data),
-              S_OK);
-    EXPECT_EQ(properties->Get(AM_KSPROPSETID_DvdKaraoke, AM_PROPERTY_DVDKARAOKE_DATA, nullptr, 0,
-                              &data, sizeof data, &support),
-              E_PROP_ID_UNSUPPORTED);
-    properties->Release();
-}
-
-TEST_F(Ac3Filter, TheInputPinAnswersForThePropertySet)
-{
-    IKsPropertySet* fromFilter = nullptr;
-    IKsPropertySet* fromPin = nullptr;
-    ASSERT_EQ(filter->QueryInterface(IID_IKsPropertySet, reinterpret_cast<void**>(&fromFilter)), S_OK);
-    ASSERT_EQ(filter->inputPin()->QueryInterface(IID_IKsPropertySet, reinterpret_cast<void**>(&fromPin)),
-              S_OK);
-    EXPECT_EQ(fromPin, fromFilter);
-    fromPin->Release();
-    fromFilter->Release();
-    EXPECT_EQ(filter->inputPin()->NonDelegatingQueryInterface(IID_IKsPropertySet, nullptr), E_POINTER);
-    // The output pin is not asked for it.
-    void* none = nullptr;
-    EXPECT_EQ(filter->outputPin()->QueryInterface(IID_IKsPropertySet, &none), E_NOINTERFACE);
-}
-
-// The stream decoded through the pins equals ffmpeg's decode, and the
-// karaoke mode set through the property reaches the AC-3 status. With
-// TvEac3Dec.dll beside the module the decoder is AdecDDPlus, whose float
-// output is libavcodec's own float decode.
-TEST_F(Ac3Filter, DecodesThroughThePinsAndTakesTheKaraokeMode)
-{
-    if (!haveFfmpeg())
-        GTEST_SKIP() << "ffmpeg not installed";
+    REQUIRE_FFMPEG();
     TempFolder folder;
     std::string path = folder.file("s.ac3");
-    ASSERT_TRUE(makeAc3Stream(path, encodableLayouts().back(), 48000, 384, 0.5));
+    ASSERT_TRUE(encodeTones(path, k51, "-c:a ac3 -b:a 384k -f ac3"));
     build(ac3Type());
     // A DVD navigator asks the input pin, not the filter, for the property.
     IKsPropertySet* properties = nullptr;
-    ASSERT_EQ(filter->inputPin()->QueryInterface(IID_IKsPropertySet, reinterpret_cast<void**>(&properties)),
+    ASSERT_EQ(filter->inputPin()->QueryInterface(IID_IKsPropertySet,
+                                                 reinterpret_cast<void**>(&properties)),
               S_OK);
     AM_DvdKaraokeData data{0x1008, 7};
-    ASSERT_EQ(properties->Set(AM_KSPROPSETID_DvdKaraoke, AM_PROPERTY_DVDKARAOKE_DATA, nullptr, 0, &data,
-                              sizeof data),
+    EXPECT_EQ(properties->Set(AM_KSPROPSETID_DvdKaraoke, AM_PROPERTY_DVDKARAOKE_DATA, nullptr, 0,
+                              &data, 4),
+              E_INVALIDARG);
+    ASSERT_EQ(properties->Set(AM_KSPROPSETID_DvdKaraoke, AM_PROPERTY_DVDKARAOKE_DATA, nullptr, 0,
+                              &data, sizeof data),
               S_OK);
     properties->Release();
     pushInPieces(readBytes(path), 1000);
-    // The float frames reach a 16-bit connection as 32-bit integers.
-    std::vector<uint8_t> referenceBytes =
-        commandOutput("ffmpeg -v error -i " + path + " -f s32le -");
-    std::vector<uint8_t> outputBytes = output();
-    ASSERT_EQ(outputBytes.size(), referenceBytes.size());
-    std::vector<int32_t> ours(outputBytes.size() / 4), reference(ours.size());
-    std::memcpy(ours.data(), outputBytes.data(), outputBytes.size());
-    std::memcpy(reference.data(), referenceBytes.data(), referenceBytes.size());
-    int64_t maxDiff = 0;
-    for (size_t i = 0; i < ours.size(); ++i)
-        maxDiff = std::max(maxDiff, std::abs(int64_t(ours[i]) - reference[i]));
-    std::cout << "[ diff ] largest difference to ffmpeg's decode: " << double(maxDiff) / 65536
-              << " LSB at 16 bits" << std::endl;
-    EXPECT_LE(maxDiff, 65536);
+    auto ours = samplesOf(output(), SampleFormat::S32);
+    auto reference = samplesOf(referenceDecode(path, "s32le"), SampleFormat::S32);
+    ASSERT_EQ(ours.size(), reference.size());
+    EXPECT_LE(maxDifference(reference, ours), 1.0 / 32768);
     TvStatus* status = filter->inputStatus();
     ASSERT_NE(status, nullptr);
     ASSERT_EQ(status->formatId(), KindAc3);
     EXPECT_EQ(static_cast<TvStatusAc3*>(status)->karaoke, 3);
-    EXPECT_EQ(status->channelMask, 0x3Fu);
-    EXPECT_EQ(status->stype, STFloat);
     delete status;
+}
+
+// Folded to stereo by the decoder: the input snapshot tells the stream as
+// coded (3/2 with LFE), the output what is delivered, and each speaker's
+// tone is where the routing puts it.
+TEST_F(Ac3Filter, DownmixedStreamTellsTheCodedAndTheDeliveredLayout)
+{
+    REQUIRE_FFMPEG();
+    TempFolder folder;
+    std::string path = folder.file("s.ac3");
+    ASSERT_TRUE(
+        encodeTones(path, {"FL+FR+FC+SL+SR", 48000, 0.5, 0.5}, "-c:a ac3 -b:a 384k -f ac3"));
+    createFilter();
+    filter->remixer()->SetOutputConfig(0, 3);
+    filter->remixer()->SetDownmixType(0, RemixDecoderDownmix);
+    build(ac3Type());
+    pushInPieces(readBytes(path), 1000);
+
+    ITavioControl* control = nullptr;
+    ASSERT_EQ(filter->QueryInterface(IID_ITavioControl, reinterpret_cast<void**>(&control)), S_OK);
+    ITavioStreamInfo* input = nullptr;
+    ITavioStreamInfo* output = nullptr;
+    ASSERT_EQ(control->GetInputStreamInfo(&input), S_OK);
+    ASSERT_EQ(control->GetOutputStreamInfo(&output), S_OK);
+    control->Release();
+    DWORD inMask = 0, outMask = 0, acmod = 0;
+    input->GetChannelMask(&inMask);
+    output->GetChannelMask(&outMask);
+    EXPECT_EQ(inMask, 0x37u);
+    EXPECT_EQ(outMask, 0x3u);
+    ITavioAc3StreamInfo* details = nullptr;
+    ASSERT_EQ(input->QueryInterface(IID_ITavioAc3StreamInfo, reinterpret_cast<void**>(&details)),
+              S_OK);
+    EXPECT_EQ(details->GetAcmod(&acmod), S_OK);
+    EXPECT_EQ(acmod, 7u);
+    details->Release();
+    input->Release();
+    output->Release();
+
+    // Left holds the left tones, right the right ones; the centre is in both.
+    auto pcm = samplesOf(this->output(), SampleFormat::S32);
+    for (const char* speaker : {"FL", "SL"}) {
+        double tone = speakerTone(speaker);
+        EXPECT_GT(tonePower(pcm, 2, 0, tone, 48000, 4800),
+                  100 * tonePower(pcm, 2, 1, tone, 48000, 4800))
+            << speaker;
+    }
+    for (const char* speaker : {"FR", "SR"}) {
+        double tone = speakerTone(speaker);
+        EXPECT_GT(tonePower(pcm, 2, 1, tone, 48000, 4800),
+                  100 * tonePower(pcm, 2, 0, tone, 48000, 4800))
+            << speaker;
+    }
+}
+
+// A live 5.1 AC-3 stream under each format: bursts, six channels, and two
+// kinds of stereo (the surround-compatible downmix differs from the plain one).
+TEST_F(Ac3Filter, EachCodecApiFormatChangesALiveStream)
+{
+    REQUIRE_FFMPEG();
+    TempFolder folder;
+    std::string path = folder.file("s.ac3");
+    ASSERT_TRUE(encodeTones(path, k51, "-c:a ac3 -b:a 384k -f ac3"));
+    const std::vector<uint8_t> stream = readBytes(path);
+    struct Case {
+        const GUID* format;
+        uint16_t formatTag;  // of the delivered type
+        int channels;
+    } cases[] = {
+        {&CODECAPI_AUDIO_OUTPUT_FORMAT_SPDIF_BITSTREAM, 0x0092, 2},
+        {&CODECAPI_AUDIO_OUTPUT_FORMAT_PCM_STEREO, 0xFFFE, 6},
+        {&CODECAPI_AUDIO_OUTPUT_FORMAT_PCM_STEREO_MATRIXENCODED, 0xFFFE, 2},
+        {&CODECAPI_AUDIO_OUTPUT_FORMAT_SPDIF_PCM, 0xFFFE, 2},
+    };
+    build(ac3Type());
+    ICodecAPI* api = nullptr;
+    ASSERT_EQ(filter->QueryInterface(IID_ICodecAPI, reinterpret_cast<void**>(&api)), S_OK);
+    std::vector<std::vector<uint8_t>> outputs;
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.formatTag);
+        VARIANT value = guidVariant(*c.format);
+        ASSERT_EQ(api->SetValue(&CODECAPI_CURRENT_AUDIO_OUTPUT_FORMAT, &value), S_OK);
+        VariantClear(&value);
+        sink->ClearRecords();
+        pushInPieces(stream, 1000);
+        auto samples = sink->Samples();
+        ASSERT_FALSE(samples.empty());
+        CMediaType delivered = sink->CurrentType();
+        for (const auto& s : samples)
+            if (s.mediaType)
+                delivered = *s.mediaType;
+        const auto* format = reinterpret_cast<const WAVEFORMATEX*>(delivered.pbFormat);
+        EXPECT_EQ(format->wFormatTag, c.formatTag);
+        if (c.formatTag != 0x0092) {
+            EXPECT_EQ(format->nChannels, c.channels);
+        }
+        outputs.push_back(output());
+    }
+    api->Release();
+    EXPECT_FALSE(outputs[2] == outputs[3]) << "matrix-encoded and plain stereo downmixes are alike";
 }
 
 }  // namespace

@@ -154,7 +154,10 @@ inline bool amrSeed(bool wideband, DecoderSeed& seed, std::string& why)
 
 struct DecoderRow {
     const char* name;
+    // The seed made here, or else a file ffmpeg encodes with `encoder`.
     bool (*makeSeed)(DecoderSeed&, std::string&);
+    const char* encoder;
+    const char* file;
     // Samples are between half this and this many bytes, as splitters cut them.
     size_t sampleSize;
     // Leading bytes of the first payload that make a sync word (for disc
@@ -164,72 +167,41 @@ struct DecoderRow {
     bool dolbyLibrary = false;
     // S/PDIF output: E-AC-3 plays only as AC-3 converted for pass-through.
     bool spdif = false;
+
+    bool seed(DecoderSeed& seed, std::string& why) const
+    {
+        return makeSeed ? makeSeed(seed, why) : seedFromEncoder(encoder, file, seed, why);
+    }
 };
+
+inline bool amrNarrowbandSeed(DecoderSeed& s, std::string& why)
+{
+    return amrSeed(false, s, why);
+}
+inline bool amrWidebandSeed(DecoderSeed& s, std::string& why)
+{
+    return amrSeed(true, s, why);
+}
 
 // Every decoder of the factory, the AC-3 one twice (the DD+ decoder takes
 // AC-3 when its library is present), AAC in the three forms the host offers.
 inline const DecoderRow kDecoderRows[] = {
-    {"DvdVideoLpcm", dvdVideoLpcmSeed, 2016, 2},
-    {"HdDvdLpcm", hdDvdLpcmSeed, 2016, 2},
-    {"DvdAudioLpcm", dvdAudioLpcmSeed, 2016, 2},
-    {"BlurayLpcm", blurayLpcmSeed, 2016, 2},
-    {"Ac3ThroughDdPlus",
-     [](DecoderSeed& s, std::string& why) {
-         return seedFromEncoder("-c:a ac3 -f ac3", "s.ac3", s, why);
-     },
-     4096, 2},
-    {"Ac3ThroughDolby",
-     [](DecoderSeed& s, std::string& why) {
-         return seedFromEncoder("-c:a ac3 -f ac3", "s.ac3", s, why);
-     },
-     4096, 2, true},
-    {"Eac3",
-     [](DecoderSeed& s, std::string& why) {
-         return seedFromEncoder("-c:a eac3 -f eac3", "s.eac3", s, why);
-     },
-     4096, 2, false, true},
-    {"Dts",
-     [](DecoderSeed& s, std::string& why) {
-         return seedFromEncoder("-c:a dca -strict -2 -f dts", "s.dts", s, why);
-     },
-     4096, 4},
-    {"MpegLayer2",
-     [](DecoderSeed& s, std::string& why) {
-         return seedFromEncoder("-c:a mp2 -f mp2", "s.mp2", s, why);
-     },
-     2048, 2},
-    {"MpegLayer3",
-     [](DecoderSeed& s, std::string& why) {
-         return seedFromEncoder("-c:a libmp3lame -f mp3", "s.mp3", s, why);
-     },
-     2048, 2},
-    {"AacRaw",
-     [](DecoderSeed& s, std::string& why) {
-         return seedFromEncoder("-c:a aac -f mp4", "s.m4a", s, why);
-     },
-     1024, 2},
-    {"AacFromAdts",
-     [](DecoderSeed& s, std::string& why) {
-         return seedFromEncoder("-c:a aac -f adts", "s.aac", s, why);
-     },
-     1024, 2},
-    {"AacFromLatm",
-     [](DecoderSeed& s, std::string& why) {
-         return seedFromEncoder("-c:a aac -f mpegts -mpegts_flags latm", "s.ts", s, why);
-     },
-     1024, 2},
-    {"Vorbis",
-     [](DecoderSeed& s, std::string& why) {
-         return seedFromEncoder("-c:a libvorbis -f ogg", "s.ogg", s, why);
-     },
-     512, 1},
-    {"TrueHd",
-     [](DecoderSeed& s, std::string& why) {
-         return seedFromEncoder("-c:a truehd -strict -2 -f truehd", "s.thd", s, why);
-     },
-     4096, 8},
-    {"DvdAudioMlp", dvdAudioMlpSeed, 4096, 16},
-    {"AmrNarrowband", [](DecoderSeed& s, std::string& why) { return amrSeed(false, s, why); }, 320,
-     1},
-    {"AmrWideband", [](DecoderSeed& s, std::string& why) { return amrSeed(true, s, why); }, 610, 1},
+    {"DvdVideoLpcm", dvdVideoLpcmSeed, nullptr, nullptr, 2016, 2},
+    {"HdDvdLpcm", hdDvdLpcmSeed, nullptr, nullptr, 2016, 2},
+    {"DvdAudioLpcm", dvdAudioLpcmSeed, nullptr, nullptr, 2016, 2},
+    {"BlurayLpcm", blurayLpcmSeed, nullptr, nullptr, 2016, 2},
+    {"Ac3ThroughDdPlus", nullptr, "-c:a ac3 -f ac3", "s.ac3", 4096, 2},
+    {"Ac3ThroughDolby", nullptr, "-c:a ac3 -f ac3", "s.ac3", 4096, 2, true},
+    {"Eac3", nullptr, "-c:a eac3 -f eac3", "s.eac3", 4096, 2, false, true},
+    {"Dts", nullptr, "-c:a dca -strict -2 -f dts", "s.dts", 4096, 4},
+    {"MpegLayer2", nullptr, "-c:a mp2 -f mp2", "s.mp2", 2048, 2},
+    {"MpegLayer3", nullptr, "-c:a libmp3lame -f mp3", "s.mp3", 2048, 2},
+    {"AacRaw", nullptr, "-c:a aac -f mp4", "s.m4a", 1024, 2},
+    {"AacFromAdts", nullptr, "-c:a aac -f adts", "s.aac", 1024, 2},
+    {"AacFromLatm", nullptr, "-c:a aac -f mpegts -mpegts_flags latm", "s.ts", 1024, 2},
+    {"Vorbis", nullptr, "-c:a libvorbis -f ogg", "s.ogg", 512, 1},
+    {"TrueHd", nullptr, "-c:a truehd -strict -2 -f truehd", "s.thd", 4096, 8},
+    {"DvdAudioMlp", dvdAudioMlpSeed, nullptr, nullptr, 4096, 16},
+    {"AmrNarrowband", amrNarrowbandSeed, nullptr, nullptr, 320, 1},
+    {"AmrWideband", amrWidebandSeed, nullptr, nullptr, 610, 1},
 };

@@ -1,6 +1,7 @@
 // The whole filter between a push source and a recording sink, for tests
 // that drive it through its pins: parameters reset, logs captured, every
-// COM object accounted for at the end.
+// COM object accounted for at the end, and no assertion fired that the test
+// did not announce with `assertions.expect(n)`.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -15,6 +16,7 @@
 #include "host/graph.h"
 #include "host/push_source.h"
 #include "host/sink_filter.h"
+#include "support/assertion_guard.h"
 
 class FilterHarness : public ::testing::Test {
 protected:
@@ -62,9 +64,12 @@ protected:
         }
         EXPECT_EQ(CBaseObject::ObjectsActive(), 0);
         resetParametersForTesting();
+        assertions.check();
     }
 
-    HRESULT push(const uint8_t* data, size_t size, const REFERENCE_TIME* start = nullptr,
+    HRESULT push(const uint8_t* data,
+                 size_t size,
+                 const REFERENCE_TIME* start = nullptr,
                  bool discontinuity = false)
     {
         PushSource::Packet packet;
@@ -108,6 +113,7 @@ protected:
 
     TempRoot root;
     CapturedLog log{root};
+    AssertionGuard assertions;
     Graph graph;
     TvFilter* filter = nullptr;
     PushSource* source = nullptr;

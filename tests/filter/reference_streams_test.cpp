@@ -1,0 +1,189 @@
+// Streams whose packets carry their own stamps, through the whole filter
+// (DVD-Video, Blu-ray and Vorbis):
+// the output equals the reference decoder's (bit-exact for LPCM, within a
+// stated SNR for Vorbis) and each delivered sample starts at the time of the
+// packet that made it. Packets that make no output come first.
+#include <gtest/gtest.h>
+
+#include "host/input_source.h"
+#include "host/parsers/program_stream.h"
+#include "support/av_packets.h"
+#include "support/ffmpeg.h"
+#include "support/files.h"
+#include "support/filter_harness.h"
+#include "support/media_types.h"
+#include "support/pcm.h"
+
+namespace {
+
+struct Stream {
+    CMediaType type;
+    std::vector<HostPacket> packets;
+};
+
+// Blu-ray LPCM demuxed from M2TS, each packet with its 4-byte header.
+bool blurayPackets(const std::string& path, int channels, Stream& stream, std::string& why)
+{
+    std::vector<DemuxedPacket> packets;
+    if (!readAudioPackets(path, packets, why))
+        return false;
+    stream.type = waveType(MEDIATYPE_MPEG2_PES, MEDIASUBTYPE_BDMV_LPCM_AUDIO, WAVE_FORMAT_PCM,
+                           48000, WORD(channels), 16);
+    for (const DemuxedPacket& p : packets)
+        stream.packets.push_back({p.data, p.hasTime, p.time, 0});
+    return true;
+}
+
+// As the host reads it: the media type it offers and its packets.
+bool hostPackets(const std::string& path, int, Stream& stream, std::string& why)
+{
+    auto input = openInputSource(path, why);
+    if (!input || input->streams().empty() || !input->streams()[0].mediaType || !input->select(0))
+        return false;
+    stream.type = *input->streams()[0].mediaType;
+    for (HostPacket packet; input->next(packet);)
+        stream.packets.push_back(packet);
+    return true;
+}
+
+struct StreamCase {
+    const char* name;
+    ToneSignal signal;
+    const char* encode;
+    const char* file;
+    bool (*read)(const std::string&, int, Stream&, std::string&);
+    const char* referenceFormat;  // the sink takes the first type offered
+    double minSnr;                // infinite: bit-exact
+    size_t silentPackets;
+};
+
+const double kExact = std::numeric_limits<double>::infinity();
+
+const StreamCase kStreams[] = {
+    {"BlurayStereo",
+     {"FL+FR", 48000, 0.5, 0.7},
+     "-c:a pcm_bluray -sample_fmt s16 -f mpegts -mpegts_m2ts_mode 1",
+     "s.m2ts",
+     blurayPackets,
+     "s16le",
+     kExact,
+     0},
+    {"Bluray51",
+     {"FL+FR+FC+LFE+SL+SR", 48000, 0.5, 0.7},
+     "-c:a pcm_bluray -sample_fmt s16 -f mpegts -mpegts_m2ts_mode 1",
+     "s.m2ts",
+     blurayPackets,
+     "s16le",
+     kExact,
+     0},
+    // Float output goes to the sink as 32-bit integers.
+    {"Vorbis",
+     {"FL+FR", 48000, 0.5, 0.8},
+     "-c:a libvorbis -f ogg",
+     "s.ogg",
+     hostPackets,
+     "s32le",
+     90,
+     1},
+};
+
+class ReferenceStreams : public FilterHarness, public ::testing::WithParamInterface<StreamCase> {};
+
+TEST_P(ReferenceStreams, OutputAndStampsFollowThePackets)
+{
+    const StreamCase& c = GetParam();
+    REQUIRE_FFMPEG();
+    TempFolder folder;
+    std::string path = folder.file(c.file);
+    ASSERT_TRUE(encodeTones(path, c.signal, c.encode));
+    Stream stream;
+    std::string why;
+    int channels = int(speakerList(c.signal.speakers).size());
+    ASSERT_TRUE(c.read(path, channels, stream, why)) << why;
+    build(stream.type);
+    for (const HostPacket& p : stream.packets)
+        ASSERT_EQ(push(p.data.data(), p.data.size(), p.hasTime ? &p.start : nullptr), S_OK);
+    ASSERT_EQ(source->DeliverEndOfStream(), S_OK);
+
+    std::vector<uint8_t> reference = referenceDecode(path, c.referenceFormat);
+    if (c.minSnr == kExact) {
+        EXPECT_EQ(output(), reference);
+    } else {
+        auto format =
+            std::string(c.referenceFormat) == "s16le" ? SampleFormat::S16 : SampleFormat::S32;
+        auto ours = samplesOf(output(), format);
+        auto theirs = samplesOf(reference, format);
+        // The container's end padding may still be in ours.
+        EXPECT_GE(ours.size(), theirs.size());
+        EXPECT_LE(ours.size(),
+                  theirs.size() + size_t(stream.packets.back().paddingFrames) * size_t(channels));
+        EXPECT_GE(snrDb(theirs, ours), c.minSnr);
+    }
+    auto samples = sink->Samples();
+    ASSERT_EQ(samples.size() + c.silentPackets, stream.packets.size());
+    for (size_t i = 0; i < samples.size(); ++i) {
+        const HostPacket& packet = stream.packets[i + c.silentPackets];
+        ASSERT_TRUE(samples[i].hasStart) << i;
+        if (packet.hasTime) {
+            EXPECT_EQ(samples[i].start, packet.start) << i;
+        }
+    }
+}
+
+// DVD packets cut the audio anywhere; each carries the PTS of the first
+// access unit that starts in it.
+TEST_F(FilterHarness, DvdPacketsDecodeLikeTheReferenceDecoderWithStamps)
+{
+    REQUIRE_FFMPEG();
+    TempFolder folder;
+    std::string vob = folder.file("in.vob");
+    ASSERT_TRUE(
+        encodeTones(vob, {"FL+FR", 48000, 1.0, 0.8}, "-c:a pcm_dvd -sample_fmt s16 -f vob"));
+    auto reference = referenceDecode(vob, "s16le");
+    ASSERT_FALSE(reference.empty());
+    std::vector<PesPacket> packets;
+    ASSERT_TRUE(readProgramStreamFile(vob, packets));
+
+    build(
+        waveType(MEDIATYPE_MPEG2_PES, MEDIASUBTYPE_DVD_LPCM_AUDIO, WAVE_FORMAT_PCM, 48000, 2, 16));
+    size_t pushed = 0;
+    for (const PesPacket& packet : packets) {
+        if (packet.substreamId != 0xA0)
+            continue;
+        REFERENCE_TIME start = packet.ptsReferenceTime;
+        ASSERT_EQ(
+            push(packet.payload.data(), packet.payload.size(), packet.hasPts ? &start : nullptr),
+            S_OK);
+        ++pushed;
+    }
+    ASSERT_EQ(source->DeliverEndOfStream(), S_OK);
+    EXPECT_EQ(output(), reference);
+    auto samples = sink->Samples();
+    ASSERT_EQ(samples.size(), pushed);
+    // Each packet comes out as one sample stamped with its PTS moved back by
+    // the audio before its first access unit (size - pointer + 4 bytes in
+    // whole stereo frames), lasting as long as its bytes.
+    size_t index = 0;
+    for (const PesPacket& packet : packets) {
+        if (packet.substreamId != 0xA0)
+            continue;
+        const ReceivedSample& s = samples[index++];
+        ASSERT_TRUE(s.hasStart) << index;
+        EXPECT_EQ(s.stop - s.start, REFERENCE_TIME(s.data.size() / 4) * 10000000 / 48000) << index;
+        if (packet.hasPts) {
+            int pointer = (packet.payload[2] << 8) | packet.payload[3];
+            int64_t bytes = int64_t(packet.payload.size()) - pointer + 4;
+            EXPECT_EQ(s.start, packet.ptsReferenceTime - (bytes / 4) * 10000000 / 48000) << index;
+        }
+    }
+    EXPECT_EQ(sink->EndOfStreamCount(), 1);
+}
+
+INSTANTIATE_TEST_SUITE_P(Streams,
+                         ReferenceStreams,
+                         ::testing::ValuesIn(kStreams),
+                         [](const ::testing::TestParamInfo<StreamCase>& info) {
+                             return info.param.name;
+                         });
+
+}  // namespace
