@@ -114,8 +114,9 @@ TEST(DecoderFactory, TheDDPlusLibraryReplacesTheAc3Decoder)
     for (bool ddPlusLibrary : {true, false}) {
         int dolby = 0, ddPlus = 0;
         for (const auto& decoder : decoders(ddPlusLibrary)) {
-            dolby += typeid(*decoder) == typeid(AdecDolby);
-            ddPlus += typeid(*decoder) == typeid(AdecDDPlus);
+            const Adec& made = *decoder;
+            dolby += typeid(made) == typeid(AdecDolby);
+            ddPlus += typeid(made) == typeid(AdecDDPlus);
         }
         EXPECT_EQ(ddPlus, ddPlusLibrary ? 1 : 0);
         EXPECT_EQ(dolby, ddPlusLibrary ? 0 : 1);
