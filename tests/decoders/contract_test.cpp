@@ -235,7 +235,9 @@ TEST(DecoderSelection, EachTypeReachesItsDecoder)
         ASSERT_NE(chosen, nullptr) << decoderName(c.expected);
         std::ostringstream unused;
         auto expected = makeDecoder(c.expected, unused);
-        EXPECT_EQ(typeid(*chosen), typeid(*expected)) << decoderName(c.expected);
+        const Adec& chosenDecoder = *chosen;
+        const Adec& expectedDecoder = *expected;
+        EXPECT_EQ(typeid(chosenDecoder), typeid(expectedDecoder)) << decoderName(c.expected);
     }
 }
 
