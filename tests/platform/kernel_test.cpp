@@ -3,7 +3,6 @@
 
 #include <string>
 #include <thread>
-#include <vector>
 
 #include "platform/windows_api.h"
 
@@ -26,21 +25,6 @@ TEST(CriticalSection, IsRecursiveAndExcludesOtherThreads)
     }).join();
     EXPECT_TRUE(otherGotIn);
     DeleteCriticalSection(&cs);
-}
-
-TEST(Interlocked, CountsFromManyThreadsWithoutLoss)
-{
-    volatile LONG counter = 0;
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t)
-        threads.emplace_back([&] {
-            for (int i = 0; i < 10000; ++i)
-                InterlockedIncrement(&counter);
-        });
-    for (auto& t : threads)
-        t.join();
-    EXPECT_EQ(counter, 40000);
-    EXPECT_EQ(InterlockedDecrement(&counter), 39999);
 }
 
 TEST(Event, AutoResetReleasesOneWaitAndManualResetStaysSet)
