@@ -20,12 +20,10 @@ TEST(GuidText, RoundTripsEveryFieldInRegistryOrder)
     } cases[] = {
         {kDistinct, S_OK},
         {"{01234567-89ab-cdef-0123-456789abcdef}", S_OK},
-        {"", CO_E_CLASSSTRING},
         {"01234567-89AB-CDEF-0123-456789ABCDEF", CO_E_CLASSSTRING},
         {"{01234567-89AB-CDEF-0123-456789ABCDEF", CO_E_CLASSSTRING},
         {"{01234567-89AB-CDEF-0123-456789ABCDEF}X", CO_E_CLASSSTRING},
         {"{G1234567-89AB-CDEF-0123-456789ABCDEF}", CO_E_CLASSSTRING},
-        {"{0123456789AB-CDEF-0123-456789ABCDEF0}", CO_E_CLASSSTRING},
     };
     for (const Case& c : cases) {
         CLSID parsed;
