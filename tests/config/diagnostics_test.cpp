@@ -47,7 +47,7 @@ TEST_F(Diagnostics, WithoutAParameterFileNothingIsWritten)
     AM_MEDIA_TYPE type{};
     type.subtype = MEDIASUBTYPE_PCM;
     dumpOutput(type, pcm, 4);
-    EXPECT_TRUE(root.entries().empty());
+    EXPECT_TRUE(std::filesystem::is_empty(root.path()));
 }
 
 TEST_F(Diagnostics, ALogFileNamesTheProcessLogAndEachFiltersOwn)

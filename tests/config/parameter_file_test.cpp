@@ -1,9 +1,7 @@
-// The parameter file as a user writes it: what each line sets, what stops
-// the reading, and the assertion a second reading raises.
+// The parameter file as a user writes it: what each line sets and what stops
+// the reading.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <regex>
 #include <sstream>
 
 #include "config/config.h"
@@ -11,7 +9,6 @@
 #include "conversion/output_parameters.h"
 #include "conversion/remix_parameters.h"
 #include "filter/filter_parameters.h"
-#include "support/assertion_guard.h"
 
 namespace {
 
@@ -72,26 +69,6 @@ TEST(ParameterTypes, UnsignedSignedAndWordValues)
     EXPECT_EQ(PsingleChannel(), -3);
     EXPECT_TRUE(PshowStat());
     EXPECT_EQ(PinputLog(), "/tmp/in.bin");
-    resetParametersForTesting();
-}
-
-// The one check of the assertion line's format: source name, line number,
-// condition in quotes.
-TEST(AssertionLine, ReadingTheFileTwiceIsReportedWithSourceLineAndCondition)
-{
-    resetParametersForTesting();
-    TempRoot root;
-    CapturedLog log(root);
-    AssertionGuard assertions;
-    root.write("Tavio.conf", "");
-    loadParameterFile(root.file("Tavio.conf"));
-    loadParameterFile(root.file("Tavio.conf"));
-    assertions.expect(1);
-    const std::regex line(R"(error: TvAssert: config [0-9]+'readParameterFile == 0')");
-    auto written = log.lines();
-    EXPECT_EQ(std::count_if(written.begin(), written.end(),
-                            [&](const std::string& l) { return std::regex_match(l, line); }),
-              1);
     resetParametersForTesting();
 }
 

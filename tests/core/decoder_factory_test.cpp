@@ -108,21 +108,6 @@ TEST(DecoderFactory, EveryRegisteredInputTypeReachesItsDecoder)
     }
 }
 
-// One of the two AC-3 decoders is made, never both.
-TEST(DecoderFactory, TheDDPlusLibraryReplacesTheAc3Decoder)
-{
-    for (bool ddPlusLibrary : {true, false}) {
-        int dolby = 0, ddPlus = 0;
-        for (const auto& decoder : decoders(ddPlusLibrary)) {
-            const Adec& made = *decoder;
-            dolby += typeid(made) == typeid(AdecDolby);
-            ddPlus += typeid(made) == typeid(AdecDDPlus);
-        }
-        EXPECT_EQ(ddPlus, ddPlusLibrary ? 1 : 0);
-        EXPECT_EQ(dolby, ddPlusLibrary ? 0 : 1);
-    }
-}
-
 TEST(DecoderFactory, TypesOutsideTheRegisteredOnes)
 {
     CMediaType shortFormat = offer(MEDIATYPE_Audio, MEDIASUBTYPE_DVD_LPCM_AUDIO);

@@ -2,32 +2,9 @@
 // frame durations and bit rates as the stream information shows them.
 #include <gtest/gtest.h>
 
-#include <bit>
-#include <memory>
-
 #include "core/status_helpers.h"
 
 namespace {
-
-TEST(Status, CloneKeepsTheRecordsKindAndFields)
-{
-    TvStatusLpcm original;
-    original.freq = 96000;
-    original.chan = 6;
-    original.channelMask = 0x3F;
-    original.timeOffset = -1234;
-    original.spdif = true;
-    original.remixMode = RemixDecoderDownmix;
-    original.group2Channels = 4;
-    std::unique_ptr<TvStatus> copy(static_cast<const TvStatus&>(original).clone());
-    auto* lpcm = dynamic_cast<TvStatusLpcm*>(copy.get());
-    ASSERT_NE(lpcm, nullptr);
-    EXPECT_EQ(lpcm->group2Channels, 4);
-    EXPECT_EQ(lpcm->freq, 96000);
-    EXPECT_EQ(lpcm->timeOffset, -1234);
-    EXPECT_TRUE(lpcm->spdif);
-    EXPECT_EQ(lpcm->remixMode, RemixDecoderDownmix);
-}
 
 // A mask that disagrees with the channel count gives way to the default
 // one, which names exactly as many speakers as there are channels.
@@ -44,8 +21,6 @@ TEST(Status, ReportedMaskAgreesWithTheChannelCount)
         status.channelMask = c.mask;
         EXPECT_EQ(reportedChannelMask(status), c.reported) << c.chan << " " << c.mask;
     }
-    for (int chan = 1; chan <= 8; ++chan)
-        EXPECT_EQ(std::popcount(defaultChannelMask(chan)), chan) << chan;
 }
 
 TEST(Status, FrameDurationIsTruncatedAndBitRatesRounded)

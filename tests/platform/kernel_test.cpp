@@ -3,7 +3,6 @@
 
 #include <string>
 #include <thread>
-#include <vector>
 
 #include "platform/windows_api.h"
 
@@ -26,21 +25,6 @@ TEST(CriticalSection, IsRecursiveAndExcludesOtherThreads)
     }).join();
     EXPECT_TRUE(otherGotIn);
     DeleteCriticalSection(&cs);
-}
-
-TEST(Interlocked, CountsFromManyThreadsWithoutLoss)
-{
-    volatile LONG counter = 0;
-    std::vector<std::thread> threads;
-    for (int t = 0; t < 4; ++t)
-        threads.emplace_back([&] {
-            for (int i = 0; i < 10000; ++i)
-                InterlockedIncrement(&counter);
-        });
-    for (auto& t : threads)
-        t.join();
-    EXPECT_EQ(counter, 40000);
-    EXPECT_EQ(InterlockedDecrement(&counter), 39999);
 }
 
 TEST(Event, AutoResetReleasesOneWaitAndManualResetStaysSet)
@@ -78,19 +62,15 @@ TEST(Modules, LoadFindExportNameAndFree)
     char path[1024];
     DWORD length = GetModuleFileNameA(module, path, sizeof path);
     EXPECT_EQ(std::string(path, length), TEST_MODULE_PATH);
-    EXPECT_NE(GetModuleHandleA("TestModule.dll"), nullptr);
     EXPECT_EQ(platform::moduleContaining(reinterpret_cast<void*>(answer)), module);
     char tiny[4] = {'x', 'x', 'x', 'x'};  // cut and terminated, and the size reported
     EXPECT_EQ(GetModuleFileNameA(module, tiny, sizeof tiny), DWORD(sizeof tiny));
     EXPECT_EQ(tiny[3], 0);
-    length = GetModuleFileNameA(nullptr, path, sizeof path);
-    EXPECT_NE(std::string(path, length).find("platform_tests"), std::string::npos);
     EXPECT_TRUE(FreeLibrary(module));
 
     SetLastError(0);
     EXPECT_EQ(LoadLibraryA("/nonexistent/TvAc3Lib.dll"), nullptr);
     EXPECT_EQ(GetLastError(), DWORD(ERROR_MOD_NOT_FOUND));
-    EXPECT_EQ(GetModuleHandleA("NotLoaded.dll"), nullptr);
 }
 
 }  // namespace

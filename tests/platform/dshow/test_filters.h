@@ -1,6 +1,5 @@
 // Small filters and pins whose behaviour each test sets and which record the
-// protocol calls they receive, and counted stand-ins for what surrounds a
-// filter in a graph, for checking the base classes from outside.
+// protocol calls they receive, for checking the base classes from outside.
 #pragma once
 
 #include <algorithm>
@@ -23,21 +22,6 @@ inline std::string subtypeName(const AM_MEDIA_TYPE& type)
             return name;
     return "other";
 }
-
-// The IUnknown of a stand-in that lives on the test's stack: it counts its
-// references, so leaks and extra releases show, and offers no other interface.
-template <class Interface>
-class Counted : public Interface {
-public:
-    STDMETHODIMP QueryInterface(REFIID, void** ppv) override
-    {
-        *ppv = nullptr;
-        return E_NOINTERFACE;
-    }
-    STDMETHODIMP_(ULONG) AddRef() override { return static_cast<ULONG>(++refs); }
-    STDMETHODIMP_(ULONG) Release() override { return static_cast<ULONG>(--refs); }
-    LONG refs = 1;
-};
 
 using CallLog = std::vector<std::string>;
 
@@ -214,41 +198,6 @@ public:
     ALLOCATOR_PROPERTIES requirements{};
     IMemAllocator* notified = nullptr;
     std::vector<AM_SAMPLE2_PROPERTIES> received;
-};
-
-// A graph as a filter sees it: IFilterGraph and the event sink. It counts its
-// references and keeps the events it is sent (code, param1, param2).
-class FakeGraph : public IFilterGraph, public IMediaEventSink {
-public:
-    STDMETHODIMP QueryInterface(REFIID riid, void** ppv) override
-    {
-        *ppv = nullptr;
-        if (IsEqualGUID(riid, IID_IMediaEventSink))
-            *ppv = static_cast<IMediaEventSink*>(this);
-        else if (IsEqualGUID(riid, IID_IUnknown) || IsEqualGUID(riid, IID_IFilterGraph))
-            *ppv = static_cast<IFilterGraph*>(this);
-        if (*ppv)
-            AddRef();
-        return *ppv ? S_OK : E_NOINTERFACE;
-    }
-    STDMETHODIMP_(ULONG) AddRef() override { return static_cast<ULONG>(++refs); }
-    STDMETHODIMP_(ULONG) Release() override { return static_cast<ULONG>(--refs); }
-    STDMETHODIMP AddFilter(IBaseFilter*, LPCWSTR) override { return E_NOTIMPL; }
-    STDMETHODIMP RemoveFilter(IBaseFilter*) override { return E_NOTIMPL; }
-    STDMETHODIMP EnumFilters(IEnumFilters**) override { return E_NOTIMPL; }
-    STDMETHODIMP FindFilterByName(LPCWSTR, IBaseFilter**) override { return E_NOTIMPL; }
-    STDMETHODIMP ConnectDirect(IPin*, IPin*, const AM_MEDIA_TYPE*) override { return E_NOTIMPL; }
-    STDMETHODIMP Reconnect(IPin*) override { return E_NOTIMPL; }
-    STDMETHODIMP Disconnect(IPin*) override { return E_NOTIMPL; }
-    STDMETHODIMP SetDefaultSyncSource() override { return E_NOTIMPL; }
-    STDMETHODIMP Notify(LONG code, LONG_PTR param1, LONG_PTR param2) override
-    {
-        events.push_back({code, param1, param2});
-        return S_OK;
-    }
-
-    LONG refs = 1;
-    std::vector<std::vector<LONG_PTR>> events;
 };
 
 // An upstream filter with one output pin and a downstream filter with one
