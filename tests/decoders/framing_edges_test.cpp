@@ -88,19 +88,6 @@ INSTANTIATE_TEST_SUITE_P(Rows, Framing, ::testing::Values(
     caseName<FramingCase>);
 // clang-format on
 
-// An MPEG-2.5 layer III header with bit-rate index 9 has no size: it is
-// passed over, and the stream behind it decodes.
-TEST(MpegFraming, AHeaderWithoutASizeIsPassedOver)
-{
-    REQUIRE_FFMPEG();
-    std::vector<uint8_t> stream =
-        made("FL+FR", "-c:a libmp3lame -b:a 128k -write_xing 0 -id3v2_version 0", "mp3");
-    DecoderRun clean = decode(Decoder::Mpeg, audioType(MEDIASUBTYPE_MP3), {stream});
-    DecoderRun run = decode(Decoder::Mpeg, audioType(MEDIASUBTYPE_MP3), {hex("FFE390C0") + stream});
-    EXPECT_EQ(run.skipped, 4u);
-    EXPECT_TRUE(run.output == clean.output);
-}
-
 // AC-3 through the AC-3 library: karaoke streams, bit rates, and the downmixes
 // the remixer asks of the decoder.
 struct Ac3Case {

@@ -148,7 +148,7 @@ TEST(DtsBursts, BurstWords)
 // bsmod) whose frames decode close to ffmpeg's decode of the original, 256
 // samples later.
 struct Eac3Case {
-    std::string name;
+    std::string what;
     std::string speakers;  // a made stream; "" for a vector
     std::string vector;
     double minSnr;
@@ -193,24 +193,23 @@ TEST_P(Eac3Conversion, BurstsDecodeLikeTheOriginal)
     std::vector<double> ours = samplesOf(referenceDecode(converted, "s16le"), SampleFormat::S16);
     std::vector<double> reference = samplesOf(referenceDecode(path, "s16le"), SampleFormat::S16);
     PcmMatch match = alignedSnr(reference, ours, c.channels, 600);
-    std::cout << "[ snr ] " << c.name << " through AC-3: " << match.snr << " dB, shift "
+    std::cout << "[ snr ] " << c.what << " through AC-3: " << match.snr << " dB, shift "
               << match.shift << std::endl;
     EXPECT_GE(match.snr, c.minSnr);
     EXPECT_EQ(match.shift, 256);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Streams,
-    Eac3Conversion,
-    ::testing::Values(
-        Eac3Case{"eac3 5.1", k51, "", 25, 6},
-        Eac3Case{"eac3 stereo", "FL+FR", "", 25, 2},
-        Eac3Case{"ts_sample.eac3", "", "androidx_media/ts_sample.eac3", 15, 6},
-        Eac3Case{"ddp_3_stream_640", "", "dlbframe337/ddp_3_stream_640.ec3", 15, 6},
-        Eac3Case{"ddp_evo_passthrough_32L", "", "dlbframe337/ddp_evo_passthrough_32L.ec3", 15, 6},
-        // 7.1 becomes 5.1: compared by its layout only.
-        Eac3Case{"7ch_ddp_channel_id", "", "dlbmp4base/7ch_ddp_25fps_channel_id.ec3", 0, 6}),
-    [](const auto& info) { return testName(info.param.name); });
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(Streams, Eac3Conversion, ::testing::Values(
+    Eac3Case{"eac3 5.1", k51, "", 25, 6},
+    Eac3Case{"eac3 stereo", "FL+FR", "", 25, 2},
+    Eac3Case{"ts_sample.eac3", "", "androidx_media/ts_sample.eac3", 15, 6},
+    Eac3Case{"ddp_3_stream_640", "", "dlbframe337/ddp_3_stream_640.ec3", 15, 6},
+    Eac3Case{"ddp_evo_passthrough_32L", "", "dlbframe337/ddp_evo_passthrough_32L.ec3", 15, 6},
+    // 7.1 becomes 5.1: compared by its layout only.
+    Eac3Case{"7ch_ddp_channel_id", "", "dlbmp4base/7ch_ddp_25fps_channel_id.ec3", 0, 6}),
+    caseName<Eac3Case>);
+// clang-format on
 
 // Without pass-through E-AC-3 gives nothing: the first call finds the frame
 // and consumes nothing, every later one passes it over; the last frame, whose

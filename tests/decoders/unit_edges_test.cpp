@@ -106,9 +106,7 @@ TEST(AacUnits, Configurations)
     std::ostringstream log;
     auto decoder = makeDecoder(Decoder::Aac, log);
     const std::vector<uint8_t> lcStereo48k = {0x11, 0x90};
-    EXPECT_TRUE(decoder->accepts(typeWith(MEDIASUBTYPE_MPEG4_AUDIO, lcStereo48k)));
     EXPECT_TRUE(decoder->accepts(typeWith(MEDIASUBTYPE_MP4_AUDIO, lcStereo48k)));
-    EXPECT_FALSE(decoder->accepts(typeWith(MEDIASUBTYPE_DOLBY_AC3, lcStereo48k)));
     EXPECT_FALSE(decoder->accepts(typeWith(MEDIASUBTYPE_MPEG4_AUDIO, {})));
     EXPECT_FALSE(
         decoder->accepts(typeWith(MEDIASUBTYPE_MPEG4_AUDIO, {0xF8, 0x00})));  // object type 31+
