@@ -27,16 +27,15 @@ Row toneRow(std::string name,
             uint32_t mask,
             std::string delivered = "")
 {
-    Row row;
-    row.name = std::move(name);
-    row.decoder = decoder;
-    row.tones = {speakers, rate, 0.5, 0.5};
-    row.encode = std::move(encode);
-    row.format = format;
-    row.mask = mask;
-    row.delivered = delivered.empty() ? speakers : delivered;
-    row.channels = int(speakerList(row.delivered).size());
-    return row;
+    std::string placed = delivered.empty() ? speakers : delivered;
+    return {.name = std::move(name),
+            .decoder = decoder,
+            .tones = {speakers, rate, 0.5, 0.5},
+            .encode = std::move(encode),
+            .format = format,
+            .channels = int(speakerList(placed).size()),
+            .mask = mask,
+            .delivered = placed};
 }
 
 Row& snr(Row& row, double limit, long maxShift = 0)
@@ -98,12 +97,9 @@ StreamInput dvdaInput(const Row& row)
         input.source, channels, bits, groups ? std::vector<int>{3, 3} : std::vector<int>{channels});
     input.source.resize(packed.size());  // whole pairs of frames only
     uint8_t quant = uint8_t(bits == 16 ? 0 : 2);
-    uint8_t freq = uint8_t(rate % 48000 ? (rate == 44100   ? 8
-                                           : rate == 88200 ? 9
-                                                           : 10)
-                                        : (rate == 48000   ? 0
-                                           : rate == 96000 ? 1
-                                                           : 2));
+    // The sample rate codes: 0-2 from 48 kHz up, 8-10 from 44.1 kHz up.
+    const int rates[] = {48000, 96000, 192000, 0, 0, 0, 0, 0, 44100, 88200, 176400};
+    uint8_t freq = uint8_t(std::find(std::begin(rates), std::end(rates), rate) - rates);
     input.type = groups ? waveType(MEDIATYPE_MPEG2_PES, MEDIASUBTYPE_DVDA_AUDIO_LPCM,
                                    WAVE_FORMAT_PCM, 48000, 2, 16)
                         : waveType(MEDIATYPE_Audio, MEDIASUBTYPE_DVDA_AUDIO_LPCM, WAVE_FORMAT_PCM,
@@ -229,16 +225,14 @@ Row vectorRow(Decoder decoder,
               long lengthLow = 0,
               long lengthHigh = 0)
 {
-    Row row;
-    row.name = vector.substr(vector.rfind('/') + 1);
-    row.decoder = decoder;
-    row.vector = std::move(vector);
-    row.format = format;
-    row.compare = compare;
-    row.limit = limit;
-    row.lengthLow = lengthLow;
-    row.lengthHigh = lengthHigh;
-    return row;
+    return {.name = vector.substr(vector.rfind('/') + 1),
+            .decoder = decoder,
+            .vector = vector,
+            .format = format,
+            .compare = compare,
+            .limit = limit,
+            .lengthLow = lengthLow,
+            .lengthHigh = lengthHigh};
 }
 
 }  // namespace
