@@ -14,14 +14,9 @@ namespace {
 // Sync word, CRC, fscod, frmsizecod, bsid, bsmod, acmod.
 BitWriter ac3(int fscod, int frmsizecod, int bsid, int bsmod, int acmod)
 {
-    return BitWriter()
-        .put(0x0B77, 16)
-        .put(0, 16)
-        .put(fscod, 2)
-        .put(frmsizecod, 6)
-        .put(bsid, 5)
-        .put(bsmod, 3)
-        .put(acmod, 3);
+    BitWriter w;
+    w.put(0x0B77, 16).put(0, 16).put(fscod, 2).put(frmsizecod, 6);
+    return w.put(bsid, 5).put(bsmod, 3).put(acmod, 3);
 }
 
 // The alternate syntax's fields after lfeon. With `extras` compr, langcod and

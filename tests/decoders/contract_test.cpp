@@ -1,8 +1,7 @@
 // What every decoder owes the receive loop, over the rows marked for it: the
 // output does not depend on how the input was cut, a re-init starts afresh,
 // an output sample too small for a frame is never overrun, garbage and false
-// syncs in front are skipped, a missing sibling library refuses the type, and
-// each media type reaches its decoder.
+// syncs in front are skipped, and a missing sibling library refuses the type.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -10,12 +9,7 @@
 #include <random>
 #include <sstream>
 
-#include "core/decoder_factory.h"
 #include "core/media_subtypes.h"
-#include "decoders/AdecAMR.h"
-#include "decoders/AdecDDPlus.h"
-#include "decoders/AdecDolby.h"
-#include "decoders/AdecMLP.h"
 #include "decoders/decoder_rows.h"
 #include "diagnostics/assertions.h"
 #include "support/media_types.h"
@@ -115,8 +109,9 @@ TEST_P(DecoderContract, AnOutputSampleSmallerThanAFrameIsNeverOverrun)
     std::ostringstream log;
     auto decoder = startDecoder(row, input, log);
     ASSERT_TRUE(decoder) << log.str();
-    DecoderRun small = feedDecoder(
-        *decoder, input.packets, {.privateHeaders = input.privateHeaders, .outputSize = smallest - 1});
+    DecoderRun small =
+        feedDecoder(*decoder, input.packets,
+                    {.privateHeaders = input.privateHeaders, .outputSize = smallest - 1});
     // A frame that does not fit is asserted on by design; what matters is that
     // nothing is written past the sample (its guard bytes are checked).
     assertionsBefore = assertionCount();
@@ -168,77 +163,35 @@ INSTANTIATE_TEST_SUITE_P(Rows,
 // the factory then makes the AC-3 one).
 TEST(DecoderLibraries, WithoutTheirLibraryDecodersRefuseTheType)
 {
-    const CMediaType ac3 = audioType(MEDIASUBTYPE_DOLBY_AC3, 0x2000);
-    const CMediaType mlp =
-        waveType(MEDIATYPE_MPEG2_PES, MEDIASUBTYPE_DVDA_AUDIO_MLP, 0, 48000, 2, 24);
-    const CMediaType amr = audioType(MEDIASUBTYPE_SAMR_AUDIO, 0, 8000, 1);
+    struct Case {
+        const char* library;
+        Decoder decoder;
+        CMediaType type;
+    } cases[] = {
+        {"TvAc3Lib.dll", Decoder::Dolby, audioType(MEDIASUBTYPE_DOLBY_AC3, 0x2000)},
+        {"TvMlpDec.dll", Decoder::Mlp,
+         waveType(MEDIATYPE_MPEG2_PES, MEDIASUBTYPE_DVDA_AUDIO_MLP, 0, 48000, 2, 24)},
+        {"TvAmrDec.dll", Decoder::Amr, audioType(MEDIASUBTYPE_SAMR_AUDIO, 0, 8000, 1)},
+        {"TvEac3Dec.dll", Decoder::DDPlus, {}},
+    };
     TempFolder folder;
     std::ofstream(folder.file("text")) << "not a library";
-    for (const char* library : {"TvAc3Lib.dll", "TvMlpDec.dll", "TvAmrDec.dll", "TvEac3Dec.dll"})
+    for (const Case& c : cases)
         for (std::string copied :
              {std::string(), folder.file("text"), std::string(TEST_MODULE_PATH)}) {
-            SCOPED_TRACE(std::string(library) + " as " + (copied.empty() ? "nothing" : copied));
-            std::filesystem::remove(folder.file(library));
+            SCOPED_TRACE(std::string(c.library) + " as " + (copied.empty() ? "nothing" : copied));
+            std::filesystem::remove(folder.file(c.library));
             if (!copied.empty())
-                std::filesystem::copy_file(copied, folder.file(library));
+                std::filesystem::copy_file(copied, folder.file(c.library));
             std::ostringstream log;
-            std::string name = library;
-            if (name == "TvEac3Dec.dll") {
-                EXPECT_THROW(AdecDDPlus(log, folder.path()), std::exception);
+            if (c.decoder == Decoder::DDPlus) {
+                EXPECT_THROW(makeDecoder(c.decoder, log, folder.path()), std::exception);
                 continue;
             }
-            std::unique_ptr<Adec> decoder;
-            if (name == "TvAc3Lib.dll")
-                decoder = std::make_unique<AdecDolby>(log, folder.path());
-            else if (name == "TvMlpDec.dll")
-                decoder = std::make_unique<AdecMLP>(log, folder.path());
-            else
-                decoder = std::make_unique<AdecAMR>(log, folder.path());
-            const CMediaType& type = name == "TvAc3Lib.dll"   ? ac3
-                                     : name == "TvMlpDec.dll" ? mlp
-                                                              : amr;
-            EXPECT_TRUE(decoder->accepts(type));
-            EXPECT_EQ(decoder->init(type), nullptr);
+            auto decoder = makeDecoder(c.decoder, log, folder.path());
+            EXPECT_TRUE(decoder->accepts(c.type));
+            EXPECT_EQ(decoder->init(c.type), nullptr);
         }
-}
-
-// Each media type reaches its decoder through the factory, in the filter's
-// order (the DD+ decoder takes AC-3 while its library is there).
-TEST(DecoderSelection, EachTypeReachesItsDecoder)
-{
-    std::ostringstream log;
-    DecoderList decoders;
-    createDecoders(decoders, log, moduleFolder());
-    struct Case {
-        const GUID& major;
-        const GUID& subtype;
-        Decoder expected;
-    } cases[] = {
-        {MEDIATYPE_MPEG2_PES, MEDIASUBTYPE_DVD_LPCM_AUDIO, Decoder::LpcmDvd},
-        {MEDIATYPE_MPEG2_PES, MEDIASUBTYPE_HDDVD_LPCM, Decoder::LpcmDvd},
-        {MEDIATYPE_MPEG2_PES, MEDIASUBTYPE_BDMV_LPCM_AUDIO, Decoder::LpcmBd},
-        {MEDIATYPE_MPEG2_PES, MEDIASUBTYPE_DVDA_AUDIO_LPCM, Decoder::LpcmDvda},
-        {MEDIATYPE_MPEG2_PES, MEDIASUBTYPE_DVDA_AUDIO_MLP, Decoder::Mlp},
-        {MEDIATYPE_MPEG2_PES, MEDIASUBTYPE_HDDVD_AUDIO_MLP, Decoder::Mlp},
-        {MEDIATYPE_Audio, MEDIASUBTYPE_DOLBY_AC3, Decoder::DDPlus},
-        {MEDIATYPE_Audio, MEDIASUBTYPE_DTS, Decoder::Dts},
-        {MEDIATYPE_Audio, MEDIASUBTYPE_MP3, Decoder::Mpeg},
-        {MEDIATYPE_Audio, MEDIASUBTYPE_MPEG1AudioPayload, Decoder::Mpeg},
-        {MEDIATYPE_MPEG2_PES, MEDIASUBTYPE_MPEG2_AUDIO, Decoder::Mpeg},
-        {MEDIATYPE_DVD_ENCRYPTED_PACK, MEDIASUBTYPE_MPEG1Packet, Decoder::Mpeg},
-        {MEDIATYPE_Audio, MEDIASUBTYPE_SAMR_AUDIO, Decoder::Amr},
-        {MEDIATYPE_Audio, MEDIASUBTYPE_SAWB_AUDIO, Decoder::Amr},
-        {MEDIATYPE_Audio, MEDIASUBTYPE_AMR_WB_AUDIO, Decoder::Amr},
-    };
-    for (const Case& c : cases) {
-        Adec* chosen = chooseDecoder(decoders, waveType(c.major, c.subtype, 0, 48000, 2, 16));
-        ASSERT_NE(chosen, nullptr) << decoderName(c.expected);
-        std::ostringstream unused;
-        auto expected = makeDecoder(c.expected, unused);
-        const Adec& chosenDecoder = *chosen;
-        const Adec& expectedDecoder = *expected;
-        EXPECT_EQ(typeid(chosenDecoder), typeid(expectedDecoder)) << decoderName(c.expected);
-    }
 }
 
 }  // namespace

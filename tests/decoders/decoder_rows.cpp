@@ -10,12 +10,12 @@
 #include "decoders/AdecDDPlus.h"
 #include "decoders/AdecDTS.h"
 #include "decoders/AdecDolby.h"
+#include "decoders/AdecLPCM.h"
 #include "decoders/AdecLpcmBd.h"
 #include "decoders/AdecLpcmDvd.h"
 #include "decoders/AdecMLP.h"
 #include "decoders/AdecMPEG.h"
 #include "decoders/AdecVorbis.h"
-#include "decoders/AdecLPCM.h"
 #include "host/input_source.h"
 
 std::string moduleFolder()
@@ -23,7 +23,7 @@ std::string moduleFolder()
     return TAVIO_MODULE_DIR "/";
 }
 
-std::unique_ptr<Adec> makeDecoder(Decoder which, std::ostream& log)
+std::unique_ptr<Adec> makeDecoder(Decoder which, std::ostream& log, const std::string& folder)
 {
     switch (which) {
         case Decoder::LpcmDvd:
@@ -33,13 +33,13 @@ std::unique_ptr<Adec> makeDecoder(Decoder which, std::ostream& log)
         case Decoder::LpcmDvda:
             return std::make_unique<AdecLPCM>(log);
         case Decoder::Dolby:
-            return std::make_unique<AdecDolby>(log, moduleFolder());
+            return std::make_unique<AdecDolby>(log, folder);
         case Decoder::DDPlus:
-            return std::make_unique<AdecDDPlus>(log, moduleFolder());
+            return std::make_unique<AdecDDPlus>(log, folder);
         case Decoder::Dts:
             return std::make_unique<AdecDTS>(log);
         case Decoder::Mlp:
-            return std::make_unique<AdecMLP>(log, moduleFolder());
+            return std::make_unique<AdecMLP>(log, folder);
         case Decoder::Mpeg:
             return std::make_unique<AdecMPEG>(log);
         case Decoder::Aac:
@@ -47,7 +47,7 @@ std::unique_ptr<Adec> makeDecoder(Decoder which, std::ostream& log)
         case Decoder::Vorbis:
             return std::make_unique<AdecVorbis>(log);
         case Decoder::Amr:
-            return std::make_unique<AdecAMR>(log, moduleFolder());
+            return std::make_unique<AdecAMR>(log, folder);
     }
     return nullptr;
 }
@@ -75,6 +75,26 @@ std::string cachedFile(const std::string& key,
         return "";
     std::filesystem::rename(partial, path);
     return path;
+}
+
+std::string cachedBytes(const std::string& key,
+                        const std::string& extension,
+                        const std::vector<uint8_t>& bytes)
+{
+    return cachedFile(key, extension, [&](const std::string& path) {
+        writeBytes(path, bytes);
+        return true;
+    });
+}
+
+std::string madeStream(const ToneSignal& tones,
+                       const std::string& options,
+                       const std::string& extension)
+{
+    return cachedFile(toneInput(tones) + options, extension, [&](const std::string& path) {
+        return encodeTones(path, tones,
+                           options + " -f " + (extension == "thd" ? "truehd" : extension));
+    });
 }
 
 StreamInput demuxed(const std::string& path)
@@ -135,11 +155,7 @@ StreamInput rowInput(const Row& row)
     if (!row.vector.empty())
         return demuxed(vectorPath(row.vector));
     size_t bar = row.encode.find('|');
-    std::string options = row.encode.substr(0, bar), extension = row.encode.substr(bar + 1);
-    return demuxed(cachedFile(toneInput(row.tones) + options, extension, [&](const std::string& p) {
-        return encodeTones(p, row.tones,
-                           options + " -f " + (extension == "thd" ? "truehd" : extension));
-    }));
+    return demuxed(madeStream(row.tones, row.encode.substr(0, bar), row.encode.substr(bar + 1)));
 }
 
 std::vector<double> rowReferenceSamples(const Row& row, const StreamInput& input)
@@ -185,13 +201,43 @@ std::vector<uint8_t> hex(const std::string& text)
     return out;
 }
 
-std::string rowName(const ::testing::TestParamInfo<Row>& info)
+std::vector<uint8_t> operator+(std::vector<uint8_t> a, const std::vector<uint8_t>& b)
 {
-    std::string name = info.param.name;
+    a.insert(a.end(), b.begin(), b.end());
+    return a;
+}
+
+double peak(const std::vector<double>& samples)
+{
+    double most = 0;
+    for (double s : samples)
+        most = std::max(most, std::fabs(s));
+    return most;
+}
+
+std::vector<uint8_t> dtsFrame(int normal, int shortCount, int blocks, int bytes, int sfreq)
+{
+    std::vector<uint8_t> frame(size_t(bytes), 0);
+    uint64_t fields = uint64_t(0x7FFE8001) << 32 | uint64_t(normal) << 31 |
+                      uint64_t(shortCount) << 26 | uint64_t(blocks - 1) << 18 |
+                      uint64_t(bytes - 1) << 4;
+    for (int i = 0; i < 8; ++i)
+        frame[size_t(i)] = uint8_t(fields >> (56 - 8 * i));
+    frame[8] = uint8_t(sfreq << 2);
+    return frame;
+}
+
+std::string testName(std::string name)
+{
     for (char& c : name)
         if (!std::isalnum(static_cast<unsigned char>(c)))
             c = '_';
     return name;
+}
+
+std::string rowName(const ::testing::TestParamInfo<Row>& info)
+{
+    return testName(info.param.name);
 }
 
 void PrintTo(const Row& row, std::ostream* os)

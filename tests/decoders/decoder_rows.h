@@ -19,10 +19,12 @@
 
 enum class Decoder { LpcmDvd, LpcmBd, LpcmDvda, Dolby, DDPlus, Dts, Mlp, Mpeg, Aac, Vorbis, Amr };
 
-// The decoder with its sibling libraries loaded from the build's module folder.
-std::unique_ptr<Adec> makeDecoder(Decoder which, std::ostream& log);
-const char* decoderName(Decoder which);
 std::string moduleFolder();
+// The decoder with its sibling libraries loaded from `folder`.
+std::unique_ptr<Adec> makeDecoder(Decoder which,
+                                  std::ostream& log,
+                                  const std::string& folder = moduleFolder());
+const char* decoderName(Decoder which);
 
 // What the host (or the test, for packings no muxer writes) hands the decoder.
 struct StreamInput {
@@ -87,6 +89,17 @@ std::string cachedFile(const std::string& key,
                        const std::string& extension,
                        const std::function<bool(const std::string&)>& make);
 
+// `bytes` kept as a file of the build folder under `key`; its path.
+std::string cachedBytes(const std::string& key,
+                        const std::string& extension,
+                        const std::vector<uint8_t>& bytes);
+
+// The tones encoded by ffmpeg with `options` into a file of `extension`
+// ("thd" is written as TrueHD), made once per build folder; its path.
+std::string madeStream(const ToneSignal& tones,
+                       const std::string& options,
+                       const std::string& extension);
+
 // The first audio stream of a file as the host hands it over.
 StreamInput demuxed(const std::string& path);
 
@@ -100,6 +113,26 @@ std::vector<std::vector<uint8_t>> mlpPackets(const std::vector<uint8_t>& stream,
 
 // "0012ff" as {0x00, 0x12, 0xFF}.
 std::vector<uint8_t> hex(const std::string& text);
+
+// Byte strings one after the other.
+std::vector<uint8_t> operator+(std::vector<uint8_t> a, const std::vector<uint8_t>& b);
+
+// The largest magnitude among the samples.
+double peak(const std::vector<double>& samples);
+
+// A DTS core frame of `bytes` bytes: sync, frame type, SHORT, NBLKS, FSIZE
+// and SFREQ as given, zeros after.
+std::vector<uint8_t> dtsFrame(int normal, int shortCount, int blocks, int bytes, int sfreq);
+
+// A name gtest takes: every character but letters and digits made '_'.
+std::string testName(std::string name);
+
+// Names a table's case by its `what`.
+template <class Case>
+std::string caseName(const ::testing::TestParamInfo<Case>& info)
+{
+    return testName(info.param.what);
+}
 
 // Names a row for gtest.
 std::string rowName(const ::testing::TestParamInfo<Row>& info);

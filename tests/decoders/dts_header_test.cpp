@@ -18,16 +18,9 @@ std::vector<uint8_t> dts(int ftype,
                          int sfreq,
                          size_t size = 16)
 {
-    return BitWriter()
-        .put(0x7FFE8001, 32)
-        .put(ftype, 1)
-        .put(shortCount, 5)
-        .put(1, 1)
-        .put(nblks, 7)
-        .put(fsize, 14)
-        .put(63, 6)
-        .put(sfreq, 4)
-        .bytes(size);
+    BitWriter w;
+    w.put(0x7FFE8001, 32).put(ftype, 1).put(shortCount, 5).put(1, 1).put(nblks, 7);
+    return w.put(fsize, 14).put(63, 6).put(sfreq, 4).bytes(size);
 }
 
 struct Expected {

@@ -15,16 +15,9 @@ namespace {
 // levels), lfeon.
 BitWriter ac3(int fscod, int frmsizecod, int bsid, int bsmod, int lfeon)
 {
-    return BitWriter()
-        .put(0x0B77, 16)
-        .put(0, 16)
-        .put(fscod, 2)
-        .put(frmsizecod, 6)
-        .put(bsid, 5)
-        .put(bsmod, 3)
-        .put(7, 3)
-        .put(0, 4)
-        .put(lfeon, 1);
+    BitWriter w;
+    w.put(0x0B77, 16).put(0, 16).put(fscod, 2).put(frmsizecod, 6);
+    return w.put(bsid, 5).put(bsmod, 3).put(7, 3).put(0, 4).put(lfeon, 1);
 }
 
 // E-AC-3: sync, strmtyp, substreamid, frmsiz, fscod, then fscod2 or
@@ -38,16 +31,9 @@ BitWriter eac3(int strmtyp,
                int lfeon,
                int bsid)
 {
-    return BitWriter()
-        .put(0x0B77, 16)
-        .put(strmtyp, 2)
-        .put(substream, 3)
-        .put(frmsiz, 11)
-        .put(fscod, 2)
-        .put(fscod2OrBlocks, 2)
-        .put(acmod, 3)
-        .put(lfeon, 1)
-        .put(bsid, 5);
+    BitWriter w;
+    w.put(0x0B77, 16).put(strmtyp, 2).put(substream, 3).put(frmsiz, 11).put(fscod, 2);
+    return w.put(fscod2OrBlocks, 2).put(acmod, 3).put(lfeon, 1).put(bsid, 5);
 }
 
 struct Expected {

@@ -32,53 +32,13 @@ DecoderRun decode(Decoder which,
     return feedDecoder(*decoder, packets, {.privateHeaders = packed});
 }
 
-std::string madePath(const std::string& speakers,
-                     int rate,
-                     const std::string& options,
-                     const std::string& format,
-                     double seconds = 0.3)
-{
-    ToneSignal tones{speakers, rate, seconds, 0.5};
-    return cachedFile(
-        toneInput(tones) + options, format == "truehd" ? "thd" : format,
-        [&](const std::string& p) { return encodeTones(p, tones, options + " -f " + format); });
-}
-
+// Tones encoded by ffmpeg, 0.3 s unless said.
 std::vector<uint8_t> made(const std::string& speakers,
-                          int rate,
                           const std::string& options,
-                          const std::string& format,
+                          const std::string& extension,
                           double seconds = 0.3)
 {
-    return readBytes(madePath(speakers, rate, options, format, seconds));
-}
-
-std::vector<uint8_t> operator+(std::vector<uint8_t> a, const std::vector<uint8_t>& b)
-{
-    a.insert(a.end(), b.begin(), b.end());
-    return a;
-}
-
-// A DTS core frame of `bytes` bytes: sync, frame type, SHORT, NBLKS, FSIZE
-// and SFREQ as given, zeros after.
-std::vector<uint8_t> dtsFrame(int normal, int shortCount, int blocks, int bytes, int sfreq)
-{
-    std::vector<uint8_t> frame(size_t(bytes), 0);
-    uint64_t fields = uint64_t(0x7FFE8001) << 32 | uint64_t(normal) << 31 |
-                      uint64_t(shortCount) << 26 | uint64_t(blocks - 1) << 18 |
-                      uint64_t(bytes - 1) << 4;
-    for (int i = 0; i < 8; ++i)
-        frame[size_t(i)] = uint8_t(fields >> (56 - 8 * i));
-    frame[8] = uint8_t(sfreq << 2);
-    return frame;
-}
-
-double peak(const std::vector<double>& samples)
-{
-    double most = 0;
-    for (double s : samples)
-        most = std::max(most, std::fabs(s));
-    return most;
+    return readBytes(madeStream({speakers, 48000, seconds, 0.5}, options, extension));
 }
 
 struct FramingCase {
@@ -108,47 +68,25 @@ TEST_P(Framing, FramesSamplesRateAndSkippedBytes)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Rows,
-    Framing,
-    ::testing::Values(FramingCase{"dts normal frame with SHORT 30 is a false sync", Decoder::Dts,
-                                  dtsFrame(1, 30, 16, 1000, 13), true, 0, 0, 0, 1000 - 16, 0},
-                      FramingCase{"dts termination frame of SHORT 7", Decoder::Dts,
-                                  dtsFrame(0, 7, 16, 1000, 13), true, 1, 504, 48000, 0, 0},
-                      // A record without a rate: the receive loop asserts on it.
-                      FramingCase{"dts SFREQ 4 has no rate", Decoder::Dts,
-                                  dtsFrame(1, 31, 16, 1000, 4), true, 1, 512, 0, 0, 1},
-                      FramingCase{"dts 1024 samples at 44.1 kHz", Decoder::Dts,
-                                  dtsFrame(1, 31, 32, 2000, 8), true, 1, 1024, 44100, 0, 0},
-                      // Its record comes back without output, which the receive loop
-                      // asserts on; the frame is consumed all the same.
-                      FramingCase{"dts undecodable frame", Decoder::Dts,
-                                  dtsFrame(1, 31, 16, 1000, 13), false, 1, 512, 48000, 0, 1},
-                      FramingCase{"dts frame too large for its burst", Decoder::Dts,
-                                  dtsFrame(1, 31, 16, 2041, 13) + std::vector<uint8_t>(100), true,
-                                  0, 0, 0, 2141, 0},
-                      FramingCase{"dts garbage before a frame", Decoder::Dts,
-                                  std::vector<uint8_t>{1, 2, 3} + dtsFrame(1, 31, 16, 900, 13),
-                                  true, 1, 512, 48000, 3, 0},
-                      FramingCase{"dts 16 bytes are not enough to look at", Decoder::Dts,
-                                  dtsFrame(1, 31, 16, 16, 13), true, 0, 0, 0, 0, 0},
-                      FramingCase{"mpeg 24 zero bytes: one passed over", Decoder::Mpeg,
-                                  std::vector<uint8_t>(24), false, 0, 0, 0, 1, 0},
-                      FramingCase{"mpeg 23 zero bytes wait", Decoder::Mpeg,
-                                  std::vector<uint8_t>(23), false, 0, 0, 0, 0, 0}));
+const std::vector<uint8_t> kGarbage = {1, 2, 3};
 
-// An MPEG-2.5 layer III header with bit-rate index 9 has no size: it is
-// passed over, and the stream behind it decodes.
-TEST(MpegFraming, AHeaderWithoutASizeIsPassedOver)
-{
-    REQUIRE_FFMPEG();
-    std::vector<uint8_t> stream =
-        made("FL+FR", 48000, "-c:a libmp3lame -b:a 128k -write_xing 0 -id3v2_version 0", "mp3");
-    DecoderRun clean = decode(Decoder::Mpeg, audioType(MEDIASUBTYPE_MP3), {stream});
-    DecoderRun run = decode(Decoder::Mpeg, audioType(MEDIASUBTYPE_MP3), {hex("FFE390C0") + stream});
-    EXPECT_EQ(run.skipped, 4u);
-    EXPECT_TRUE(run.output == clean.output);
-}
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(Rows, Framing, ::testing::Values(
+    FramingCase{"dts normal frame with SHORT 30 is a false sync", Decoder::Dts, dtsFrame(1, 30, 16, 1000, 13), true, 0, 0, 0, 1000 - 16, 0},
+    FramingCase{"dts termination frame of SHORT 7", Decoder::Dts, dtsFrame(0, 7, 16, 1000, 13), true, 1, 504, 48000, 0, 0},
+    // A record without a rate: the receive loop asserts on it.
+    FramingCase{"dts SFREQ 4 has no rate", Decoder::Dts, dtsFrame(1, 31, 16, 1000, 4), true, 1, 512, 0, 0, 1},
+    FramingCase{"dts 1024 samples at 44.1 kHz", Decoder::Dts, dtsFrame(1, 31, 32, 2000, 8), true, 1, 1024, 44100, 0, 0},
+    // Its record comes back without output, which the receive loop asserts
+    // on; the frame is consumed all the same.
+    FramingCase{"dts undecodable frame", Decoder::Dts, dtsFrame(1, 31, 16, 1000, 13), false, 1, 512, 48000, 0, 1},
+    FramingCase{"dts frame too large for its burst", Decoder::Dts, dtsFrame(1, 31, 16, 2041, 13) + std::vector<uint8_t>(100), true, 0, 0, 0, 2141, 0},
+    FramingCase{"dts garbage before a frame", Decoder::Dts, kGarbage + dtsFrame(1, 31, 16, 900, 13), true, 1, 512, 48000, 3, 0},
+    FramingCase{"dts 16 bytes are not enough to look at", Decoder::Dts, dtsFrame(1, 31, 16, 16, 13), true, 0, 0, 0, 0, 0},
+    FramingCase{"mpeg 24 zero bytes: one passed over", Decoder::Mpeg, std::vector<uint8_t>(24), false, 0, 0, 0, 1, 0},
+    FramingCase{"mpeg 23 zero bytes wait", Decoder::Mpeg, std::vector<uint8_t>(23), false, 0, 0, 0, 0, 0}),
+    caseName<FramingCase>);
+// clang-format on
 
 // AC-3 through the AC-3 library: karaoke streams, bit rates, and the downmixes
 // the remixer asks of the decoder.
@@ -169,50 +107,40 @@ TEST_P(Ac3Settings, StatusOfTheFirstFrame)
 {
     REQUIRE_FFMPEG();
     const Ac3Case& c = GetParam();
-    std::vector<uint8_t> stream = made(
-        c.speakers, 48000, "-c:a ac3 -b:a " + std::to_string(c.kbps) + "k " + c.options, "ac3");
-    for (Decoder which : {Decoder::Dolby}) {
-        DecoderRun run = decode(which, audioType(MEDIASUBTYPE_DOLBY_AC3), {stream}, false,
-                                c.mixKind, c.mixType, c.mixMask);
-        ASSERT_FALSE(run.frames.empty()) << decoderName(which);
-        const auto& s = static_cast<const TvStatusAc3&>(*run.frames[0]);
-        EXPECT_EQ(std::vector<int>({s.chan, s.acmod, s.lfeon, s.bsmod, s.bitRate, s.iFrameSize,
-                                    int(s.remixMode)}),
-                  std::vector<int>(
-                      {c.chan, c.acmod, c.lfeon, c.bsmod, c.bitRate, c.frameSize, int(c.remix)}))
-            << decoderName(which);
-        if (c.remix != RemixNone) {
-            EXPECT_EQ(std::vector<int>({s.codedAcmod, s.codedLfeon}), std::vector<int>({7, 1}));
-        }
-        EXPECT_EQ(run.skipped, 0u);
+    std::vector<uint8_t> stream =
+        made(c.speakers, "-c:a ac3 -b:a " + std::to_string(c.kbps) + "k " + c.options, "ac3");
+    DecoderRun run = decode(Decoder::Dolby, audioType(MEDIASUBTYPE_DOLBY_AC3), {stream}, false,
+                            c.mixKind, c.mixType, c.mixMask);
+    ASSERT_FALSE(run.frames.empty());
+    const auto& s = static_cast<const TvStatusAc3&>(*run.frames[0]);
+    EXPECT_EQ(std::vector<int>(
+                  {s.chan, s.acmod, s.lfeon, s.bsmod, s.bitRate, s.iFrameSize, int(s.remixMode)}),
+              std::vector<int>(
+                  {c.chan, c.acmod, c.lfeon, c.bsmod, c.bitRate, c.frameSize, int(c.remix)}));
+    if (c.remix != RemixNone) {
+        EXPECT_EQ(std::vector<int>({s.codedAcmod, s.codedLfeon}), std::vector<int>({7, 1}));
     }
+    EXPECT_EQ(run.skipped, 0u);
 }
 
 const char* const k51 = "FL+FR+FC+LFE+BL+BR";
 
-INSTANTIATE_TEST_SUITE_P(
-    Rows,
-    Ac3Settings,
-    ::testing::Values(
-        Ac3Case{"karaoke 3/2 is 2/0 without LFE", k51, 384, "-audio_service_type ka", 0, 0, 0, 2, 2,
-                0, 7, 384000, 1536, RemixNone},
-        Ac3Case{"448 kbit/s", "FL+FR", 448, "", 0, 0, 0, 2, 2, 0, 0, 448000, 1792, RemixNone},
-        Ac3Case{"224 kbit/s is reported as 256", "FL+FR", 224, "", 0, 0, 0, 2, 2, 0, 0, 256000, 896,
-                RemixNone},
-        Ac3Case{"surround downmix to stereo", k51, 384, "", KindAc3, RemixDecoderSurroundDownmix,
-                0x3, 2, 0, 0, 0, 384000, 1536, RemixDecoderSurroundDownmix},
-        Ac3Case{"decoder downmix to 3/0+LFE", k51, 384, "", KindAc3, RemixDecoderDownmix, 0xF, 4, 3,
-                1, 0, 384000, 1536, RemixDecoderDownmix},
-        Ac3Case{"a downmix to as many channels", k51, 384, "", KindAc3, RemixDecoderDownmix, 0x3F,
-                6, 7, 1, 0, 384000, 1536, RemixNone},
-        Ac3Case{"another kind's downmix is ignored", k51, 384, "", KindDts, RemixDecoderDownmix,
-                0x3, 6, 7, 1, 0, 384000, 1536, RemixNone}),
-    [](const auto& info) { return "case" + std::to_string(info.index); });
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(Rows, Ac3Settings, ::testing::Values(
+    Ac3Case{"karaoke 3/2 is 2/0 without LFE", k51, 384, "-audio_service_type ka", 0, 0, 0, 2, 2, 0, 7, 384000, 1536, RemixNone},
+    Ac3Case{"448 kbit/s", "FL+FR", 448, "", 0, 0, 0, 2, 2, 0, 0, 448000, 1792, RemixNone},
+    Ac3Case{"224 kbit/s is reported as 256", "FL+FR", 224, "", 0, 0, 0, 2, 2, 0, 0, 256000, 896, RemixNone},
+    Ac3Case{"surround downmix to stereo", k51, 384, "", KindAc3, RemixDecoderSurroundDownmix, 0x3, 2, 0, 0, 0, 384000, 1536, RemixDecoderSurroundDownmix},
+    Ac3Case{"decoder downmix to 3/0+LFE", k51, 384, "", KindAc3, RemixDecoderDownmix, 0xF, 4, 3, 1, 0, 384000, 1536, RemixDecoderDownmix},
+    Ac3Case{"a downmix to as many channels", k51, 384, "", KindAc3, RemixDecoderDownmix, 0x3F, 6, 7, 1, 0, 384000, 1536, RemixNone},
+    Ac3Case{"another kind's downmix is ignored", k51, 384, "", KindDts, RemixDecoderDownmix, 0x3, 6, 7, 1, 0, 384000, 1536, RemixNone}),
+    caseName<Ac3Case>);
+// clang-format on
 
 TEST(Ac3Framing, BothLibrariesDownmixAlike)
 {
     REQUIRE_FFMPEG();
-    std::vector<uint8_t> stream = made(k51, 48000, "-c:a ac3 -b:a 384k", "ac3");
+    std::vector<uint8_t> stream = made(k51, "-c:a ac3 -b:a 384k", "ac3");
     DecoderRun sixteen = decode(Decoder::Dolby, audioType(MEDIASUBTYPE_DOLBY_AC3), {stream}, false,
                                 KindAc3, RemixDecoderSurroundDownmix, 0x3);
     DecoderRun floats = decode(Decoder::DDPlus, audioType(MEDIASUBTYPE_DOLBY_AC3), {stream}, false,
@@ -228,7 +156,7 @@ TEST(Ac3Framing, BothLibrariesDownmixAlike)
 TEST(Ac3Framing, BrokenFramesAndClipping)
 {
     REQUIRE_FFMPEG();
-    std::vector<uint8_t> stream = made("FL+FR", 48000, "-c:a ac3 -b:a 192k", "ac3", 0.2);
+    std::vector<uint8_t> stream = made("FL+FR", "-c:a ac3 -b:a 192k", "ac3", 0.2);
     DecoderRun clean = decode(Decoder::DDPlus, audioType(MEDIASUBTYPE_DOLBY_AC3), {stream});
     std::vector<uint8_t> broken = stream;
     broken[100] ^= 0x40;
@@ -240,9 +168,7 @@ TEST(Ac3Framing, BrokenFramesAndClipping)
     EXPECT_EQ(tooShort.consumed, 0u);
 
     ToneSignal loud{"FC", 48000, 0.2, 1.25};
-    std::string path = cachedFile(toneInput(loud) + "ac3 loud", "ac3", [&](const std::string& p) {
-        return encodeTones(p, loud, "-c:a ac3 -b:a 192k -f ac3");
-    });
+    std::string path = madeStream(loud, "-c:a ac3 -b:a 192k", "ac3");
     ASSERT_GT(peak(samplesOf(referenceDecode(path, "f32le"), SampleFormat::F32)), 1.0);
     DecoderRun clipped =
         decode(Decoder::DDPlus, audioType(MEDIASUBTYPE_DOLBY_AC3), {readBytes(path)});
@@ -274,25 +200,20 @@ TEST_P(MlpHeaders, StripOrRefuse)
     EXPECT_EQ(size_t(p - c.packet.data()), c.consumed);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Rows,
-    MlpHeaders,
-    ::testing::Values(
-        MlpHeaderCase{"dvd-audio", false, {0xA1, 0, 0, 3, 0, 0, 0, 0xAA}, true, 7},
-        MlpHeaderCase{"dvd-audio longer header",
-                      false,
-                      {0xA1, 0, 0, 8, 0, 0, 0, 0, 0, 0, 0, 0, 0xAA},
-                      true,
-                      12},
-        MlpHeaderCase{"dvd-audio header to the end", false, {0xA1, 0, 0, 4, 0, 0, 0, 0}, false, 8},
-        MlpHeaderCase{"dvd-audio wrong substream", false, {0xA0, 0, 0, 3, 0, 0, 0, 0xAA}, false, 0},
-        MlpHeaderCase{"dvd-audio four bytes", false, {0xA1, 0, 0, 0}, false, 0},
-        MlpHeaderCase{"dvd-audio empty", false, {}, false, 0},
-        MlpHeaderCase{"hd-dvd", true, {0xB3, 0, 0, 0, 0, 0xAA}, true, 5},
-        MlpHeaderCase{"hd-dvd wrong substream", true, {0xA1, 0, 0, 0, 0, 0xAA}, false, 0},
-        MlpHeaderCase{"hd-dvd nothing after the header", true, {0xB0, 0, 0, 0, 0}, false, 5},
-        MlpHeaderCase{"hd-dvd empty", true, {}, false, 0}),
-    [](const auto& info) { return "case" + std::to_string(info.index); });
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(Rows, MlpHeaders, ::testing::Values(
+    MlpHeaderCase{"dvd-audio", false, {0xA1, 0, 0, 3, 0, 0, 0, 0xAA}, true, 7},
+    MlpHeaderCase{"dvd-audio longer header", false, {0xA1, 0, 0, 8, 0, 0, 0, 0, 0, 0, 0, 0, 0xAA}, true, 12},
+    MlpHeaderCase{"dvd-audio header to the end", false, {0xA1, 0, 0, 4, 0, 0, 0, 0}, false, 8},
+    MlpHeaderCase{"dvd-audio wrong substream", false, {0xA0, 0, 0, 3, 0, 0, 0, 0xAA}, false, 0},
+    MlpHeaderCase{"dvd-audio four bytes", false, {0xA1, 0, 0, 0}, false, 0},
+    MlpHeaderCase{"dvd-audio empty", false, {}, false, 0},
+    MlpHeaderCase{"hd-dvd", true, {0xB3, 0, 0, 0, 0, 0xAA}, true, 5},
+    MlpHeaderCase{"hd-dvd wrong substream", true, {0xA1, 0, 0, 0, 0, 0xAA}, false, 0},
+    MlpHeaderCase{"hd-dvd nothing after the header", true, {0xB0, 0, 0, 0, 0}, false, 5},
+    MlpHeaderCase{"hd-dvd empty", true, {}, false, 0}),
+    caseName<MlpHeaderCase>);
+// clang-format on
 
 // A stream whose layout changes (stereo, 5.1, stereo) gives each part under
 // its own channel count, never two layouts in one frame.
@@ -302,7 +223,7 @@ TEST(MlpFraming, LayoutChanges)
     std::vector<uint8_t> stream, expected;
     std::vector<int> layouts;
     for (const char* speakers : {"FL+FR", k51, "FL+FR"}) {
-        std::string part = madePath(speakers, 48000, "-c:a truehd -strict -2", "truehd");
+        std::string part = madeStream({speakers, 48000, 0.3, 0.5}, "-c:a truehd -strict -2", "thd");
         stream = stream + readBytes(part);
         expected = expected + referenceDecode(part, "s24le");
     }
@@ -323,7 +244,8 @@ TEST(MlpFraming, PresentationChoice)
     REQUIRE_FFMPEG();
     REQUIRE_VECTOR("androidx_media/mp4_sample_dthd.mp4");
     StreamInput vector = demuxed(vectorPath("androidx_media/mp4_sample_dthd.mp4"));
-    StreamInput fiveOne = demuxed(madePath(k51, 48000, "-c:a truehd -strict -2", "truehd"));
+    StreamInput fiveOne =
+        demuxed(madeStream({k51, 48000, 0.3, 0.5}, "-c:a truehd -strict -2", "thd"));
     struct Case {
         const char* what;
         const StreamInput& input;

@@ -13,22 +13,23 @@
 
 namespace {
 
-CMediaType pesType(const GUID& subtype, WORD channels = 2, WORD bits = 16, DWORD rate = 48000)
+CMediaType pesType(const GUID& subtype, WORD channels = 2, WORD bits = 16)
 {
-    return waveType(MEDIATYPE_MPEG2_PES, subtype, WAVE_FORMAT_PCM, rate, channels, bits);
+    return waveType(MEDIATYPE_MPEG2_PES, subtype, WAVE_FORMAT_PCM, 48000, channels, bits);
+}
+
+CMediaType plainDvda(WORD channels, WORD bits)
+{
+    return waveType(MEDIATYPE_Audio, MEDIASUBTYPE_DVDA_AUDIO_LPCM, WAVE_FORMAT_PCM, 48000, channels,
+                    bits);
 }
 
 // DVD-Video LPCM private header: substream, frame count, first access unit
 // pointer, then quantisation, frequency and channels in byte 5.
 std::vector<uint8_t> dvdHeader(int quantisation, int frequency, int channels, int pointer = 4)
 {
-    return {0xA0,
-            1,
-            uint8_t(pointer >> 8),
-            uint8_t(pointer),
-            0x00,
-            uint8_t((quantisation << 6) | (frequency << 4) | (channels - 1)),
-            0x80};
+    uint8_t format = uint8_t(quantisation << 6 | frequency << 4 | (channels - 1));
+    return {0xA0, 1, uint8_t(pointer >> 8), uint8_t(pointer), 0x00, format, 0x80};
 }
 
 // HD-DVD LPCM private header: the same four bytes, then quantisation,
@@ -44,38 +45,19 @@ std::vector<uint8_t> hdDvdHeader(int quantisation, int frequency, int channels, 
 }
 
 // DVD-Audio LPCM private header: header length, first access unit pointer
-// (from its own last byte), quantisation and frequency of both groups, channel
-// assignment, padding.
-std::vector<uint8_t> dvdaHeader(int quant1,
-                                int quant2,
-                                int freq1,
-                                int freq2,
-                                int assignment,
-                                int length = 8,
-                                int leadIn = 0)
+// (from its own last byte), quantisation and frequency of both groups (one
+// nibble each), channel assignment, padding.
+std::vector<uint8_t> dvdaHeader(int quant, int freq, int assignment, int length = 8, int leadIn = 0)
 {
     int pointer = length - 1 + leadIn;
-    std::vector<uint8_t> header = {0xA0,
-                                   0,
-                                   0,
-                                   uint8_t(length),
-                                   uint8_t(pointer >> 8),
-                                   uint8_t(pointer),
-                                   0,
-                                   uint8_t(quant1 << 4 | quant2),
-                                   uint8_t(freq1 << 4 | freq2),
-                                   0,
-                                   uint8_t(assignment)};
+    std::vector<uint8_t> header = {0xA0, 0, 0, uint8_t(length), uint8_t(pointer >> 8)};
+    header.insert(header.end(), {uint8_t(pointer), 0, uint8_t(quant), uint8_t(freq), 0});
+    header.push_back(uint8_t(assignment));
     header.resize(size_t(4 + length), 0);
     return header;
 }
 
-std::vector<uint8_t> operator+(std::vector<uint8_t> a, const std::vector<uint8_t>& b)
-{
-    a.insert(a.end(), b.begin(), b.end());
-    return a;
-}
-
+// `v` with byte `at` set to `value`, or cut at `at` when `value` is -1.
 std::vector<uint8_t> changed(std::vector<uint8_t> v, size_t at, int value)
 {
     if (value < 0)
@@ -91,20 +73,12 @@ struct HeaderCase {
     CMediaType type;
     std::vector<uint8_t> header;
     bool accepted;
-    size_t consumed;
-    int freq, chan;
-    TvSampleType stype;
-    uint32_t mask;      // 0: not checked
-    int64_t firstUnit;  // DVD-Audio: 100 ns to the first access unit
+    size_t consumed = 0;
+    int freq = 0, chan = 0;
+    TvSampleType stype = STUninitialized;
+    uint32_t mask = 0;      // 0: not checked
+    int64_t firstUnit = 0;  // DVD-Audio: 100 ns to the first access unit
 };
-
-HeaderCase refused(const char* what,
-                   Decoder decoder,
-                   const CMediaType& type,
-                   std::vector<uint8_t> header)
-{
-    return {what, decoder, type, std::move(header), false, 0, 0, 0, STUninitialized, 0, 0};
-}
 
 class LpcmHeaders : public ::testing::TestWithParam<HeaderCase> {};
 
@@ -139,68 +113,41 @@ const CMediaType dvd = pesType(MEDIASUBTYPE_DVD_LPCM_AUDIO),
                  hdDvd = pesType(MEDIASUBTYPE_HDDVD_LPCM),
                  dvda = pesType(MEDIASUBTYPE_DVDA_AUDIO_LPCM);
 constexpr auto V = Decoder::LpcmDvd, A = Decoder::LpcmDvda;
+constexpr bool kAccepted = true, kRefused = false;
 
-INSTANTIATE_TEST_SUITE_P(
-    Rows,
-    LpcmHeaders,
-    ::testing::Values(
-        HeaderCase{"dvd 24-bit 96k 6ch", V, dvd, dvdHeader(2, 1, 6), true, 7, 96000, 6, ST24Bit, 0,
-                   0},
-        refused("dvd 6 bytes", V, dvd, changed(dvdHeader(0, 0, 2), 6, -1)),
-        refused("dvd quantisation 3", V, dvd, dvdHeader(3, 0, 2)),
-        refused("dvd frequency 2", V, dvd, dvdHeader(0, 2, 2)),
-        refused("dvd frequency 3", V, dvd, dvdHeader(0, 3, 2)),
-        refused("dvd wrong substream", V, dvd, changed(dvdHeader(0, 0, 2), 0, 0x80)),
-        refused("hd-dvd wrong substream", V, hdDvd, changed(hdDvdHeader(0, 0, 2, 1), 0, 0x80)),
-        HeaderCase{"hd-dvd 24-bit 192k 5.1", V, hdDvd, hdDvdHeader(2, 2, 6, 17), true, 9, 192000, 6,
-                   ST24Bit, 0x3F, 0},
-        HeaderCase{"hd-dvd assignment 7", V, hdDvd, hdDvdHeader(0, 0, 3, 7), true, 9, 48000, 3,
-                   ST16Bit, 0x103, 0},
-        HeaderCase{"hd-dvd assignment 18", V, hdDvd, hdDvdHeader(0, 0, 5, 18), true, 9, 48000, 5,
-                   ST16Bit, 0x3B, 0},
-        refused("hd-dvd assignment 21", V, hdDvd, hdDvdHeader(0, 0, 2, 21)),
-        HeaderCase{"hd-dvd quantisation 3 is 16-bit", V, hdDvd, hdDvdHeader(3, 0, 2, 1), true, 9,
-                   48000, 2, ST16Bit, 0x3, 0},
-        refused("hd-dvd 8 bytes", V, hdDvd, changed(hdDvdHeader(0, 0, 2, 1), 8, -1)),
-        HeaderCase{"dvda frequency code 2", A, dvda, dvdaHeader(2, 2, 2, 2, 17), true, 12, 192000,
-                   6, ST24Bit, 0, 0},
-        HeaderCase{"dvda frequency code 8", A, dvda, dvdaHeader(0, 0, 8, 8, 17), true, 12, 44100, 6,
-                   ST16Bit, 0, 0},
-        HeaderCase{"dvda frequency code 9", A, dvda, dvdaHeader(0, 0, 9, 9, 17), true, 12, 88200, 6,
-                   ST16Bit, 0, 0},
-        HeaderCase{"dvda frequency code 10", A, dvda, dvdaHeader(0, 0, 10, 10, 17), true, 12,
-                   176400, 6, ST16Bit, 0, 0},
-        refused("dvda frequency code 3", A, dvda, dvdaHeader(0, 0, 3, 3, 17)),
-        HeaderCase{"dvda groups that disagree: group 1 decides", A, dvda,
-                   dvdaHeader(2, 0, 1, 0, 17), true, 12, 96000, 6, ST24Bit, 0, 0},
-        refused("dvda substream 0xA1", A, dvda, changed(dvdaHeader(0, 0, 0, 0, 17), 0, 0xA1)),
-        refused("dvda assignment 1", A, dvda, dvdaHeader(0, 0xF, 0, 0xF, 1)),
-        HeaderCase{"dvda a longer header is skipped whole", A, dvda, dvdaHeader(2, 2, 1, 1, 17, 14),
-                   true, 18, 96000, 6, ST24Bit, 0, 0},
-        // 36 lead-in bytes = 2 frames of six 24-bit channels = 2/96000 s.
-        HeaderCase{"dvda first access unit after two frames", A, dvda,
-                   dvdaHeader(2, 2, 1, 1, 17, 8, 36), true, 12, 96000, 6, ST24Bit, 0, 208},
-        refused("dvda 3 bytes", A, dvda, {0xA0, 0, 0}),
-        HeaderCase{
-            "dvda plain audio has no header",
-            A,
-            waveType(MEDIATYPE_Audio, MEDIASUBTYPE_DVDA_AUDIO_LPCM, WAVE_FORMAT_PCM, 48000, 2, 16),
-            {},
-            true,
-            0,
-            48000,
-            2,
-            ST16Bit,
-            0,
-            0},
-        HeaderCase{"dvda typed as dvd-video, 96 kHz", A, pesType(MEDIASUBTYPE_DVD_LPCM_AUDIO),
-                   dvdHeader(2, 1, 2, 4 + 12), true, 7, 96000, 2, ST24Bit, 0, 208},
-        refused("dvda typed as dvd-video, a syncword",
-                A,
-                pesType(MEDIASUBTYPE_DVD_LPCM_AUDIO),
-                changed(dvdHeader(0, 0, 2), 0, 0x80)),
-        refused("dvda another subtype", A, pesType(MEDIASUBTYPE_PCM), dvdHeader(0, 0, 2))),
-    [](const auto& info) { return "case" + std::to_string(info.index); });
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(Rows, LpcmHeaders, ::testing::Values(
+    HeaderCase{"dvd 24-bit 96k 6ch", V, dvd, dvdHeader(2, 1, 6), kAccepted, 7, 96000, 6, ST24Bit},
+    HeaderCase{"dvd 6 bytes", V, dvd, changed(dvdHeader(0, 0, 2), 6, -1), kRefused},
+    HeaderCase{"dvd quantisation 3", V, dvd, dvdHeader(3, 0, 2), kRefused},
+    HeaderCase{"dvd frequency 2", V, dvd, dvdHeader(0, 2, 2), kRefused},
+    HeaderCase{"dvd frequency 3", V, dvd, dvdHeader(0, 3, 2), kRefused},
+    HeaderCase{"dvd wrong substream", V, dvd, changed(dvdHeader(0, 0, 2), 0, 0x80), kRefused},
+    HeaderCase{"hd-dvd wrong substream", V, hdDvd, changed(hdDvdHeader(0, 0, 2, 1), 0, 0x80), kRefused},
+    HeaderCase{"hd-dvd 24-bit 192k 5.1", V, hdDvd, hdDvdHeader(2, 2, 6, 17), kAccepted, 9, 192000, 6, ST24Bit, 0x3F},
+    HeaderCase{"hd-dvd assignment 7", V, hdDvd, hdDvdHeader(0, 0, 3, 7), kAccepted, 9, 48000, 3, ST16Bit, 0x103},
+    HeaderCase{"hd-dvd assignment 18", V, hdDvd, hdDvdHeader(0, 0, 5, 18), kAccepted, 9, 48000, 5, ST16Bit, 0x3B},
+    HeaderCase{"hd-dvd assignment 21", V, hdDvd, hdDvdHeader(0, 0, 2, 21), kRefused},
+    HeaderCase{"hd-dvd quantisation 3 is 16-bit", V, hdDvd, hdDvdHeader(3, 0, 2, 1), kAccepted, 9, 48000, 2, ST16Bit, 0x3},
+    HeaderCase{"hd-dvd 8 bytes", V, hdDvd, changed(hdDvdHeader(0, 0, 2, 1), 8, -1), kRefused},
+    HeaderCase{"dvda frequency code 2", A, dvda, dvdaHeader(0x22, 0x22, 17), kAccepted, 12, 192000, 6, ST24Bit},
+    HeaderCase{"dvda frequency code 8", A, dvda, dvdaHeader(0x00, 0x88, 17), kAccepted, 12, 44100, 6, ST16Bit},
+    HeaderCase{"dvda frequency code 9", A, dvda, dvdaHeader(0x00, 0x99, 17), kAccepted, 12, 88200, 6, ST16Bit},
+    HeaderCase{"dvda frequency code 10", A, dvda, dvdaHeader(0x00, 0xAA, 17), kAccepted, 12, 176400, 6, ST16Bit},
+    HeaderCase{"dvda frequency code 3", A, dvda, dvdaHeader(0x00, 0x33, 17), kRefused},
+    HeaderCase{"dvda groups that disagree: group 1 decides", A, dvda, dvdaHeader(0x20, 0x10, 17), kAccepted, 12, 96000, 6, ST24Bit},
+    HeaderCase{"dvda substream 0xA1", A, dvda, changed(dvdaHeader(0, 0, 17), 0, 0xA1), kRefused},
+    HeaderCase{"dvda assignment 1", A, dvda, dvdaHeader(0x0F, 0x0F, 1), kRefused},
+    HeaderCase{"dvda a longer header is skipped whole", A, dvda, dvdaHeader(0x22, 0x11, 17, 14), kAccepted, 18, 96000, 6, ST24Bit},
+    // 36 lead-in bytes = 2 frames of six 24-bit channels = 2/96000 s.
+    HeaderCase{"dvda first access unit after two frames", A, dvda, dvdaHeader(0x22, 0x11, 17, 8, 36), kAccepted, 12, 96000, 6, ST24Bit, 0, 208},
+    HeaderCase{"dvda 3 bytes", A, dvda, {0xA0, 0, 0}, kRefused},
+    HeaderCase{"dvda plain audio has no header", A, plainDvda(2, 16), {}, kAccepted, 0, 48000, 2, ST16Bit},
+    HeaderCase{"dvda typed as dvd-video, 96 kHz", A, dvd, dvdHeader(2, 1, 2, 4 + 12), kAccepted, 7, 96000, 2, ST24Bit, 0, 208},
+    HeaderCase{"dvda typed as dvd-video, a syncword", A, dvd, changed(dvdHeader(0, 0, 2), 0, 0x80), kRefused},
+    HeaderCase{"dvda another subtype", A, pesType(MEDIASUBTYPE_PCM), dvdHeader(0, 0, 2), kRefused}),
+    caseName<HeaderCase>);
+// clang-format on
 
 // "0125" as {0, 1, 2, 5}.
 std::vector<int> digits(const std::string& text)
@@ -265,68 +212,36 @@ TEST_P(LpcmConversion, BytesInBytesOut)
     EXPECT_EQ(written, c.output);
 }
 
-CMediaType dvdType(WORD channels, WORD bits)
+// Six 24-bit samples in two frames of three channels, as the packing has them
+// (upper words, then low bytes) and as they come out (little-endian).
+std::vector<uint8_t> threeChannelPair(bool packed)
 {
-    return pesType(MEDIASUBTYPE_DVD_LPCM_AUDIO, channels, bits);
-}
-
-CMediaType plainDvda(WORD channels, WORD bits)
-{
-    return waveType(MEDIATYPE_Audio, MEDIASUBTYPE_DVDA_AUDIO_LPCM, WAVE_FORMAT_PCM, 48000, channels,
-                    bits);
-}
-
-// Six 24-bit samples in two frames of three channels: upper words, then low
-// bytes; out come little-endian samples.
-std::vector<uint8_t> threeChannelPair()
-{
-    std::vector<uint8_t> in;
-    for (int i = 0; i < 6; ++i)
-        in.insert(in.end(), {uint8_t(0x10 + i), uint8_t(0x20 + i)});
-    for (int i = 0; i < 6; ++i)
-        in.push_back(uint8_t(0x30 + i));
-    return in;
-}
-
-std::vector<uint8_t> threeChannelSamples()
-{
-    std::vector<uint8_t> out;
-    for (int i = 0; i < 6; ++i)
+    std::vector<uint8_t> upper, low, out;
+    for (int i = 0; i < 6; ++i) {
+        upper.insert(upper.end(), {uint8_t(0x10 + i), uint8_t(0x20 + i)});
+        low.push_back(uint8_t(0x30 + i));
         out.insert(out.end(), {uint8_t(0x30 + i), uint8_t(0x20 + i), uint8_t(0x10 + i)});
-    return out;
+    }
+    return packed ? upper + low : out;
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Rows,
-    LpcmConversion,
-    ::testing::Values(
-        // Half a stereo frame at the end; then half a word too, copied as it is.
-        ConversionCase{"dvd 16-bit with a partial frame", V, dvdType(2, 16), counting(1022), 4096,
-                       true, 1022, 255, 1022, swapped16(counting(1022))},
-        ConversionCase{"dvd 16-bit with a partial word", V, dvdType(2, 16), counting(1023), 4096,
-                       true, 1023, 255, 1023,
-                       changed(swapped16(counting(1023)), 1022, counting(1023).back())},
-        ConversionCase{"dvd 20-bit is consumed as silence", V, dvdType(2, 20),
-                       std::vector<uint8_t>(600, 0x5A), 4096, true, 600, 100, 600,
-                       std::vector<uint8_t>(600, 0)},
-        ConversionCase{"dvd 24-bit three-channel pair", V, dvdType(3, 24), threeChannelPair(), 64,
-                       true, 18, 2, 18, threeChannelSamples()},
-        ConversionCase{"dvd 24-bit odd trailing frame is left", V, dvdType(2, 24),
-                       std::vector<uint8_t>(18, 0x11), 64, true, 12, 3, 18, hex("")},
-        ConversionCase{"dvd nothing to convert", V, dvdType(2, 16), hex("010203"), 64, false, 0, 0,
-                       0, hex("")},
-        ConversionCase{"dvd output room decides", V, dvdType(2, 16),
-                       std::vector<uint8_t>(400, 0x22), 100, true, 96, 24, 96,
-                       std::vector<uint8_t>(96, 0x22)},
-        ConversionCase{"dvda odd 16-bit frame count: swapped, not counted", A, plainDvda(2, 16),
-                       counting(12, 1), 64, true, 12, 2, 12, swapped16(counting(12, 1))},
-        ConversionCase{"dvda 20-bit is consumed as silence", A, plainDvda(2, 20),
-                       std::vector<uint8_t>(24, 0x33), 64, true, 24, 4, 24,
-                       std::vector<uint8_t>(20, 0)},
-        ConversionCase{"dvda 16-bit output room decides", A, plainDvda(2, 16),
-                       std::vector<uint8_t>(480, 0x22), 100, true, 480, 120, 480,
-                       std::vector<uint8_t>(100, 0x22)}),
-    [](const auto& info) { return "case" + std::to_string(info.index); });
+const std::vector<uint8_t> kNothing;
+
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(Rows, LpcmConversion, ::testing::Values(
+    // Half a stereo frame at the end; then half a word too, copied as it is.
+    ConversionCase{"dvd 16-bit with a partial frame", V, dvd, counting(1022), 4096, true, 1022, 255, 1022, swapped16(counting(1022))},
+    ConversionCase{"dvd 16-bit with a partial word", V, dvd, counting(1023), 4096, true, 1023, 255, 1023, changed(swapped16(counting(1023)), 1022, counting(1023).back())},
+    ConversionCase{"dvd 20-bit is consumed as silence", V, pesType(MEDIASUBTYPE_DVD_LPCM_AUDIO, 2, 20), std::vector<uint8_t>(600, 0x5A), 4096, true, 600, 100, 600, std::vector<uint8_t>(600, 0)},
+    ConversionCase{"dvd 24-bit three-channel pair", V, pesType(MEDIASUBTYPE_DVD_LPCM_AUDIO, 3, 24), threeChannelPair(true), 64, true, 18, 2, 18, threeChannelPair(false)},
+    ConversionCase{"dvd 24-bit odd trailing frame is left", V, pesType(MEDIASUBTYPE_DVD_LPCM_AUDIO, 2, 24), std::vector<uint8_t>(18, 0x11), 64, true, 12, 3, 18, kNothing},
+    ConversionCase{"dvd nothing to convert", V, dvd, hex("010203"), 64, false, 0, 0, 0, kNothing},
+    ConversionCase{"dvd output room decides", V, dvd, std::vector<uint8_t>(400, 0x22), 100, true, 96, 24, 96, std::vector<uint8_t>(96, 0x22)},
+    ConversionCase{"dvda odd 16-bit frame count: swapped, not counted", A, plainDvda(2, 16), counting(12, 1), 64, true, 12, 2, 12, swapped16(counting(12, 1))},
+    ConversionCase{"dvda 20-bit is consumed as silence", A, plainDvda(2, 20), std::vector<uint8_t>(24, 0x33), 64, true, 24, 4, 24, std::vector<uint8_t>(20, 0)},
+    ConversionCase{"dvda 16-bit output room decides", A, plainDvda(2, 16), std::vector<uint8_t>(480, 0x22), 100, true, 480, 120, 480, std::vector<uint8_t>(100, 0x22)}),
+    caseName<ConversionCase>);
+// clang-format on
 
 // The DVD-Video first access unit pointer sets the time offset: 400 payload
 // bytes, first unit at 104: 307 bytes = 76 stereo frames before it.
@@ -334,15 +249,11 @@ TEST(LpcmPackets, DvdTimeOffsetFromTheFirstAccessUnit)
 {
     std::ostringstream log;
     auto decoder = makeDecoder(V, log);
-    ASSERT_TRUE(decoder->init(dvdType(2, 16)));
-    std::vector<uint8_t> packet = dvdHeader(0, 0, 2, 104);
-    packet.resize(packet.size() + 400, 0);
-    const uint8_t* p = packet.data();
-    ASSERT_TRUE(decoder->parsePacketHeader(&p, packet.data() + packet.size()));
-    MemorySample out(4096);
-    TvStatus* status = decoder->process(&p, packet.data() + packet.size(), &out);
-    ASSERT_NE(status, nullptr);
-    EXPECT_EQ(status->timeOffset, -(76 * 10000000 / 48000));
+    ASSERT_TRUE(decoder->init(dvd));
+    std::vector<uint8_t> packet = dvdHeader(0, 0, 2, 104) + std::vector<uint8_t>(400);
+    DecoderRun run = feedDecoder(*decoder, {packet}, {.privateHeaders = true});
+    ASSERT_FALSE(run.frames.empty());
+    EXPECT_EQ(run.frames[0]->timeOffset, -(76 * 10000000 / 48000));
 }
 
 // A partial 3+3 unit of DVD-Audio is dropped with its packet.
@@ -351,27 +262,21 @@ TEST(LpcmPackets, DvdaPartialThreePlusThreeUnit)
     std::ostringstream log;
     auto decoder = makeDecoder(A, log);
     ASSERT_TRUE(decoder->init(dvda));
-    std::vector<uint8_t> packet = dvdaHeader(2, 2, 0, 0, 17);
-    packet.resize(packet.size() + 54, 0x11);
+    std::vector<uint8_t> packet = dvdaHeader(0x22, 0, 17) + std::vector<uint8_t>(54, 0x11);
     DecoderRun run = feedDecoder(*decoder, {packet}, {.privateHeaders = true});
     ASSERT_EQ(run.frames.size(), 1u);
     EXPECT_EQ(run.frames[0]->iFrameSize, 54);
     EXPECT_EQ(run.output.size(), 36u);
 }
-
 // Blu-ray LPCM: a packet whose every big-endian sample names its frame and
 // coded channel, so the output shows where each one went.
-std::vector<uint8_t> bdPacket(int assignment,
-                              int frequency,
-                              int bits,
-                              int codedChannels,
-                              int frames)
+std::vector<uint8_t> bdPacket(int assignment, int frequency, int bits, int channels, int frames)
 {
-    int width = bits == 1 ? 2 : 3, size = frames * codedChannels * width;
+    int width = bits == 1 ? 2 : 3, size = frames * channels * width;
     std::vector<uint8_t> packet = {uint8_t(size >> 8), uint8_t(size),
                                    uint8_t(assignment << 4 | frequency), uint8_t(bits << 6)};
     for (int f = 0; f < frames; ++f)
-        for (int c = 0; c < codedChannels; ++c) {
+        for (int c = 0; c < channels; ++c) {
             if (width == 3)
                 packet.push_back(0xA0);
             packet.insert(packet.end(), {uint8_t(f), uint8_t(c)});
@@ -435,10 +340,10 @@ const std::vector<uint8_t> kStereo = bdPacket(3, 1, 1, 2, 4);
 BdCase dropped(const char* what,
                std::vector<uint8_t> input,
                bool waits = false,
-               size_t outputSize = 65536)
+               size_t room = 65536)
 {
     size_t consumed = waits ? 0 : input.size();
-    return {what, std::move(input), consumed, {}, 1, 0, 0, 0, outputSize};
+    return {what, std::move(input), consumed, {}, 1, 0, 0, 0, room};
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -463,6 +368,6 @@ INSTANTIATE_TEST_SUITE_P(
         dropped("three bytes wait", changed(kStereo, 3, -1), true),
         dropped("nothing waits", {}, true),
         dropped("a packet larger than the output", bdPacket(3, 1, 1, 2, 16), false, 64)),
-    [](const auto& info) { return "case" + std::to_string(info.index); });
+    caseName<BdCase>);
 
 }  // namespace

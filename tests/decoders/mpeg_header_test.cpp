@@ -21,18 +21,9 @@ std::vector<uint8_t> mpeg(int version,
                           int mode,
                           size_t size = 4)
 {
-    return BitWriter()
-        .put(0x7FF, 11)
-        .put(version, 2)
-        .put((4 - layer) & 3, 2)
-        .put(1, 1)
-        .put(bitrateIndex, 4)
-        .put(rateIndex, 2)
-        .put(padding, 1)
-        .put(0, 1)
-        .put(mode, 2)
-        .put(0, 6)
-        .bytes(size);
+    BitWriter w;
+    w.put(0x7FF, 11).put(version, 2).put((4 - layer) & 3, 2).put(1, 1).put(bitrateIndex, 4);
+    return w.put(rateIndex, 2).put(padding, 1).put(0, 1).put(mode, 2).put(0, 6).bytes(size);
 }
 
 struct Expected {

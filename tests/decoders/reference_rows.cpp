@@ -3,14 +3,10 @@
 #include <algorithm>
 #include <cmath>
 
-#include <opencore-amrnb/interf_dec.h>
-#include <opencore-amrnb/interf_enc.h>
-#include <opencore-amrwb/dec_if.h>
-#include <vo-amrwbenc/enc_if.h>
-
 #include "core/media_subtypes.h"
 #include "decoders/decoder_rows.h"
 #include "decoders/mpeg_header.h"
+#include "support/amr_codec.h"
 #include "support/media_types.h"
 
 namespace {
@@ -31,16 +27,15 @@ Row toneRow(std::string name,
             uint32_t mask,
             std::string delivered = "")
 {
-    Row row;
-    row.name = std::move(name);
-    row.decoder = decoder;
-    row.tones = {speakers, rate, 0.5, 0.5};
-    row.encode = std::move(encode);
-    row.format = format;
-    row.mask = mask;
-    row.delivered = delivered.empty() ? speakers : delivered;
-    row.channels = int(speakerList(row.delivered).size());
-    return row;
+    std::string placed = delivered.empty() ? speakers : delivered;
+    return {.name = std::move(name),
+            .decoder = decoder,
+            .tones = {speakers, rate, 0.5, 0.5},
+            .encode = std::move(encode),
+            .format = format,
+            .channels = int(speakerList(placed).size()),
+            .mask = mask,
+            .delivered = placed};
 }
 
 Row& snr(Row& row, double limit, long maxShift = 0)
@@ -102,12 +97,9 @@ StreamInput dvdaInput(const Row& row)
         input.source, channels, bits, groups ? std::vector<int>{3, 3} : std::vector<int>{channels});
     input.source.resize(packed.size());  // whole pairs of frames only
     uint8_t quant = uint8_t(bits == 16 ? 0 : 2);
-    uint8_t freq = uint8_t(rate % 48000 ? (rate == 44100   ? 8
-                                           : rate == 88200 ? 9
-                                                           : 10)
-                                        : (rate == 48000   ? 0
-                                           : rate == 96000 ? 1
-                                                           : 2));
+    // The sample rate codes: 0-2 from 48 kHz up, 8-10 from 44.1 kHz up.
+    const int rates[] = {48000, 96000, 192000, 0, 0, 0, 0, 0, 44100, 88200, 176400};
+    uint8_t freq = uint8_t(std::find(std::begin(rates), std::end(rates), rate) - rates);
     input.type = groups ? waveType(MEDIATYPE_MPEG2_PES, MEDIASUBTYPE_DVDA_AUDIO_LPCM,
                                    WAVE_FORMAT_PCM, 48000, 2, 16)
                         : waveType(MEDIATYPE_Audio, MEDIASUBTYPE_DVDA_AUDIO_LPCM, WAVE_FORMAT_PCM,
@@ -135,10 +127,7 @@ StreamInput mlpInput(const Row& row)
     int bits = row.encode.ends_with("16") ? 16 : 24, rate = row.tones.rate;
     std::vector<uint8_t> pcm = tonePcm(row.tones.speakers, rate, row.tones.seconds, bits);
     std::string format = bits == 16 ? "s16le" : "s24le";
-    std::string raw = cachedFile(row.name + format, "pcm", [&](const std::string& p) {
-        writeBytes(p, pcm);
-        return true;
-    });
+    std::string raw = cachedBytes(row.name + format, "pcm", pcm);
     std::string command = "-f " + format + " -ar " + std::to_string(rate) + " -ch_layout " +
                           row.tones.speakers + " -i '" + raw + "' -c:a " +
                           (trueHd ? "truehd" : "mlp") + " -strict -2 -f " +
@@ -168,10 +157,8 @@ StreamInput mlpInput(const Row& row)
 StreamInput mp3ProInput(const Row& row)
 {
     StreamInput input;
-    input.path = cachedFile(toneInput(row.tones) + "mp3pro core", "mp3", [&](const std::string& p) {
-        return encodeTones(p, row.tones,
-                           "-c:a libmp3lame -b:a 64k -write_xing 0 -id3v2_version 0 -f mp3");
-    });
+    input.path =
+        madeStream(row.tones, "-c:a libmp3lame -b:a 64k -write_xing 0 -id3v2_version 0", "mp3");
     std::vector<uint8_t> core = readBytes(input.path);
     MpegHeader header;
     if (core.size() < 4 || !parseMpegHeader(core.data(), core.size(), header))
@@ -208,52 +195,25 @@ StreamInput amrInput(const Row& row)
     std::vector<uint8_t> file(magic.begin(), magic.end());
     for (const auto& packet : input.packets)
         file.insert(file.end(), packet.begin(), packet.end());
-    input.path = cachedFile(row.vector + "frames", wide ? "awb" : "amr", [&](const std::string& p) {
-        writeBytes(p, file);
-        return true;
-    });
+    input.path = cachedBytes(row.vector + "frames", wide ? "awb" : "amr", file);
     return input;
 }
 
-// AMR made by opencore's and VisualOn's encoders from three vowel-like tones,
-// ten frames a packet as 3GP files carry them; opencore's own decoding of
-// each frame, which the library is built on, is the reference.
+// AMR made by opencore's and VisualOn's encoders, ten frames a packet as 3GP
+// files carry them; opencore's own decoding of each frame, which the library
+// is built on, is the reference.
 StreamInput amrMadeInput(const Row& row)
 {
     bool wide = row.tones.rate == 16000;
-    size_t frameSamples = wide ? 320 : 160;
-    std::vector<int16_t> signal(size_t(row.tones.rate * row.tones.seconds));
-    for (size_t n = 0; n < signal.size(); ++n) {
-        double t = double(n) / row.tones.rate;
-        signal[n] = int16_t(32767 * (0.25 * std::sin(2 * M_PI * 300 * t) +
-                                     0.15 * std::sin(2 * M_PI * 1100 * t) +
-                                     0.1 * std::sin(2 * M_PI * 2300 * t)));
-    }
+    AmrStream stream =
+        encodeAmr(wide, wide ? 2 : 7, false, vowelLikeSignal(row.tones.rate, row.tones.seconds));
     StreamInput input;
     // A wave format rate of its own: the band decides the rate.
     input.type = audioType(wide ? MEDIASUBTYPE_SAWB_AUDIO : MEDIASUBTYPE_SAMR_AUDIO, 0, 44100, 1);
-    void* encoder = wide ? E_IF_init() : Encoder_Interface_init(0);
-    void* decoder = wide ? D_IF_init() : Decoder_Interface_init();
-    for (size_t at = 0, n = 0; at + frameSamples <= signal.size(); at += frameSamples, ++n) {
-        unsigned char frame[64] = {};
-        int bytes = wide ? E_IF_encode(encoder, 2, signal.data() + at, frame, 0)
-                         : Encoder_Interface_Encode(encoder, MR122, signal.data() + at, frame, 0);
-        if (n % 10 == 0)
-            input.packets.emplace_back();
-        input.packets.back().insert(input.packets.back().end(), frame, frame + bytes);
-        int16_t pcm[320];
-        if (wide)
-            D_IF_decode(decoder, frame, pcm, 0);
-        else
-            Decoder_Interface_Decode(decoder, frame, pcm, 0);
-        for (size_t i = 0; i < frameSamples; ++i)
-            input.source.insert(input.source.end(),
-                                {uint8_t(pcm[i]), uint8_t(uint16_t(pcm[i]) >> 8)});
-    }
-    if (wide)
-        E_IF_exit(encoder), D_IF_exit(decoder);
-    else
-        Encoder_Interface_exit(encoder), Decoder_Interface_exit(decoder);
+    for (size_t n = 0; n < stream.frames.size(); n += 10)
+        input.packets.push_back(stream.body(n, 10));
+    for (int16_t sample : opencoreDecode(stream))
+        input.source.insert(input.source.end(), {uint8_t(sample), uint8_t(uint16_t(sample) >> 8)});
     return input;
 }
 
@@ -265,16 +225,14 @@ Row vectorRow(Decoder decoder,
               long lengthLow = 0,
               long lengthHigh = 0)
 {
-    Row row;
-    row.name = vector.substr(vector.rfind('/') + 1);
-    row.decoder = decoder;
-    row.vector = std::move(vector);
-    row.format = format;
-    row.compare = compare;
-    row.limit = limit;
-    row.lengthLow = lengthLow;
-    row.lengthHigh = lengthHigh;
-    return row;
+    return {.name = vector.substr(vector.rfind('/') + 1),
+            .decoder = decoder,
+            .vector = vector,
+            .format = format,
+            .compare = compare,
+            .limit = limit,
+            .lengthLow = lengthLow,
+            .lengthHigh = lengthHigh};
 }
 
 }  // namespace
@@ -285,64 +243,54 @@ std::vector<Row> madeRows()
     std::vector<Row> rows;
     auto add = [&rows](Row row) -> Row& { return rows.emplace_back(std::move(row)); };
 
-    // DVD-Video LPCM in VOB files, through the host's program-stream reader.
+    // The LPCM packings: depth, rate, speakers, mask and, where the decoder
+    // moves them, the speakers in its order.
     struct Lpcm {
         int bits, rate;
         const char* speakers;
         uint32_t mask;
+        const char* delivered = "";
     };
+    auto lpcmRow = [&add](const char* packing, Decoder decoder, Lpcm c,
+                          std::string encode) -> Row& {
+        return add(toneRow(std::string(packing) + " lpcm " + std::to_string(c.bits) + " " +
+                               std::to_string(c.rate) + " " + c.speakers,
+                           decoder, c.speakers, c.rate, std::move(encode), c.bits == 16 ? S16 : S24,
+                           c.mask, c.delivered));
+    };
+    // DVD-Video LPCM in VOB files, through the host's program-stream reader.
     for (Lpcm c : {Lpcm{16, 48000, "FL+FR", 0x3}, Lpcm{16, 48000, "FC", 0x4},
                    Lpcm{16, 96000, "FL+FR+FC+LFE+BL+BR", 0x3F},
                    Lpcm{16, 48000, "FL+FR+FC+LFE+BL+BR+SL+SR", 0xFF}, Lpcm{24, 48000, "FL+FR", 0x3},
-                   Lpcm{24, 96000, "FL+FR", 0x3}, Lpcm{24, 48000, "FC", 0x4}}) {
-        Row& row = add(toneRow(
-            "dvd lpcm " + std::to_string(c.bits) + " " + std::to_string(c.rate) + " " + c.speakers,
-            Decoder::LpcmDvd, c.speakers, c.rate,
-            std::string("-c:a pcm_dvd -sample_fmt ") + (c.bits == 16 ? "s16" : "s32") + "|vob",
-            c.bits == 16 ? S16 : S24, c.mask));
-        row.contract = rows.size() == 1;
-    }
+                   Lpcm{24, 96000, "FL+FR", 0x3}, Lpcm{24, 48000, "FC", 0x4}})
+        lpcmRow("dvd", Decoder::LpcmDvd, c,
+                std::string("-c:a pcm_dvd -sample_fmt ") + (c.bits == 16 ? "s16" : "s32") + "|vob")
+            .contract = c.bits == 16 && c.mask == 0x3;
     // Blu-ray LPCM in M2TS files. The surround pairs of the 3/4 layouts land
     // where the decoder's assignment table puts them: the side pair in the back
     // slots and the back pair in the side slots.
-    struct Bd {
-        int bits, rate;
-        const char* speakers;
-        uint32_t mask;
-        const char* delivered;
-    };
-    for (Bd c :
-         {Bd{16, 48000, "FC", 0x4, ""}, Bd{16, 48000, "FL+FR", 0x3, ""},
-          Bd{16, 48000, "FL+FR+FC", 0x7, ""}, Bd{16, 48000, "FL+FR+BC", 0x103, ""},
-          Bd{16, 48000, "FL+FR+FC+BC", 0x107, ""}, Bd{16, 48000, "FL+FR+SL+SR", 0x33, ""},
-          Bd{16, 48000, "FL+FR+FC+SL+SR", 0x37, ""}, Bd{16, 48000, "FL+FR+FC+LFE+SL+SR", 0x3F, ""},
-          Bd{16, 48000, "FL+FR+FC+BL+BR+SL+SR", 0x637, "FL+FR+FC+SL+SR+BL+BR"},
-          Bd{16, 48000, "FL+FR+FC+LFE+BL+BR+SL+SR", 0x63F, "FL+FR+FC+LFE+SL+SR+BL+BR"},
-          Bd{24, 96000, "FL+FR", 0x3, ""}, Bd{24, 96000, "FL+FR+FC+LFE+SL+SR", 0x3F, ""},
-          Bd{16, 96000, "FL+FR+FC+LFE+BL+BR+SL+SR", 0x63F, "FL+FR+FC+LFE+SL+SR+BL+BR"},
-          Bd{16, 192000, "FL+FR", 0x3, ""},
-          Bd{16, 192000, "FL+FR+FC+LFE+BL+BR+SL+SR", 0x63F, "FL+FR+FC+LFE+SL+SR+BL+BR"}}) {
-        Row& row = add(toneRow(
-            "bd lpcm " + std::to_string(c.bits) + " " + std::to_string(c.rate) + " " + c.speakers,
-            Decoder::LpcmBd, c.speakers, c.rate,
-            std::string("-c:a pcm_bluray -sample_fmt ") + (c.bits == 16 ? "s16" : "s32") +
-                " -mpegts_m2ts_mode 1|mpegts",
-            c.bits == 16 ? S16 : S24, c.mask, c.delivered));
+    const char* const k71 = "FL+FR+FC+LFE+BL+BR+SL+SR";
+    const char* const k71Bd = "FL+FR+FC+LFE+SL+SR+BL+BR";
+    for (Lpcm c :
+         {Lpcm{16, 48000, "FC", 0x4}, Lpcm{16, 48000, "FL+FR", 0x3},
+          Lpcm{16, 48000, "FL+FR+FC", 0x7}, Lpcm{16, 48000, "FL+FR+BC", 0x103},
+          Lpcm{16, 48000, "FL+FR+FC+BC", 0x107}, Lpcm{16, 48000, "FL+FR+SL+SR", 0x33},
+          Lpcm{16, 48000, "FL+FR+FC+SL+SR", 0x37}, Lpcm{16, 48000, "FL+FR+FC+LFE+SL+SR", 0x3F},
+          Lpcm{16, 48000, "FL+FR+FC+BL+BR+SL+SR", 0x637, "FL+FR+FC+SL+SR+BL+BR"},
+          Lpcm{16, 48000, k71, 0x63F, k71Bd}, Lpcm{24, 96000, "FL+FR", 0x3},
+          Lpcm{24, 96000, "FL+FR+FC+LFE+SL+SR", 0x3F}, Lpcm{16, 96000, k71, 0x63F, k71Bd},
+          Lpcm{16, 192000, "FL+FR", 0x3}, Lpcm{16, 192000, k71, 0x63F, k71Bd}}) {
+        Row& row = lpcmRow("bd", Decoder::LpcmBd, c,
+                           std::string("-c:a pcm_bluray -sample_fmt ") +
+                               (c.bits == 16 ? "s16" : "s32") + " -mpegts_m2ts_mode 1|mpegts");
         row.tones.seconds = 0.3;
         row.contract = c.rate == 96000 && c.mask == 0x63F;
     }
     // DVD-Audio LPCM packed here; the source PCM is the reference.
-    struct Dvda {
-        int bits, rate;
-        const char* speakers;
-        uint32_t mask;
-    };
-    for (Dvda c : {Dvda{24, 96000, "FL+FR+FC+LFE+BL+BR", 0x3F},
-                   Dvda{16, 48000, "FL+FR+FC+LFE+BL+BR", 0x3F}, Dvda{24, 48000, "FL+FR", 0x3},
-                   Dvda{16, 44100, "FL+FR", 0x3}, Dvda{24, 48000, "FC", 0x4}}) {
-        Row& row = add(toneRow(
-            "dvda lpcm " + std::to_string(c.bits) + " " + std::to_string(c.rate) + " " + c.speakers,
-            Decoder::LpcmDvda, c.speakers, c.rate, "", c.bits == 16 ? S16 : S24, c.mask));
+    for (Lpcm c : {Lpcm{24, 96000, "FL+FR+FC+LFE+BL+BR", 0x3F},
+                   Lpcm{16, 48000, "FL+FR+FC+LFE+BL+BR", 0x3F}, Lpcm{24, 48000, "FL+FR", 0x3},
+                   Lpcm{16, 44100, "FL+FR", 0x3}, Lpcm{24, 48000, "FC", 0x4}}) {
+        Row& row = lpcmRow("dvda", Decoder::LpcmDvda, c, "");
         row.build = dvdaInput;
         row.reference = Reference::Source;
         row.contract = rows.back().channels == 6 && c.bits == 24;

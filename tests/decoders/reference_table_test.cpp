@@ -44,14 +44,6 @@ std::vector<double> roundedTo(std::vector<double> samples, SampleFormat format)
     return samples;
 }
 
-double peak(const std::vector<double>& samples)
-{
-    double most = 0;
-    for (double s : samples)
-        most = std::max(most, std::fabs(s));
-    return most;
-}
-
 class DecoderReference : public ::testing::TestWithParam<Row> {};
 
 TEST_P(DecoderReference, MatchesTheReference)

@@ -33,15 +33,6 @@ DecoderRun passThrough(Decoder which,
     return run;
 }
 
-std::string madeStream(const Row& row)
-{
-    size_t bar = row.encode.find('|');
-    std::string options = row.encode.substr(0, bar), extension = row.encode.substr(bar + 1);
-    return cachedFile(toneInput(row.tones) + options, extension, [&](const std::string& p) {
-        return encodeTones(p, row.tones, options + " -f " + extension);
-    });
-}
-
 std::vector<uint8_t> ffmpegBursts(const std::string& path)
 {
     return commandOutput("ffmpeg -v error -nostdin -i '" + path +
@@ -54,7 +45,8 @@ TEST_P(SpdifBursts, EqualFfmpegsWholeAndInPieces)
 {
     REQUIRE_FFMPEG();
     const Row& row = GetParam();
-    std::string path = madeStream(row);
+    size_t bar = row.encode.find('|');
+    std::string path = madeStream(row.tones, row.encode.substr(0, bar), row.encode.substr(bar + 1));
     std::vector<uint8_t> reference = ffmpegBursts(path);
     ASSERT_FALSE(reference.empty());
     for (size_t piece : {size_t(0), size_t(17)}) {
@@ -66,80 +58,45 @@ TEST_P(SpdifBursts, EqualFfmpegsWholeAndInPieces)
     }
 }
 
-Row burstRow(const char* name, Decoder decoder, const char* speakers, int rate, std::string encode)
+// AC-3 or DTS at `kbps` ("" for the encoder's default), named after all that.
+Row burstRow(Decoder decoder, const char* speakers, int rate, std::string kbps = "")
 {
-    return {.name = name,
+    bool dts = decoder == Decoder::Dts;
+    std::string options = dts ? "-c:a dca -strict -2" : "-c:a ac3";
+    if (!kbps.empty())
+        options += " -b:a " + kbps;
+    return {.name = std::string(decoderName(decoder)) + " " + speakers + " " +
+                    std::to_string(rate) + " " + kbps,
             .decoder = decoder,
             .tones = {speakers, rate, 0.5, 0.5},
-            .encode = std::move(encode)};
+            .encode = options + (dts ? "|dts" : "|ac3")};
 }
+
+const char* const k51 = "FL+FR+FC+LFE+BL+BR";
 
 // Frames of 2041 bytes or more leave no room for the preamble: ffmpeg writes
 // them bare, the decoder drops them (see the framing table).
-INSTANTIATE_TEST_SUITE_P(
-    Streams,
-    SpdifBursts,
-    ::testing::Values(
-        burstRow("ac3 lib 32k 96k",
-                 Decoder::Dolby,
-                 "FL+FR+FC+LFE+BL+BR",
-                 32000,
-                 "-c:a ac3 -b:a 96k|ac3"),
-        burstRow("ac3 lib 32k 640k",
-                 Decoder::Dolby,
-                 "FL+FR+FC+LFE+BL+BR",
-                 32000,
-                 "-c:a ac3 -b:a 640k|ac3"),
-        burstRow("ac3 lib 44k 192k",
-                 Decoder::Dolby,
-                 "FL+FR+FC+LFE+BL+BR",
-                 44100,
-                 "-c:a ac3 -b:a 192k|ac3"),
-        burstRow("ac3 lib 44k 448k",
-                 Decoder::Dolby,
-                 "FL+FR+FC+LFE+BL+BR",
-                 44100,
-                 "-c:a ac3 -b:a 448k|ac3"),
-        burstRow("ac3 lib 48k 384k",
-                 Decoder::Dolby,
-                 "FL+FR+FC+LFE+BL+BR",
-                 48000,
-                 "-c:a ac3 -b:a 384k|ac3"),
-        burstRow("ac3 lib 48k 640k",
-                 Decoder::Dolby,
-                 "FL+FR+FC+LFE+BL+BR",
-                 48000,
-                 "-c:a ac3 -b:a 640k|ac3"),
-        burstRow("ddplus lib 44k 192k", Decoder::DDPlus, "FL+FR", 44100, "-c:a ac3 -b:a 192k|ac3"),
-        burstRow("ddplus lib 48k 640k",
-                 Decoder::DDPlus,
-                 "FL+FR+FC+LFE+BL+BR",
-                 48000,
-                 "-c:a ac3 -b:a 640k|ac3"),
-        burstRow("dts stereo 44k 768k",
-                 Decoder::Dts,
-                 "FL+FR",
-                 44100,
-                 "-c:a dca -strict -2 -b:a 768k|dts"),
-        burstRow("dts 5.1 48k",
-                 Decoder::Dts,
-                 "FL+FR+FC+LFE+SL+SR",
-                 48000,
-                 "-c:a dca -strict -2|dts"),
-        burstRow("dts mono 48k 1152k",
-                 Decoder::Dts,
-                 "FC",
-                 48000,
-                 "-c:a dca -strict -2 -b:a 1152k|dts")),
-    rowName);
+INSTANTIATE_TEST_SUITE_P(Streams,
+                         SpdifBursts,
+                         ::testing::Values(burstRow(Decoder::Dolby, k51, 32000, "96k"),
+                                           burstRow(Decoder::Dolby, k51, 32000, "640k"),
+                                           burstRow(Decoder::Dolby, k51, 44100, "192k"),
+                                           burstRow(Decoder::Dolby, k51, 44100, "448k"),
+                                           burstRow(Decoder::Dolby, k51, 48000, "384k"),
+                                           burstRow(Decoder::Dolby, k51, 48000, "640k"),
+                                           burstRow(Decoder::DDPlus, "FL+FR", 44100, "192k"),
+                                           burstRow(Decoder::DDPlus, k51, 48000, "640k"),
+                                           burstRow(Decoder::Dts, "FL+FR", 44100, "768k"),
+                                           burstRow(Decoder::Dts, "FL+FR+FC+LFE+SL+SR", 48000),
+                                           burstRow(Decoder::Dts, "FC", 48000, "1152k")),
+                         rowName);
 
 // Frames of 1024 and 2048 samples: ffmpeg marks them as DTS type II and III
 // (Pc 12 and 13); the decoder keeps type I (Pc 11). Every other byte agrees.
 TEST(DtsBursts, LongFramesKeepDataTypeEleven)
 {
     REQUIRE_FFMPEG();
-    std::string path =
-        madeStream(burstRow("", Decoder::Dts, "FL+FR", 48000, "-c:a dca -strict -2|dts"));
+    std::string path = madeStream({"FL+FR", 48000, 0.5, 0.5}, "-c:a dca -strict -2", "dts");
     std::vector<uint8_t> stream = readBytes(path);
     for (auto [blocks, ffmpegPc] : {std::pair{32, 0x000C}, std::pair{64, 0x000D}}) {
         // The same frames relabelled as longer ones: pass-through never decodes them.
@@ -150,12 +107,8 @@ TEST(DtsBursts, LongFramesKeepDataTypeEleven)
                 relabelled[at + 5] =
                     uint8_t((relabelled[at + 5] & 0x03) | ((blocks - 1) & 0x3F) << 2);
             }
-        std::string longPath =
-            cachedFile(path + std::to_string(blocks), "dts", [&](const std::string& p) {
-                writeBytes(p, relabelled);
-                return true;
-            });
-        std::vector<uint8_t> reference = ffmpegBursts(longPath);
+        std::vector<uint8_t> reference =
+            ffmpegBursts(cachedBytes(path + std::to_string(blocks), "dts", relabelled));
         DecoderRun run = passThrough(Decoder::Dts, relabelled);
         ASSERT_EQ(run.output.size(), reference.size()) << blocks;
         size_t burst = size_t(blocks) * 32 * 4;
@@ -173,15 +126,9 @@ TEST(DtsBursts, LongFramesKeepDataTypeEleven)
 TEST(DtsBursts, BurstWords)
 {
     for (auto [blocks, bytes] : {std::pair{16, 1001}, std::pair{128, 8200}}) {
-        std::vector<uint8_t> frame(static_cast<size_t>(bytes));
-        for (size_t i = 0; i < frame.size(); ++i)
+        std::vector<uint8_t> frame = dtsFrame(1, 31, blocks, bytes, 13);  // 48 kHz
+        for (size_t i = 9; i < frame.size(); ++i)
             frame[i] = uint8_t(i * 7 + 1);
-        // Sync, a normal frame (FTYPE 1, SHORT 31), NBLKS, FSIZE, 48 kHz.
-        uint64_t fields = uint64_t(0x7FFE8001) << 32 | 1u << 31 | 31u << 26 |
-                          uint32_t(blocks - 1) << 18 | uint32_t(bytes - 1) << 4;
-        for (int i = 0; i < 8; ++i)
-            frame[size_t(i)] = uint8_t(fields >> (56 - 8 * i));
-        frame[8] = uint8_t((frame[8] & 0xC3) | 13 << 2);
         DecoderRun run = passThrough(Decoder::Dts, frame);
         ASSERT_EQ(run.frames.size(), 1u) << bytes;
         const std::vector<uint8_t>& b = run.output;
@@ -201,7 +148,7 @@ TEST(DtsBursts, BurstWords)
 // bsmod) whose frames decode close to ffmpeg's decode of the original, 256
 // samples later.
 struct Eac3Case {
-    std::string name;
+    std::string what;
     std::string speakers;  // a made stream; "" for a vector
     std::string vector;
     double minSnr;
@@ -216,8 +163,7 @@ TEST_P(Eac3Conversion, BurstsDecodeLikeTheOriginal)
     const Eac3Case& c = GetParam();
     std::string path;
     if (c.vector.empty()) {
-        path = madeStream(
-            {.tones = {c.speakers, 48000, 0.5, 0.5}, .encode = "-c:a eac3 -b:a 384k|eac3"});
+        path = madeStream({c.speakers, 48000, 0.5, 0.5}, "-c:a eac3 -b:a 384k", "eac3");
     } else {
         REQUIRE_VECTOR(c.vector);
         path = vectorPath(c.vector);
@@ -238,10 +184,7 @@ TEST_P(Eac3Conversion, BurstsDecodeLikeTheOriginal)
         for (size_t i = 0; i < 2560; i += 2)
             ac3.insert(ac3.end(), {o[b + 9 + i], o[b + 8 + i]});
     }
-    std::string converted = cachedFile(path + "converted", "ac3", [&](const std::string& p) {
-        writeBytes(p, ac3);
-        return true;
-    });
+    std::string converted = cachedBytes(path + "converted", "ac3", ac3);
     std::vector<uint8_t> probe = commandOutput(
         "ffprobe -v error -show_entries stream=channels -of csv=p=0 '" + converted + "'");
     EXPECT_EQ(std::string(probe.begin(), probe.end()), std::to_string(c.channels) + "\n");
@@ -250,30 +193,23 @@ TEST_P(Eac3Conversion, BurstsDecodeLikeTheOriginal)
     std::vector<double> ours = samplesOf(referenceDecode(converted, "s16le"), SampleFormat::S16);
     std::vector<double> reference = samplesOf(referenceDecode(path, "s16le"), SampleFormat::S16);
     PcmMatch match = alignedSnr(reference, ours, c.channels, 600);
-    std::cout << "[ snr ] " << c.name << " through AC-3: " << match.snr << " dB, shift "
+    std::cout << "[ snr ] " << c.what << " through AC-3: " << match.snr << " dB, shift "
               << match.shift << std::endl;
     EXPECT_GE(match.snr, c.minSnr);
     EXPECT_EQ(match.shift, 256);
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Streams,
-    Eac3Conversion,
-    ::testing::Values(
-        Eac3Case{"eac3 5.1", "FL+FR+FC+LFE+BL+BR", "", 25, 6},
-        Eac3Case{"eac3 stereo", "FL+FR", "", 25, 2},
-        Eac3Case{"ts_sample.eac3", "", "androidx_media/ts_sample.eac3", 15, 6},
-        Eac3Case{"ddp_3_stream_640", "", "dlbframe337/ddp_3_stream_640.ec3", 15, 6},
-        Eac3Case{"ddp_evo_passthrough_32L", "", "dlbframe337/ddp_evo_passthrough_32L.ec3", 15, 6},
-        // 7.1 becomes 5.1: compared by its layout only.
-        Eac3Case{"7ch_ddp_channel_id", "", "dlbmp4base/7ch_ddp_25fps_channel_id.ec3", 0, 6}),
-    [](const auto& info) {
-        std::string name = info.param.name;
-        for (char& ch : name)
-            if (!std::isalnum(static_cast<unsigned char>(ch)))
-                ch = '_';
-        return name;
-    });
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(Streams, Eac3Conversion, ::testing::Values(
+    Eac3Case{"eac3 5.1", k51, "", 25, 6},
+    Eac3Case{"eac3 stereo", "FL+FR", "", 25, 2},
+    Eac3Case{"ts_sample.eac3", "", "androidx_media/ts_sample.eac3", 15, 6},
+    Eac3Case{"ddp_3_stream_640", "", "dlbframe337/ddp_3_stream_640.ec3", 15, 6},
+    Eac3Case{"ddp_evo_passthrough_32L", "", "dlbframe337/ddp_evo_passthrough_32L.ec3", 15, 6},
+    // 7.1 becomes 5.1: compared by its layout only.
+    Eac3Case{"7ch_ddp_channel_id", "", "dlbmp4base/7ch_ddp_25fps_channel_id.ec3", 0, 6}),
+    caseName<Eac3Case>);
+// clang-format on
 
 // Without pass-through E-AC-3 gives nothing: the first call finds the frame
 // and consumes nothing, every later one passes it over; the last frame, whose
@@ -281,8 +217,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST(Eac3Conversion, WithoutPassThroughNothingComesOut)
 {
     REQUIRE_FFMPEG();
-    std::string path =
-        madeStream({.tones = {"FL+FR", 48000, 0.2, 0.5}, .encode = "-c:a eac3 -b:a 192k|eac3"});
+    std::string path = madeStream({"FL+FR", 48000, 0.2, 0.5}, "-c:a eac3 -b:a 192k", "eac3");
     std::vector<uint8_t> stream = readBytes(path);
     std::ostringstream log;
     auto decoder = makeDecoder(Decoder::DDPlus, log);

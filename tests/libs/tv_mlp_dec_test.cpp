@@ -8,7 +8,7 @@
 #include <tuple>
 
 #include "libs/TvMlpDec/mlp_access_unit.h"
-#include "support/mlp_tools.h"
+#include "support/ffmpeg.h"
 
 extern "C" MlpDecoder* mlpDecoderInit(const MlpInitRecord* init, int version);
 extern "C" const MlpResult* mlpDecoderRun(MlpDecoder* instance,
@@ -22,11 +22,11 @@ namespace {
 // after it, as found and as altered: each way an access unit is refused.
 TEST(MlpAccessUnit, FoundCheckedAndRefused)
 {
-    if (!haveFfmpeg())
-        GTEST_SKIP() << "ffmpeg not installed";
+    REQUIRE_FFMPEG();
     TempFolder folder;
-    MlpStream stream = makeMlpStream(folder, {"truehd", 6, "5.1", 96000, 24});
-    std::vector<uint8_t> bytes = fileBytes(stream.path);
+    ASSERT_TRUE(encodeTones(folder.file("s.thd"), {"FL+FR+FC+LFE+BL+BR", 96000, 0.3, 0.5},
+                            "-c:a truehd -sample_fmt s32 -strict -2 -f truehd"));
+    std::vector<uint8_t> bytes = readBytes(folder.file("s.thd"));
     ASSERT_GT(bytes.size(), 200u);
     size_t first = size_t(((bytes[0] << 8) | bytes[1]) & 0xFFF) * 2;
     std::vector<uint8_t> unit(bytes.begin(), bytes.begin() + long(first));
