@@ -279,10 +279,10 @@ bool AudioConv::setupUpmix(uint32_t mask)
         remixObject = nullptr;
     }
     auto create = library ? platform::procAddress<AudioDecCreate>(library, "AUDIODEC_Create") : nullptr;
-    TvRemixObject* d = nullptr;
+    void* d = nullptr;
     if (!TvAssert(create && create( &d ) == 0))
         return false;
-    remixObject = d;
+    remixObject = static_cast<TvRemixObject*>(d);
     int zero = 0;
     if (remixObject->RemixSetParam(kRemixConfiguration, &code) != 0 ||
         remixObject->RemixSetParam(kRemixLfe, &zero) != 0 ||

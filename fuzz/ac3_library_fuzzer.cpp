@@ -6,16 +6,16 @@
 
 #include "libs/TvAc3Lib/tv_ac3_lib.h"
 
-extern "C" int AUDIODEC_Create(TvAc3Decoder** object);
+extern "C" int AUDIODEC_Create(void** object);
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
     if (size < 8)
         return 0;
     static TvAc3Decoder* decoder = [] {
-        TvAc3Decoder* object = nullptr;
+        void* object = nullptr;
         AUDIODEC_Create(&object);
-        return object;
+        return static_cast<TvAc3Decoder*>(object);
     }();
     if (!decoder)
         return 0;

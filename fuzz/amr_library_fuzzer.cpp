@@ -6,7 +6,7 @@
 
 #include "libs/TvAmrDec/tv_amr_dec.h"
 
-extern "C" int AUDIODEC_Create(TvAmrDecoder** object);
+extern "C" int AUDIODEC_Create(void** object);
 
 constexpr size_t kMaxInput = 16384;
 
@@ -17,9 +17,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     if (size < 2)
         return 0;
     static TvAmrDecoder* decoder = [] {
-        TvAmrDecoder* object = nullptr;
+        void* object = nullptr;
         AUDIODEC_Create(&object);
-        return object;
+        return static_cast<TvAmrDecoder*>(object);
     }();
     if (!decoder)
         return 0;

@@ -254,12 +254,14 @@ private:
 
 }  // namespace
 
-TV_C_EXPORT int AUDIODEC_Create(TvAc3Decoder** object)
+// Every sibling library exports this one signature: the loader calls it
+// through a pointer of this type, whatever object it makes.
+TV_C_EXPORT int AUDIODEC_Create(void** object)
 {
     if (!object)
         return -1;
     auto* library = new (std::nothrow) Ac3Library;
-    *object = library;
+    *object = static_cast<TvAc3Decoder*>(library);
     if (!library)
         return -1;
     return 0;

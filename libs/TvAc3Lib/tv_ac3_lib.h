@@ -2,7 +2,7 @@
 // run time. Built on libavcodec's AC-3 decoder; the downmix is our own matrix.
 //
 // Export (C linkage):
-//   int AUDIODEC_Create(TvAc3Decoder** object)  -> 0 on success
+//   int AUDIODEC_Create(void** object)  -> 0 on success, *object a TvAc3Decoder*
 //
 // The object's operations, in slot order:
 //   0 Destroy(flags)          flags & 1: delete the object; returns 0
@@ -84,8 +84,6 @@ struct TvAc3Decoder {
     virtual int STDMETHODCALLTYPE GetParam(int number, void* value) = 0;
     virtual int STDMETHODCALLTYPE SetParam(int number, const void* value) = 0;
 };
-
-using Ac3DecCreate = int (*)(TvAc3Decoder** object);
 
 enum TvAc3Param {
     kAc3DynamicRangeMode = 1,

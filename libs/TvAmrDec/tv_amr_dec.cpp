@@ -155,7 +155,9 @@ private:
 
 }  // namespace
 
-TV_C_EXPORT int AUDIODEC_Create(TvAmrDecoder** object)
+// Every sibling library exports this one signature: the loader calls it
+// through a pointer of this type, whatever object it makes.
+TV_C_EXPORT int AUDIODEC_Create(void** object)
 {
     if (!object)
         return -1;
@@ -164,7 +166,7 @@ TV_C_EXPORT int AUDIODEC_Create(TvAmrDecoder** object)
         auto library = std::make_unique<AmrLibrary>();
         if (!library->valid())
             return -1;
-        *object = library.release();
+        *object = static_cast<TvAmrDecoder*>(library.release());
         return 0;
     } catch (const std::bad_alloc&) {
         return -1;

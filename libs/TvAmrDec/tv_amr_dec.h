@@ -3,7 +3,7 @@
 // opencore-amrwb.
 //
 // Export (C linkage):
-//   int AUDIODEC_Create(TvAmrDecoder** object)  -> 0 on success
+//   int AUDIODEC_Create(void** object)  -> 0 on success, *object a TvAmrDecoder*
 //   A new object decodes narrow band.
 //
 // The object's operations, in slot order:
@@ -73,8 +73,6 @@ struct TvAmrDecoder {
     virtual int STDMETHODCALLTYPE GetParam(int id, void* value) = 0;
     virtual int STDMETHODCALLTYPE SetParam(int id, const void* value) = 0;
 };
-
-using AmrDecCreate = int (*)(TvAmrDecoder** object);
 
 enum TvAmrParam {
     kAmrInputSize = 15,

@@ -117,12 +117,14 @@ LiveObjects liveObjects;
 
 }  // namespace
 
-TV_C_EXPORT int AUDIODEC_Create(TvRemixObject** object)
+// Every sibling library exports this one signature: the loader calls it
+// through a pointer of this type, whatever object it makes.
+TV_C_EXPORT int AUDIODEC_Create(void** object)
 {
     if (!object)
         return -1;
     auto* remix = new (std::nothrow) Remix;
-    *object = remix;
+    *object = static_cast<TvRemixObject*>(remix);
     if (!remix)
         return -1;
     liveObjects.add(remix);

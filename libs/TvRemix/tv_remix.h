@@ -2,7 +2,7 @@
 // remixer at run time.
 //
 // Exports (C linkage):
-//   int  AUDIODEC_Create(TvRemixObject** object)  -> 0 on success
+//   int  AUDIODEC_Create(void** object)  -> 0 on success, *object a TvRemixObject*
 //   void AUDIODEC_Destroy(TvRemixObject* object)
 //
 // The object is a table of operations in this slot order:
@@ -38,7 +38,7 @@ struct TvRemixObject {
     virtual int STDMETHODCALLTYPE RemixSetParam(int id, const void* value) = 0;
 };
 
-using AudioDecCreate = int (*)(TvRemixObject** object);
+using AudioDecCreate = int (*)(void** object);
 using AudioDecDestroy = void (*)(TvRemixObject* object);
 
 // Parameter ids.

@@ -32,9 +32,10 @@ public:
     using Object = std::unique_ptr<TvRemixObject, AudioDecDestroy>;
     Object make(int code)
     {
-        TvRemixObject* object = nullptr;
-        if (!create || create(&object) != 0)
+        void* made = nullptr;
+        if (!create || create(&made) != 0)
             return {nullptr, destroy};
+        auto* object = static_cast<TvRemixObject*>(made);
         int zero = 0, rate = 48000;
         const int row[6] = {0, 2, 1, 4, 5, 3};
         object->RemixSetParam(kRemixConfiguration, &code);

@@ -9,10 +9,11 @@ class LibraryObject {
 public:
     explicit LibraryObject(const char* path) : module_(LoadLibraryA(path))
     {
-        using Create = int (*)(Decoder**);
+        using Create = int (*)(void**);
         auto create = module_ ? platform::procAddress<Create>(module_, "AUDIODEC_Create") : nullptr;
-        if (create && create(&decoder_) != 0)
-            decoder_ = nullptr;
+        void* made = nullptr;
+        if (create && create(&made) == 0)
+            decoder_ = static_cast<Decoder*>(made);
     }
     ~LibraryObject()
     {
