@@ -8,20 +8,10 @@
 
 #include "platform/codecapi.h"
 #include "support/filter_harness.h"
+#include "support/guid_text.h"
 #include "support/guid_variant.h"
-#include "support/wave_type.h"
 
 namespace {
-
-std::string guidText(const GUID& guid)
-{
-    OLECHAR wide[40];
-    StringFromGUID2(guid, wide, 40);
-    std::string text;
-    for (int i = 0; wide[i]; ++i)
-        text += char(wide[i]);
-    return text;
-}
 
 std::string textOf(const VARIANT& value)
 {

@@ -111,13 +111,10 @@ class LibraryLoop : public ::testing::TestWithParam<LoopRow> {};
 TEST_P(LibraryLoop, FiltersComeAndGoWithoutGrowth)
 {
     const LoopRow& row = GetParam();
+    REQUIRE_SEED_SOURCE(row.decoder);
     DecoderSeed seed;
     std::string why;
-    if (!row.decoder.seed(seed, why)) {
-        if (why == "ffmpeg not installed")
-            GTEST_SKIP() << why;
-        FAIL() << why;
-    }
+    ASSERT_TRUE(makeSeed(row.decoder, seed, why)) << why;
     resetParametersForTesting();
     Round first = decodeWithFreshFilter(row.decoder, seed, row.upmix);
     // Every round really decodes: the library is loaded and used.

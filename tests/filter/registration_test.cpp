@@ -8,6 +8,7 @@
 #include "filter/TvFilter.h"
 #include "platform/filter_registration.h"
 #include "support/assertion_guard.h"
+#include "support/guid_text.h"
 
 extern "C" HRESULT STDAPICALLTYPE DllRegisterServer();
 extern "C" HRESULT STDAPICALLTYPE DllUnregisterServer();
@@ -40,32 +41,18 @@ bool readDword(const std::string& path, const char* name, DWORD& value)
     return status == ERROR_SUCCESS && type == REG_DWORD;
 }
 
-std::string guidText(const GUID& guid)
-{
-    OLECHAR text[39];
-    StringFromGUID2(guid, text, 39);
-    return platform::toUtf8(reinterpret_cast<const WCHAR*>(text));
-}
-
-std::string clsidText()
-{
-    return guidText(CLSID_Tavio2);
-}
-
 TEST(Registration, WritesServerKeysFilterDataAndCapabilities)
 {
     platform::registryClear();
     ASSERT_EQ(DllRegisterServer(), S_OK);
-    std::string server = "CLSID\\" + clsidText();
+    std::string server = "CLSID\\" + guidText(CLSID_Tavio2);
     EXPECT_EQ(readString(server, nullptr), "Tavio2");
     EXPECT_EQ(readString(server + "\\InprocServer32", "ThreadingModel"), "Both");
     EXPECT_NE(readString(server + "\\InprocServer32", nullptr), "<missing>");
     // The two property pages are served too.
     for (const auto& [clsid, name] : {std::pair{&CLSID_TavioPropertyPage, "Tavio2 Properties"},
                                       std::pair{&CLSID_TavioAboutPage, "Tavio2 About"}}) {
-        OLECHAR text[39];
-        StringFromGUID2(*clsid, text, 39);
-        std::string page = "CLSID\\" + platform::toUtf8(reinterpret_cast<const WCHAR*>(text));
+        std::string page = "CLSID\\" + guidText(*clsid);
         EXPECT_EQ(readString(page, nullptr), name);
         EXPECT_EQ(readString(page + "\\InprocServer32", "ThreadingModel"), "Both");
     }
@@ -96,7 +83,7 @@ TEST(Registration, WritesServerKeysFilterDataAndCapabilities)
     EXPECT_TRUE(IsEqualGUID(filter.pins[1].types[0].second, MEDIASUBTYPE_PCM));
 
     std::string capabilities = "CLSID\\{083863F1-70DE-11d0-BD40-00A0C911CE86}\\Instance\\" +
-                               clsidText() + "\\Capabilities";
+                               guidText(CLSID_Tavio2) + "\\Capabilities";
     DWORD value = 0;
     ASSERT_TRUE(readDword(capabilities, "{374ac4df-7c98-4257-b13d-36087dbee458}", value));
     EXPECT_EQ(value, 1u);

@@ -22,15 +22,9 @@
 #include "support/files.h"
 #include "support/filter_harness.h"
 #include "support/guid_variant.h"
-#include "support/wave_type.h"
+#include "support/media_types.h"
 
 namespace {
-
-CMediaType ac3Type(const GUID& subtype, WORD channels)
-{
-    return waveFormatType(&MEDIATYPE_Audio, &subtype,
-                          WAVEFORMATEX{0x2000, channels, 48000, 0, 0, 0, 0});
-}
 
 class StreamingRaces;
 using Action = void (StreamingRaces::*)(int round);
@@ -126,8 +120,8 @@ TEST_P(StreamingRaces, ApplicationCallsMeetTheStreamingThread)
     const RaceCase& race = GetParam();
     REQUIRE_FFMPEG();
     ASSERT_FALSE(stream.empty());
-    const CMediaType types[2] = {ac3Type(MEDIASUBTYPE_DOLBY_AC3, 6),
-                                 ac3Type(MEDIASUBTYPE_AC3_AVI, 2)};
+    const CMediaType types[2] = {audioType(MEDIASUBTYPE_DOLBY_AC3, 0x2000, 48000, 6, 0),
+                                 audioType(MEDIASUBTYPE_AC3_AVI, 0x2000, 48000, 2, 0)};
 
     build(types[0], 8192);
     quietLogs();
