@@ -9,23 +9,13 @@
 #include "host/graph.h"
 #include "host/push_source.h"
 #include "host/sink_filter.h"
+#include "support/media_types.h"
 
 namespace {
 
 CMediaType pcmType(WORD channels)
 {
-    CMediaType type(&MEDIATYPE_Audio);
-    type.SetSubtype(&MEDIASUBTYPE_PCM);
-    type.SetFormatType(&FORMAT_WaveFormatEx);
-    WAVEFORMATEX wave{};
-    wave.wFormatTag = WAVE_FORMAT_PCM;
-    wave.nChannels = channels;
-    wave.nSamplesPerSec = 48000;
-    wave.wBitsPerSample = 16;
-    wave.nBlockAlign = static_cast<WORD>(2 * channels);
-    wave.nAvgBytesPerSec = 48000u * wave.nBlockAlign;
-    type.SetFormat(reinterpret_cast<const BYTE*>(&wave), sizeof wave);
-    return type;
+    return audioType(MEDIASUBTYPE_PCM, WAVE_FORMAT_PCM, 48000, channels);
 }
 
 class GraphTest : public ::testing::Test {
