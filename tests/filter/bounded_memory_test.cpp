@@ -16,6 +16,7 @@
 #include "filter/decoder_seeds.h"
 #include "support/filter_harness.h"
 #include "support/process_memory.h"
+#include "support/row_name.h"
 
 namespace {
 
@@ -161,11 +162,6 @@ TEST_P(BoundedMemory, InputBufferMemoryAndCallTimeStayBounded)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(EveryDecoder,
-                         BoundedMemory,
-                         ::testing::ValuesIn(kDecoderRows),
-                         [](const ::testing::TestParamInfo<DecoderRow>& info) {
-                             return info.param.name;
-                         });
+INSTANTIATE_TEST_SUITE_P(EveryDecoder, BoundedMemory, ::testing::ValuesIn(kDecoderRows), RowName());
 
 }  // namespace

@@ -14,6 +14,7 @@
 #include "host/graph.h"
 #include "host/sink_filter.h"
 #include "support/assertion_guard.h"
+#include "support/row_name.h"
 
 namespace {
 
@@ -222,12 +223,7 @@ TEST_P(SinkTable, DeliveriesReachTheSinkInATypeItTakes)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Sinks,
-                         SinkTable,
-                         ::testing::ValuesIn(kSinkCases),
-                         [](const ::testing::TestParamInfo<SinkCase>& info) {
-                             return info.param.name;
-                         });
+INSTANTIATE_TEST_SUITE_P(Sinks, SinkTable, ::testing::ValuesIn(kSinkCases), RowName());
 
 TEST_F(OutputPinTest, AGuardWordBehindEachBufferCatchesOverruns)
 {

@@ -12,6 +12,7 @@
 #include "support/filter_harness.h"
 #include "support/media_types.h"
 #include "support/pcm.h"
+#include "support/row_name.h"
 
 namespace {
 
@@ -132,11 +133,6 @@ TEST_F(FilterHarness, DvdPacketsDecodeLikeTheReferenceDecoderWithStamps)
     EXPECT_EQ(sink->EndOfStreamCount(), 1);
 }
 
-INSTANTIATE_TEST_SUITE_P(Streams,
-                         ReferenceStreams,
-                         ::testing::ValuesIn(kStreams),
-                         [](const ::testing::TestParamInfo<StreamCase>& info) {
-                             return info.param.name;
-                         });
+INSTANTIATE_TEST_SUITE_P(Streams, ReferenceStreams, ::testing::ValuesIn(kStreams), RowName());
 
 }  // namespace

@@ -23,6 +23,7 @@
 #include "support/filter_harness.h"
 #include "support/guid_variant.h"
 #include "support/media_types.h"
+#include "support/row_name.h"
 
 namespace {
 
@@ -198,11 +199,6 @@ const RaceCase kRaces[] = {
      true},
 };
 
-INSTANTIATE_TEST_SUITE_P(Races,
-                         StreamingRaces,
-                         ::testing::ValuesIn(kRaces),
-                         [](const ::testing::TestParamInfo<RaceCase>& info) {
-                             return info.param.name;
-                         });
+INSTANTIATE_TEST_SUITE_P(Races, StreamingRaces, ::testing::ValuesIn(kRaces), RowName());
 
 }  // namespace

@@ -14,6 +14,7 @@
 #include "support/ffmpeg.h"
 #include "support/pcm.h"
 #include "support/program_stream_builder.h"
+#include "support/row_name.h"
 
 namespace {
 
@@ -384,8 +385,6 @@ TEST_P(TavioContainers, DecodesLikeItsReference)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, TavioContainers, ::testing::ValuesIn(kRows), [](const auto& info) {
-    return std::string(info.param.name);
-});
+INSTANTIATE_TEST_SUITE_P(Rows, TavioContainers, ::testing::ValuesIn(kRows), RowName());
 
 }  // namespace

@@ -8,6 +8,7 @@
 
 #include "host/parsers/program_stream_pieces.h"
 #include "support/ffmpeg.h"
+#include "support/row_name.h"
 
 namespace {
 
@@ -139,6 +140,6 @@ INSTANTIATE_TEST_SUITE_P(
         MuxedCase{"RealAc3", "androidx_media/ts_sample_ac3.ps", 0, 0, nullptr, 0xBD, 0x80, false},
         MuxedCase{"RealMpegAudio", "androidx_media/ts_sample_h262_mpeg_audio.ps", 0, 0, nullptr,
                   0xC0, -1, false}),
-    [](const auto& info) { return std::string(info.param.name); });
+    RowName());
 
 }  // namespace

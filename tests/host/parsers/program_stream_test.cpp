@@ -5,6 +5,7 @@
 #include <random>
 
 #include "host/parsers/program_stream_pieces.h"
+#include "support/row_name.h"
 
 namespace {
 
@@ -145,9 +146,7 @@ TEST_P(ReaderTable, YieldsTheAudioPackets)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Packets, ReaderTable, ::testing::ValuesIn(kCases), [](const auto& info) {
-    return std::string(info.param.name);
-});
+INSTANTIATE_TEST_SUITE_P(Packets, ReaderTable, ::testing::ValuesIn(kCases), RowName());
 
 // Every construct of the table, each once more after an assortment of packs,
 // padding and garbage, so that cuts land in every kind of header.
