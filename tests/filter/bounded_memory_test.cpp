@@ -12,7 +12,6 @@
 #include <cstring>
 #include <string>
 
-#include "decoders/AdecDolby.h"
 #include "filter/decoder_seeds.h"
 #include "support/filter_harness.h"
 #include "support/process_memory.h"
@@ -146,10 +145,7 @@ TEST_P(BoundedMemory, InputBufferMemoryAndCallTimeStayBounded)
     std::string why;
     ASSERT_TRUE(makeSeed(row, seed, why)) << why;
     createFilter();
-    if (row.dolbyLibrary)
-        filter->addDecoderFirst(std::make_unique<AdecDolby>(filter->log(), TAVIO_MODULE_DIR "/"));
-    if (row.spdif)
-        filter->setSpdif(true);
+    useRowsDecoder(filter, row);
     build(seed.type);
     // Millions of log lines would only measure the logs.
     quietLogs();

@@ -15,11 +15,9 @@ namespace {
 
 std::string textOf(const VARIANT& value)
 {
-    std::string text;
-    if (value.vt == VT_BSTR && value.bstrVal)
-        for (UINT i = 0; i < SysStringLen(value.bstrVal); ++i)
-            text += char(value.bstrVal[i]);
-    return text;
+    if (value.vt != VT_BSTR || !value.bstrVal)
+        return "";
+    return platform::toUtf8(reinterpret_cast<const WCHAR*>(value.bstrVal));
 }
 
 const GUID& kProperty = CODECAPI_CURRENT_AUDIO_OUTPUT_FORMAT;

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "decoders/AdecDolby.h"
+#include "filter/TvFilter.h"
 #include "host/host_media_types.h"
 #include "host/input_source.h"
 #include "support/ffmpeg.h"
@@ -94,6 +96,15 @@ inline bool makeSeed(const DecoderRow& row, DecoderSeed& seed, std::string& why)
     for (auto& packet : seed.packets)
         packet.insert(packet.begin(), row.header.begin(), row.header.end());
     return true;
+}
+
+// The row's decoder and output on a filter not yet connected.
+inline void useRowsDecoder(TvFilter* filter, const DecoderRow& row)
+{
+    if (row.dolbyLibrary)
+        filter->addDecoderFirst(std::make_unique<AdecDolby>(filter->log(), TAVIO_MODULE_DIR "/"));
+    if (row.spdif)
+        filter->setSpdif(true);
 }
 
 // Every decoder of the factory, the AC-3 one twice (the DD+ decoder takes

@@ -68,11 +68,9 @@ TvStatusLpcm status(int chan, TvSampleType stype, bool spdif = false)
     return s;
 }
 
-WAVEFORMATEXTENSIBLE formatOf(const CMediaType& type)
+const WAVEFORMATEX& formatOf(const CMediaType& type)
 {
-    WAVEFORMATEXTENSIBLE format{};
-    std::memcpy(&format, type.pbFormat, std::min<size_t>(type.cbFormat, sizeof format));
-    return format;
+    return *reinterpret_cast<const WAVEFORMATEX*>(type.pbFormat);
 }
 
 bool isPcm(const CMediaType& type)
@@ -81,11 +79,11 @@ bool isPcm(const CMediaType& type)
 }
 bool isPcm16(const CMediaType& type)
 {
-    return isPcm(type) && formatOf(type).Format.wBitsPerSample == 16;
+    return isPcm(type) && formatOf(type).wBitsPerSample == 16;
 }
 bool isStereo(const CMediaType& type)
 {
-    return formatOf(type).Format.nChannels == 2;
+    return formatOf(type).nChannels == 2;
 }
 bool isSpdif(const CMediaType& type)
 {

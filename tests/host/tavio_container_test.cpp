@@ -346,12 +346,10 @@ TEST_P(TavioContainers, DecodesLikeItsReference)
 
     std::vector<double> ours = samplesOf(wav.data, formatOf(wav)), reference;
     int channels = row.wave.channels;
-    if (row.reference == R::Source) {
-        reference = samplesOf(readBytes(source), formatOf(row.referenceFormat));
-    } else {
-        reference = samplesOf(referenceDecode(made, row.referenceFormat, row.referenceOptions),
-                              formatOf(row.referenceFormat));
-    }
+    reference = samplesOf(row.reference == R::Source
+                              ? readBytes(source)
+                              : referenceDecode(made, row.referenceFormat, row.referenceOptions),
+                          formatOf(row.referenceFormat));
     if (row.reference == R::Bursts) {
         writeBytes(folder.file("bursts.ac3"), burstPayloads(wav.data));
         ours = samplesOf(referenceDecode(folder.file("bursts.ac3"), "s16le"), SampleFormat::S16);

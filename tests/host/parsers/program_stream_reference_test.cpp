@@ -125,21 +125,20 @@ TEST_P(MuxedStreams, PayloadsAndTimeStampsMatchTheReferenceDemuxer)
     psbuild::expectSameWhateverTheCuts(readBytes(stream));
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Ffmpeg,
-    MuxedStreams,
-    ::testing::Values(
-        MuxedCase{"Lpcm16Stereo48k", "pcm_dvd -sample_fmt s16", 2, 48000, "vob", 0xBD, 0xA0, true},
-        MuxedCase{"Lpcm16SixChannels48k", "pcm_dvd -sample_fmt s16", 6, 48000, "vob", 0xBD, 0xA0,
-                  true},
-        MuxedCase{"Lpcm24Stereo96k", "pcm_dvd -sample_fmt s32", 2, 96000, "vob", 0xBD, 0xA0, true},
-        MuxedCase{"Ac3SixChannels", "ac3", 6, 48000, "vob", 0xBD, 0x80, false},
-        MuxedCase{"Mp2Stereo", "mp2", 2, 48000, "vob", 0xC0, -1, false},
-        MuxedCase{"Mp2InMpeg1Stream", "mp2", 2, 44100, "mpeg", 0xC0, -1, false},
-        MuxedCase{"Ac3InMpeg1Stream", "ac3", 2, 48000, "mpeg", 0xBD, 0x80, false},
-        MuxedCase{"RealAc3", "androidx_media/ts_sample_ac3.ps", 0, 0, nullptr, 0xBD, 0x80, false},
-        MuxedCase{"RealMpegAudio", "androidx_media/ts_sample_h262_mpeg_audio.ps", 0, 0, nullptr,
-                  0xC0, -1, false}),
-    RowName());
+// clang-format off
+const MuxedCase kMuxed[] = {
+    {"Lpcm16Stereo48k", "pcm_dvd -sample_fmt s16", 2, 48000, "vob", 0xBD, 0xA0, true},
+    {"Lpcm16SixChannels48k", "pcm_dvd -sample_fmt s16", 6, 48000, "vob", 0xBD, 0xA0, true},
+    {"Lpcm24Stereo96k", "pcm_dvd -sample_fmt s32", 2, 96000, "vob", 0xBD, 0xA0, true},
+    {"Ac3SixChannels", "ac3", 6, 48000, "vob", 0xBD, 0x80, false},
+    {"Mp2Stereo", "mp2", 2, 48000, "vob", 0xC0, -1, false},
+    {"Mp2InMpeg1Stream", "mp2", 2, 44100, "mpeg", 0xC0, -1, false},
+    {"Ac3InMpeg1Stream", "ac3", 2, 48000, "mpeg", 0xBD, 0x80, false},
+    {"RealAc3", "androidx_media/ts_sample_ac3.ps", 0, 0, nullptr, 0xBD, 0x80, false},
+    {"RealMpegAudio", "androidx_media/ts_sample_h262_mpeg_audio.ps", 0, 0, nullptr, 0xC0, -1, false},
+};
+// clang-format on
+
+INSTANTIATE_TEST_SUITE_P(Ffmpeg, MuxedStreams, ::testing::ValuesIn(kMuxed), RowName());
 
 }  // namespace
