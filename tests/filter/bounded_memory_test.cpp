@@ -10,6 +10,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <random>
 #include <string>
 
 #include "filter/decoder_seeds.h"
@@ -43,17 +44,8 @@ constexpr double kSlowestCallBoundMs = 1000.0;
 enum class Hostility { RandomBytes, ValidPacketThenGarbage, AlmostSyncs };
 const char* const kHostilityNames[] = {"RandomBytes", "ValidPacketThenGarbage", "AlmostSyncs"};
 
-// xorshift64: eight bytes a step, fast enough not to be what is measured.
-struct Random {
-    uint64_t state = 0x9E3779B97F4A7C15ULL;
-    uint64_t operator()()
-    {
-        state ^= state << 13;
-        state ^= state >> 7;
-        state ^= state << 17;
-        return state;
-    }
-};
+// Eight bytes a step, fast enough not to be what is measured.
+using Random = std::mt19937_64;
 
 // One hostile sample, random bytes throughout. Almost-syncs start every 16
 // to 527 bytes, so that most declared frames overlap the next sync.
