@@ -10,12 +10,13 @@
 #include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <random>
 #include <string>
 
-#include "decoders/AdecDolby.h"
 #include "filter/decoder_seeds.h"
 #include "support/filter_harness.h"
 #include "support/process_memory.h"
+#include "support/row_name.h"
 
 namespace {
 
@@ -41,45 +42,23 @@ constexpr double kResidentGrowthBoundMb = 16.0;
 constexpr double kSlowestCallBoundMs = 1000.0;
 
 enum class Hostility { RandomBytes, ValidPacketThenGarbage, AlmostSyncs };
+const char* const kHostilityNames[] = {"RandomBytes", "ValidPacketThenGarbage", "AlmostSyncs"};
 
-const char* nameOf(Hostility kind)
-{
-    const char* const names[] = {"RandomBytes", "ValidPacketThenGarbage", "AlmostSyncs"};
-    return names[int(kind)];
-}
+// Eight bytes a step, fast enough not to be what is measured.
+using Random = std::mt19937_64;
 
-// xorshift64: eight bytes a step, fast enough not to be what is measured.
-struct Random {
-    uint64_t state = 0x9E3779B97F4A7C15ULL;
-    uint64_t operator()()
-    {
-        state ^= state << 13;
-        state ^= state >> 7;
-        state ^= state << 17;
-        return state;
-    }
-};
-
-void fillRandom(Random& rng, std::vector<uint8_t>& bytes)
-{
-    size_t i = 0;
-    for (; i + 8 <= bytes.size(); i += 8) {
-        uint64_t v = rng();
-        std::memcpy(bytes.data() + i, &v, 8);
-    }
-    for (; i < bytes.size(); ++i)
-        bytes[i] = uint8_t(rng());
-}
-
-// One hostile sample of `size` bytes. Almost-syncs start every 16 to 527
-// bytes, so that most declared frames overlap the next sync.
+// One hostile sample, random bytes throughout. Almost-syncs start every 16
+// to 527 bytes, so that most declared frames overlap the next sync.
 void makeHostileSample(Hostility kind,
                        const DecoderSeed& seed,
                        size_t syncLength,
                        Random& rng,
                        std::vector<uint8_t>& sample)
 {
-    fillRandom(rng, sample);
+    for (size_t i = 0; i < sample.size(); i += 8) {
+        uint64_t v = rng();
+        std::memcpy(sample.data() + i, &v, std::min<size_t>(8, sample.size() - i));
+    }
     if (kind != Hostility::AlmostSyncs)
         return;
     size_t prefix = std::min(syncLength, seed.packets[0].size());
@@ -92,107 +71,85 @@ void makeHostileSample(Hostility kind,
 // flush between them: the stream is encoded once.
 class BoundedMemory : public FilterHarness, public ::testing::WithParamInterface<DecoderRow> {
 protected:
-    void pushHostile(const DecoderRow& row,
-                     const DecoderSeed& seed,
-                     Hostility kind,
-                     const size_t& outputSamples);
+    void pushHostile(const DecoderRow& row, const DecoderSeed& seed, Hostility kind)
+    {
+        Random rng;
+        size_t pushed = 0, samples = 0;
+        if (kind == Hostility::ValidPacketThenGarbage) {
+            ASSERT_EQ(push(seed.packets[0]), S_OK);
+            pushed += seed.packets[0].size();
+            ++samples;
+        }
+        // The decoder and its library settle (buffers, tables) in the first
+        // sixteenth; growth is counted after it.
+        const size_t warmUp = kVolume / 16;
+        double baseline = 0, peak = 0, slowestMs = 0;
+        uint32_t largestBuffer = 0;
+        std::vector<uint8_t> sample;
+        while (pushed < kVolume) {
+            sample.resize(row.sampleSize / 2 + rng() % (row.sampleSize / 2 + 1));
+            makeHostileSample(kind, seed, row.syncLength, rng, sample);
+            auto start = std::chrono::steady_clock::now();
+            HRESULT hr = push(sample);
+            std::chrono::duration<double, std::milli> took =
+                std::chrono::steady_clock::now() - start;
+            ASSERT_TRUE(SUCCEEDED(hr)) << "sample " << samples << ": " << std::hex << hr;
+            slowestMs = std::max(slowestMs, took.count());
+            largestBuffer = std::max(largestBuffer, filter->inputBuffer().size());
+            bool warm = pushed >= warmUp;
+            pushed += sample.size();
+            ++samples;
+            if (!warm && pushed >= warmUp)
+                baseline = peak = residentMegabytes();
+            else if (warm && samples % 64 == 0)
+                peak = std::max(peak, residentMegabytes());
+        }
+        peak = std::max(peak, residentMegabytes());
+        // The storage grows to the largest need and never shrinks: its
+        // capacity is the most the buffer ever held, inside Receive calls too.
+        uint32_t capacity = filter->inputBuffer().capacity();
+        // Hostile input may trip any of the decoders' checks; here only
+        // growth and time fail.
+        unsigned long fired = assertions.fired();
+        assertions.expect(fired);
+        assertions.check();
+        std::printf(
+            "[bounded] %-16s %-22s %6.1f MB in %7zu samples: input buffer held <= %6u bytes "
+            "(storage %6u), resident growth %5.2f MB, slowest Receive %6.2f ms, %zu samples "
+            "out, %lu assertions\n",
+            row.name, kHostilityNames[int(kind)], double(pushed) / (1024.0 * 1024.0), samples,
+            largestBuffer, capacity, peak - baseline, slowestMs, outputSamples, fired);
+        EXPECT_LE(capacity, kInputBufferBound);
+        if (kResidentGrowthMeaningful) {
+            EXPECT_LT(peak - baseline, kResidentGrowthBoundMb);
+        }
+        EXPECT_LT(slowestMs, kSlowestCallBoundMs);
+    }
+
+    size_t outputSamples = 0;
 };
 
 TEST_P(BoundedMemory, InputBufferMemoryAndCallTimeStayBounded)
 {
     const DecoderRow& row = GetParam();
+    REQUIRE_SEED_SOURCE(row);
     DecoderSeed seed;
     std::string why;
-    if (!row.seed(seed, why)) {
-        if (why == "ffmpeg not installed")
-            GTEST_SKIP() << why;
-        FAIL() << why;
-    }
+    ASSERT_TRUE(makeSeed(row, seed, why)) << why;
     createFilter();
-    if (row.dolbyLibrary)
-        filter->addDecoderFirst(std::make_unique<AdecDolby>(filter->log(), TAVIO_MODULE_DIR "/"));
-    if (row.spdif)
-        filter->setSpdif(true);
+    useRowsDecoder(filter, row);
     build(seed.type);
     // Millions of log lines would only measure the logs.
     quietLogs();
-    size_t outputSamples = 0;
     sink->SetSampleHandler([&](const ReceivedSample&) { ++outputSamples; });
     for (Hostility kind :
          {Hostility::RandomBytes, Hostility::ValidPacketThenGarbage, Hostility::AlmostSyncs}) {
         ASSERT_EQ(source->DeliverBeginFlush(), S_OK);
         ASSERT_EQ(source->DeliverEndFlush(), S_OK);
-        pushHostile(row, seed, kind, outputSamples);
+        pushHostile(row, seed, kind);
     }
 }
 
-void BoundedMemory::pushHostile(const DecoderRow& row,
-                                const DecoderSeed& seed,
-                                Hostility kind,
-                                const size_t& outputSamples)
-{
-    Random rng;
-    size_t pushed = 0;
-    size_t samples = 0;
-    if (kind == Hostility::ValidPacketThenGarbage) {
-        ASSERT_EQ(push(seed.packets[0]), S_OK);
-        pushed += seed.packets[0].size();
-        ++samples;
-    }
-    // The decoder and its library settle (buffers, tables) in the first
-    // sixteenth; growth is counted after it.
-    const size_t warmUp = kVolume / 16;
-    double baseline = 0;
-    double peak = 0;
-    double slowestMs = 0;
-    uint32_t largestBuffer = 0;
-    std::vector<uint8_t> sample;
-    while (pushed < kVolume) {
-        sample.resize(row.sampleSize / 2 + rng() % (row.sampleSize / 2 + 1));
-        makeHostileSample(kind, seed, row.syncLength, rng, sample);
-        auto start = std::chrono::steady_clock::now();
-        HRESULT hr = push(sample);
-        double ms =
-            std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start)
-                .count();
-        ASSERT_TRUE(SUCCEEDED(hr)) << "sample " << samples << ": " << std::hex << hr;
-        slowestMs = std::max(slowestMs, ms);
-        largestBuffer = std::max(largestBuffer, filter->inputBuffer().size());
-        bool warm = pushed >= warmUp;
-        pushed += sample.size();
-        ++samples;
-        if (!warm && pushed >= warmUp)
-            baseline = peak = residentMegabytes();
-        else if (warm && samples % 64 == 0)
-            peak = std::max(peak, residentMegabytes());
-    }
-    peak = std::max(peak, residentMegabytes());
-    // The storage grows to the largest need and never shrinks: its capacity
-    // is the most the buffer ever held, inside Receive calls too.
-    uint32_t capacity = filter->inputBuffer().capacity();
-    // Hostile input may trip any of the decoders' checks; here only growth
-    // and time fail.
-    unsigned long fired = assertions.fired();
-    assertions.expect(fired);
-    assertions.check();
-    std::printf(
-        "[bounded] %-16s %-22s %6.1f MB in %7zu samples: input buffer held <= %6u bytes "
-        "(storage %6u), resident growth %5.2f MB, slowest Receive %6.2f ms, %zu samples out, "
-        "%lu assertions\n",
-        row.name, nameOf(kind), double(pushed) / (1024.0 * 1024.0), samples, largestBuffer,
-        capacity, peak - baseline, slowestMs, outputSamples, fired);
-    EXPECT_LE(capacity, kInputBufferBound);
-    if (kResidentGrowthMeaningful) {
-        EXPECT_LT(peak - baseline, kResidentGrowthBoundMb);
-    }
-    EXPECT_LT(slowestMs, kSlowestCallBoundMs);
-}
-
-INSTANTIATE_TEST_SUITE_P(EveryDecoder,
-                         BoundedMemory,
-                         ::testing::ValuesIn(kDecoderRows),
-                         [](const ::testing::TestParamInfo<DecoderRow>& info) {
-                             return info.param.name;
-                         });
+INSTANTIATE_TEST_SUITE_P(EveryDecoder, BoundedMemory, ::testing::ValuesIn(kDecoderRows), RowName());
 
 }  // namespace

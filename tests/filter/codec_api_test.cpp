@@ -8,28 +8,16 @@
 
 #include "platform/codecapi.h"
 #include "support/filter_harness.h"
+#include "support/guid_text.h"
 #include "support/guid_variant.h"
-#include "support/wave_type.h"
 
 namespace {
 
-std::string guidText(const GUID& guid)
-{
-    OLECHAR wide[40];
-    StringFromGUID2(guid, wide, 40);
-    std::string text;
-    for (int i = 0; wide[i]; ++i)
-        text += char(wide[i]);
-    return text;
-}
-
 std::string textOf(const VARIANT& value)
 {
-    std::string text;
-    if (value.vt == VT_BSTR && value.bstrVal)
-        for (UINT i = 0; i < SysStringLen(value.bstrVal); ++i)
-            text += char(value.bstrVal[i]);
-    return text;
+    if (value.vt != VT_BSTR || !value.bstrVal)
+        return "";
+    return platform::toUtf8(reinterpret_cast<const WCHAR*>(value.bstrVal));
 }
 
 const GUID& kProperty = CODECAPI_CURRENT_AUDIO_OUTPUT_FORMAT;

@@ -80,9 +80,7 @@ TEST_F(FilterTest, DownstreamAnswersStopTheSampleAndAreReturned)
     sink->ClearRecords();
     CMediaType pcm(&MEDIATYPE_Audio);
     pcm.SetSubtype(&MEDIASUBTYPE_PCM);
-    PushSource::Packet packet;
-    packet.data = frames.data();
-    packet.size = frames.size();
+    PushSource::Packet packet{frames.data(), frames.size()};
     packet.newType = &pcm;
     EXPECT_EQ(source->Deliver(packet), VFW_E_INVALIDMEDIATYPE);
     EXPECT_EQ(sink->SampleCount(), 0u);

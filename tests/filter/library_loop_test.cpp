@@ -49,10 +49,7 @@ Round decodeWithFreshFilter(const DecoderRow& row, const DecoderSeed& seed, bool
     TvFilter* filter = new TvFilter(nullptr, &hr, TAVIO_MODULE_DIR "/");
     filter->NonDelegatingAddRef();
     EXPECT_EQ(hr, S_OK);
-    if (row.dolbyLibrary)
-        filter->addDecoderFirst(std::make_unique<AdecDolby>(filter->log(), TAVIO_MODULE_DIR "/"));
-    if (row.spdif)
-        filter->setSpdif(true);
+    useRowsDecoder(filter, row);
     if (upmix) {
         // Stereo to five channels through the sibling remix library.
         auto* remixer = static_cast<AudioConv*>(filter->remixer());
@@ -75,12 +72,8 @@ Round decodeWithFreshFilter(const DecoderRow& row, const DecoderSeed& seed, bool
         EXPECT_EQ(graph.Connect(source->OutputPin(), filter->inputPin()), S_OK);
         EXPECT_EQ(graph.Connect(filter->outputPin(), sink->InputPin()), S_OK);
         EXPECT_EQ(graph.Run(), S_OK);
-        for (const auto& packet : seed.packets) {
-            PushSource::Packet p;
-            p.data = packet.data();
-            p.size = packet.size();
-            EXPECT_EQ(source->Deliver(p), S_OK);
-        }
+        for (const auto& packet : seed.packets)
+            EXPECT_EQ(source->Deliver({packet.data(), packet.size()}), S_OK);
         EXPECT_EQ(source->DeliverEndOfStream(), S_OK);
         EXPECT_EQ(graph.Stop(), S_OK);
         graph.Clear();
@@ -111,13 +104,10 @@ class LibraryLoop : public ::testing::TestWithParam<LoopRow> {};
 TEST_P(LibraryLoop, FiltersComeAndGoWithoutGrowth)
 {
     const LoopRow& row = GetParam();
+    REQUIRE_SEED_SOURCE(row.decoder);
     DecoderSeed seed;
     std::string why;
-    if (!row.decoder.seed(seed, why)) {
-        if (why == "ffmpeg not installed")
-            GTEST_SKIP() << why;
-        FAIL() << why;
-    }
+    ASSERT_TRUE(makeSeed(row.decoder, seed, why)) << why;
     resetParametersForTesting();
     Round first = decodeWithFreshFilter(row.decoder, seed, row.upmix);
     // Every round really decodes: the library is loaded and used.

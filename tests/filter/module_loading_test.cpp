@@ -2,8 +2,8 @@
 // the real TavioDec2.ax loaded so that its name can be found.
 #include <gtest/gtest.h>
 
-#include "filter/TvFilter.h"
 #include "filter/TvDllMain.h"
+#include "filter/TvFilter.h"
 
 namespace {
 
@@ -29,8 +29,8 @@ TEST_F(ModuleLoading, SiblingLibrariesStartOrAreRefused)
         const char* name;
         bool opens;
     } cases[] = {
-        {"TvRemix.dll", true},          // a real sibling: AUDIODEC_Create answers 0
-        {"TavioDec2.ax", false},        // loads, but exports no AUDIODEC_Create
+        {"TvRemix.dll", true},           // a real sibling: AUDIODEC_Create answers 0
+        {"TavioDec2.ax", false},         // loads, but exports no AUDIODEC_Create
         {"TvNoSuchLibrary.dll", false},  // not there
     };
     for (const Case& c : cases) {

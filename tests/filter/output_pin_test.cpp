@@ -5,7 +5,6 @@
 
 #include <atomic>
 #include <cstring>
-#include <functional>
 #include <sstream>
 #include <thread>
 
@@ -15,6 +14,7 @@
 #include "host/graph.h"
 #include "host/sink_filter.h"
 #include "support/assertion_guard.h"
+#include "support/row_name.h"
 
 namespace {
 
@@ -68,17 +68,26 @@ TvStatusLpcm status(int chan, TvSampleType stype, bool spdif = false)
     return s;
 }
 
-WAVEFORMATEXTENSIBLE formatOf(const CMediaType& type)
+const WAVEFORMATEX& formatOf(const CMediaType& type)
 {
-    WAVEFORMATEXTENSIBLE format{};
-    std::memcpy(&format, type.pbFormat, std::min<size_t>(type.cbFormat, sizeof format));
-    return format;
+    return *reinterpret_cast<const WAVEFORMATEX*>(type.pbFormat);
 }
 
+bool isPcm(const CMediaType& type)
+{
+    return IsEqualGUID(type.subtype, MEDIASUBTYPE_PCM);
+}
 bool isPcm16(const CMediaType& type)
 {
-    return IsEqualGUID(type.subtype, MEDIASUBTYPE_PCM) &&
-           formatOf(type).Format.wBitsPerSample == 16;
+    return isPcm(type) && formatOf(type).wBitsPerSample == 16;
+}
+bool isStereo(const CMediaType& type)
+{
+    return formatOf(type).nChannels == 2;
+}
+bool isSpdif(const CMediaType& type)
+{
+    return IsEqualGUID(type.subtype, MEDIASUBTYPE_DOLBY_AC3_SPDIF);
 }
 
 std::vector<uint8_t> floats(std::initializer_list<float> values)
@@ -106,6 +115,13 @@ protected:
         EXPECT_EQ(CBaseObject::ObjectsActive(), 0);
     }
     HRESULT connect() { return graph.Connect(host->output, sink->InputPin()); }
+    // Connected with the record of 16-bit stereo and running.
+    void runStereo()
+    {
+        host->output->setPreferredType(&stereo);
+        ASSERT_EQ(connect(), S_OK);
+        ASSERT_EQ(graph.Run(), S_OK);
+    }
     // Fills an output buffer with `bytes` and delivers it under `s`.
     HRESULT deliver(const std::vector<uint8_t>& bytes, const TvStatus& s)
     {
@@ -128,6 +144,7 @@ protected:
     Graph graph;
     PinHost* host = nullptr;
     SinkFilter* sink = nullptr;
+    TvStatusLpcm stereo = status(2, ST16Bit);
 };
 
 TEST_F(OutputPinTest, NothingIsOfferedBeforeTheFirstStatus)
@@ -147,54 +164,34 @@ struct Delivery {
 
 struct SinkCase {
     const char* name;
-    std::function<bool(const CMediaType&)> accepts;
+    bool (*accepts)(const CMediaType&);
     TvStatusLpcm connectedWith;
     TvSampleType outType;
     std::vector<Delivery> deliveries;
 };
 
+// clang-format off
 const SinkCase kSinkCases[] = {
-    {"TakesEverythingNativeUnconverted",
-     nullptr,
-     status(2, ST24Bit),
-     ST24Bit,
+    {"TakesEverythingNativeUnconverted", nullptr, status(2, ST24Bit), ST24Bit,
      {{status(2, ST24Bit), {1, 2, 3, 4, 5, 6}, S_OK, {1, 2, 3, 4, 5, 6}, false}}},
     // 0x7FFF80 rounds to 32767, 0x000080 to 1; 0.5 to 16384, -1 to -32767.
-    {"SixteenBitOnlyGetsTwentyFourBitAndFloatConverted",
-     isPcm16,
-     status(2, ST24Bit),
-     ST16Bit,
-     {{status(2, ST24Bit),
-       {0x80, 0xFF, 0x7F, 0x80, 0x00, 0x00},
-       S_OK,
-       {0xFF, 0x7F, 0x01, 0x00},
-       false},
+    {"SixteenBitOnlyGetsTwentyFourBitAndFloatConverted", isPcm16, status(2, ST24Bit), ST16Bit,
+     {{status(2, ST24Bit), {0x80, 0xFF, 0x7F, 0x80, 0, 0}, S_OK, {0xFF, 0x7F, 0x01, 0x00}, false},
       {status(2, STFloat), floats({0.5f, -1.0f}), S_OK, {0x00, 0x40, 0x01, 0x80}, true}}},
-    {"IntegerOnlyGetsFloatAsThirtyTwoBit",
-     [](const CMediaType& t) { return IsEqualGUID(t.subtype, MEDIASUBTYPE_PCM); },
-     status(1, STFloat),
-     ST32Bit,
+    {"IntegerOnlyGetsFloatAsThirtyTwoBit", isPcm, status(1, STFloat), ST32Bit,
      {{status(1, STFloat), floats({1.0f}), S_OK, {0, 0, 0, 0x80}, false}}},
     // A change nobody accepts is refused, and offered again next time.
-    {"StereoOnlyRefusesSixChannels",
-     [](const CMediaType& t) { return formatOf(t).Format.nChannels == 2; },
-     status(2, ST16Bit),
-     ST16Bit,
+    {"StereoOnlyRefusesSixChannels", isStereo, status(2, ST16Bit), ST16Bit,
      {{status(6, ST16Bit), std::vector<uint8_t>(12), VFW_E_TYPE_NOT_ACCEPTED, {}, false},
       {status(2, ST16Bit), {1, 2, 3, 4}, S_OK, {1, 2, 3, 4}, true}}},
     // Bursts pass as they are whatever sample type their record names; PCM
     // needs a PCM type this sink refuses.
-    {"SpdifOnlyTakesBurstsUnconverted",
-     [](const CMediaType& t) { return IsEqualGUID(t.subtype, MEDIASUBTYPE_DOLBY_AC3_SPDIF); },
-     status(2, ST16Bit, true),
-     ST16Bit,
-     {{status(2, ST24Bit, true),
-       {0x72, 0xF8, 0x1F, 0x4E, 1, 0},
-       S_OK,
-       {0x72, 0xF8, 0x1F, 0x4E, 1, 0},
+    {"SpdifOnlyTakesBurstsUnconverted", isSpdif, status(2, ST16Bit, true), ST16Bit,
+     {{status(2, ST24Bit, true), {0x72, 0xF8, 0x1F, 0x4E, 1, 0}, S_OK, {0x72, 0xF8, 0x1F, 0x4E, 1, 0},
        false},
       {status(2, ST16Bit), std::vector<uint8_t>(4), VFW_E_TYPE_NOT_ACCEPTED, {}, false}}},
 };
+// clang-format on
 
 class SinkTable : public OutputPinTest, public ::testing::WithParamInterface<SinkCase> {};
 
@@ -224,19 +221,11 @@ TEST_P(SinkTable, DeliveriesReachTheSinkInATypeItTakes)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Sinks,
-                         SinkTable,
-                         ::testing::ValuesIn(kSinkCases),
-                         [](const ::testing::TestParamInfo<SinkCase>& info) {
-                             return info.param.name;
-                         });
+INSTANTIATE_TEST_SUITE_P(Sinks, SinkTable, ::testing::ValuesIn(kSinkCases), RowName());
 
 TEST_F(OutputPinTest, AGuardWordBehindEachBufferCatchesOverruns)
 {
-    TvStatusLpcm s = status(2, ST16Bit);
-    host->output->setPreferredType(&s);
-    ASSERT_EQ(connect(), S_OK);
-    ASSERT_EQ(graph.Run(), S_OK);
+    runStereo();
     IMediaSample* sample = nullptr;
     ASSERT_EQ(host->output->getEmptySample(&sample), S_OK);
     EXPECT_EQ(sample->GetSize(), 65536 + 4);
@@ -244,7 +233,7 @@ TEST_F(OutputPinTest, AGuardWordBehindEachBufferCatchesOverruns)
     sample->GetPointer(&p);
     p[65536] ^= 1;  // an overrun
     sample->SetActualDataLength(4);
-    host->output->deliver(sample, &s);
+    host->output->deliver(sample, &stereo);
     sample->Release();
     assertions.expect(1);
 }
@@ -253,10 +242,7 @@ TEST_F(OutputPinTest, AGuardWordBehindEachBufferCatchesOverruns)
 // decommits the allocator and the wait ends with an error.
 TEST_F(OutputPinTest, StopReleasesAThreadWaitingForABuffer)
 {
-    TvStatusLpcm s = status(2, ST16Bit);
-    host->output->setPreferredType(&s);
-    ASSERT_EQ(connect(), S_OK);
-    ASSERT_EQ(graph.Run(), S_OK);
+    runStereo();
     std::vector<IMediaSample*> held;
     for (IMediaSample* sample = nullptr;
          held.size() < 4 && host->output->getEmptySample(&sample) == S_OK;)

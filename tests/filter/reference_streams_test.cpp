@@ -7,85 +7,36 @@
 
 #include "host/input_source.h"
 #include "host/parsers/program_stream.h"
-#include "support/av_packets.h"
 #include "support/ffmpeg.h"
 #include "support/files.h"
 #include "support/filter_harness.h"
 #include "support/media_types.h"
 #include "support/pcm.h"
+#include "support/row_name.h"
 
 namespace {
-
-struct Stream {
-    CMediaType type;
-    std::vector<HostPacket> packets;
-};
-
-// Blu-ray LPCM demuxed from M2TS, each packet with its 4-byte header.
-bool blurayPackets(const std::string& path, int channels, Stream& stream, std::string& why)
-{
-    std::vector<DemuxedPacket> packets;
-    if (!readAudioPackets(path, packets, why))
-        return false;
-    stream.type = waveType(MEDIATYPE_MPEG2_PES, MEDIASUBTYPE_BDMV_LPCM_AUDIO, WAVE_FORMAT_PCM,
-                           48000, WORD(channels), 16);
-    for (const DemuxedPacket& p : packets)
-        stream.packets.push_back({p.data, p.hasTime, p.time, 0});
-    return true;
-}
-
-// As the host reads it: the media type it offers and its packets.
-bool hostPackets(const std::string& path, int, Stream& stream, std::string& why)
-{
-    auto input = openInputSource(path, why);
-    if (!input || input->streams().empty() || !input->streams()[0].mediaType || !input->select(0))
-        return false;
-    stream.type = *input->streams()[0].mediaType;
-    for (HostPacket packet; input->next(packet);)
-        stream.packets.push_back(packet);
-    return true;
-}
 
 struct StreamCase {
     const char* name;
     ToneSignal signal;
     const char* encode;
     const char* file;
-    bool (*read)(const std::string&, int, Stream&, std::string&);
     const char* referenceFormat;  // the sink takes the first type offered
     double minSnr;                // infinite: bit-exact
     size_t silentPackets;
 };
 
 const double kExact = std::numeric_limits<double>::infinity();
+const char* const kM2ts = "-c:a pcm_bluray -sample_fmt s16 -f mpegts -mpegts_m2ts_mode 1";
 
+// Float output goes to the sink as 32-bit integers.
+// clang-format off
 const StreamCase kStreams[] = {
-    {"BlurayStereo",
-     {"FL+FR", 48000, 0.5, 0.7},
-     "-c:a pcm_bluray -sample_fmt s16 -f mpegts -mpegts_m2ts_mode 1",
-     "s.m2ts",
-     blurayPackets,
-     "s16le",
-     kExact,
-     0},
-    {"Bluray51",
-     {"FL+FR+FC+LFE+SL+SR", 48000, 0.5, 0.7},
-     "-c:a pcm_bluray -sample_fmt s16 -f mpegts -mpegts_m2ts_mode 1",
-     "s.m2ts",
-     blurayPackets,
-     "s16le",
-     kExact,
-     0},
-    // Float output goes to the sink as 32-bit integers.
-    {"Vorbis",
-     {"FL+FR", 48000, 0.5, 0.8},
-     "-c:a libvorbis -f ogg",
-     "s.ogg",
-     hostPackets,
-     "s32le",
-     90,
-     1},
+    {"BlurayStereo", {"FL+FR", 48000, 0.5, 0.7}, kM2ts, "s.m2ts", "s16le", kExact, 0},
+    {"Bluray51", {"FL+FR+FC+LFE+SL+SR", 48000, 0.5, 0.7}, kM2ts, "s.m2ts", "s16le", kExact, 0},
+    {"Vorbis", {"FL+FR", 48000, 0.5, 0.8}, "-c:a libvorbis -f ogg", "s.ogg", "s32le", 90, 1},
 };
+// clang-format on
 
 class ReferenceStreams : public FilterHarness, public ::testing::WithParamInterface<StreamCase> {};
 
@@ -96,12 +47,15 @@ TEST_P(ReferenceStreams, OutputAndStampsFollowThePackets)
     TempFolder folder;
     std::string path = folder.file(c.file);
     ASSERT_TRUE(encodeTones(path, c.signal, c.encode));
-    Stream stream;
+    // As the host reads it: the media type it offers and its packets.
     std::string why;
-    int channels = int(speakerList(c.signal.speakers).size());
-    ASSERT_TRUE(c.read(path, channels, stream, why)) << why;
-    build(stream.type);
-    for (const HostPacket& p : stream.packets)
+    auto input = openInputSource(path, why);
+    ASSERT_TRUE(input && input->select(0)) << why;
+    std::vector<HostPacket> packets;
+    for (HostPacket packet; input->next(packet);)
+        packets.push_back(packet);
+    build(*input->streams()[0].mediaType);
+    for (const HostPacket& p : packets)
         ASSERT_EQ(push(p.data.data(), p.data.size(), p.hasTime ? &p.start : nullptr), S_OK);
     ASSERT_EQ(source->DeliverEndOfStream(), S_OK);
 
@@ -115,14 +69,14 @@ TEST_P(ReferenceStreams, OutputAndStampsFollowThePackets)
         auto theirs = samplesOf(reference, format);
         // The container's end padding may still be in ours.
         EXPECT_GE(ours.size(), theirs.size());
-        EXPECT_LE(ours.size(),
-                  theirs.size() + size_t(stream.packets.back().paddingFrames) * size_t(channels));
+        size_t channels = speakerList(c.signal.speakers).size();
+        EXPECT_LE(ours.size(), theirs.size() + size_t(packets.back().paddingFrames) * channels);
         EXPECT_GE(snrDb(theirs, ours), c.minSnr);
     }
     auto samples = sink->Samples();
-    ASSERT_EQ(samples.size() + c.silentPackets, stream.packets.size());
+    ASSERT_EQ(samples.size() + c.silentPackets, packets.size());
     for (size_t i = 0; i < samples.size(); ++i) {
-        const HostPacket& packet = stream.packets[i + c.silentPackets];
+        const HostPacket& packet = packets[i + c.silentPackets];
         ASSERT_TRUE(samples[i].hasStart) << i;
         if (packet.hasTime) {
             EXPECT_EQ(samples[i].start, packet.start) << i;
@@ -179,11 +133,6 @@ TEST_F(FilterHarness, DvdPacketsDecodeLikeTheReferenceDecoderWithStamps)
     EXPECT_EQ(sink->EndOfStreamCount(), 1);
 }
 
-INSTANTIATE_TEST_SUITE_P(Streams,
-                         ReferenceStreams,
-                         ::testing::ValuesIn(kStreams),
-                         [](const ::testing::TestParamInfo<StreamCase>& info) {
-                             return info.param.name;
-                         });
+INSTANTIATE_TEST_SUITE_P(Streams, ReferenceStreams, ::testing::ValuesIn(kStreams), RowName());
 
 }  // namespace

@@ -8,6 +8,8 @@
 #include "filter/TvFilter.h"
 #include "platform/filter_registration.h"
 #include "support/assertion_guard.h"
+#include "support/guid_text.h"
+#include "support/registry_text.h"
 
 extern "C" HRESULT STDAPICALLTYPE DllRegisterServer();
 extern "C" HRESULT STDAPICALLTYPE DllUnregisterServer();
@@ -15,59 +17,20 @@ extern "C" HRESULT STDAPICALLTYPE DllGetClassObject(REFCLSID clsid, REFIID riid,
 
 namespace {
 
-std::string readString(const std::string& path, const char* name)
-{
-    HKEY key;
-    if (RegOpenKeyExA(HKEY_CLASSES_ROOT, path.c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS)
-        return "<missing>";
-    char value[1024] = {};
-    DWORD size = sizeof value;
-    LSTATUS status =
-        RegQueryValueExA(key, name, nullptr, nullptr, reinterpret_cast<BYTE*>(value), &size);
-    RegCloseKey(key);
-    return status == ERROR_SUCCESS ? std::string(value) : "<missing>";
-}
-
-bool readDword(const std::string& path, const char* name, DWORD& value)
-{
-    HKEY key;
-    if (RegOpenKeyExA(HKEY_CLASSES_ROOT, path.c_str(), 0, KEY_READ, &key) != ERROR_SUCCESS)
-        return false;
-    DWORD size = sizeof value, type = 0;
-    LSTATUS status =
-        RegQueryValueExA(key, name, nullptr, &type, reinterpret_cast<BYTE*>(&value), &size);
-    RegCloseKey(key);
-    return status == ERROR_SUCCESS && type == REG_DWORD;
-}
-
-std::string guidText(const GUID& guid)
-{
-    OLECHAR text[39];
-    StringFromGUID2(guid, text, 39);
-    return platform::toUtf8(reinterpret_cast<const WCHAR*>(text));
-}
-
-std::string clsidText()
-{
-    return guidText(CLSID_Tavio2);
-}
-
 TEST(Registration, WritesServerKeysFilterDataAndCapabilities)
 {
     platform::registryClear();
     ASSERT_EQ(DllRegisterServer(), S_OK);
-    std::string server = "CLSID\\" + clsidText();
-    EXPECT_EQ(readString(server, nullptr), "Tavio2");
-    EXPECT_EQ(readString(server + "\\InprocServer32", "ThreadingModel"), "Both");
-    EXPECT_NE(readString(server + "\\InprocServer32", nullptr), "<missing>");
+    std::string server = "CLSID\\" + guidText(CLSID_Tavio2);
+    EXPECT_EQ(registryString(server, nullptr), "Tavio2");
+    EXPECT_EQ(registryString(server + "\\InprocServer32", "ThreadingModel"), "Both");
+    EXPECT_NE(registryString(server + "\\InprocServer32", nullptr), "<missing>");
     // The two property pages are served too.
     for (const auto& [clsid, name] : {std::pair{&CLSID_TavioPropertyPage, "Tavio2 Properties"},
                                       std::pair{&CLSID_TavioAboutPage, "Tavio2 About"}}) {
-        OLECHAR text[39];
-        StringFromGUID2(*clsid, text, 39);
-        std::string page = "CLSID\\" + platform::toUtf8(reinterpret_cast<const WCHAR*>(text));
-        EXPECT_EQ(readString(page, nullptr), name);
-        EXPECT_EQ(readString(page + "\\InprocServer32", "ThreadingModel"), "Both");
+        std::string page = "CLSID\\" + guidText(*clsid);
+        EXPECT_EQ(registryString(page, nullptr), name);
+        EXPECT_EQ(registryString(page + "\\InprocServer32", "ThreadingModel"), "Both");
     }
 
     platform::RegisteredFilter filter;
@@ -96,19 +59,20 @@ TEST(Registration, WritesServerKeysFilterDataAndCapabilities)
     EXPECT_TRUE(IsEqualGUID(filter.pins[1].types[0].second, MEDIASUBTYPE_PCM));
 
     std::string capabilities = "CLSID\\{083863F1-70DE-11d0-BD40-00A0C911CE86}\\Instance\\" +
-                               clsidText() + "\\Capabilities";
+                               guidText(CLSID_Tavio2) + "\\Capabilities";
     DWORD value = 0;
-    ASSERT_TRUE(readDword(capabilities, "{374ac4df-7c98-4257-b13d-36087dbee458}", value));
+    ASSERT_TRUE(registryDword(capabilities, "{374ac4df-7c98-4257-b13d-36087dbee458}", value));
     EXPECT_EQ(value, 1u);
 
     ASSERT_EQ(DllUnregisterServer(), S_OK);
-    EXPECT_EQ(readString(server, nullptr), "<missing>");
-    EXPECT_EQ(readString("CLSID\\{9B4C1E73-2A6F-4D85-B317-6E0AC9582D41}", nullptr), "<missing>");
+    EXPECT_EQ(registryString(server, nullptr), "<missing>");
+    EXPECT_EQ(registryString("CLSID\\{9B4C1E73-2A6F-4D85-B317-6E0AC9582D41}", nullptr),
+              "<missing>");
     EXPECT_FALSE(
         platform::readFilterRegistration(CLSID_LegacyAmFilterCategory, CLSID_Tavio2, filter));
     // Everything but the capabilities value goes.
     value = 0;
-    EXPECT_TRUE(readDword(capabilities, "{374ac4df-7c98-4257-b13d-36087dbee458}", value));
+    EXPECT_TRUE(registryDword(capabilities, "{374ac4df-7c98-4257-b13d-36087dbee458}", value));
     platform::registryClear();
 }
 

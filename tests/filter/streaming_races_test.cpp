@@ -22,15 +22,10 @@
 #include "support/files.h"
 #include "support/filter_harness.h"
 #include "support/guid_variant.h"
-#include "support/wave_type.h"
+#include "support/media_types.h"
+#include "support/row_name.h"
 
 namespace {
-
-CMediaType ac3Type(const GUID& subtype, WORD channels)
-{
-    return waveFormatType(&MEDIATYPE_Audio, &subtype,
-                          WAVEFORMATEX{0x2000, channels, 48000, 0, 0, 0, 0});
-}
 
 class StreamingRaces;
 using Action = void (StreamingRaces::*)(int round);
@@ -126,8 +121,8 @@ TEST_P(StreamingRaces, ApplicationCallsMeetTheStreamingThread)
     const RaceCase& race = GetParam();
     REQUIRE_FFMPEG();
     ASSERT_FALSE(stream.empty());
-    const CMediaType types[2] = {ac3Type(MEDIASUBTYPE_DOLBY_AC3, 6),
-                                 ac3Type(MEDIASUBTYPE_AC3_AVI, 2)};
+    const CMediaType types[2] = {audioType(MEDIASUBTYPE_DOLBY_AC3, 0x2000, 48000, 6, 0),
+                                 audioType(MEDIASUBTYPE_AC3_AVI, 0x2000, 48000, 2, 0)};
 
     build(types[0], 8192);
     quietLogs();
@@ -204,11 +199,6 @@ const RaceCase kRaces[] = {
      true},
 };
 
-INSTANTIATE_TEST_SUITE_P(Races,
-                         StreamingRaces,
-                         ::testing::ValuesIn(kRaces),
-                         [](const ::testing::TestParamInfo<RaceCase>& info) {
-                             return info.param.name;
-                         });
+INSTANTIATE_TEST_SUITE_P(Races, StreamingRaces, ::testing::ValuesIn(kRaces), RowName());
 
 }  // namespace

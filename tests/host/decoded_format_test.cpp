@@ -20,10 +20,8 @@
 
 namespace {
 
-// Decodes `input` with the parameters of `parameterFile` into `output`.
-DecodeOutcome decodeWith(const std::string& parameterFile,
-                         const std::string& input,
-                         const std::string& output)
+// Decodes `input` with the parameters of `parameterFile` into a WAVE file.
+DecodeOutcome decodeWith(const std::string& parameterFile, const std::string& input, WavFile& wav)
 {
     TempRoot root;
     root.write("Tavio.conf", parameterFile);
@@ -35,7 +33,7 @@ DecodeOutcome decodeWith(const std::string& parameterFile,
     if (!source)
         return {};
     DecodeRequest request;
-    request.output = output;
+    request.output = root.file("out.wav");
     DecodeOutcome outcome = decodeStream(
         [] {
             HRESULT hr = S_OK;
@@ -45,24 +43,20 @@ DecodeOutcome decodeWith(const std::string& parameterFile,
         },
         *source, 0, request);
     resetParametersForTesting();
+    EXPECT_EQ(outcome.exitCode, 0) << outcome.message;
+    EXPECT_TRUE(parseWav(readBytes(request.output), wav));
     return outcome;
 }
 
 class DecodedFormat : public ::testing::Test {
 protected:
     void SetUp() override { REQUIRE_FFMPEG(); }
-    // An ffmpeg-made DVD-Video VOB of two tones, and ffmpeg's decode of it.
-    std::string makeVob(const char* sampleFormat,
-                        const char* referenceFormat,
-                        std::vector<uint8_t>& reference)
+    // An ffmpeg-made DVD-Video VOB of two tones.
+    std::string makeVob(const char* sampleFormat)
     {
         std::string vob = folder.file(std::string("in-") + sampleFormat + ".vob");
         EXPECT_TRUE(encodeTones(
             vob, {}, std::string("-c:a pcm_dvd -sample_fmt ") + sampleFormat + " -f vob"));
-        bool ok = false;
-        reference =
-            commandOutput("ffmpeg -v error -i " + vob + " -f " + referenceFormat + " -", &ok);
-        EXPECT_TRUE(ok);
         return vob;
     }
     TempFolder folder;
@@ -72,8 +66,8 @@ protected:
 // mono with the centre mask, and holds the channel the setting names.
 TEST_F(DecodedFormat, OneChannelRemixesWriteAMonoHeader)
 {
-    std::vector<uint8_t> reference;
-    std::string vob = makeVob("s16", "s16le", reference);
+    std::string vob = makeVob("s16");
+    auto reference = referenceDecode(vob, "s16le");
     struct Case {
         const char* parameters;
         size_t channel;
@@ -82,11 +76,8 @@ TEST_F(DecodedFormat, OneChannelRemixesWriteAMonoHeader)
         {"downmixType=106\n", 0},
     };
     for (const Case& c : cases) {
-        std::string out = folder.file("mono.wav");
-        DecodeOutcome outcome = decodeWith(c.parameters, vob, out);
-        ASSERT_EQ(outcome.exitCode, 0) << outcome.message;
         WavFile wav;
-        ASSERT_TRUE(parseWav(readBytes(out), wav));
+        DecodeOutcome outcome = decodeWith(c.parameters, vob, wav);
         EXPECT_EQ(wav.channels(), 1) << c.parameters;
         EXPECT_EQ(wav.channelMask(), 0x4u) << c.parameters;
         EXPECT_EQ(outcome.format, "16-bit PCM, 48000 Hz, 1 channels (mask 0x4)");
@@ -100,13 +91,10 @@ TEST_F(DecodedFormat, OneChannelRemixesWriteAMonoHeader)
 // rounded at bit 7 of the low byte.
 TEST_F(DecodedFormat, SixteenBitConversionWritesASixteenBitHeader)
 {
-    std::vector<uint8_t> reference;
-    std::string vob = makeVob("s32", "s24le", reference);
-    std::string out = folder.file("x16.wav");
-    DecodeOutcome outcome = decodeWith("x16=1\n", vob, out);
-    ASSERT_EQ(outcome.exitCode, 0) << outcome.message;
+    std::string vob = makeVob("s32");
+    auto reference = referenceDecode(vob, "s24le");
     WavFile wav;
-    ASSERT_TRUE(parseWav(readBytes(out), wav));
+    decodeWith("x16=1\n", vob, wav);
     EXPECT_EQ(wav.bitsPerSample(), 16);
     std::vector<double> expected;
     for (size_t i = 0; i + 3 <= reference.size(); i += 3) {
@@ -120,21 +108,11 @@ TEST_F(DecodedFormat, SixteenBitConversionWritesASixteenBitHeader)
 // layout, sample format and rate, with packed 24-bit samples on either side.
 TEST(FormatConverter, ConvertsLayoutSampleFormatAndRate)
 {
-    auto pcm = [](PcmFormat::Kind kind, uint32_t rate, uint16_t channels, uint16_t bits,
-                  uint32_t mask) {
-        PcmFormat f;
-        f.kind = kind;
-        f.rate = rate;
-        f.channels = channels;
-        f.bits = bits;
-        f.blockAlign = uint16_t(channels * bits / 8);
-        f.mask = mask;
-        return f;
-    };
-    const PcmFormat stereo16 = pcm(PcmFormat::Kind::Integer, 48000, 2, 16, 0x3);
-    const PcmFormat mono24 = pcm(PcmFormat::Kind::Integer, 48000, 1, 24, 0x4);
-    const PcmFormat stereo24at96 = pcm(PcmFormat::Kind::Integer, 96000, 2, 24, 0x3);
-    const PcmFormat spdif = pcm(PcmFormat::Kind::Spdif, 48000, 2, 16, 0);
+    using K = PcmFormat::Kind;
+    const PcmFormat stereo16{K::Integer, 48000, 2, 16, 4, 0x3};
+    const PcmFormat mono24{K::Integer, 48000, 1, 24, 3, 0x4};
+    const PcmFormat stereo24at96{K::Integer, 96000, 2, 24, 6, 0x3};
+    const PcmFormat spdif{K::Spdif, 48000, 2, 16, 4, 0};
 
     FormatConverter converter;
     EXPECT_FALSE(converter.configure(spdif, stereo16));

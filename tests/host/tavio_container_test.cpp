@@ -14,6 +14,7 @@
 #include "support/ffmpeg.h"
 #include "support/pcm.h"
 #include "support/program_stream_builder.h"
+#include "support/row_name.h"
 
 namespace {
 
@@ -37,6 +38,7 @@ struct Row {
     const char* made;
     const char* options = "";
     Reference reference = Reference::Decode;
+    // The reference's raw format; for Source the one the tones are written in.
     const char* referenceFormat = "s16le";
     Compare compare = Compare::Exact;
     double tolerance = 0;  // LSBs of the output for Lsb, minimum dB for Snr
@@ -47,12 +49,11 @@ struct Row {
         uint32_t mask;
         uint32_t rate;
     } wave{};
-    const char* placed = nullptr;        // tones expected per output channel
-    Repack repack = nullptr;             // turns the made stream into the input
-    const char* input = nullptr;         // the repacked input's name
-    const char* referenceOptions = "";   // ffmpeg's before -i for the reference
-    const char* sourceFormat = nullptr;  // Source: raw PCM the tones are written as first
-    std::vector<int> picked = {};        // our channels compared, in the reference's order
+    const char* placed = nullptr;       // tones expected per output channel
+    Repack repack = nullptr;            // turns the made stream into the input
+    const char* input = nullptr;        // the input's name when not the made file's
+    const char* referenceOptions = "";  // ffmpeg's before -i for the reference
+    std::vector<int> picked = {};       // our channels compared, in the reference's order
     double seconds = 0.5;
 };
 
@@ -70,14 +71,11 @@ Bytes aobLpcm16Six(const Bytes& bigEndian)
 {
     return psbuild::dvdAudioLpcmProgramStream(bigEndian, 2400, 0x00, 17, 12);
 }
-Bytes dts14Little(const Bytes& core)
-{
-    return streamInCarrierWords(core, true, true);
-}
-// A 16-bit stereo PCM header, as CD rips carry 14-bit DTS.
+// Little-endian 14-bit words behind a 16-bit stereo PCM header, as CD rips
+// carry DTS.
 Bytes dts14LittleInWav(const Bytes& core)
 {
-    Bytes words = dts14Little(core), out;
+    Bytes words = streamInCarrierWords(core, true, true), out;
     auto put = [&](const char* text, uint32_t value, int bytes) {
         out.insert(out.end(), text, text + std::strlen(text));
         for (int i = 0; i < bytes; ++i)
@@ -89,10 +87,6 @@ Bytes dts14LittleInWav(const Bytes& core)
     put("", 16, 2), put("data", uint32_t(words.size()), 4);
     out.insert(out.end(), words.begin(), words.end());
     return out;
-}
-Bytes same(const Bytes& stream)
-{
-    return stream;
 }
 Bytes swapPairs(const Bytes& stream)
 {
@@ -125,7 +119,7 @@ const Row kRows[] = {
     // The Blu-ray table delivers the coded surround pair in the back positions.
     {"LpcmM2ts8ch16", k71, 48000, "-c:a pcm_bluray -sample_fmt s16 -mpegts_m2ts_mode 1 in.m2ts", "",
      R::Decode, "s16le", C::Exact, 0, 0, 0, W{8, 16, 0x63F, 48000}, "FL+FR+FC+LFE+SL+SR+BL+BR",
-     nullptr, nullptr, "", nullptr, {0, 1, 2, 3, 6, 7, 4, 5}},
+     nullptr, nullptr, "", {0, 1, 2, 3, 6, 7, 4, 5}},
     {"LpcmAob6ch16", k51, 48000, "-f s16be in.pcm", "", R::Decode, "s16le", C::Exact, 0, 0, 0,
      W{6, 16, 0x3F, 48000}, k51, aobLpcm16Six, "in.aob", "-f s16be -ar 48000 -ch_layout 5.1"},
     // AC-3 through the filter's AC-3 library: within one 16-bit step.
@@ -175,36 +169,36 @@ const Row kRows[] = {
      "s32le", C::Lsb, 1, 0, 0, W{2, 24, 0x3, 44100}, nullptr, dts14LittleInWav, "cd.wav"},
     // MLP and TrueHD: the source PCM, then less than one access unit of silence.
     {"MlpRaw6ch96k24", k51, 96000, "-c:a mlp -strict -2 in.mlp", "", R::Source, "s24le", C::Exact,
-     0, 160, 0, W{6, 24, 0x3F, 96000}, k51, nullptr, nullptr, "", "s24le", {}, 0.3},
+     0, 160, 0, W{6, 24, 0x3F, 96000}, k51, nullptr, nullptr, "", {}, 0.3},
     {"MlpRaw2ch44k16", kStereo, 44100, "-c:a mlp -strict -2 in.mlp", "", R::Source, "s16le",
-     C::Exact, 0, 160, 0, W{2, 24, 0x3, 44100}, nullptr, nullptr, nullptr, "", "s16le", {}, 0.3},
+     C::Exact, 0, 160, 0, W{2, 24, 0x3, 44100}, nullptr, nullptr, nullptr, "", {}, 0.3},
     {"TrueHdRaw", k51, 48000, "-c:a truehd -strict -2 in.thd", "", R::Source, "s24le", C::Exact, 0,
-     160, 0, W{6, 24, 0x3F, 48000}, nullptr, nullptr, nullptr, "", "s24le", {}, 0.3},
+     160, 0, W{6, 24, 0x3F, 48000}, nullptr, nullptr, nullptr, "", {}, 0.3},
     {"TrueHdMkv", k51, 48000, "-c:a truehd -strict -2 in.mkv", "", R::Source, "s24le", C::Exact, 0,
-     160, 0, W{6, 24, 0x3F, 48000}, nullptr, nullptr, nullptr, "", "s24le", {}, 0.3},
+     160, 0, W{6, 24, 0x3F, 48000}, nullptr, nullptr, nullptr, "", {}, 0.3},
     {"TrueHdMp4", k50, 96000, "-c:a truehd -strict -2 in.mp4", "", R::Source, "s16le", C::Exact, 0,
-     160, 0, W{5, 24, 0x1F, 96000}, nullptr, nullptr, nullptr, "", "s16le", {}, 0.3},
+     160, 0, W{5, 24, 0x1F, 96000}, nullptr, nullptr, nullptr, "", {}, 0.3},
     {"TrueHdM2ts", kStereo, 192000, "-c:a truehd -strict -2 in.m2ts", "", R::Source, "s24le",
-     C::Exact, 0, 160, 0, W{2, 24, 0x3, 192000}, nullptr, nullptr, nullptr, "", "s24le", {}, 0.1},
+     C::Exact, 0, 160, 0, W{2, 24, 0x3, 192000}, nullptr, nullptr, nullptr, "", {}, 0.1},
     {"MlpDvdAudioAob", k51, 96000, "-c:a mlp -strict -2 in.mlp", "", R::Source, "s24le", C::Exact,
-     0, 160, 0, W{6, 24, 0x3F, 96000}, nullptr, aobMlp, "in.aob", "", "s24le", {}, 0.3},
+     0, 160, 0, W{6, 24, 0x3F, 96000}, nullptr, aobMlp, "in.aob", "", {}, 0.3},
     {"TrueHdHdDvdEvo", k51, 48000, "-c:a truehd -strict -2 in.thd", "", R::Source, "s24le",
-     C::Exact, 0, 160, 0, W{6, 24, 0x3F, 48000}, nullptr, evoMlp, "in.evo", "", "s24le", {}, 0.3},
+     C::Exact, 0, 160, 0, W{6, 24, 0x3F, 48000}, nullptr, evoMlp, "in.evo", "", {}, 0.3},
     // The real 7.1 TrueHD stream with two- and six-channel presentations.
     {"TrueHdVectorMp4", "", 0, "androidx_media/mp4_sample_dthd.mp4", "", R::Decode, "s24le",
      C::Exact, 0, 0, 0, W{8, 24, 0xFF, 48000}},
     // MPEG audio layers: libmpg123 against ffmpeg's decoder; Matroska stamps in
     // milliseconds, so its end padding is cut to the nearest one.
     {"Mp3Raw", kStereo, 44100, "-c:a libmp3lame -b:a 192k in.mp3", "", R::Decode, "s16le", C::Snr,
-     70, 0, 0, W{2, 16, 0x3, 44100}, kStereo, nullptr, nullptr, "", nullptr, {}, 1},
+     70, 0, 0, W{2, 16, 0x3, 44100}, kStereo, nullptr, nullptr, "", {}, 1},
     {"Mp3Mp4", kStereo, 44100, "-c:a libmp3lame -b:a 192k in.mp4", "", R::Decode, "s16le", C::Snr,
-     70, 0, 0, W{2, 16, 0x3, 44100}, nullptr, nullptr, nullptr, "", nullptr, {}, 1},
+     70, 0, 0, W{2, 16, 0x3, 44100}, nullptr, nullptr, nullptr, "", {}, 1},
     {"Mp3Mkv", kStereo, 44100, "-c:a libmp3lame -b:a 192k in.mkv", "", R::Decode, "s16le", C::Snr,
-     70, 44, 0, W{2, 16, 0x3, 44100}, nullptr, nullptr, nullptr, "", nullptr, {}, 1},
+     70, 44, 0, W{2, 16, 0x3, 44100}, nullptr, nullptr, nullptr, "", {}, 1},
     {"Mp2Vob", kStereo, 48000, "-c:a mp2 -b:a 192k -f vob in.vob", "", R::Decode, "s16le", C::Snr,
-     70, 0, 0, W{2, 16, 0x3, 48000}, kStereo, nullptr, nullptr, "", nullptr, {}, 1},
+     70, 0, 0, W{2, 16, 0x3, 48000}, kStereo, nullptr, nullptr, "", {}, 1},
     {"Mp2Ts", kStereo, 48000, "-c:a mp2 -b:a 192k in.ts", "", R::Decode, "s16le", C::Snr, 70, 0, 0,
-     W{2, 16, 0x3, 48000}, nullptr, nullptr, nullptr, "", nullptr, {}, 1},
+     W{2, 16, 0x3, 48000}, nullptr, nullptr, nullptr, "", {}, 1},
     {"Mp3VectorXing", "", 0, "androidx_media/mp3_bear-vbr-xing-header.mp3", "", R::Decode, "s16le",
      C::Snr, 80, 0, 0, W{2, 16, 0x3, 48000}},
     {"Mp2VectorProgramStream", "", 0, "androidx_media/ts_sample_h262_mpeg_audio.ps", "", R::Decode,
@@ -227,7 +221,7 @@ const Row kRows[] = {
     {"HeAacVectorTs", "", 0, "mediabunny/no-initial-keyframe.ts", "", R::Decode, "s16le", C::Snr,
      60, 2048, -2048, W{2, 16, 0x3, 44100}},
     {"HeAacVectorMonoM4a", "", 0, "taglib/zero-length-mdat.m4a", "", R::Decode, "s16le", C::Snr, 60,
-     2048, -2048, W{2, 16, 0x3, 44100}, nullptr, nullptr, nullptr, "", nullptr, {0}},
+     2048, -2048, W{2, 16, 0x3, 44100}, nullptr, nullptr, nullptr, "", {0}},
     // Vorbis as float: both decoders are libvorbis-compatible floating point.
     {"VorbisOgg", k51, 48000, "-c:a libvorbis -q:a 6 in.ogg", "--bits float", R::Decode, "f32le",
      C::Snr, 90, 0, 0, W{6, 32, 0x3F, 48000}, k51},
@@ -244,7 +238,7 @@ const Row kRows[] = {
     {"AmrNbVector", "", 0, "androidx_media/amr_sample_nb.amr", "", R::Decode, "s16le", C::Snr, 33,
      320, 0, W{1, 16, 0x4, 8000}},
     {"AmrWbVectorAwb", "", 0, "androidx_media/amr_sample_wb.amr", "", R::Decode, "s16le", C::Snr,
-     14, 320, 0, W{1, 16, 0x4, 16000}, nullptr, same, "in.awb"},
+     14, 320, 0, W{1, 16, 0x4, 16000}, nullptr, nullptr, "in.awb"},
     {"AmrNbVector3gp", "", 0, "androidx_media/3gp_bbb_mono_8kHz_12.2kbps_amrnb.3gp", "", R::Decode,
      "s16le", C::Snr, 28, 320, -50, W{1, 16, 0x4, 8000}},
     {"AmrVectorMov3gp", "", 0, "mp4parser/MOV00006.3gp", "", R::Decode, "s16le", C::Snr, 24, 320, 0,
@@ -252,15 +246,12 @@ const Row kRows[] = {
 };
 // clang-format on
 
-SampleFormat formatOf(const std::string& ffmpegFormat)
+SampleFormat formatOf(const std::string& f)
 {
-    if (ffmpegFormat == "s24le")
-        return SampleFormat::S24;
-    if (ffmpegFormat == "s32le")
-        return SampleFormat::S32;
-    if (ffmpegFormat == "f32le")
-        return SampleFormat::F32;
-    return SampleFormat::S16;
+    return f == "s24le"   ? SampleFormat::S24
+           : f == "s32le" ? SampleFormat::S32
+           : f == "f32le" ? SampleFormat::F32
+                          : SampleFormat::S16;
 }
 
 SampleFormat formatOf(const WavFile& wav)
@@ -300,13 +291,13 @@ protected:
         std::string name = spec.substr(spec.rfind(' ') + 1),
                     options = spec.substr(0, spec.rfind(' '));
         ToneSignal signal{row.speakers, row.rate, row.seconds};
-        if (row.sourceFormat) {
+        if (row.reference == R::Source) {
             // Encoded from raw PCM written first, the exact reference.
-            source = folder.file(std::string("source.") + row.sourceFormat);
-            EXPECT_TRUE(encodeTones(source, signal, std::string("-f ") + row.sourceFormat));
-            std::string layout = row.speakers;
-            EXPECT_TRUE(runCommand("ffmpeg -v error -nostdin -f " + std::string(row.sourceFormat) +
-                                   " -ar " + std::to_string(row.rate) + " -ch_layout " + layout +
+            std::string raw = std::string("-f ") + row.referenceFormat;
+            source = folder.file("source.pcm");
+            EXPECT_TRUE(encodeTones(source, signal, raw));
+            EXPECT_TRUE(runCommand("ffmpeg -v error -nostdin " + raw + " -ar " +
+                                   std::to_string(row.rate) + " -ch_layout " + row.speakers +
                                    " -i " + source + " " + options + " -y " + folder.file(name)));
         } else {
             EXPECT_TRUE(encodeTones(folder.file(name), signal, options)) << spec;
@@ -326,9 +317,9 @@ TEST_P(TavioContainers, DecodesLikeItsReference)
         REQUIRE_VECTOR(row.made);
     }
     std::string made = make(row), input = made;
-    if (row.repack) {
+    if (row.input) {
         input = folder.file(row.input);
-        writeBytes(input, row.repack(readBytes(made)));
+        writeBytes(input, row.repack ? row.repack(readBytes(made)) : readBytes(made));
     }
     if (std::string(row.name).rfind("Amr", 0) == 0) {
         // ffmpeg decodes one frame per packet: its reference reads the frames
@@ -355,12 +346,10 @@ TEST_P(TavioContainers, DecodesLikeItsReference)
 
     std::vector<double> ours = samplesOf(wav.data, formatOf(wav)), reference;
     int channels = row.wave.channels;
-    if (row.reference == R::Source) {
-        reference = samplesOf(readBytes(source), formatOf(row.referenceFormat));
-    } else {
-        reference = samplesOf(referenceDecode(made, row.referenceFormat, row.referenceOptions),
-                              formatOf(row.referenceFormat));
-    }
+    reference = samplesOf(row.reference == R::Source
+                              ? readBytes(source)
+                              : referenceDecode(made, row.referenceFormat, row.referenceOptions),
+                          formatOf(row.referenceFormat));
     if (row.reference == R::Bursts) {
         writeBytes(folder.file("bursts.ac3"), burstPayloads(wav.data));
         ours = samplesOf(referenceDecode(folder.file("bursts.ac3"), "s16le"), SampleFormat::S16);
@@ -394,8 +383,6 @@ TEST_P(TavioContainers, DecodesLikeItsReference)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Rows, TavioContainers, ::testing::ValuesIn(kRows), [](const auto& info) {
-    return std::string(info.param.name);
-});
+INSTANTIATE_TEST_SUITE_P(Rows, TavioContainers, ::testing::ValuesIn(kRows), RowName());
 
 }  // namespace

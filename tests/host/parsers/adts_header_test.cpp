@@ -2,7 +2,7 @@
 // for what is not a header. Whole ADTS streams are the tavio table's.
 #include <gtest/gtest.h>
 
-#include <cstring>
+#include <tuple>
 
 #include "host/parsers/adts_header.h"
 
@@ -35,18 +35,16 @@ TEST(AdtsHeader, FieldsAndNoFrameHere)
         {"six bytes", {0xFF, 0xF1, 0x50, 0x80, 0x2E, 0x7F}, false, {}, {}},
         {"CRC cut off", {0xFF, 0xF0, 0x50, 0x80, 0x2E, 0x7F, 0xFC, 0x00}, false, {}, {}},
     };
+    auto fields = [](const AdtsHeader& h) {
+        return std::tuple(h.mpegVersion, h.profile, h.rateIndex, h.channelConfig, h.frameLength,
+                          h.headerLength, h.rawBlocks);
+    };
     for (const Case& c : cases) {
         AdtsHeader header;
         ASSERT_EQ(parseAdtsHeader(c.bytes.data(), c.bytes.size(), header), c.frame) << c.what;
         if (!c.frame)
             continue;
-        EXPECT_EQ(header.mpegVersion, c.expected.mpegVersion) << c.what;
-        EXPECT_EQ(header.profile, c.expected.profile) << c.what;
-        EXPECT_EQ(header.rateIndex, c.expected.rateIndex) << c.what;
-        EXPECT_EQ(header.channelConfig, c.expected.channelConfig) << c.what;
-        EXPECT_EQ(header.frameLength, c.expected.frameLength) << c.what;
-        EXPECT_EQ(header.headerLength, c.expected.headerLength) << c.what;
-        EXPECT_EQ(header.rawBlocks, c.expected.rawBlocks) << c.what;
+        EXPECT_EQ(fields(header), fields(c.expected)) << c.what;
         EXPECT_EQ(adtsAudioSpecificConfig(header), c.config) << c.what;
     }
 }

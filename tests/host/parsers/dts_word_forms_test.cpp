@@ -26,8 +26,9 @@ std::vector<uint8_t> frame(size_t bytes, uint8_t seed)
 
 std::vector<uint8_t> inForm(const std::vector<uint8_t>& f, DtsWordForm form)
 {
-    return inCarrierWords(f, form == DtsWordForm::BigEndian14 || form == DtsWordForm::LittleEndian14,
-                          form == DtsWordForm::LittleEndian16 || form == DtsWordForm::LittleEndian14);
+    return inCarrierWords(
+        f, form == DtsWordForm::BigEndian14 || form == DtsWordForm::LittleEndian14,
+        form == DtsWordForm::LittleEndian16 || form == DtsWordForm::LittleEndian14);
 }
 
 TEST(DtsWordForms, EveryFormCutAnywhereGivesTheCoreFrames)

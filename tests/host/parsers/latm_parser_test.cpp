@@ -8,6 +8,7 @@
 
 #include "host/input_source.h"
 #include "host/parsers/latm_parser.h"
+#include "support/bit_writer.h"
 #include "support/ffmpeg.h"
 
 namespace {
@@ -69,45 +70,30 @@ TEST(LatmParser, GivesTheAccessUnitsAndConfigOfTheStreamFfmpegMuxed)
     }
 }
 
-// MSB-first bit writer for building AudioMuxElements by hand.
-struct Bits {
-    std::vector<uint8_t> bytes;
-    size_t count = 0;
-    Bits& put(uint32_t value, int width)
-    {
-        for (int i = width - 1; i >= 0; --i) {
-            if (count % 8 == 0)
-                bytes.push_back(0);
-            if ((value >> i) & 1)
-                bytes.back() |= uint8_t(0x80 >> (count % 8));
-            ++count;
-        }
-        return *this;
+// A payload behind its 255-escaped length, for hand-built AudioMuxElements.
+BitWriter& payload(BitWriter& b, size_t length, uint8_t fill)
+{
+    for (size_t rest = length;; rest -= 255) {
+        b.put(uint32_t(std::min<size_t>(rest, 255)), 8);
+        if (rest < 255)
+            break;
     }
-    Bits& payload(size_t length, uint8_t fill)
-    {
-        for (size_t rest = length;; rest -= 255) {
-            put(uint32_t(std::min<size_t>(rest, 255)), 8);
-            if (rest < 255)
-                break;
-        }
-        for (size_t i = 0; i < length; ++i)
-            put(fill, 8);
-        return *this;
-    }
-    // The element inside a LOAS frame.
-    std::vector<uint8_t> loas() const
-    {
-        std::vector<uint8_t> frame = {0x56, uint8_t(0xE0 | (bytes.size() >> 8)),
-                                      uint8_t(bytes.size())};
-        frame.insert(frame.end(), bytes.begin(), bytes.end());
-        return frame;
-    }
-};
+    for (size_t i = 0; i < length; ++i)
+        b.put(fill, 8);
+    return b;
+}
+
+// The element inside a LOAS frame.
+std::vector<uint8_t> loas(const BitWriter& b)
+{
+    std::vector<uint8_t> frame = b.bytes();
+    frame.insert(frame.begin(), {0x56, uint8_t(0xE0 | (frame.size() >> 8)), uint8_t(frame.size())});
+    return frame;
+}
 
 // A StreamMuxConfig of version 1 (configuration length given) with one
 // program, one layer, LC stereo at 48 kHz.
-Bits& versionOneConfig(Bits& b, int programs = 0, bool sameTimeFraming = true)
+BitWriter& versionOneConfig(BitWriter& b, int programs = 0, bool sameTimeFraming = true)
 {
     b.put(0, 1).put(1, 1).put(0, 1);         // new config, audioMuxVersion 1, versionA 0
     b.put(0, 2).put(0xFF, 8);                // taraBufferFullness
@@ -127,11 +113,11 @@ TEST(LatmParser, HandBuiltElements)
         std::vector<size_t> unitSizes;
         size_t dropped;
     };
-    Bits first, same, programs, framing, tooLong;
-    versionOneConfig(first).payload(3, 0xAA).payload(300, 0xBB);
-    same.put(1, 1).payload(1, 0xCC).payload(2, 0xDD);  // useSameStreamMux
-    versionOneConfig(programs, 1).payload(3, 0xAA).payload(3, 0xAA);
-    versionOneConfig(framing, 0, false).payload(3, 0xAA).payload(3, 0xAA);
+    BitWriter first, same, programs, framing, tooLong;
+    payload(payload(versionOneConfig(first), 3, 0xAA), 300, 0xBB);
+    payload(payload(same.put(1, 1), 1, 0xCC), 2, 0xDD);  // useSameStreamMux
+    payload(payload(versionOneConfig(programs, 1), 3, 0xAA), 3, 0xAA);
+    payload(payload(versionOneConfig(framing, 0, false), 3, 0xAA), 3, 0xAA);
     tooLong.put(1, 1).put(200, 8).put(0xEE, 8);
     auto join = [](std::vector<std::vector<uint8_t>> parts) {
         std::vector<uint8_t> all;
@@ -140,18 +126,18 @@ TEST(LatmParser, HandBuiltElements)
         return all;
     };
     const std::vector<uint8_t> garbage = {0x00, 0x56, 0x12, 0xFF};
-    std::vector<uint8_t> cut = first.loas();
+    std::vector<uint8_t> cut = loas(first);
     cut.pop_back();
     Case cases[] = {
-        {"config, then same config", join({first.loas(), same.loas()}), {3, 300, 1, 2}, 0},
+        {"config, then same config", join({loas(first), loas(same)}), {3, 300, 1, 2}, 0},
         {"garbage between frames",
-         join({garbage, first.loas(), garbage, same.loas()}),
+         join({garbage, loas(first), garbage, loas(same)}),
          {3, 300, 1, 2},
          0},
-        {"same config before any", join({same.loas(), first.loas()}), {3, 300}, 1},
-        {"two programs", programs.loas(), {}, 1},
-        {"different time framing", framing.loas(), {}, 1},
-        {"unit longer than the frame", join({first.loas(), tooLong.loas()}), {3, 300}, 1},
+        {"same config before any", join({loas(same), loas(first)}), {3, 300}, 1},
+        {"two programs", loas(programs), {}, 1},
+        {"different time framing", loas(framing), {}, 1},
+        {"unit longer than the frame", join({loas(first), loas(tooLong)}), {3, 300}, 1},
         {"frame cut short", cut, {}, 0},
     };
     for (const Case& c : cases) {
