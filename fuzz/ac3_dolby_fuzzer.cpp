@@ -8,14 +8,13 @@
 
 #include "decoders/AdecDolby.h"
 #include "fuzz/decoder_feed.h"
-#include "tests/support/wave_type.h"
+#include "tests/support/media_types.h"
 
 namespace {
 
 CMediaType ac3Type()
 {
-    return waveFormatType(&MEDIATYPE_Audio, &MEDIASUBTYPE_DOLBY_AC3,
-                          WAVEFORMATEX{0x2000, 2, 48000, 0, 0, 0, 0});
+    return waveType(MEDIATYPE_Audio, MEDIASUBTYPE_DOLBY_AC3, 0x2000, 48000, 2, 0);
 }
 
 // Kept loaded so that each input's init finds the library in memory.

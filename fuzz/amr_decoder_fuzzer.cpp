@@ -8,13 +8,13 @@
 #include "core/media_subtypes.h"
 #include "decoders/AdecAMR.h"
 #include "tests/support/memory_sample.h"
-#include "tests/support/wave_type.h"
+#include "tests/support/media_types.h"
 
 namespace {
 
 CMediaType amrType(const GUID& subtype)
 {
-    return waveFormatType(&MEDIATYPE_Audio, &subtype, WAVEFORMATEX{0, 1, 8000, 0, 0, 16, 0});
+    return waveType(MEDIATYPE_Audio, subtype, 0, 8000, 1, 16);
 }
 
 // Kept loaded so that each input's init finds the library in memory.

@@ -10,14 +10,13 @@
 #include "decoders/AdecDTS.h"
 #include "fuzz/decoder_feed.h"
 #include "host/parsers/dts_word_forms.h"
-#include "tests/support/wave_type.h"
+#include "tests/support/media_types.h"
 
 namespace {
 
 CMediaType dtsType()
 {
-    return waveFormatType(&MEDIATYPE_Audio, &MEDIASUBTYPE_DTS,
-                          WAVEFORMATEX{0x2001, 2, 48000, 0, 0, 0, 0});
+    return waveType(MEDIATYPE_Audio, MEDIASUBTYPE_DTS, 0x2001, 48000, 2, 0);
 }
 
 }  // namespace

@@ -7,7 +7,7 @@
 
 #include "decoders/AdecLpcmDvd.h"
 #include "fuzz/decoder_feed.h"
-#include "tests/support/wave_type.h"
+#include "tests/support/media_types.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
@@ -16,10 +16,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     std::ostringstream log;
     AdecLpcmDvd decoder(log);
     CMediaType type =
-        waveFormatType(&MEDIATYPE_MPEG2_PES,
-                       (data[0] & 1) ? &MEDIASUBTYPE_HDDVD_LPCM : &MEDIASUBTYPE_DVD_LPCM_AUDIO,
-                       WAVEFORMATEX{WAVE_FORMAT_PCM, WORD(1 + (data[0] >> 1) % 8), 48000, 0, 0,
-                                    WORD((data[0] & 0x10) ? 24 : 16), 0});
+        waveType(MEDIATYPE_MPEG2_PES,
+                 (data[0] & 1) ? MEDIASUBTYPE_HDDVD_LPCM : MEDIASUBTYPE_DVD_LPCM_AUDIO,
+                 WAVE_FORMAT_PCM, 48000, WORD(1 + (data[0] >> 1) % 8), WORD((data[0] & 0x10) ? 24 : 16));
     decoder.init(type);
     feedPackets(decoder, data + 2, size - 2, 16 + data[1] * 8);
     return 0;

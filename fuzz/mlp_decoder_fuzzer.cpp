@@ -9,7 +9,7 @@
 
 #include "decoders/AdecMLP.h"
 #include "fuzz/decoder_feed.h"
-#include "tests/support/wave_type.h"
+#include "tests/support/media_types.h"
 
 namespace {
 
@@ -26,9 +26,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     AdecMLP decoder(log, TAVIO_MODULE_DIR "/");
     bool packets = data[0] & 2;
     CMediaType type =
-        waveFormatType(packets ? &MEDIATYPE_MPEG2_PES : &MEDIATYPE_Audio,
-                       (data[0] & 1) ? &MEDIASUBTYPE_HDDVD_AUDIO_MLP : &MEDIASUBTYPE_DVDA_AUDIO_MLP,
-                       WAVEFORMATEX{0, WORD((data[0] >> 4) % 9), 48000, 0, 0, 24, 0});
+        waveType(packets ? MEDIATYPE_MPEG2_PES : MEDIATYPE_Audio,
+                 (data[0] & 1) ? MEDIASUBTYPE_HDDVD_AUDIO_MLP : MEDIASUBTYPE_DVDA_AUDIO_MLP, 0, 48000,
+                 WORD((data[0] >> 4) % 9), 24);
     decoder.setMixType(8, 104, (data[0] & 4) ? 0x3 : 0x3F);
     if (!decoder.init(type))
         return 0;

@@ -9,14 +9,13 @@
 
 #include "decoders/AdecMPEG.h"
 #include "fuzz/decoder_feed.h"
-#include "tests/support/wave_type.h"
+#include "tests/support/media_types.h"
 
 namespace {
 
 CMediaType mpegType()
 {
-    return waveFormatType(&MEDIATYPE_Audio, &MEDIASUBTYPE_MP3,
-                          WAVEFORMATEX{0x55, 2, 44100, 0, 0, 0, 0});
+    return waveType(MEDIATYPE_Audio, MEDIASUBTYPE_MP3, 0x55, 44100, 2, 0);
 }
 
 }  // namespace
