@@ -97,7 +97,6 @@ protected:
             all.insert(all.end(), s.data.begin(), s.data.end());
         return all;
     }
-    std::string filterLogText() const { return filterLog.str(); }
     // Back to the logs of a filter without a log file: closed, so nothing
     // is written (for tests that log from several threads).
     void quietLogs()
