@@ -178,16 +178,4 @@ TEST(TvAmrDec, InputItCannotUse)
     }
 }
 
-TEST(TvAmrDec, RefusesBadArguments)
-{
-    Library library;
-    ASSERT_TRUE(library);
-    int16_t out[320];
-    int32_t size = 10, negative = -1;
-    EXPECT_EQ(library->SetParam(kAmrInputSize, &size), 0);
-    EXPECT_EQ(library->Decode(nullptr, out), -1);
-    EXPECT_EQ(library->SetParam(kAmrInputSize, &negative), -1);
-    EXPECT_EQ(library->SetParam(kAmrInputSize, nullptr), -1);
-}
-
 }  // namespace

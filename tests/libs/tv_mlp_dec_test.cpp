@@ -69,12 +69,4 @@ TEST(MlpAccessUnit, FoundCheckedAndRefused)
               std::tuple(true, first, kMlpFormatSyncFba, 96000, 6, 1, 80));
 }
 
-// Only the records' own version opens an instance; null arguments are refused.
-TEST(TvMlpDec, RecordVersionAndNullArguments)
-{
-    EXPECT_EQ(mlpDecoderInit(nullptr, 30), nullptr);
-    EXPECT_EQ(mlpDecoderRun(nullptr, nullptr, nullptr), nullptr);
-    mlpDecoderClose(nullptr);
-}
-
 }  // namespace
