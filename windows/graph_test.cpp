@@ -9,8 +9,10 @@
 //      intelligent connect, which must insert our filter by its registration;
 //   3. runs the graph to the end and compares the grabbed PCM with the Linux
 //      build's output for the same input;
-//   4. unregisters and checks that only the capabilities value stays.
+//   4. (graph_test MODULE --unregister, once after every input) unregisters
+//      and checks that only the capabilities value stays.
 // Usage: graph_test MODULE INPUT.vob|INPUT.ogg|INPUT.aac|INPUT.amr|INPUT.awb EXPECTED.pcm [GRABBED.pcm]
+//        graph_test MODULE --unregister
 // (GRABBED.pcm: where to keep what the grabber collected)
 #include <qedit.h>
 
@@ -523,10 +525,33 @@ std::vector<uint8_t> runGraph(const Input& input, const PageCheck& pageCheck)
     return grabbed;
 }
 
+// The last step, run once after every graph: unregistering leaves only the
+// capabilities value, which outlives the module on purpose.
+int checkUnregistration(const char* modulePath)
+{
+    CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+    std::wstring filter = L"CLSID\\" + clsidText(CLSID_Tavio2);
+    HMODULE module = LoadLibraryA(modulePath);
+    auto unregister = module ? reinterpret_cast<HRESULT(STDAPICALLTYPE*)()>(
+                                   reinterpret_cast<void*>(GetProcAddress(module, "DllUnregisterServer")))
+                             : nullptr;
+    check(unregister && unregister() == S_OK, "DllUnregisterServer");
+    check(!keyExists(filter), "the filter's server key is gone");
+    check(!mapperFinds(L"Tavio Audio Decoder 2"), "the filter mapper no longer offers Tavio2");
+    check(keyExists(kInstance + clsidText(CLSID_Tavio2) + L"\\Capabilities"), "the capabilities key stays");
+    if (module)
+        FreeLibrary(module);
+    CoUninitialize();
+    std::printf("graph test: %d failed\n", failures);
+    return failures ? 1 : 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv)
 {
+    if (argc == 3 && std::string(argv[2]) == "--unregister")
+        return checkUnregistration(argv[1]);
     PageCheck pageCheck;
     if (argc == 7 && std::string(argv[4]) == "--page") {
         // The Linux host's lines; the page ends each with CR LF.
@@ -585,16 +610,6 @@ int main(int argc, char** argv)
                   " bytes of end padding left)");
     }
 
-    HMODULE module = LoadLibraryA(argv[1]);
-    auto unregister = module ? reinterpret_cast<HRESULT(STDAPICALLTYPE*)()>(
-                                   reinterpret_cast<void*>(GetProcAddress(module, "DllUnregisterServer")))
-                             : nullptr;
-    check(unregister && unregister() == S_OK, "DllUnregisterServer");
-    check(!keyExists(filter), "the filter's server key is gone");
-    check(!mapperFinds(L"Tavio Audio Decoder 2"), "the filter mapper no longer offers Tavio2");
-    check(keyExists(kInstance + clsidText(CLSID_Tavio2) + L"\\Capabilities"), "the capabilities key stays");
-    if (module)
-        FreeLibrary(module);
     CoUninitialize();
     std::printf("graph test: %d failed\n", failures);
     return failures ? 1 : 0;
