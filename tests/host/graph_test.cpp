@@ -1,6 +1,7 @@
 // The host-side graph pieces over our base classes: a push source feeding a
-// recording sink through the negotiated allocator, with what the whole-filter
-// tests do not reach (a source blocked at Stop, payloads split over buffers).
+// recording sink through the negotiated allocator, with the rules the
+// whole-filter tests do not reach (a refused in-band type, a source blocked
+// at Stop, payloads split over buffers).
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -13,11 +14,16 @@
 
 namespace {
 
+CMediaType pcmType(WORD channels)
+{
+    return audioType(MEDIASUBTYPE_PCM, WAVE_FORMAT_PCM, 48000, channels);
+}
+
 class GraphTest : public ::testing::Test {
 protected:
     void SetUp() override
     {
-        source = PushSource::Create(audioType(MEDIASUBTYPE_PCM, WAVE_FORMAT_PCM), 4096, 3);
+        source = PushSource::Create(pcmType(2), 4096, 3);
         sink = SinkFilter::Create();
         graph.Add(source, WIDE("source"));
         graph.Add(sink, WIDE("sink"));
@@ -30,10 +36,13 @@ protected:
         EXPECT_EQ(CBaseObject::ObjectsActive(), 0);
     }
     HRESULT connect() { return graph.Connect(source->OutputPin(), sink->InputPin()); }
-    HRESULT push(const std::vector<BYTE>& bytes, REFERENCE_TIME start)
+    HRESULT push(const std::vector<BYTE>& bytes,
+                 REFERENCE_TIME start,
+                 const AM_MEDIA_TYPE* newType = nullptr)
     {
         REFERENCE_TIME stop = start + 100;
         PushSource::Packet packet{bytes.data(), bytes.size(), &start, &stop};
+        packet.newType = newType;
         return source->Deliver(packet);
     }
 
@@ -41,6 +50,28 @@ protected:
     PushSource* source = nullptr;
     SinkFilter* sink = nullptr;
 };
+
+TEST_F(GraphTest, RefusedInBandTypeChangeStopsTheStreamUntilAFlush)
+{
+    CMediaType stereo = pcmType(2);
+    sink->SetAcceptType([stereo](const CMediaType& type) { return type == stereo; });
+    ASSERT_EQ(connect(), S_OK);
+    ASSERT_EQ(graph.Run(), S_OK);
+    std::vector<BYTE> payload(8);
+    CMediaType mono = pcmType(1);
+    EXPECT_EQ(push(payload, 0, &mono), VFW_E_INVALIDMEDIATYPE);
+    EXPECT_EQ(push(payload, 1), VFW_E_RUNTIME_ERROR);
+    auto events = graph.Events();
+    ASSERT_EQ(events.size(), 1u);
+    EXPECT_EQ(events[0].first, EC_ERRORABORT);
+    EXPECT_EQ(events[0].second, static_cast<LONG_PTR>(VFW_E_TYPE_NOT_ACCEPTED));
+    EXPECT_EQ(sink->EndOfStreamCount(), 1);
+
+    source->DeliverBeginFlush();
+    source->DeliverEndFlush();
+    EXPECT_EQ(push(payload, 2), S_OK);
+    EXPECT_EQ(sink->SampleCount(), 1u);
+}
 
 TEST_F(GraphTest, StopReleasesASourceWaitingForABuffer)
 {
