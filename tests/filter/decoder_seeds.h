@@ -71,8 +71,8 @@ inline bool makeSeed(const DecoderRow& row, DecoderSeed& seed, std::string& why)
 {
     TempFolder folder;
     if (row.encoded) {
-        std::string spec = row.encoded, path = folder.file(spec.substr(spec.rfind(' ') + 1));
-        if (!encodeTones(path, {"FL+FR", 48000, 0.3}, spec.substr(0, spec.rfind(' ')))) {
+        std::string recipe = row.encoded, path = folder.file(recipe.substr(recipe.rfind(' ') + 1));
+        if (!encodeTones(path, {"FL+FR", 48000, 0.3}, recipe.substr(0, recipe.rfind(' ')))) {
             why = std::string("ffmpeg could not make ") + row.encoded;
             return false;
         }

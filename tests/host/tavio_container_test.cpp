@@ -271,11 +271,11 @@ protected:
     // Makes the row's stream; returns the made file (before any repacking).
     std::string make(const Row& row)
     {
-        std::string spec = row.made;
+        std::string recipe = row.made;
         if (!*row.speakers)
-            return vectorPath(spec);
-        std::string name = spec.substr(spec.rfind(' ') + 1),
-                    options = spec.substr(0, spec.rfind(' '));
+            return vectorPath(recipe);
+        std::string name = recipe.substr(recipe.rfind(' ') + 1),
+                    options = recipe.substr(0, recipe.rfind(' '));
         ToneSignal signal{row.speakers, row.rate, row.seconds};
         if (row.reference == R::Source) {
             // Encoded from raw PCM written first, the exact reference.
@@ -286,7 +286,7 @@ protected:
                                    std::to_string(row.rate) + " -ch_layout " + row.speakers +
                                    " -i " + source + " " + options + " -y " + folder.file(name)));
         } else {
-            EXPECT_TRUE(encodeTones(folder.file(name), signal, options)) << spec;
+            EXPECT_TRUE(encodeTones(folder.file(name), signal, options)) << recipe;
         }
         return folder.file(name);
     }
