@@ -54,11 +54,6 @@ constexpr size_t kSignatureEnd = 7;
 
 }  // namespace
 
-const uint8_t* AdecVorbis::channelRow(int channels)
-{
-    return channels >= 1 && channels <= kMaxChannels ? kChannelRows[channels] : nullptr;
-}
-
 uint32_t AdecVorbis::channelMask(int channels)
 {
     return channels >= 0 && channels <= kMaxChannels ? kChannelMasks[channels] : 0;

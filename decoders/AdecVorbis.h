@@ -34,7 +34,6 @@ public:
 
     // Output slot j of a stream with `channels` channels (1..8) takes the
     // library's channel row[j]; the mask describes the slots.
-    static const uint8_t* channelRow(int channels);
     static uint32_t channelMask(int channels);
 
 private:

@@ -73,12 +73,6 @@ STDMETHODIMP TvOutputPin::NonDelegatingQueryInterface(REFIID riid, void** ppv)
     return CBaseOutputPin::NonDelegatingQueryInterface(riid, ppv);
 }
 
-CMediaType TvOutputPin::preferredType()
-{
-    CAutoLock lock(&_pinLock);
-    return _preferred;
-}
-
 HRESULT TvOutputPin::CheckMediaType(const CMediaType* mt)
 {
     CAutoLock lock(&_pinLock);

@@ -35,7 +35,6 @@ public:
     void setDiscontinuity();
 
     TvSampleType outType() const { return _outType; }
-    CMediaType preferredType();
 
 private:
     std::ostream& _log;

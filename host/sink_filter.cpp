@@ -19,26 +19,18 @@ HRESULT SinkInputPin::CheckMediaType(const CMediaType* mt)
     return m_pSink->m_accept(*mt) ? S_OK : S_FALSE;
 }
 
-HRESULT SinkInputPin::GetMediaType(int position, CMediaType* mt)
+HRESULT SinkInputPin::GetMediaType(int position, CMediaType*)
 {
     if (position < 0)
         return E_INVALIDARG;
-    std::lock_guard<std::mutex> guard(m_pSink->m_recordLock);
-    if (static_cast<size_t>(position) >= m_pSink->m_preferred.size())
-        return VFW_S_NO_MORE_ITEMS;
-    *mt = m_pSink->m_preferred[static_cast<size_t>(position)];
-    return S_OK;
+    return VFW_S_NO_MORE_ITEMS;  // the renderer takes what the decoder offers
 }
 
 STDMETHODIMP SinkInputPin::GetAllocatorRequirements(ALLOCATOR_PROPERTIES* props)
 {
     if (!props)
         return E_POINTER;
-    std::lock_guard<std::mutex> guard(m_pSink->m_recordLock);
-    if (!m_pSink->m_requirements)
-        return E_NOTIMPL;
-    *props = *m_pSink->m_requirements;
-    return S_OK;
+    return E_NOTIMPL;  // no requirements: the decoder's allocator sizes stand
 }
 
 STDMETHODIMP SinkInputPin::Receive(IMediaSample* sample)
@@ -150,12 +142,6 @@ void SinkFilter::SetAcceptType(std::function<bool(const CMediaType&)> accept)
     m_accept = std::move(accept);
 }
 
-void SinkFilter::SetPreferredTypes(std::vector<CMediaType> types)
-{
-    std::lock_guard<std::mutex> guard(m_recordLock);
-    m_preferred = std::move(types);
-}
-
 void SinkFilter::SetReceiveResult(HRESULT result)
 {
     std::lock_guard<std::mutex> guard(m_recordLock);
@@ -167,12 +153,6 @@ void SinkFilter::SetBlocking(bool block)
     std::lock_guard<std::mutex> guard(m_recordLock);
     m_blocking = block;
     m_changed.notify_all();
-}
-
-void SinkFilter::SetAllocatorRequirements(const ALLOCATOR_PROPERTIES& props)
-{
-    std::lock_guard<std::mutex> guard(m_recordLock);
-    m_requirements = props;
 }
 
 void SinkFilter::SetSampleHandler(std::function<void(const ReceivedSample&)> handler)
@@ -230,13 +210,6 @@ bool SinkFilter::WaitForSamples(size_t count, int timeoutMs)
     std::unique_lock<std::mutex> guard(m_recordLock);
     return m_changed.wait_for(guard, std::chrono::milliseconds(timeoutMs),
                               [&] { return m_samples.size() >= count; });
-}
-
-bool SinkFilter::WaitForEndOfStream(int timeoutMs)
-{
-    std::unique_lock<std::mutex> guard(m_recordLock);
-    return m_changed.wait_for(guard, std::chrono::milliseconds(timeoutMs),
-                              [&] { return m_endOfStream > 0; });
 }
 
 CMediaType SinkFilter::CurrentType()

@@ -57,14 +57,10 @@ public:
 
     // Which connection types are accepted (default: any).
     void SetAcceptType(std::function<bool(const CMediaType&)> accept);
-    // Types proposed by the input pin during connection (default: none).
-    void SetPreferredTypes(std::vector<CMediaType> types);
     // What Receive answers after recording the sample (default S_OK).
     void SetReceiveResult(HRESULT result);
     // While blocking, Receive waits (after recording) until unblocked or flushed.
     void SetBlocking(bool block);
-    // Allocator requirements the pin asks for (none by default).
-    void SetAllocatorRequirements(const ALLOCATOR_PROPERTIES& props);
     // Hands each sample to `handler` (on the streaming thread) instead of
     // keeping it, so a long stream does not pile up in memory.
     void SetSampleHandler(std::function<void(const ReceivedSample&)> handler);
@@ -79,7 +75,6 @@ public:
     void ClearRecords();
     // Waits until `count` samples have arrived or the timeout passes.
     bool WaitForSamples(size_t count, int timeoutMs);
-    bool WaitForEndOfStream(int timeoutMs);
     // The media type of the connection, or of the latest in-band change.
     CMediaType CurrentType();
 
@@ -99,10 +94,8 @@ private:
     bool m_flushing = false;
     std::vector<REFERENCE_TIME> m_segmentStarts;
     std::function<bool(const CMediaType&)> m_accept;
-    std::vector<CMediaType> m_preferred;
     HRESULT m_receiveResult = S_OK;
     bool m_blocking = false;
-    std::optional<ALLOCATOR_PROPERTIES> m_requirements;
     std::optional<CMediaType> m_latestType;
     std::function<void(const ReceivedSample&)> m_handler;
 };

@@ -158,7 +158,6 @@ struct IPropertyPage : public IUnknown {
 
 extern "C" {
 void* CoTaskMemAlloc(size_t cb);
-void* CoTaskMemRealloc(void* pv, size_t cb);
 void CoTaskMemFree(void* pv);
 HRESULT StringFromCLSID(REFCLSID rclsid, LPOLESTR* lplpsz);
 HRESULT CLSIDFromString(LPCOLESTR lpsz, LPCLSID pclsid);
@@ -183,13 +182,3 @@ HRESULT VariantChangeType(VARIANTARG* pvargDest, VARIANTARG* pvarSrc, USHORT wFl
 }
 #endif  // _WIN32
 
-namespace platform {
-
-// Class objects that CoCreateInstance can create in this process. On Windows
-// COM finds servers through the registry; on POSIX the platform registers its
-// own in-process servers (the filter mapper) and tests may add theirs.
-using ClassCreator = HRESULT (*)(IUnknown* outer, REFIID riid, void** ppv);
-void registerInProcessClass(REFCLSID clsid, ClassCreator creator);
-void unregisterInProcessClass(REFCLSID clsid);
-
-}  // namespace platform

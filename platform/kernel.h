@@ -41,7 +41,6 @@ LONG InterlockedIncrement(LONG volatile* addend);
 LONG InterlockedDecrement(LONG volatile* addend);
 LONG InterlockedExchange(LONG volatile* target, LONG value);
 LONG InterlockedExchangeAdd(LONG volatile* addend, LONG value);
-LONG InterlockedCompareExchange(LONG volatile* destination, LONG exchange, LONG comparand);
 
 // Events: manual- or auto-reset, waited on with WaitForSingleObject.
 HANDLE CreateEventA(void* security, BOOL manualReset, BOOL initialState, LPCSTR name);
@@ -50,7 +49,6 @@ BOOL ResetEvent(HANDLE event);
 DWORD WaitForSingleObject(HANDLE handle, DWORD milliseconds);
 BOOL CloseHandle(HANDLE handle);
 void Sleep(DWORD milliseconds);
-DWORD GetTickCount();
 
 // Modules: dlopen/dlsym/dladdr. A module handle is the dlopen handle.
 HMODULE LoadLibraryA(LPCSTR fileName);

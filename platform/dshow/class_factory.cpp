@@ -84,9 +84,3 @@ HRESULT CanUnloadModule()
     return CBaseObject::ObjectsActive() == 0 && ModuleLocks() == 0 ? S_OK : S_FALSE;
 }
 
-void InitClassTemplates(const CFactoryTemplate* templates, int count, bool loading)
-{
-    for (int i = 0; i < count; ++i)
-        if (templates[i].m_lpfnInit)
-            templates[i].m_lpfnInit(loading ? TRUE : FALSE, templates[i].m_ClsID);
-}

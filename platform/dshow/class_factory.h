@@ -53,6 +53,3 @@ HRESULT GetClassObjectFromTemplates(const CFactoryTemplate* templates, int count
                                     REFIID riid, void** ppv);
 // DllCanUnloadNow: S_OK only with no live objects and no server locks.
 HRESULT CanUnloadModule();
-// Runs every class's init routine; the module calls it when it is loaded
-// (loading true) and unloaded (false).
-void InitClassTemplates(const CFactoryTemplate* templates, int count, bool loading);

@@ -119,17 +119,6 @@ bool CMediaType::operator==(const CMediaType& other) const
     return cbFormat == 0 || std::memcmp(pbFormat, other.pbFormat, cbFormat) == 0;
 }
 
-ULONG CMediaType::GetSampleSize() const { return bFixedSizeSamples ? lSampleSize : 0; }
-
-void CMediaType::SetSampleSize(ULONG size)
-{
-    bFixedSizeSamples = TRUE;
-    lSampleSize = size;
-}
-
-void CMediaType::SetVariableSize() { bFixedSizeSamples = FALSE; }
-void CMediaType::SetTemporalCompression(BOOL compressed) { bTemporalCompression = compressed; }
-
 BOOL CMediaType::SetFormat(const BYTE* format, ULONG length)
 {
     if (!AllocFormatBuffer(length))

@@ -32,10 +32,6 @@ public:
     void SetFormatType(const GUID* type) { formattype = *type; }
     BOOL IsFixedSize() const { return bFixedSizeSamples; }
     BOOL IsTemporalCompressed() const { return bTemporalCompression; }
-    ULONG GetSampleSize() const;
-    void SetSampleSize(ULONG size);
-    void SetVariableSize();
-    void SetTemporalCompression(BOOL compressed);
 
     BYTE* Format() const { return pbFormat; }
     ULONG FormatLength() const { return cbFormat; }

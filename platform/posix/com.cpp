@@ -5,15 +5,12 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <map>
-#include <mutex>
 
 #include "platform/strings.h"
 
 extern "C" {
 
 void* CoTaskMemAlloc(size_t cb) { return std::malloc(cb ? cb : 1); }
-void* CoTaskMemRealloc(void* pv, size_t cb) { return std::realloc(pv, cb ? cb : 1); }
 void CoTaskMemFree(void* pv) { std::free(pv); }
 
 int StringFromGUID2(REFGUID g, LPOLESTR out, int cchMax)
@@ -215,44 +212,9 @@ void CoUninitialize() {}
 
 }  // extern "C"
 
-namespace {
-
-struct GuidLess {
-    bool operator()(const GUID& a, const GUID& b) const
-    {
-        return std::memcmp(&a, &b, sizeof(GUID)) < 0;
-    }
-};
-
-std::mutex& classTableLock()
-{
-    static std::mutex lock;
-    return lock;
-}
-
-std::map<GUID, platform::ClassCreator, GuidLess>& classTable()
-{
-    static std::map<GUID, platform::ClassCreator, GuidLess> table;
-    return table;
-}
-
-}  // namespace
-
 namespace platform {
 
 HRESULT createFilterMapper(IUnknown* outer, REFIID riid, void** ppv);  // filter_mapper.cpp
-
-void registerInProcessClass(REFCLSID clsid, ClassCreator creator)
-{
-    std::lock_guard<std::mutex> guard(classTableLock());
-    classTable()[clsid] = creator;
-}
-
-void unregisterInProcessClass(REFCLSID clsid)
-{
-    std::lock_guard<std::mutex> guard(classTableLock());
-    classTable().erase(clsid);
-}
 
 }  // namespace platform
 
@@ -264,16 +226,8 @@ extern "C" HRESULT CoCreateInstance(REFCLSID clsid, LPUNKNOWN outer, DWORD, REFI
     if (!ppv)
         return E_POINTER;
     *ppv = nullptr;
+    // The filter mapper is the one in-process server this platform provides.
     if (IsEqualGUID(clsid, CLSID_FilterMapper2))
         return platform::createFilterMapper(outer, riid, ppv);
-    platform::ClassCreator creator = nullptr;
-    {
-        std::lock_guard<std::mutex> guard(classTableLock());
-        auto it = classTable().find(clsid);
-        if (it != classTable().end())
-            creator = it->second;
-    }
-    if (!creator)
-        return REGDB_E_CLASSNOTREG;
-    return creator(outer, riid, ppv);
+    return REGDB_E_CLASSNOTREG;
 }

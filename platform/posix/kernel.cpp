@@ -65,12 +65,6 @@ LONG InterlockedIncrement(LONG volatile* p) { return __atomic_add_fetch(p, 1, __
 LONG InterlockedDecrement(LONG volatile* p) { return __atomic_sub_fetch(p, 1, __ATOMIC_SEQ_CST); }
 LONG InterlockedExchange(LONG volatile* p, LONG v) { return __atomic_exchange_n(p, v, __ATOMIC_SEQ_CST); }
 LONG InterlockedExchangeAdd(LONG volatile* p, LONG v) { return __atomic_fetch_add(p, v, __ATOMIC_SEQ_CST); }
-LONG InterlockedCompareExchange(LONG volatile* p, LONG exchange, LONG comparand)
-{
-    __atomic_compare_exchange_n(p, &comparand, exchange, false, __ATOMIC_SEQ_CST, __ATOMIC_SEQ_CST);
-    return comparand;  // holds the initial value either way
-}
-
 HANDLE CreateEventA(void*, BOOL manualReset, BOOL initialState, LPCSTR)
 {
     auto* event = new (std::nothrow) Event;
@@ -131,13 +125,6 @@ BOOL CloseHandle(HANDLE handle)
 }
 
 void Sleep(DWORD milliseconds) { std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds)); }
-
-DWORD GetTickCount()
-{
-    using namespace std::chrono;
-    return static_cast<DWORD>(
-        duration_cast<milliseconds>(steady_clock::now().time_since_epoch()).count());
-}
 
 HMODULE LoadLibraryA(LPCSTR fileName)
 {
