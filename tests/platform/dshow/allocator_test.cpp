@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <cstddef>
 #include <thread>
 #include <utility>
 
@@ -155,6 +156,82 @@ TEST_F(AllocatorTest, SamplesComeBackClean)
     AM_MEDIA_TYPE* attached = reinterpret_cast<AM_MEDIA_TYPE*>(1);
     EXPECT_EQ(sample->GetMediaType(&attached), S_FALSE);
     EXPECT_EQ(attached, nullptr);
+    sample->Release();
+}
+
+// IMediaSample2 as a renderer or a splitter uses it: a refused structure
+// changes nothing, an accepted one is read back whole, media times keep long
+// spans and their flag never shows.
+TEST_F(AllocatorTest, SamplePropertiesAreValidatedBeforeAnythingChanges)
+{
+    ASSERT_EQ(setProperties(1, 64), S_OK);
+    ASSERT_EQ(allocator->Commit(), S_OK);
+    IMediaSample* plain = buffer();
+    IMediaSample2* sample = nullptr;
+    ASSERT_EQ(plain->QueryInterface(IID_IMediaSample2, reinterpret_cast<void**>(&sample)), S_OK);
+    plain->Release();
+    AM_SAMPLE2_PROPERTIES props{};
+    ASSERT_EQ(sample->GetProperties(sizeof props, reinterpret_cast<BYTE*>(&props)), S_OK);
+    BYTE other[4];
+    CMediaType pcm(&MEDIATYPE_Audio);
+    struct Case {
+        const char* what;
+        DWORD flags, size;
+        LONG length;
+        AM_MEDIA_TYPE* type;
+        BYTE* buffer;
+        HRESULT expected;
+    } cases[] = {
+        {"unknown flag", 0x10000, sizeof props, 10, nullptr, nullptr, E_INVALIDARG},
+        {"too long", 0, sizeof props, 65, nullptr, nullptr, E_INVALIDARG},
+        {"another buffer", 0, sizeof props, 10, nullptr, other, E_INVALIDARG},
+        {"larger than the structure", 0, sizeof props + 1, 10, nullptr, nullptr, E_INVALIDARG},
+        {"times cut off", AM_SAMPLE_TIMEVALID, offsetof(AM_SAMPLE2_PROPERTIES, tStop), 10, nullptr,
+         nullptr, E_INVALIDARG},
+        {"type change without a type", AM_SAMPLE_TYPECHANGED, sizeof props, 10, nullptr, nullptr,
+         E_POINTER},
+        {"type change cut off before the type", AM_SAMPLE_TYPECHANGED,
+         offsetof(AM_SAMPLE2_PROPERTIES, pMediaType), 10, &pcm, nullptr, E_POINTER},
+        {"all well", AM_SAMPLE_TYPECHANGED | AM_SAMPLE_TIMEVALID, sizeof props, 10, &pcm, nullptr,
+         S_OK},
+    };
+    for (const Case& c : cases) {
+        props.dwSampleFlags = c.flags | AM_SAMPLE_SPLICEPOINT;
+        props.lActual = c.length;
+        props.pMediaType = c.type;
+        props.pbBuffer = c.buffer;
+        props.tStart = 5;
+        props.tStop = 9;
+        props.cbData = c.size;
+        EXPECT_EQ(sample->SetProperties(c.size, reinterpret_cast<const BYTE*>(&props)), c.expected)
+            << c.what;
+        EXPECT_EQ(sample->IsSyncPoint(), c.expected == S_OK ? S_OK : S_FALSE) << c.what;
+    }
+    AM_SAMPLE2_PROPERTIES back{};
+    ASSERT_EQ(sample->GetProperties(sizeof back, reinterpret_cast<BYTE*>(&back)), S_OK);
+    EXPECT_EQ(back.lActual, 10);
+    EXPECT_EQ(back.tStop, 9);
+    ASSERT_NE(back.pMediaType, nullptr);
+    EXPECT_NE(back.pMediaType, &pcm);  // a copy of its own
+    REFERENCE_TIME start = 0, stop = 0;
+    EXPECT_EQ(sample->GetTime(&start, &stop), VFW_S_NO_STOP_TIME);  // no AM_SAMPLE_STOPVALID
+    EXPECT_EQ(start, 5);
+
+    LONGLONG mediaStart = 1, mediaStop = 1 + (LONGLONG{1} << 40), a = 0, b = 0;
+    EXPECT_EQ(sample->GetMediaTime(&a, &b), VFW_E_MEDIA_TIME_NOT_SET);
+    EXPECT_EQ(sample->SetMediaTime(&mediaStart, nullptr), E_POINTER);
+    ASSERT_EQ(sample->SetMediaTime(&mediaStart, &mediaStop), S_OK);
+    ASSERT_EQ(sample->GetMediaTime(&a, &b), S_OK);
+    EXPECT_EQ(b, mediaStop);
+    // A short read fills only what it asked for; the media time flag stays inside.
+    AM_SAMPLE2_PROPERTIES head{};
+    ASSERT_EQ(sample->GetProperties(sizeof(DWORD) * 3, reinterpret_cast<BYTE*>(&head)), S_OK);
+    EXPECT_EQ(head.cbData, sizeof(DWORD) * 3);
+    EXPECT_EQ(head.dwSampleFlags,
+              DWORD(AM_SAMPLE_SPLICEPOINT | AM_SAMPLE_TIMEVALID | AM_SAMPLE_TYPECHANGED));
+    EXPECT_EQ(head.lActual, 0);
+    sample->SetPreroll(TRUE);
+    EXPECT_EQ(sample->IsPreroll(), S_OK);
     sample->Release();
 }
 

@@ -1,7 +1,9 @@
-// The pin enumerator as the graph manager walks it: short fetches, skips,
-// clones that move on their own, and going stale when the pins change until
-// Reset. (The media type enumerator is walked by every connection.)
+// Pin and media type enumerators as the graph manager walks them: short
+// fetches, skips, clones that move on their own, and going stale when the pins
+// change until Reset.
 #include <gtest/gtest.h>
+
+#include <string>
 
 #include "test_filters.h"
 
@@ -43,6 +45,46 @@ TEST(Enumerators, PinsFetchSkipCloneAndOutOfSync)
     for (IPin* pin : got)
         pin->Release();
     pinList->Release();
+}
+
+TEST(Enumerators, MediaTypesAreTaskAllocatedCopiesThatSkipAndClone)
+{
+    PinPair pins(PinPair::pcmOnly(),
+                 {{audioType(MEDIASUBTYPE_PCM), audioType(MEDIASUBTYPE_IEEE_FLOAT),
+                   audioType(MEDIASUBTYPE_DTS)},
+                  {}});
+    IEnumMediaTypes* types = nullptr;
+    ASSERT_EQ(pins.input->EnumMediaTypes(&types), S_OK);
+    auto next = [](IEnumMediaTypes* list) {
+        AM_MEDIA_TYPE* type = nullptr;
+        if (list->Next(1, &type, nullptr) != S_OK)
+            return std::string("end");
+        std::string name = subtypeName(*type);
+        DeleteMediaType(type);
+        return name;
+    };
+    AM_MEDIA_TYPE* got[4] = {};
+    ULONG fetched = 0;
+    EXPECT_EQ(types->Next(4, got, &fetched), S_FALSE);
+    ASSERT_EQ(fetched, 3u);
+    for (ULONG i = 0; i < fetched; ++i)
+        DeleteMediaType(got[i]);
+    EXPECT_EQ(types->Next(2, got, nullptr), E_INVALIDARG);
+    types->Reset();
+    EXPECT_EQ(types->Skip(2), S_OK);
+    EXPECT_EQ(next(types), "DTS");
+    EXPECT_EQ(next(types), "end");
+    types->Reset();
+    EXPECT_EQ(types->Skip(3), S_OK);
+    EXPECT_EQ(types->Skip(1), S_FALSE);  // overshoots: nothing at position 3
+    types->Reset();
+    EXPECT_EQ(next(types), "PCM");
+    IEnumMediaTypes* clone = nullptr;
+    ASSERT_EQ(types->Clone(&clone), S_OK);
+    EXPECT_EQ(next(clone), "FLOAT");
+    EXPECT_EQ(next(types), "FLOAT");
+    clone->Release();
+    types->Release();
 }
 
 }  // namespace

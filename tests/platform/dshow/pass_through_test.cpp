@@ -15,7 +15,7 @@ constexpr HRESULT kAnswer = 0x00041234;
 
 // An upstream output pin that answers seeking by writing down each call with
 // its arguments. (The graph seeks through IMediaSeeking; the pass-through's
-// IMediaPosition is only checked for having nothing to forward to.)
+// IMediaPosition is checked for having nothing to forward to.)
 class SeekingPin : public TestOutputPin, public IMediaSeeking {
 public:
     explicit SeekingPin(TestFilter* filter)
@@ -146,14 +146,34 @@ TEST(PassThrough, EveryCallReachesTheUpstreamPinUnchanged)
             EXPECT_EQ(seekingPin->calls,
                       upstreamKind == 2 ? std::vector{call.expected} : std::vector<std::string>{});
         }
-        double seconds = 0;
-        EXPECT_EQ(position->put_CurrentPosition(2.5), E_NOTIMPL);
-        EXPECT_EQ(position->get_Duration(&seconds), E_NOTIMPL);
+        // No upstream pin offers IMediaPosition: each call says so, none crashes.
+        double d = 0;
+        LONG can = 0;
+        for (HRESULT hr : {position->put_CurrentPosition(2.5), position->get_Duration(&d),
+                           position->get_CurrentPosition(&d), position->get_StopTime(&d),
+                           position->put_StopTime(1), position->get_PrerollTime(&d),
+                           position->put_PrerollTime(1), position->get_Rate(&d),
+                           position->put_Rate(2), position->CanSeekForward(&can),
+                           position->CanSeekBackward(&can),
+                           position->GetIDsOfNames(IID_NULL, nullptr, 0, 0, nullptr),
+                           position->Invoke(0, IID_NULL, 0, 0, nullptr, nullptr, nullptr, nullptr)})
+            EXPECT_EQ(hr, E_NOTIMPL);
+        UINT typeInfos = 9;
+        EXPECT_EQ(position->GetTypeInfoCount(&typeInfos), S_OK);
+        EXPECT_EQ(typeInfos, 0u);
+        ITypeInfo* typeInfo = reinterpret_cast<ITypeInfo*>(1);
+        EXPECT_EQ(position->GetTypeInfo(0, 0, &typeInfo), E_NOTIMPL);
+        EXPECT_EQ(typeInfo, nullptr);
         // Null out-pointers are refused before anything is forwarded.
         seekingPin->calls.clear();
-        EXPECT_EQ(seeking->GetDuration(nullptr), E_POINTER);
-        EXPECT_EQ(seeking->ConvertTimeFormat(nullptr, nullptr, 0, nullptr), E_POINTER);
-        EXPECT_EQ(position->get_Duration(nullptr), E_POINTER);
+        for (HRESULT hr : {seeking->GetDuration(nullptr),
+                           seeking->ConvertTimeFormat(nullptr, nullptr, 0, nullptr),
+                           seeking->GetRate(nullptr), seeking->GetPreroll(nullptr),
+                           position->get_Duration(nullptr), position->get_CurrentPosition(nullptr),
+                           position->get_StopTime(nullptr), position->get_PrerollTime(nullptr),
+                           position->get_Rate(nullptr), position->CanSeekForward(nullptr),
+                           position->CanSeekBackward(nullptr), position->GetTypeInfoCount(nullptr)})
+            EXPECT_EQ(hr, E_POINTER);
         EXPECT_TRUE(seekingPin->calls.empty());
         seeking->Release();
         position->Release();

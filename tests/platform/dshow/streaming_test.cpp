@@ -107,4 +107,87 @@ TEST(InputAllocator, IsDecommittedAndDroppedOnDisconnect)
     allocator->Release();
 }
 
+// A sample that only speaks IMediaSample, as some upstream filters hand out:
+// the input pin builds the properties from its getters and owns the type.
+class PlainSample : public Counted<IMediaSample> {
+public:
+    STDMETHODIMP GetPointer(BYTE** buffer) override
+    {
+        *buffer = data;
+        return S_OK;
+    }
+    STDMETHODIMP_(LONG) GetSize() override { return sizeof data; }
+    STDMETHODIMP GetTime(REFERENCE_TIME* start, REFERENCE_TIME*) override
+    {
+        *start = 500;
+        return VFW_S_NO_STOP_TIME;
+    }
+    STDMETHODIMP SetTime(REFERENCE_TIME*, REFERENCE_TIME*) override { return E_NOTIMPL; }
+    STDMETHODIMP IsSyncPoint() override { return S_OK; }
+    STDMETHODIMP SetSyncPoint(WINBOOL) override { return E_NOTIMPL; }
+    STDMETHODIMP IsPreroll() override { return S_OK; }
+    STDMETHODIMP SetPreroll(WINBOOL) override { return E_NOTIMPL; }
+    STDMETHODIMP_(LONG) GetActualDataLength() override { return 12; }
+    STDMETHODIMP SetActualDataLength(LONG) override { return E_NOTIMPL; }
+    STDMETHODIMP GetMediaType(AM_MEDIA_TYPE** type) override
+    {
+        *type = CreateMediaType(&pcm);
+        return S_OK;
+    }
+    STDMETHODIMP SetMediaType(AM_MEDIA_TYPE*) override { return E_NOTIMPL; }
+    STDMETHODIMP IsDiscontinuity() override { return S_OK; }
+    STDMETHODIMP SetDiscontinuity(WINBOOL) override { return E_NOTIMPL; }
+    STDMETHODIMP GetMediaTime(LONGLONG*, LONGLONG*) override { return E_NOTIMPL; }
+    STDMETHODIMP SetMediaTime(LONGLONG*, LONGLONG*) override { return E_NOTIMPL; }
+    BYTE data[32] = {};
+    CMediaType pcm = audioType(MEDIASUBTYPE_PCM);
+};
+
+TEST(Streaming, PropertiesOfAPlainSampleAreBuiltFromItsGetters)
+{
+    PinPair pins;
+    ASSERT_EQ(pins.connect(), S_OK);
+    ASSERT_EQ(pins.pause(), S_OK);
+    PlainSample sample;
+    IMediaSample* twice[] = {&sample, &sample};  // the first type is freed for the second
+    LONG processed = 0;
+    ASSERT_EQ(pins.input->ReceiveMultiple(twice, 2, &processed), S_OK);
+    EXPECT_EQ(processed, 2);
+    const AM_SAMPLE2_PROPERTIES& props = pins.input->received.back();
+    EXPECT_EQ(props.dwSampleFlags,
+              DWORD(AM_SAMPLE_TIMEVALID | AM_SAMPLE_SPLICEPOINT | AM_SAMPLE_PREROLL |
+                    AM_SAMPLE_DATADISCONTINUITY | AM_SAMPLE_TYPECHANGED));
+    EXPECT_EQ(props.tStop, 501);
+    EXPECT_EQ(props.lActual, 12);
+    EXPECT_EQ(props.cbBuffer, 32);
+    EXPECT_EQ(props.pbBuffer, sample.data);
+    ASSERT_NE(props.pMediaType, nullptr);
+    EXPECT_EQ(subtypeName(*props.pMediaType), "PCM");
+    EXPECT_EQ(sample.refs, 1);
+}
+
+// An input pin whose Receive never blocks.
+class NonBlockingInputPin : public TestInputPin {
+public:
+    using TestInputPin::TestInputPin;
+    STDMETHODIMP ReceiveCanBlock() override { return S_FALSE; }
+};
+
+// A filter in the middle blocks only when something after it may.
+TEST(Streaming, ReceiveCanBlockAsksTheConnectedOutputsPeers)
+{
+    PinPair pins;
+    auto* renderer = new TestFilter(nullptr);
+    auto* rendererIn = renderer->add(
+        new NonBlockingInputPin(renderer, WIDE("In"), PinPair::pcmOnly(), "renderer.in"));
+    auto* middleOut = pins.downstream->add(
+        new TestOutputPin(pins.downstream, WIDE("Out"), PinPair::pcmOnly(), "middle.out"));
+    EXPECT_EQ(pins.input->ReceiveCanBlock(), S_OK);
+    CMediaType pcm = audioType(MEDIASUBTYPE_PCM);
+    ASSERT_EQ(middleOut->Connect(rendererIn, &pcm), S_OK);
+    EXPECT_EQ(pins.input->ReceiveCanBlock(), S_FALSE);
+    rendererIn->Disconnect();
+    renderer->Release();
+}
+
 }  // namespace

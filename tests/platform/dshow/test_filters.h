@@ -23,6 +23,21 @@ inline std::string subtypeName(const AM_MEDIA_TYPE& type)
     return "other";
 }
 
+// The IUnknown of a stand-in that lives on the test's stack: it counts its
+// references, so leaks and extra releases show, and offers no other interface.
+template <class Interface>
+class Counted : public Interface {
+public:
+    STDMETHODIMP QueryInterface(REFIID, void** ppv) override
+    {
+        *ppv = nullptr;
+        return E_NOINTERFACE;
+    }
+    STDMETHODIMP_(ULONG) AddRef() override { return static_cast<ULONG>(++refs); }
+    STDMETHODIMP_(ULONG) Release() override { return static_cast<ULONG>(--refs); }
+    LONG refs = 1;
+};
+
 using CallLog = std::vector<std::string>;
 
 struct PinBehaviour {
