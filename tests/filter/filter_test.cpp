@@ -4,7 +4,9 @@
 #include <gtest/gtest.h>
 
 #include <random>
+#include <utility>
 
+#include "platform/dvdmedia.h"
 #include "support/filter_harness.h"
 #include "support/media_types.h"
 
@@ -96,6 +98,46 @@ TEST_F(FilterTest, StopRefusesInputUntilRunAgain)
     ASSERT_EQ(graph.Run(), S_OK);
     EXPECT_EQ(push(frames.data(), frames.size()), S_OK);
     EXPECT_EQ(sink->SampleCount(), 2u);
+}
+
+// What a DVD navigator and a property frame ask the filter for: the karaoke
+// property set (settable, never readable) and the two property pages.
+TEST_F(FilterTest, KaraokePropertySetAndPropertyPages)
+{
+    createFilter();
+    IKsPropertySet* properties = nullptr;
+    ASSERT_EQ(filter->QueryInterface(IID_IKsPropertySet, reinterpret_cast<void**>(&properties)), S_OK);
+    DWORD support = 0;
+    AM_DvdKaraokeData data{};
+    const GUID& karaoke = AM_KSPROPSETID_DvdKaraoke;
+    for (auto [hr, expected] : {std::pair{properties->QuerySupported(karaoke, 1, &support), S_OK},
+                                {properties->QuerySupported(karaoke, 2, &support), E_PROP_ID_UNSUPPORTED},
+                                {properties->QuerySupported(karaoke, 0, nullptr), E_POINTER},
+                                {properties->QuerySupported(GUID_NULL, 0, &support), E_PROP_SET_UNSUPPORTED},
+                                {properties->Get(karaoke, 1, nullptr, 0, &data, sizeof data, nullptr),
+                                 E_PROP_ID_UNSUPPORTED},
+                                {properties->Get(GUID_NULL, 1, nullptr, 0, &data, sizeof data, nullptr),
+                                 E_PROP_SET_UNSUPPORTED},
+                                {properties->Set(karaoke, 0, nullptr, 0, &data, sizeof data), S_OK},
+                                {properties->Set(karaoke, 2, nullptr, 0, &data, sizeof data),
+                                 E_PROP_ID_UNSUPPORTED},
+                                {properties->Set(karaoke, 1, nullptr, 0, &data, 4), E_INVALIDARG},
+                                {properties->Set(GUID_NULL, 1, nullptr, 0, &data, sizeof data),
+                                 E_PROP_SET_UNSUPPORTED}})
+        EXPECT_EQ(hr, expected);
+    EXPECT_EQ(support, DWORD(KSPROPERTY_SUPPORT_SET));
+    properties->Release();
+
+    ISpecifyPropertyPages* pages = nullptr;
+    ASSERT_EQ(filter->QueryInterface(IID_ISpecifyPropertyPages, reinterpret_cast<void**>(&pages)), S_OK);
+    CAUUID got{};
+    ASSERT_EQ(pages->GetPages(&got), S_OK);
+    ASSERT_EQ(got.cElems, 2u);
+    EXPECT_TRUE(IsEqualGUID(got.pElems[0], CLSID_TavioPropertyPage));
+    EXPECT_TRUE(IsEqualGUID(got.pElems[1], CLSID_TavioAboutPage));
+    CoTaskMemFree(got.pElems);
+    EXPECT_EQ(pages->GetPages(nullptr), E_POINTER);
+    pages->Release();
 }
 
 }  // namespace
