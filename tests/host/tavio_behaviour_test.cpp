@@ -79,6 +79,15 @@ TEST(Tavio, InfoListsTheAudioStreams)
     for (const char* line : {"substream 0xA0", "DVD-Video LPCM, 48000 Hz, 2 channels, 16-bit",
                              "Frequency:48000", "Bits: 16 mask: 0x3"})
         EXPECT_NE(out.find(line), std::string::npos) << out;
+    // A stream the filter refuses is listed with the reason.
+    if (vectorPresent("shakapackager/9ch.ogg")) {
+        ASSERT_TRUE(
+            runCommand(kTavio + " info " + vectorPath("shakapackager/9ch.ogg") + " >" + listing));
+        EXPECT_NE(readText(listing).find("refused by the filter"), std::string::npos);
+    }
+    // Help and version go to standard output and end well.
+    for (const char* asked : {"--help", "-h", "--version"})
+        EXPECT_EQ(runTavio(std::string(asked) + " >" + listing), 0) << asked;
 }
 
 // --stream picks the audio stream by its index among the file's audio
