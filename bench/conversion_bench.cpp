@@ -34,7 +34,8 @@ std::vector<uint8_t> signalFloat()
     return data;
 }
 
-void run(benchmark::State& state, const std::vector<uint8_t>& source,
+void run(benchmark::State& state,
+         const std::vector<uint8_t>& source,
          size_t (*convert)(uint8_t*, size_t))
 {
     std::vector<uint8_t> work(source.size());
@@ -54,22 +55,26 @@ void BM_Copy(benchmark::State& state)
 
 void BM_24To16(benchmark::State& state)
 {
-    run(state, signal24(), [](uint8_t* data, size_t length) { return convertTo16Bit(data, length, ST24Bit); });
+    run(state, signal24(),
+        [](uint8_t* data, size_t length) { return convertTo16Bit(data, length, ST24Bit); });
 }
 
 void BM_32To16(benchmark::State& state)
 {
-    run(state, signalFloat(), [](uint8_t* data, size_t length) { return convertTo16Bit(data, length, ST32Bit); });
+    run(state, signalFloat(),
+        [](uint8_t* data, size_t length) { return convertTo16Bit(data, length, ST32Bit); });
 }
 
 void BM_FloatTo16(benchmark::State& state)
 {
-    run(state, signalFloat(), [](uint8_t* data, size_t length) { return convertTo16Bit(data, length, STFloat); });
+    run(state, signalFloat(),
+        [](uint8_t* data, size_t length) { return convertTo16Bit(data, length, STFloat); });
 }
 
 void BM_FloatToInt(benchmark::State& state)
 {
-    run(state, signalFloat(), [](uint8_t* data, size_t length) { return convertFloatToInt(data, length); });
+    run(state, signalFloat(),
+        [](uint8_t* data, size_t length) { return convertFloatToInt(data, length); });
 }
 
 }  // namespace

@@ -28,8 +28,8 @@ void BM_MatrixDecode(benchmark::State& state)
     }
     // Items are frames; at 48 kHz, items/s / 48000 is the real-time factor.
     state.SetItemsProcessed(int64_t(state.iterations()) * int64_t(frames));
-    state.counters["realtime_factor"] =
-        benchmark::Counter(double(frames) / 48000.0 * double(state.iterations()), benchmark::Counter::kIsRate);
+    state.counters["realtime_factor"] = benchmark::Counter(
+        double(frames) / 48000.0 * double(state.iterations()), benchmark::Counter::kIsRate);
 }
 
 }  // namespace

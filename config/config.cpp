@@ -17,7 +17,9 @@ bool readParameterFile = false;
 
 BaseParameter::BaseParameter(const std::string& name)
 {
+    // clang-format off
     TvAssert(! readParameterFile);
+    // clang-format on
     if (!registry)
         registry = new ParameterRegistry;
     if (registry->count(name))
@@ -32,9 +34,15 @@ BaseParameter::~BaseParameter()
     registry = nullptr;
 }
 
-const ParameterRegistry* parameterRegistry() { return registry; }
+const ParameterRegistry* parameterRegistry()
+{
+    return registry;
+}
 
-void loadParameterFile() { loadParameterFile(platform::driveRoot() + "Tavio.conf"); }
+void loadParameterFile()
+{
+    loadParameterFile(platform::driveRoot() + "Tavio.conf");
+}
 
 // The grammar: `name=value` pairs separated by white space, any number on a
 // line; a pair's name runs up to the "=" exactly as written (blanks included),
@@ -43,7 +51,9 @@ void loadParameterFile() { loadParameterFile(platform::driveRoot() + "Tavio.conf
 // reading; what was read before stays.
 void loadParameterFile(const std::string& path)
 {
+    // clang-format off
     TvAssert(readParameterFile == 0);
+    // clang-format on
     readParameterFile = true;
     logStream << "parameter filename: " << path << std::endl;
     std::ifstream file(path);

@@ -56,8 +56,12 @@ void dumpOutput(const AM_MEDIA_TYPE& type, const BYTE* data, long length)
     dumpOutput(out, headerDone, PwaveHeader(), type, data, length);
 }
 
-void dumpOutput(std::ostream& out, bool& headerDone, bool waveHeader, const AM_MEDIA_TYPE& type,
-                const BYTE* data, long length)
+void dumpOutput(std::ostream& out,
+                bool& headerDone,
+                bool waveHeader,
+                const AM_MEDIA_TYPE& type,
+                const BYTE* data,
+                long length)
 {
     if (!headerDone && waveHeader) {
         // The sizes are fixed placeholders (a 117,440,512-byte data chunk),
@@ -78,7 +82,10 @@ void dumpOutput(std::ostream& out, bool& headerDone, bool waveHeader, const AM_M
         out.write(reinterpret_cast<const char*>(data), length);
 }
 
-void initializeModule() { initializeModule(platform::driveRoot()); }
+void initializeModule()
+{
+    initializeModule(platform::driveRoot());
+}
 
 void initializeModule(const std::string& root)
 {

@@ -32,8 +32,12 @@ std::string perFilterLogName(long filterNumber, const std::string& root);
 // when `waveHeader` is 1); see outputDump for the testable form.
 void dumpOutput(const AM_MEDIA_TYPE& type, const BYTE* data, long length);
 // The same into a given stream; `headerDone` carries "a buffer was dumped".
-void dumpOutput(std::ostream& out, bool& headerDone, bool waveHeader, const AM_MEDIA_TYPE& type,
-                const BYTE* data, long length);
+void dumpOutput(std::ostream& out,
+                bool& headerDone,
+                bool waveHeader,
+                const AM_MEDIA_TYPE& type,
+                const BYTE* data,
+                long length);
 
 // Module start-up: read the parameter file, open the log when asked.
 void initializeModule();

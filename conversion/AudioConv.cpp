@@ -20,7 +20,9 @@ constexpr int channelOrderRows[8][6] = {
 
 bool validKind(int kind)
 {
+    // clang-format off
     return TvAssert(kind >= 0 && kind < 11);
+    // clang-format on
 }
 
 }  // namespace
@@ -29,22 +31,22 @@ std::pair<int, bool> MaskToAcmod(uint32_t mask)
 {
     bool lfe = (mask & 8) != 0;
     switch (mask & ~8u) {
-    case 0x4:
-        return {1, lfe};
-    case 0x3:
-        return {2, lfe};
-    case 0x7:
-        return {3, lfe};
-    case 0x103:
-        return {4, lfe};
-    case 0x107:
-        return {5, lfe};
-    case 0x33:
-        return {6, lfe};
-    case 0x37:
-        return {7, lfe};
-    default:
-        return {-1, lfe};
+        case 0x4:
+            return {1, lfe};
+        case 0x3:
+            return {2, lfe};
+        case 0x7:
+            return {3, lfe};
+        case 0x103:
+            return {4, lfe};
+        case 0x107:
+            return {5, lfe};
+        case 0x33:
+            return {6, lfe};
+        case 0x37:
+            return {7, lfe};
+        default:
+            return {-1, lfe};
     }
 }
 
@@ -150,7 +152,10 @@ HRESULT AudioConv::readKindEntry(const int* table, int kind, int* type)
     return S_OK;
 }
 
-STDMETHODIMP AudioConv::GetUpmixType(int kind, int* type) { return readKindEntry(upmixTypes, kind, type); }
+STDMETHODIMP AudioConv::GetUpmixType(int kind, int* type)
+{
+    return readKindEntry(upmixTypes, kind, type);
+}
 
 STDMETHODIMP AudioConv::GetDownmixType(int kind, int* type)
 {
@@ -244,8 +249,10 @@ TvStatus* AudioConv::process(IMediaSample* sample, const TvStatus* in)
 
 TvStatus* AudioConv::remixOneChannel(IMediaSample* sample, int channel)
 {
+    // clang-format off
     if (!TvAssert(status.stype == ST16Bit) ||
         !TvAssert(status.samples * 2 * status.chan== sample->GetActualDataLength()))
+        // clang-format on
         return nullptr;
     if (channel < 0 || channel >= status.chan)
         return nullptr;
@@ -273,14 +280,20 @@ bool AudioConv::setupUpmix(uint32_t mask)
     if (code < 4 || lfe)
         return false;
     if (remixObject) {
-        auto destroy = library ? platform::procAddress<AudioDecDestroy>(library, "AUDIODEC_Destroy") : nullptr;
+        auto destroy =
+            library ? platform::procAddress<AudioDecDestroy>(library, "AUDIODEC_Destroy") : nullptr;
+        // clang-format off
         if (TvAssert(destroy))
+            // clang-format on
             destroy(remixObject);
         remixObject = nullptr;
     }
-    auto create = library ? platform::procAddress<AudioDecCreate>(library, "AUDIODEC_Create") : nullptr;
+    auto create =
+        library ? platform::procAddress<AudioDecCreate>(library, "AUDIODEC_Create") : nullptr;
     void* d = nullptr;
+    // clang-format off
     if (!TvAssert(create && create( &d ) == 0))
+        // clang-format on
         return false;
     remixObject = static_cast<TvRemixObject*>(d);
     int zero = 0;
@@ -307,17 +320,25 @@ bool AudioConv::upmix(IMediaSample* sample)
     HMODULE& _dll = library;
     if (!_dll)
         _dll = LoadLibraryA((filter->moduleFolder() + "TvRemix.dll").c_str());
+    // clang-format off
     if (!TvAssert(_dll))
+        // clang-format on
         return false;
     TvRemixObject* _dec = remixObject;
+    // clang-format off
     if (!TvAssert(_dec))
+        // clang-format on
         return false;
     if (status.samples % 8 != 0 || status.chan != 2 || status.stype != ST16Bit)
         return false;
     LONG isize = sample->GetActualDataLength();
+    // clang-format off
     TvAssert(isize == status.samples * 4);
+    // clang-format on
     LONG osize = status.samples * upChannels * 2;
+    // clang-format off
     if (!TvAssert(osize < sample->GetSize()))
+        // clang-format on
         return false;
     if (status.freq != rate) {
         if (_dec->RemixSetParam(kRemixSampleRate, &status.freq) != 0)
@@ -326,7 +347,9 @@ bool AudioConv::upmix(IMediaSample* sample)
     }
     // The copy lets the library write its larger output into the sample.
     static thread_local std::array<uint8_t, 8192> input;
+    // clang-format off
     if (!TvAssert(isize <= 8192))
+        // clang-format on
         return false;
     // What the library writes follows from the bytes it is given; it must fit.
     if (isize < 0 || LONG(isize / 4) * upChannels * 2 >= sample->GetSize())
@@ -338,7 +361,9 @@ bool AudioConv::upmix(IMediaSample* sample)
     int osize2 = _dec->RemixProcess(input.data(), data, isize);
     if (osize2 == 0)
         return false;
+    // clang-format off
     TvAssert(osize == osize2);
+    // clang-format on
     sample->SetActualDataLength(osize);
     status.chan = upChannels;
     status.remixMode = RemixProLogicUpmix;

@@ -7,7 +7,18 @@
 #include "platform/com.h"
 
 // {40869117-031B-465F-B899-9F335331FD45}
-TV_DEFINE_GUID(IID_ITavioRemix, 0x40869117, 0x031B, 0x465F, 0xB8, 0x99, 0x9F, 0x33, 0x53, 0x31, 0xFD, 0x45);
+TV_DEFINE_GUID(IID_ITavioRemix,
+               0x40869117,
+               0x031B,
+               0x465F,
+               0xB8,
+               0x99,
+               0x9F,
+               0x33,
+               0x53,
+               0x31,
+               0xFD,
+               0x45);
 
 struct ITavioRemix : public IUnknown {
     STDMETHOD(SetOutputConfig)(int mode, unsigned mask) PURE;

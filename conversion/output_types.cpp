@@ -75,7 +75,8 @@ bool updateTypeFromStatus(CMediaType& m, const TvStatus& status)
     if (!changed)
         return false;
     format.Format.wBitsPerSample = static_cast<WORD>((validBits + 7) / 8 * 8);
-    format.Format.nBlockAlign = static_cast<WORD>(format.Format.wBitsPerSample / 8 * format.Format.nChannels);
+    format.Format.nBlockAlign =
+        static_cast<WORD>(format.Format.wBitsPerSample / 8 * format.Format.nChannels);
     format.Format.nAvgBytesPerSec = format.Format.nBlockAlign * format.Format.nSamplesPerSec;
     std::memcpy(m.pbFormat, &format, sizeof format);
     return true;

@@ -73,25 +73,25 @@ size_t convertEach(uint8_t* data, size_t length, Convert convert)
 size_t convertTo16Bit(uint8_t* data, size_t length, TvSampleType from)
 {
     switch (from) {
-    case ST16Bit:
-        return length;
-    case ST24Bit:
-        return convertEach<3, int16_t>(data, length, round24To16);
-    case ST32Bit:
-        return convertEach<4, int16_t>(data, length, [](const uint8_t* p) {
-            int32_t x;
-            std::memcpy(&x, p, 4);
-            return round32To16(x);
-        });
-    case STFloat:
-        return convertEach<4, int16_t>(data, length, [](const uint8_t* p) {
-            float f;
-            std::memcpy(&f, p, 4);
-            return floatTo16(f);
-        });
-    default:
-        TvAssert(0);
-        return length * 2;
+        case ST16Bit:
+            return length;
+        case ST24Bit:
+            return convertEach<3, int16_t>(data, length, round24To16);
+        case ST32Bit:
+            return convertEach<4, int16_t>(data, length, [](const uint8_t* p) {
+                int32_t x;
+                std::memcpy(&x, p, 4);
+                return round32To16(x);
+            });
+        case STFloat:
+            return convertEach<4, int16_t>(data, length, [](const uint8_t* p) {
+                float f;
+                std::memcpy(&f, p, 4);
+                return floatTo16(f);
+            });
+        default:
+            TvAssert(0);
+            return length * 2;
     }
 }
 
@@ -114,8 +114,8 @@ void convertTo16Bit(IMediaSample* sample, TvSampleType from)
     // An unknown type reports twice its length; the sample cannot hold more
     // than its buffer, so the length is clamped there.
     LONG capacity = sample->GetSize();
-    sample->SetActualDataLength(static_cast<LONG>(converted) > capacity ? capacity
-                                                                        : static_cast<LONG>(converted));
+    sample->SetActualDataLength(
+        static_cast<LONG>(converted) > capacity ? capacity : static_cast<LONG>(converted));
 }
 
 void convertFloatToInt(IMediaSample* sample)

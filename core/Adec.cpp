@@ -4,10 +4,19 @@
 
 #include "core/status_helpers.h"
 
-TvStatus* Adec::setSpdif(bool) { return nullptr; }
+TvStatus* Adec::setSpdif(bool)
+{
+    return nullptr;
+}
 void Adec::setMixType(int, int, uint32_t) {}
-bool Adec::wantsPrivateHeader() { return false; }
-bool Adec::parsePacketHeader(const uint8_t**, const uint8_t*) { return true; }
+bool Adec::wantsPrivateHeader()
+{
+    return false;
+}
+bool Adec::parsePacketHeader(const uint8_t**, const uint8_t*)
+{
+    return true;
+}
 
 void readWaveFormat(const AM_MEDIA_TYPE& mediaType, TvStatus& status)
 {

@@ -49,7 +49,8 @@ void TvBuffer::append(IMediaSample* sample)
             _pendingPosition = _size;
         } else {
             if (_current != kNoTime && differ(_current, startTime))
-                logStream << "time stamp error: incoming=" << startTime << "calc=" << _current << std::endl;
+                logStream << "time stamp error: incoming=" << startTime << "calc=" << _current
+                          << std::endl;
             _current = startTime;
         }
     }
@@ -64,7 +65,9 @@ void TvBuffer::consume(uint32_t n)
 {
     // An overlong count is a caller's arithmetic gone wrong (see the receive
     // loop): it moves nothing rather than dropping bytes nobody decoded.
+    // clang-format off
     if (!TvAssert(n<=size()))
+        // clang-format on
         return;
     _begin += n;
     _size -= n;
@@ -101,7 +104,9 @@ void TvBuffer::clear()
 
 void TvBuffer::reserve(uint32_t n)
 {
+    // clang-format off
     TvAssert(_begin == 0);
+    // clang-format on
     if (n < _size)
         n = _size;  // the held bytes always fit
     std::unique_ptr<uint8_t[]> grown(new uint8_t[n]);

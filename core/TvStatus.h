@@ -119,9 +119,9 @@ struct TvStatusRemix : TvStatusOf<TvStatusRemix, KindRemix> {};
 
 // MPEG-4 AAC streams, with what FAAD2 reported for the last frame.
 struct TvStatusAac : TvStatusOf<TvStatusAac, KindAac> {
-    uint8_t sbr = 0;         // the library's SBR indication
-    uint8_t objectType = 0;  // audio object type; 5 = SBR (HE-AAC)
-    uint8_t ps = 0;          // non-zero when parametric stereo was used
+    uint8_t sbr = 0;           // the library's SBR indication
+    uint8_t objectType = 0;    // audio object type; 5 = SBR (HE-AAC)
+    uint8_t ps = 0;            // non-zero when parametric stereo was used
     int32_t openChannels = 0;  // channels of the wave format the decoder was opened with
 };
 

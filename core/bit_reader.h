@@ -23,7 +23,10 @@ private:
     bool overrun_ = false;
 };
 
-inline uint16_t readBigEndian16(const uint8_t* p) { return uint16_t((p[0] << 8) | p[1]); }
+inline uint16_t readBigEndian16(const uint8_t* p)
+{
+    return uint16_t((p[0] << 8) | p[1]);
+}
 inline uint32_t readBigEndian24(const uint8_t* p)
 {
     return (uint32_t(p[0]) << 16) | (uint32_t(p[1]) << 8) | p[2];

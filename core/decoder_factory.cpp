@@ -2,17 +2,17 @@
 
 #include <type_traits>
 
-#include "decoders/AdecDDPlus.h"
 #include "decoders/AdecAAC.h"
-#include "decoders/AdecDTS.h"
 #include "decoders/AdecAMR.h"
+#include "decoders/AdecDDPlus.h"
+#include "decoders/AdecDTS.h"
 #include "decoders/AdecDolby.h"
+#include "decoders/AdecLPCM.h"
 #include "decoders/AdecLpcmBd.h"
-#include "decoders/AdecMLP.h"
 #include "decoders/AdecLpcmDvd.h"
+#include "decoders/AdecMLP.h"
 #include "decoders/AdecMPEG.h"
 #include "decoders/AdecVorbis.h"
-#include "decoders/AdecLPCM.h"
 #include "platform/media_guids.h"
 
 namespace {
@@ -30,20 +30,17 @@ std::unique_ptr<Adec> create(std::ostream& log, const std::string& moduleFolder)
 // The order of the list is the order in which media types are offered.
 // Adding a decoder class is one line here.
 const DecoderCreationStep creationSteps[] = {
-    {"AdecDDPlus", create<AdecDDPlus>, false},
-    {"AdecDolby", create<AdecDolby>, true},
-    {"AdecDTS", create<AdecDTS>, false},
-    {"AdecAAC", create<AdecAAC>, false},
-    {"AdecVorbis", create<AdecVorbis>, false},
-    {"AdecMLP", create<AdecMLP>, false},
-    {"AdecLpcmDvd", create<AdecLpcmDvd>, false},
-    {"AdecLpcmBd", create<AdecLpcmBd>, false},
-    {"AdecLPCM", create<AdecLPCM>, false},
-    {"AdecMPEG", create<AdecMPEG>, false},
+    {"AdecDDPlus", create<AdecDDPlus>, false},   {"AdecDolby", create<AdecDolby>, true},
+    {"AdecDTS", create<AdecDTS>, false},         {"AdecAAC", create<AdecAAC>, false},
+    {"AdecVorbis", create<AdecVorbis>, false},   {"AdecMLP", create<AdecMLP>, false},
+    {"AdecLpcmDvd", create<AdecLpcmDvd>, false}, {"AdecLpcmBd", create<AdecLpcmBd>, false},
+    {"AdecLPCM", create<AdecLPCM>, false},       {"AdecMPEG", create<AdecMPEG>, false},
     {"AdecAMR", create<AdecAMR>, false},
 };
 
-bool runStep(const DecoderCreationStep& step, DecoderList& decoders, std::ostream& log,
+bool runStep(const DecoderCreationStep& step,
+             DecoderList& decoders,
+             std::ostream& log,
              const std::string& moduleFolder)
 {
     try {
@@ -58,8 +55,11 @@ bool runStep(const DecoderCreationStep& step, DecoderList& decoders, std::ostrea
 
 }  // namespace
 
-void runCreationSteps(const DecoderCreationStep* steps, size_t count, DecoderList& decoders,
-                      std::ostream& log, const std::string& moduleFolder)
+void runCreationSteps(const DecoderCreationStep* steps,
+                      size_t count,
+                      DecoderList& decoders,
+                      std::ostream& log,
+                      const std::string& moduleFolder)
 {
     bool previousSucceeded = true;
     for (size_t i = 0; i < count; ++i) {

@@ -27,8 +27,11 @@ struct DecoderCreationStep {
 };
 
 // Runs the steps in order; a step whose creation throws adds nothing.
-void runCreationSteps(const DecoderCreationStep* steps, size_t count, DecoderList& decoders,
-                      std::ostream& log, const std::string& moduleFolder = "");
+void runCreationSteps(const DecoderCreationStep* steps,
+                      size_t count,
+                      DecoderList& decoders,
+                      std::ostream& log,
+                      const std::string& moduleFolder = "");
 
 // The major-type and format pre-check of a proposed input type.
 bool isCandidateInputType(const AM_MEDIA_TYPE& mediaType);

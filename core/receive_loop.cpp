@@ -86,8 +86,10 @@ bool ReceiveLoop::process(IMediaSample* out)
     LONG osize = out->GetActualDataLength();
     uint32_t consumed = static_cast<uint32_t>(p - start);
     if (consumed == 0) {
+        // clang-format off
         TvAssert(status1==0);
         TvAssert(osize == 0);
+        // clang-format on
         return false;
     }
     // Unsigned, as the decoder contract has it: a decoder that reports a
@@ -105,10 +107,14 @@ bool ReceiveLoop::process(IMediaSample* out)
             buffer.consume(skipped);
     }
     if (!status1) {
+        // clang-format off
         TvAssert(osize==0);
+        // clang-format on
         return true;
     }
+    // clang-format off
     TvAssert(osize>0);
+    // clang-format on
     REFERENCE_TIME t = buffer.takeTimeStamp();
     buffer.consume(wrapped ? consumed : frameSize);
     TvStatus*& istatus = state_.inputStatus;

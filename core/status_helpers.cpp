@@ -21,38 +21,54 @@ constexpr SampleTypeInfo sampleTypes[] = {
 const SampleTypeInfo& infoOf(TvSampleType type)
 {
     auto index = static_cast<uint32_t>(type);
+    // clang-format off
     if (!TvAssert(index < sizeof sampleTypes / sizeof sampleTypes[0]))
+        // clang-format on
         return sampleTypes[0];
     return sampleTypes[index];
 }
 
 }  // namespace
 
-int byteSize(TvSampleType type) { return infoOf(type).bytes; }
-int byteSize(const TvStatus& status) { return byteSize(status.stype); }
-int bitsPerSample(TvSampleType type) { return infoOf(type).bits; }
+int byteSize(TvSampleType type)
+{
+    return infoOf(type).bytes;
+}
+int byteSize(const TvStatus& status)
+{
+    return byteSize(status.stype);
+}
+int bitsPerSample(TvSampleType type)
+{
+    return infoOf(type).bits;
+}
 
 TvSampleType sampleTypeFromBits(int bits)
 {
     switch (bits) {
-    case 8:
-        return ST8Bit;
-    case 20:
-        return ST20Bit;
-    case 24:
-        return ST24Bit;
-    case 32:
-        return ST32Bit;
-    default:
-        return ST16Bit;
+        case 8:
+            return ST8Bit;
+        case 20:
+            return ST20Bit;
+        case 24:
+            return ST24Bit;
+        case 32:
+            return ST32Bit;
+        default:
+            return ST16Bit;
     }
 }
 
-int maskChannelCount(uint32_t mask) { return std::popcount(mask); }
+int maskChannelCount(uint32_t mask)
+{
+    return std::popcount(mask);
+}
 
 uint32_t defaultChannelMask(int chan)
 {
+    // clang-format off
     TvAssert(chan>0 && chan <= 8);
+    // clang-format on
     if (chan == 1)
         return 0x4;
     if (chan == 5)

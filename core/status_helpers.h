@@ -28,15 +28,15 @@ int32_t bitRateKbps(const TvStatus& status);
 inline const char* remixModeText(TvRemixMode mode)
 {
     switch (mode) {
-    case RemixProLogicUpmix:
-        return "prologic upmix";
-    case RemixSingleChannel:
-        return "single channel";
-    case RemixDecoderDownmix:
-        return "decoder downmix";
-    case RemixDecoderSurroundDownmix:
-        return "decoder surround downmix";
-    default:
-        return "";
+        case RemixProLogicUpmix:
+            return "prologic upmix";
+        case RemixSingleChannel:
+            return "single channel";
+        case RemixDecoderDownmix:
+            return "decoder downmix";
+        case RemixDecoderSurroundDownmix:
+            return "decoder surround downmix";
+        default:
+            return "";
     }
 }

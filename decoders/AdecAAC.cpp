@@ -17,12 +17,12 @@ constexpr unsigned char kOutput16Bit = FAAD_FMT_16BIT;
 // Speaker mask bit of each library channel position (unknown, front centre,
 // front left, front right, side left, side right, back left, back right,
 // back centre, LFE).
-constexpr uint32_t kPositionMask[10] = {0,    0x4,  0x1,  0x2,   0x200,
-                                        0x400, 0x10, 0x20, 0x100, 0x8};
+constexpr uint32_t kPositionMask[10] = {0, 0x4, 0x1, 0x2, 0x200, 0x400, 0x10, 0x20, 0x100, 0x8};
 
 bool isAacSubtype(const GUID& subtype)
 {
-    return IsEqualGUID(subtype, MEDIASUBTYPE_MPEG4_AUDIO) || IsEqualGUID(subtype, MEDIASUBTYPE_MP4_AUDIO);
+    return IsEqualGUID(subtype, MEDIASUBTYPE_MPEG4_AUDIO) ||
+           IsEqualGUID(subtype, MEDIASUBTYPE_MP4_AUDIO);
 }
 
 }  // namespace
@@ -51,10 +51,12 @@ void* AdecAAC::open(CMediaType& mediaType)
     auto* wave = reinterpret_cast<WAVEFORMATEX*>(mediaType.pbFormat);
     // The AudioSpecificConfig follows the WAVEFORMATEX; cbSize says how long
     // it is, but never more than the block holds.
-    unsigned long configSize = std::min<unsigned long>(wave->cbSize, mediaType.cbFormat - sizeof(WAVEFORMATEX));
+    unsigned long configSize =
+        std::min<unsigned long>(wave->cbSize, mediaType.cbFormat - sizeof(WAVEFORMATEX));
     unsigned long rate = wave->nSamplesPerSec;
     unsigned char channels = static_cast<unsigned char>(wave->nChannels);
-    char result = NeAACDecInit2(decoder, mediaType.pbFormat + sizeof(WAVEFORMATEX), configSize, &rate, &channels);
+    char result = NeAACDecInit2(decoder, mediaType.pbFormat + sizeof(WAVEFORMATEX), configSize,
+                                &rate, &channels);
     if (result != 0) {
         _log << "AAC Error: " << int(result) << std::endl;
         NeAACDecClose(decoder);
@@ -124,8 +126,8 @@ TvStatus* AdecAAC::process(const uint8_t** readPtr, const uint8_t* end, IMediaSa
     // A decoder that could not be re-opened decodes nothing (the library
     // would answer the same for a null handle).
     if (_decoder)
-        pcm = NeAACDecDecode(static_cast<NeAACDecHandle>(_decoder), &frameInfo, const_cast<uint8_t*>(*readPtr),
-                             size);
+        pcm = NeAACDecDecode(static_cast<NeAACDecHandle>(_decoder), &frameInfo,
+                             const_cast<uint8_t*>(*readPtr), size);
     // One input sample is one access unit, used up whatever happens.
     *readPtr = end;
 
@@ -166,15 +168,19 @@ TvStatus* AdecAAC::process(const uint8_t** readPtr, const uint8_t* end, IMediaSa
     BYTE* out = nullptr;
     if (FAILED(sample->GetPointer(&out)) || !out)
         return nullptr;
-    _status.channelMask = copyInWaveOrder(reinterpret_cast<int16_t*>(out), static_cast<const int16_t*>(pcm),
-                                          static_cast<size_t>(osize) / 2, frameInfo);
+    _status.channelMask =
+        copyInWaveOrder(reinterpret_cast<int16_t*>(out), static_cast<const int16_t*>(pcm),
+                        static_cast<size_t>(osize) / 2, frameInfo);
     sample->SetActualDataLength(osize);
     _status.remixMode =
         downmix && _status.openChannels == 6 && _status.chan == 2 ? RemixDecoderDownmix : RemixNone;
     return &_status;
 }
 
-uint32_t AdecAAC::copyInWaveOrder(int16_t* out, const int16_t* pcm, size_t count, const NeAACDecFrameInfo& inf)
+uint32_t AdecAAC::copyInWaveOrder(int16_t* out,
+                                  const int16_t* pcm,
+                                  size_t count,
+                                  const NeAACDecFrameInfo& inf)
 {
     // The reorder happens in the copy out of the library's buffer: one pass
     // over the samples instead of a copy, a reorder and a copy back.

@@ -31,7 +31,10 @@ private:
     // WAVE channel order by the library's channel positions (in library
     // order when a position is unknown or the unit is over the limit);
     // returns the speaker mask gathered.
-    uint32_t copyInWaveOrder(int16_t* out, const int16_t* pcm, size_t count, const NeAACDecFrameInfo& inf);
+    uint32_t copyInWaveOrder(int16_t* out,
+                             const int16_t* pcm,
+                             size_t count,
+                             const NeAACDecFrameInfo& inf);
 
     TvStatusAac _status;
     void* _decoder = nullptr;  // NeAACDecHandle

@@ -347,8 +347,8 @@ TvStatus* AdecDDPlus::decode(uint8_t* frame, const uint8_t** readPtr, IMediaSamp
         channels[k] = {_pcm.data() + row[k], kMaxSamples, std::max(status->chan, 1), 0};
         ddout.pp_dec_bufdesc[k] = &channels[k];
     }
-    ddpi_frame_desc desc{reinterpret_cast<const int16_t*>(frame),
-                         uint32_t(status->iFrameSize / 2), uint32_t(status->iFrameSize / 2)};
+    ddpi_frame_desc desc{reinterpret_cast<const int16_t*>(frame), uint32_t(status->iFrameSize / 2),
+                         uint32_t(status->iFrameSize / 2)};
     short err = _processFrame(_instance, &desc, &ddout);
     if (err != 0) {
         _log << "DD+ decode error: " << err << std::endl;

@@ -120,15 +120,16 @@ bool AdecDTS::decode(const uint8_t* frame, uint8_t* out, long outSize)
 {
     TV_PROFILE_SCOPE("dtsDecode");
     TvStatusDts& status = _status;
-    DtsFrameInfo fi = dtsEngineDecode(_engine, frame, size_t(status.iFrameSize), out, size_t(outSize));
+    DtsFrameInfo fi =
+        dtsEngineDecode(_engine, frame, size_t(status.iFrameSize), out, size_t(outSize));
     if (fi.error != 0) {
         _log << "DTS decode error: " << fi.error << std::endl;
         return false;
     }
     status.chan = fi.channels;
     status.channelMask = fi.channelMask;
-    _log << "dtsDecodeFrame: " << fi.channels << " channels " << " mask " << fi.channelMask
-         << std::endl;
+    _log << "dtsDecodeFrame: " << fi.channels << " channels "
+         << " mask " << fi.channelMask << std::endl;
     // clang-format off
     TvAssert(fi.samples == status.chan * status.samples);
     TvAssert(fi.samplerate == status.freq);

@@ -60,8 +60,10 @@ bool AdecLPCM::parsePacketHeader(const uint8_t** readPtr, const uint8_t* end)
         ok = parseDvdAudioHeader(readPtr, end);
     else if (IsEqualGUID(_mediaType.subtype, MEDIASUBTYPE_DVD_LPCM_AUDIO))
         ok = parseDvdVideoHeader(readPtr, end);
+    // clang-format off
     else
         TvAssert(0);
+    // clang-format on
     if (!ok)
         *readPtr = end;
     return ok;
@@ -75,14 +77,18 @@ bool AdecLPCM::parseDvdAudioHeader(const uint8_t** readPtr, const uint8_t* end)
 {
     const uint8_t* p = *readPtr;
     int32_t size = static_cast<int32_t>(end - p);
+    // clang-format off
     TvAssert(size >= 7);
+    // clang-format on
     // A short header reads as zeros past its end, which no check below accepts.
     uint8_t header[dvdAudioHeaderFields] = {};
     if (size > 0)
         std::memcpy(header, p, size_t(std::min(size, dvdAudioHeaderFields)));
     if (header[0] != 0xA0) {
         _log << "Error: wrong Audio DVD header" << std::endl;
+        // clang-format off
         TvAssert(0);
+        // clang-format on
         return false;
     }
     BitReader bf(header + 7, 2);
@@ -92,18 +98,24 @@ bool AdecLPCM::parseDvdAudioHeader(const uint8_t** readPtr, const uint8_t* end)
     int freq2 = static_cast<int>(bf.get(4));
     int channelAssignment = header[10] & 0x1F;
     if (channelAssignment != 17) {
+        // clang-format off
         TvAssert(0);
+        // clang-format on
         return false;
     }
     _status.group1Channels = 3;
     _status.group2Channels = 3;
     _status.chan = 6;
     _status.channelMask = 0x3F;
+    // clang-format off
     TvAssert(quant1 ==quant2 && freq1 == freq2);
+    // clang-format on
     _status.stype = sampleTypeFromBits(16 + 4 * quant1);
     int frequency = dvdAudioFrequency(freq1);
     if (frequency == 0) {
+        // clang-format off
         TvAssert(0);
+        // clang-format on
         return false;
     }
     _status.freq = frequency;
@@ -114,7 +126,9 @@ bool AdecLPCM::parseDvdAudioHeader(const uint8_t** readPtr, const uint8_t* end)
     // header: what lies between belongs to the previous access unit.
     first_access_unit_pointer = first_access_unit_pointer - headerLength + 1;
     int32_t d_samples = first_access_unit_pointer / _status.chan / byteSize(_status);
+    // clang-format off
     TvAssert(first_access_unit_pointer == d_samples * _status.chan * byteSize(_status ));
+    // clang-format on
     _firstAccessUnitTime = int64_t(d_samples) * 10000000 / _status.freq;
 
     // A header longer than its packet leaves no audio.
@@ -158,7 +172,9 @@ bool AdecLPCM::parseDvdVideoHeader(const uint8_t** readPtr, const uint8_t* end)
     _status.samples = frequency == 1 ? 160 : 80;
     *readPtr = p + 7;
     int32_t d_samples = first_access_unit_pointer / _status.chan / byteSize(_status);
+    // clang-format off
     TvAssert(first_access_unit_pointer == d_samples * _status.chan * byteSize(_status));
+    // clang-format on
     _firstAccessUnitTime = int64_t(d_samples) * 10000000 / _status.freq;
     return true;
 }
@@ -172,7 +188,9 @@ TvStatus* AdecLPCM::process(const uint8_t** readPtr, const uint8_t* pend, IMedia
     // Whole pairs of sample frames only; a record without channels (a bad
     // format block) converts nothing rather than dividing by zero.
     _status.samples = _status.chan > 0 ? size / byteSize(_status) / _status.chan / 2 * 2 : 0;
+    // clang-format off
     TvAssert(_status.samples *byteSize(_status) * _status.chan == _status.iFrameSize);
+    // clang-format on
     int32_t oFrameSize = byteSize(_status) * _status.samples * _status.chan;
     _status.chan = _status.group1Channels + _status.group2Channels;
 
@@ -180,11 +198,15 @@ TvStatus* AdecLPCM::process(const uint8_t** readPtr, const uint8_t* pend, IMedia
     if (!dest || FAILED(dest->GetPointer(&out)) || !out)
         return nullptr;
     int32_t capacity = std::max<int32_t>(0, dest->GetSize());
+    // clang-format off
     TvAssert(dest->GetSize() > oFrameSize);
+    // clang-format on
     dest->SetActualDataLength(std::min(oFrameSize, capacity));
 
     if (_status.stype == ST16Bit) {
+        // clang-format off
         TvAssert(dest->GetSize() > size);
+        // clang-format on
         // Every byte is copied, the output length counts only whole pairs of
         // frames; an odd trailing byte has no partner to swap with.
         int32_t copied = std::min(size, capacity);
@@ -199,20 +221,28 @@ TvStatus* AdecLPCM::process(const uint8_t** readPtr, const uint8_t* pend, IMedia
         convert24BitPairs(&p, pend, out, capacity);
     } else if (_status.stype == ST24Bit && _status.group1Channels == 3 &&
                _status.group2Channels == 3) {
+        // clang-format off
         TvAssert((pend-p)%36 == 0);
+        // clang-format on
         convertThreePlusThree(&p, pend, out, capacity);
     } else {
         // 20-bit and other groupings are not converted: silence rather than
         // whatever the buffer held, and the bytes go with the frame the
         // status reports, so an unsupported stream cannot pile up in the
         // input buffer packet after packet.
+        // clang-format off
         TvAssert(0);
+        // clang-format on
         std::memset(out, 0, size_t(std::min(oFrameSize, capacity)));
+        // clang-format off
         TvAssert(p==pend);
+        // clang-format on
         p = pend;
     }
+    // clang-format off
     if (p != pend)
         TvAssert(p==pend);
+    // clang-format on
     // A partial unit at the end cannot be converted; it goes with the frame
     // instead of being read past the end of the input.
     if (converted)

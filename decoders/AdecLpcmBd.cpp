@@ -61,7 +61,10 @@ TvSampleType sampleTypeFromCode(int code)
 // big-endian sample little-endian, in one pass: the selection and the byte
 // swap of the packing, fused so each sample is touched once.
 template <int SampleBytes>
-void selectChannelsSwapped(uint8_t* out, const uint8_t* in, int frames, const AdecLpcmBd::ChannelLayout& layout)
+void selectChannelsSwapped(uint8_t* out,
+                           const uint8_t* in,
+                           int frames,
+                           const AdecLpcmBd::ChannelLayout& layout)
 {
     const size_t codedFrame = size_t(SampleBytes) * size_t(layout.codedChannels);
     int offsets[8];

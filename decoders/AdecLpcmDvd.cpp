@@ -15,14 +15,14 @@ namespace {
 // HD-DVD channel assignment -> speaker mask. Code 7 gives left, right and back
 // centre like code 2, as recorded streams expect.
 constexpr uint32_t assignmentMasks[21] = {
-    0x4,  0x3,   0x103, 0x33,  0xB,   0x10B, 0x3B, 0x103, 0x107, 0x37, 0xF,
-    0x10F, 0x3F, 0x107, 0x37, 0xF,   0x10F, 0x3F,  0x3B,  0x37,  0x3F,
+    0x4,   0x3,  0x103, 0x33, 0xB, 0x10B, 0x3B, 0x103, 0x107, 0x37, 0xF,
+    0x10F, 0x3F, 0x107, 0x37, 0xF, 0x10F, 0x3F, 0x3B,  0x37,  0x3F,
 };
 
 // Assignments delivered in an order that would need reordering (18-20) are
 // passed through as they are; the table only feeds an assertion.
 constexpr bool correctOrder[21] = {
-    true, true, true, true, true, true, true, true, true, true, true,
+    true, true, true, true, true, true, true, true,  true,  true,  true,
     true, true, true, true, true, true, true, false, false, false,
 };
 
@@ -57,7 +57,9 @@ bool AdecLpcmDvd::parsePacketHeader(const uint8_t** readPtr, const uint8_t* end)
         return parseDvdVideoHeader(readPtr, end);
     if (IsEqualGUID(_mediaType.subtype, MEDIASUBTYPE_HDDVD_LPCM))
         return parseHdDvdHeader(readPtr, end);
+    // clang-format off
     TvAssert(0);
+    // clang-format on
     return false;
 }
 
@@ -72,7 +74,9 @@ bool AdecLpcmDvd::parseDvdVideoHeader(const uint8_t** readPtr, const uint8_t* en
         _log << "error: bad VideoDVD header" << std::endl;
         return false;
     }
+    // clang-format off
     if (!TvAssert((*p & 0xf8) == 0xa0))
+        // clang-format on
         return false;  // not an LPCM substream: the header is refused
     int pointer = readBigEndian16(p + 2);
     _timeStampBytes = size - pointer + 4;
@@ -106,7 +110,9 @@ bool AdecLpcmDvd::parseHdDvdHeader(const uint8_t** readPtr, const uint8_t* end)
         _log << "error: bad VideoDVD header" << std::endl;
         return false;
     }
+    // clang-format off
     if (!TvAssert((*p & 0xf8) == 0xa0))
+        // clang-format on
         return false;
     int pointer = readBigEndian16(p + 2);
     _timeStampBytes = pointer - 6;
@@ -118,16 +124,22 @@ bool AdecLpcmDvd::parseHdDvdHeader(const uint8_t** readPtr, const uint8_t* end)
     int frequency = static_cast<int>(bf.get(3));
     int channels = static_cast<int>(bf.get(4)) + 1;
     bf.skip(16);
+    // clang-format off
     TvAssert(bf.get(3) == 0);
+    // clang-format on
     int previousAssignment = _channelAssignment;
     _channelAssignment = static_cast<int>(bf.get(5));
+    // clang-format off
     if (!TvAssert(_channelAssignment <=20)) {
+        // clang-format on
         // No layout exists above 20: the header is refused, and the code is
         // not kept, so the tables are only ever read inside their bounds.
         _channelAssignment = previousAssignment;
         return false;
     }
+    // clang-format off
     TvAssert(correctOrder[_channelAssignment]);
+    // clang-format on
     _status.channelMask = assignmentMasks[_channelAssignment];
     _status.stype = sampleTypeFromBits(16 + 4 * quantisation);
     _status.freq = 48000 << frequency;
@@ -146,7 +158,9 @@ TvStatus* AdecLpcmDvd::process(const uint8_t** readPtr, const uint8_t* pend, IMe
     if (_status.freq > 0)
         _status.timeOffset = static_cast<int32_t>(
             -(int64_t(_timeStampBytes / sampleSize) * 10000000) / _status.freq);
+    // clang-format off
     TvAssert(samples * sampleSize == size);
+    // clang-format on
     if (samples == 0)
         return nullptr;
 
@@ -157,7 +171,9 @@ TvStatus* AdecLpcmDvd::process(const uint8_t** readPtr, const uint8_t* pend, IMe
     // converted only as far as it fits (whole pairs of sample frames).
     int32_t oFrameSize = size;
     int32_t capacity = dest->GetSize();
+    // clang-format off
     if (!TvAssert(dest->GetSize() > oFrameSize)) {
+        // clang-format on
         size = std::max<int32_t>(0, capacity) / (2 * sampleSize) * (2 * sampleSize);
         samples = size / sampleSize;
         if (samples == 0)
@@ -169,7 +185,9 @@ TvStatus* AdecLpcmDvd::process(const uint8_t** readPtr, const uint8_t* pend, IMe
     dest->SetActualDataLength(size);
 
     if (_status.stype == ST16Bit) {
+        // clang-format off
         TvAssert(dest->GetSize() > size);
+        // clang-format on
         // Every byte is copied; an odd trailing byte has no partner to swap
         // with and goes out as it came.
         swapBytes16(out, p, static_cast<size_t>(size) / 2);
@@ -195,12 +213,18 @@ TvStatus* AdecLpcmDvd::process(const uint8_t** readPtr, const uint8_t* pend, IMe
         // 20-bit samples are recognised but not converted: silence rather
         // than whatever the buffer held, and the bytes go with the frame the
         // status reports, so the stream cannot pile up in the input buffer.
+        // clang-format off
         TvAssert(0);
+        // clang-format on
         std::memset(out, 0, static_cast<size_t>(size));
+        // clang-format off
         TvAssert(p == pend);
+        // clang-format on
         p = pend;
     }
+    // clang-format off
     TvAssert(p == pend);
+    // clang-format on
     *readPtr = p;
     return &_status;
 }

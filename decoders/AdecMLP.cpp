@@ -88,7 +88,9 @@ TvStatus* AdecMLP::init(const CMediaType& mediaType)
     _mlp = _init(&record, kMlpRecordVersion);
     if (_mlp)
         _mlp->intface.inbufEnd = 0;
+    // clang-format off
     if (!TvAssert(_mlp))
+        // clang-format on
         return nullptr;
     _syncKind = 0;
     _status = TvStatusMlp();
@@ -110,14 +112,20 @@ bool AdecMLP::parsePacketHeader(const uint8_t** readPtr, const uint8_t* end)
     // An empty payload has no first byte to look at: its check fails (and is
     // logged) without reading one.
     if (_hdDvd) {
+        // clang-format off
         if (p >= end ? !tvAssertionFailed(__FILE__, __LINE__, "(p[0] & 0xF8) == 0xB0")
                      : !TvAssert((p[0] & 0xF8) == 0xB0))
+            // clang-format on
             return false;
         p += std::min<ptrdiff_t>(kHdDvdHeaderBytes, end - p);
     } else {
+        // clang-format off
         if (p >= end ? !tvAssertionFailed(__FILE__, __LINE__, "p[0] == 0xa1") : !TvAssert(p[0] == 0xa1))
+            // clang-format on
             return false;
+        // clang-format off
         if (!TvAssert(end-p>4))
+            // clang-format on
             return false;
         p += std::min<ptrdiff_t>(4 + p[3], end - p);
     }
@@ -125,7 +133,9 @@ bool AdecMLP::parsePacketHeader(const uint8_t** readPtr, const uint8_t* end)
         *readPtr = p;
         return true;
     }
+    // clang-format off
     if (!TvAssert(p<end)) {
+        // clang-format on
         *readPtr = end;
         return false;
     }
@@ -150,10 +160,14 @@ TvStatus* AdecMLP::process(const uint8_t** readPtr, const uint8_t* end, IMediaSa
              << std::endl;
         const int32_t consumedBefore = _mlp->intface.consumed;
         const MlpResult* result = _run(_mlp, p, _matrix);
+        // clang-format off
         TvAssert(_mlp->intface.inbufEnd == end - p);
+        // clang-format on
         if (!result || result->samplesDecoded == 0)
             break;
+        // clang-format off
         if (!TvAssert(result->samplesDecoded<=MAX_MLP_SAMPLES))
+            // clang-format on
             break;
         const MlpMajorSyncInfo* major_sync_info = result->major_sync_info;
         if (!major_sync_info)
@@ -162,7 +176,9 @@ TvStatus* AdecMLP::process(const uint8_t** readPtr, const uint8_t* end, IMediaSa
             frequencyCode = (major_sync_info->format_info >> 20) & 0xF;
             _syncKind = 0;
         } else {
+            // clang-format off
             TvAssert(major_sync_info->format_sync == FORMATSYNC_FBA);
+            // clang-format on
             frequencyCode = major_sync_info->format_info >> 28;
             _syncKind = 1;
         }
@@ -224,8 +240,10 @@ TvStatus* AdecMLP::process(const uint8_t** readPtr, const uint8_t* end, IMediaSa
     int frequency = dvdAudioFrequency(frequencyCode);
     if (frequency != 0)
         _status.freq = frequency;
+    // clang-format off
     else
         TvAssert(0);
+    // clang-format on
     if (out->GetActualDataLength() == 0) {
         _log << "MLP: no output" << std::endl;
         return nullptr;

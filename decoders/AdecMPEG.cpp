@@ -28,8 +28,9 @@ AdecMPEG::~AdecMPEG() = default;
 bool AdecMPEG::accepts(const CMediaType& mediaType)
 {
     const GUID& s = mediaType.subtype;
-    if (IsEqualGUID(s, MEDIASUBTYPE_MPEG1AudioPayload) || IsEqualGUID(s, MEDIASUBTYPE_MPEG1Payload) ||
-        IsEqualGUID(s, MEDIASUBTYPE_MPEG2_AUDIO) || IsEqualGUID(s, MEDIASUBTYPE_MP3))
+    if (IsEqualGUID(s, MEDIASUBTYPE_MPEG1AudioPayload) ||
+        IsEqualGUID(s, MEDIASUBTYPE_MPEG1Payload) || IsEqualGUID(s, MEDIASUBTYPE_MPEG2_AUDIO) ||
+        IsEqualGUID(s, MEDIASUBTYPE_MP3))
         return true;
     return IsEqualGUID(s, MEDIASUBTYPE_MPEG1Packet) &&
            IsEqualGUID(mediaType.majortype, MEDIATYPE_DVD_ENCRYPTED_PACK);
@@ -81,7 +82,8 @@ bool AdecMPEG::updateStatus(const uint8_t** readPtr, const uint8_t* end)
     _status.layer = header.layer;
     _status.mpeg = 4 - header.version;
     _log << "mpeg: " << _status.mpeg << " layer: " << _status.layer << " srate: " << _status.freq
-         << " brate: " << header.bitrate << " chan: " << _status.chan << " isize: " << _status.iFrameSize;
+         << " brate: " << header.bitrate << " chan: " << _status.chan
+         << " isize: " << _status.iFrameSize;
     if (_status.iFrameSize > end - p) {
         _status.samples = 0;
         _status.iFrameSize = 0;
@@ -107,8 +109,8 @@ TvStatus* AdecMPEG::decodeLayer12(const uint8_t** readPtr, IMediaSample* out)
     BYTE* pcm = nullptr;
     MpegFrameOutput result;
     bool error = !_mpeg || FAILED(out->GetPointer(&pcm)) || !pcm ||
-                 _mpeg->decode(*readPtr, size_t(_status.iFrameSize), reinterpret_cast<int16_t*>(pcm),
-                               size_t(out->GetSize()) / 2, result);
+                 _mpeg->decode(*readPtr, size_t(_status.iFrameSize),
+                               reinterpret_cast<int16_t*>(pcm), size_t(out->GetSize()) / 2, result);
     if (error) {
         *readPtr += 1;
         return nullptr;
@@ -160,8 +162,9 @@ TvStatus* AdecMPEG::decodeLayer3(const uint8_t** readPtr, IMediaSample* out)
         _status.freq = i->GetOutSFreq();
     }
     _log << "MP3PRO: "
-         << " layer: " << i->GetLayer() << " MPEG: " << i->GetMpegVersion() << " Bitrate: " << i->GetBitrate()
-         << " chan: " << i->GetChannels() << " sfreq: " << i->GetSFreq() << " effchan: " << i->GetEffChannels()
+         << " layer: " << i->GetLayer() << " MPEG: " << i->GetMpegVersion()
+         << " Bitrate: " << i->GetBitrate() << " chan: " << i->GetChannels()
+         << " sfreq: " << i->GetSFreq() << " effchan: " << i->GetEffChannels()
          << " effsfreq: " << i->GetEffSFreq() << " outsfreq: " << i->GetOutSFreq()
          << " mp3pro: " << int(i->GetMp3Pro()) << std::endl;
     _status.samples = 1152;

@@ -14,9 +14,9 @@ void putLittleEndian16(uint8_t* p, uint32_t value)
 
 void writeAc3BurstPreamble(uint8_t* burst, int bsmod, int32_t payloadBytes)
 {
-    putLittleEndian16(burst + 0, 0xF872);                                       // Pa
-    putLittleEndian16(burst + 2, 0x4E1F);                                       // Pb
-    putLittleEndian16(burst + 4, (static_cast<uint32_t>(bsmod) << 8) | 0x01);   // Pc: AC-3
+    putLittleEndian16(burst + 0, 0xF872);                                        // Pa
+    putLittleEndian16(burst + 2, 0x4E1F);                                        // Pb
+    putLittleEndian16(burst + 4, (static_cast<uint32_t>(bsmod) << 8) | 0x01);    // Pc: AC-3
     putLittleEndian16(burst + 6, static_cast<uint32_t>(payloadBytes / 2 * 16));  // Pd: bits
 }
 

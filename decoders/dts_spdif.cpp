@@ -16,10 +16,10 @@ void putBigEndian16(uint8_t* p, uint32_t value)
 
 void writeDtsBurst(uint8_t* burst, size_t burstBytes, const uint8_t* frame, int32_t frameSize)
 {
-    putBigEndian16(burst + 0, 0xF872);                                 // Pa
-    putBigEndian16(burst + 2, 0x4E1F);                                 // Pb
-    putBigEndian16(burst + 4, kDtsSpdifDataType);                      // Pc
-    putBigEndian16(burst + 6, uint32_t(frameSize) * 8 & 0xFFFF);       // Pd: bits
+    putBigEndian16(burst + 0, 0xF872);                            // Pa
+    putBigEndian16(burst + 2, 0x4E1F);                            // Pb
+    putBigEndian16(burst + 4, kDtsSpdifDataType);                 // Pc
+    putBigEndian16(burst + 6, uint32_t(frameSize) * 8 & 0xFFFF);  // Pd: bits
     std::memcpy(burst + 8, frame, size_t(frameSize));
     std::memset(burst + 8 + frameSize, 0, burstBytes - 8 - size_t(frameSize));
     swapBytes16(burst, burst, (size_t(frameSize) + 8) / 2);

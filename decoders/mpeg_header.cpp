@@ -9,15 +9,19 @@ constexpr uint16_t kBitrates[5][15] = {
     {0, 32, 64, 96, 128, 160, 192, 224, 256, 288, 320, 352, 384, 416, 448},  // MPEG-1 layer I
     {0, 32, 48, 56, 64, 80, 96, 112, 128, 160, 192, 224, 256, 320, 384},     // MPEG-1 layer II
     {0, 32, 40, 48, 56, 64, 80, 96, 112, 128, 160, 192, 224, 256, 320},      // MPEG-1 layer III
-    {0, 32, 48, 56, 64, 80, 96, 112, 128, 144, 160, 176, 192, 224, 256},     // MPEG-2/2.5 layers I, II
-    {0, 8, 16, 24, 32, 40, 48, 56, 64, 80, 96, 112, 128, 144, 160},          // MPEG-2/2.5 layer III
+    {0, 32, 48, 56, 64, 80, 96, 112, 128, 144, 160, 176, 192, 224, 256},  // MPEG-2/2.5 layers I, II
+    {0, 8, 16, 24, 32, 40, 48, 56, 64, 80, 96, 112, 128, 144, 160},       // MPEG-2/2.5 layer III
 };
 
 constexpr uint32_t kSampleRates[3] = {44100, 48000, 32000};
 
 // Bytes per frame before padding: K x bit rate / sample rate, with K the
 // frame's samples / 8 (layer I counts in 4-byte slots, so 48 = 12 x 4).
-uint32_t unpaddedFrameSize(int version, int layer, int bitrateIndex, uint32_t bitrate, uint32_t rate)
+uint32_t unpaddedFrameSize(int version,
+                           int layer,
+                           int bitrateIndex,
+                           uint32_t bitrate,
+                           uint32_t rate)
 {
     uint32_t k = 0;
     if (layer == 1)

@@ -25,11 +25,13 @@ unsigned long assertionCount();
 #endif
 
 // Evaluates to the condition's truth; a false condition is logged, never fatal.
-#define TvAssert(condition) ((condition) ? true : tvAssertionFailed(TV_ASSERT_SOURCE, __LINE__, #condition))
+#define TvAssert(condition) \
+    ((condition) ? true : tvAssertionFailed(TV_ASSERT_SOURCE, __LINE__, #condition))
 // The same, reporting the condition in the words given: for checks whose
 // usual wording cannot be written as safe code (an unaligned read, a count
 // kept elsewhere).
-#define TvAssertWorded(condition, words) ((condition) ? true : tvAssertionFailed(TV_ASSERT_SOURCE, __LINE__, words))
+#define TvAssertWorded(condition, words) \
+    ((condition) ? true : tvAssertionFailed(TV_ASSERT_SOURCE, __LINE__, words))
 
 // The one exception type of the system; it logs itself once, when thrown.
 class TvException : public std::exception {

@@ -69,7 +69,8 @@ int LockedFileBuffer::sync()
 
 bool LockedFileBuffer::flushLocked()
 {
-    bool ok = pending_.empty() || std::fwrite(pending_.data(), 1, pending_.size(), file_) == pending_.size();
+    bool ok = pending_.empty() ||
+              std::fwrite(pending_.data(), 1, pending_.size(), file_) == pending_.size();
     pending_.clear();
     return (std::fflush(file_) == 0) && ok;
 }

@@ -50,7 +50,10 @@ ProfileScope::~ProfileScope()
     counter_.total += static_cast<double>(nowMs() - startMs_) * 0.001;
 }
 
-void writeProfileReport() { writeProfileReport(reportPath); }
+void writeProfileReport()
+{
+    writeProfileReport(reportPath);
+}
 
 void writeProfileReport(const std::string& path)
 {
@@ -68,8 +71,8 @@ void writeProfileReport(const std::string& path)
     }
     out.unsetf(std::ios::floatfield);
     out.precision(6);
-    out << std::endl << "total decoded time: " << static_cast<double>(totalDecodedTime) * 1e-7
-        << std::endl;
+    out << std::endl
+        << "total decoded time: " << static_cast<double>(totalDecodedTime) * 1e-7 << std::endl;
 }
 
 void resetProfilingForTesting()

@@ -36,9 +36,10 @@ private:
 // Times the rest of the enclosing block under `name`.
 #define TV_PROFILE_CONCAT2(a, b) a##b
 #define TV_PROFILE_CONCAT(a, b) TV_PROFILE_CONCAT2(a, b)
-#define TV_PROFILE_SCOPE(name)                                             \
+#define TV_PROFILE_SCOPE(name)                                                \
     static ProfileCounter TV_PROFILE_CONCAT(profileCounter_, __LINE__)(name); \
-    ProfileScope TV_PROFILE_CONCAT(profileScope_, __LINE__)(TV_PROFILE_CONCAT(profileCounter_, __LINE__))
+    ProfileScope TV_PROFILE_CONCAT(profileScope_,                             \
+                                   __LINE__)(TV_PROFILE_CONCAT(profileCounter_, __LINE__))
 
 // Writes the cumulative report to the report path (nothing without a
 // registry).

@@ -64,7 +64,10 @@ GUID guidOf(VARIANT* value)
 }  // namespace
 
 ICodecApiImpl::ICodecApiImpl(TvFilter* filter, ITavioRemix* remix, std::ostream& log)
-    : _filter(filter), _remix(remix), currentFormat(CODECAPI_AUDIO_OUTPUT_FORMAT_PCM_STEREO), _log(log)
+    : _filter(filter),
+      _remix(remix),
+      currentFormat(CODECAPI_AUDIO_OUTPUT_FORMAT_PCM_STEREO),
+      _log(log)
 {
 }
 
@@ -95,15 +98,18 @@ STDMETHODIMP ICodecApiImpl::IsModifiable(const GUID* Api)
     return isOutputFormatProperty(Api) ? S_OK : E_NOTIMPL;
 }
 
-STDMETHODIMP ICodecApiImpl::GetParameterValues(const GUID* Api, VARIANT** Values, ULONG* ValuesCount)
+STDMETHODIMP ICodecApiImpl::GetParameterValues(const GUID* Api,
+                                               VARIANT** Values,
+                                               ULONG* ValuesCount)
 {
     if (!isOutputFormatProperty(Api))
         return E_NOTIMPL;
     if (!Values || !ValuesCount)
         return E_POINTER;
-    static const GUID* const formats[4] = {
-        &CODECAPI_AUDIO_OUTPUT_FORMAT_SPDIF_BITSTREAM, &CODECAPI_AUDIO_OUTPUT_FORMAT_PCM_STEREO_MATRIXENCODED,
-        &CODECAPI_AUDIO_OUTPUT_FORMAT_PCM_STEREO, &CODECAPI_AUDIO_OUTPUT_FORMAT_SPDIF_PCM};
+    static const GUID* const formats[4] = {&CODECAPI_AUDIO_OUTPUT_FORMAT_SPDIF_BITSTREAM,
+                                           &CODECAPI_AUDIO_OUTPUT_FORMAT_PCM_STEREO_MATRIXENCODED,
+                                           &CODECAPI_AUDIO_OUTPUT_FORMAT_PCM_STEREO,
+                                           &CODECAPI_AUDIO_OUTPUT_FORMAT_SPDIF_PCM};
     auto* list = static_cast<VARIANT*>(CoTaskMemAlloc(4 * sizeof(VARIANT)));
     if (!list)
         return E_OUTOFMEMORY;

@@ -22,7 +22,10 @@ public:
 
     STDMETHODIMP IsSupported(const GUID* Api) override;
     STDMETHODIMP IsModifiable(const GUID* Api) override;
-    STDMETHODIMP GetParameterRange(const GUID*, VARIANT*, VARIANT*, VARIANT*) override { return E_NOTIMPL; }
+    STDMETHODIMP GetParameterRange(const GUID*, VARIANT*, VARIANT*, VARIANT*) override
+    {
+        return E_NOTIMPL;
+    }
     STDMETHODIMP GetParameterValues(const GUID* Api, VARIANT** Values, ULONG* ValuesCount) override;
     STDMETHODIMP GetDefaultValue(const GUID*, VARIANT*) override { return E_NOTIMPL; }
     STDMETHODIMP GetValue(const GUID* Api, VARIANT* Value) override;
@@ -30,7 +33,10 @@ public:
     STDMETHODIMP RegisterForEvent(const GUID*, LONG_PTR) override { return E_NOTIMPL; }
     STDMETHODIMP UnregisterForEvent(const GUID*) override { return E_NOTIMPL; }
     STDMETHODIMP SetAllDefaults() override { return E_NOTIMPL; }
-    STDMETHODIMP SetValueWithNotify(const GUID*, VARIANT*, GUID**, ULONG*) override { return E_NOTIMPL; }
+    STDMETHODIMP SetValueWithNotify(const GUID*, VARIANT*, GUID**, ULONG*) override
+    {
+        return E_NOTIMPL;
+    }
     STDMETHODIMP SetAllDefaultsWithNotify(GUID**, ULONG*) override { return E_NOTIMPL; }
     STDMETHODIMP GetAllSettings(IStream*) override { return E_NOTIMPL; }
     STDMETHODIMP SetAllSettings(IStream*) override { return E_NOTIMPL; }

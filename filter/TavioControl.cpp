@@ -51,13 +51,13 @@ STDMETHODIMP TavioStreamInfo::GetSpdif(DWORD* spdif)
     return S_OK;
 }
 
-#define TV_GETTER(Method, Type, value) \
+#define TV_GETTER(Method, Type, value)              \
     STDMETHODIMP TavioStreamInfo::Method(Type* out) \
-    { \
-        if (!out) \
-            return E_POINTER; \
-        *out = Type(value); \
-        return S_OK; \
+    {                                               \
+        if (!out)                                   \
+            return E_POINTER;                       \
+        *out = Type(value);                         \
+        return S_OK;                                \
     }
 
 TV_GETTER(GetStreamType, DWORD, _status->formatId())

@@ -23,11 +23,12 @@ const AMOVIESETUP_MEDIATYPE outputType = {&MEDIATYPE_Audio, &MEDIASUBTYPE_PCM};
 const AMOVIESETUP_PIN setupPins[2] = {
     {const_cast<LPWSTR>(WIDE("Input")), FALSE, FALSE, FALSE, FALSE, &CLSID_NULL, nullptr,
      kRegisteredInputTypeCount, registeredInputTypes.types},
-    {const_cast<LPWSTR>(WIDE("Output")), FALSE, TRUE, FALSE, FALSE, &CLSID_NULL, nullptr, 1, &outputType},
+    {const_cast<LPWSTR>(WIDE("Output")), FALSE, TRUE, FALSE, FALSE, &CLSID_NULL, nullptr, 1,
+     &outputType},
 };
 
-const AMOVIESETUP_FILTER setupFilter = {&CLSID_Tavio2, WIDE("Tavio Audio Decoder 2"), MERIT_NORMAL, 2,
-                                        setupPins};
+const AMOVIESETUP_FILTER setupFilter = {&CLSID_Tavio2, WIDE("Tavio Audio Decoder 2"), MERIT_NORMAL,
+                                        2, setupPins};
 
 const CFactoryTemplate classTable[] = {
     {WIDE("Tavio2"), &CLSID_Tavio2, createFilterInstance, nullptr, &setupFilter},
@@ -52,8 +53,8 @@ HRESULT writeCapabilities()
     std::string path = "CLSID\\{083863F1-70DE-11d0-BD40-00A0C911CE86}\\Instance\\" +
                        platform::toUtf8(reinterpret_cast<const WCHAR*>(clsid)) + "\\Capabilities";
     HKEY key;
-    if (RegCreateKeyExA(HKEY_CLASSES_ROOT, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr, &key,
-                        nullptr) != ERROR_SUCCESS)
+    if (RegCreateKeyExA(HKEY_CLASSES_ROOT, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
+                        &key, nullptr) != ERROR_SUCCESS)
         return E_FAIL;
     DWORD one = 1;
     LSTATUS status = RegSetValueExA(key, "{374ac4df-7c98-4257-b13d-36087dbee458}", 0, REG_DWORD,
@@ -70,7 +71,9 @@ CUnknown* createFilterInstance(IUnknown* outer, HRESULT* result)
     try {
         return new TvFilter(outer, result, getModuleFolder());
     } catch (const std::exception&) {
+        // clang-format off
         TvAssert(0);
+        // clang-format on
         *result = E_FAIL;
         logStream << "error instantiating Tavio2" << std::endl;
         return nullptr;
@@ -99,7 +102,9 @@ std::string getModuleFolder()
             throw TvException(std::string("No handle for module ") + kModuleName);
         char modulePath[1024];
         DWORD n = GetModuleFileNameA(module, modulePath, sizeof modulePath);
+        // clang-format off
         TvAssert(n<sizeof(modulePath));
+        // clang-format on
         if (n == 0 || n >= sizeof modulePath)
             return std::string();
         std::string path(modulePath, n);
@@ -123,7 +128,9 @@ extern "C" BOOL WINAPI DllMain(HINSTANCE instance, DWORD reason, LPVOID)
     return TRUE;
 }
 
-extern "C" TV_EXPORT HRESULT STDAPICALLTYPE DllGetClassObject(REFCLSID clsid, REFIID riid, void** ppv)
+extern "C" TV_EXPORT HRESULT STDAPICALLTYPE DllGetClassObject(REFCLSID clsid,
+                                                              REFIID riid,
+                                                              void** ppv)
 {
     platform::ensureProcessAttached();
     return GetClassObjectFromTemplates(classTable, classCount, clsid, riid, ppv);

@@ -27,7 +27,10 @@ volatile LONG activeFilters = 0;
 
 }  // namespace
 
-LONG TvFilter::activeCount() { return InterlockedExchangeAdd(&activeFilters, 0); }
+LONG TvFilter::activeCount()
+{
+    return InterlockedExchangeAdd(&activeFilters, 0);
+}
 
 TvFilter::TvFilter(IUnknown* outer, HRESULT* phr, const std::string& moduleFolder)
     : CBaseFilter("TvFilter", outer, &_filterLock, CLSID_Tavio2, phr),
@@ -38,7 +41,8 @@ TvFilter::TvFilter(IUnknown* outer, HRESULT* phr, const std::string& moduleFolde
     createDecoders(_decoders, _log, _moduleFolder);
     _remixer = new AudioConv(GetOwner(), this, &_streamLock);
     _remixer->NonDelegatingAddRef();
-    logStream << "constructing filter: #" << _instance << " " << static_cast<void*>(this) << std::endl;
+    logStream << "constructing filter: #" << _instance << " " << static_cast<void*>(this)
+              << std::endl;
     InterlockedIncrement(&activeFilters);
     _log << "starting filter: #" << _instance << " " << static_cast<void*>(this) << std::endl;
 
@@ -56,7 +60,8 @@ TvFilter::TvFilter(IUnknown* outer, HRESULT* phr, const std::string& moduleFolde
 
 TvFilter::~TvFilter()
 {
-    logStream << "destructing filter: #" << _instance << " " << static_cast<void*>(this) << std::endl;
+    logStream << "destructing filter: #" << _instance << " " << static_cast<void*>(this)
+              << std::endl;
     _log << "destructing filter: #" << _instance << " " << static_cast<void*>(this) << std::endl;
     LONG left = InterlockedDecrement(&activeFilters);
     TvAssertWorded(left >= 0, "_activeCount >= 0");
@@ -102,7 +107,11 @@ STDMETHODIMP TvFilter::GetPages(CAUUID* pages)
     return S_OK;
 }
 
-STDMETHODIMP TvFilter::Set(REFGUID propertySet, DWORD id, LPVOID, DWORD, LPVOID propertyData,
+STDMETHODIMP TvFilter::Set(REFGUID propertySet,
+                           DWORD id,
+                           LPVOID,
+                           DWORD,
+                           LPVOID propertyData,
                            DWORD dataLength)
 {
     if (!IsEqualGUID(propertySet, AM_KSPROPSETID_DvdKaraoke))
@@ -209,15 +218,30 @@ HRESULT TvFilter::setInputType(const CMediaType* type)
     return S_OK;
 }
 
-HRESULT TvFilter::receive(IMediaSample* in) { return _loop.receive(in); }
+HRESULT TvFilter::receive(IMediaSample* in)
+{
+    return _loop.receive(in);
+}
 
-bool TvFilter::process(IMediaSample* out) { return _loop.process(out); }
+bool TvFilter::process(IMediaSample* out)
+{
+    return _loop.process(out);
+}
 
-bool TvFilter::outputConnected() { return _outputPin->IsConnected(); }
+bool TvFilter::outputConnected()
+{
+    return _outputPin->IsConnected();
+}
 
-HRESULT TvFilter::getEmptySample(IMediaSample** out) { return _outputPin->getEmptySample(out); }
+HRESULT TvFilter::getEmptySample(IMediaSample** out)
+{
+    return _outputPin->getEmptySample(out);
+}
 
-TvStatus* TvFilter::remix(IMediaSample* out, TvStatus* decoded) { return _remixer->process(out, decoded); }
+TvStatus* TvFilter::remix(IMediaSample* out, TvStatus* decoded)
+{
+    return _remixer->process(out, decoded);
+}
 
 HRESULT TvFilter::deliver(IMediaSample* out, const TvStatus* status)
 {
@@ -229,12 +253,14 @@ HRESULT TvFilter::deliver(IMediaSample* out, const TvStatus* status)
 void TvFilter::showLevels(IMediaSample* out)
 {
     HWND window = _levelWindow.load();
-    if (!window || _decoding.outputStatus->stype != ST16Bit || _decoding.outputStatus->spdif || _decoding.outputStatus->chan <= 0)
+    if (!window || _decoding.outputStatus->stype != ST16Bit || _decoding.outputStatus->spdif ||
+        _decoding.outputStatus->chan <= 0)
         return;
     BYTE* pcm = nullptr;
     if (FAILED(out->GetPointer(&pcm)) || !pcm)
         return;
-    size_t held = size_t(std::max<LONG>(out->GetActualDataLength(), 0)) / (size_t(_decoding.outputStatus->chan) * 2);
+    size_t held = size_t(std::max<LONG>(out->GetActualDataLength(), 0)) /
+                  (size_t(_decoding.outputStatus->chan) * 2);
     size_t samples = std::min(size_t(std::max(_decoding.outputStatus->samples, 0)), held);
     std::string text = levelText(pcm, samples, _decoding.outputStatus->chan);
     SendMessageA(window, WM_SETTEXT, 0, LPARAM(text.c_str()));
@@ -289,8 +315,10 @@ static HRESULT snapshot(TvStatus* copy, ITavioStreamInfo** info)
     std::unique_ptr<TvStatus> s(copy);
     if (!s)
         return E_FAIL;
+    // clang-format off
     TvAssert(s->samples>0);
     TvAssert(s->channelMask != 0);
+    // clang-format on
     *info = new (std::nothrow) TavioStreamInfo(s.release());
     return S_OK;
 }

@@ -19,10 +19,43 @@
 class TvInputPin;
 
 // {A3F1C5D2-6B8E-4F71-9D2C-7E5B1A9C3F60}: the filter's class identifier.
-TV_DEFINE_GUID(CLSID_Tavio2, 0xA3F1C5D2, 0x6B8E, 0x4F71, 0x9D, 0x2C, 0x7E, 0x5B, 0x1A, 0x9C, 0x3F, 0x60);
+TV_DEFINE_GUID(CLSID_Tavio2,
+               0xA3F1C5D2,
+               0x6B8E,
+               0x4F71,
+               0x9D,
+               0x2C,
+               0x7E,
+               0x5B,
+               0x1A,
+               0x9C,
+               0x3F,
+               0x60);
 // Property pages: the stream page and the about page.
-TV_DEFINE_GUID(CLSID_TavioPropertyPage, 0x5D2E8A41, 0x3C7B, 0x4E96, 0xA0, 0x58, 0x1F, 0x6D, 0x92, 0xC4, 0x7B, 0x3E);
-TV_DEFINE_GUID(CLSID_TavioAboutPage, 0x9B4C1E73, 0x2A6F, 0x4D85, 0xB3, 0x17, 0x6E, 0x0A, 0xC9, 0x58, 0x2D, 0x41);
+TV_DEFINE_GUID(CLSID_TavioPropertyPage,
+               0x5D2E8A41,
+               0x3C7B,
+               0x4E96,
+               0xA0,
+               0x58,
+               0x1F,
+               0x6D,
+               0x92,
+               0xC4,
+               0x7B,
+               0x3E);
+TV_DEFINE_GUID(CLSID_TavioAboutPage,
+               0x9B4C1E73,
+               0x2A6F,
+               0x4D85,
+               0xB3,
+               0x17,
+               0x6E,
+               0x0A,
+               0xC9,
+               0x58,
+               0x2D,
+               0x41);
 
 class TvFilter : public CBaseFilter,
                  public ISpecifyPropertyPages,
@@ -46,10 +79,19 @@ public:
     STDMETHODIMP SetSpdif(BOOL on) override;
     STDMETHODIMP GetSpdif(BOOL* on) override;
     // IKsPropertySet: the DVD karaoke property (set only).
-    STDMETHODIMP Set(REFGUID propertySet, DWORD id, LPVOID instanceData, DWORD instanceLength,
-                     LPVOID propertyData, DWORD dataLength) override;
-    STDMETHODIMP Get(REFGUID propertySet, DWORD id, LPVOID instanceData, DWORD instanceLength,
-                     LPVOID propertyData, DWORD dataLength, DWORD* returned) override;
+    STDMETHODIMP Set(REFGUID propertySet,
+                     DWORD id,
+                     LPVOID instanceData,
+                     DWORD instanceLength,
+                     LPVOID propertyData,
+                     DWORD dataLength) override;
+    STDMETHODIMP Get(REFGUID propertySet,
+                     DWORD id,
+                     LPVOID instanceData,
+                     DWORD instanceLength,
+                     LPVOID propertyData,
+                     DWORD dataLength,
+                     DWORD* returned) override;
     STDMETHODIMP QuerySupported(REFGUID propertySet, DWORD id, DWORD* support) override;
 
     int GetPinCount() override { return 2; }

@@ -78,7 +78,8 @@ STDMETHODIMP TvInputPin::Receive(IMediaSample* sample)
         return E_POINTER;
     if (!PinputLog().empty()) {
         // One raw copy of every input payload, for the whole process.
-        static std::ofstream inputLog(PinputLog(), std::ios::out | std::ios::binary | std::ios::trunc);
+        static std::ofstream inputLog(PinputLog(),
+                                      std::ios::out | std::ios::binary | std::ios::trunc);
         if (!inputLog.is_open())
             reportError("Failed to open input log");
         BYTE* data = nullptr;

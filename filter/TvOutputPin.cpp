@@ -17,12 +17,18 @@ namespace {
 constexpr DWORD kGuardWord = 0xdeadbeef;
 
 // Guard-word offset: the usable bytes of every output buffer.
-size_t usableBytes() { return PoutputBufferSize(); }
+size_t usableBytes()
+{
+    return PoutputBufferSize();
+}
 
 // Whether a buffer of `size` bytes has room for the usable bytes and the
 // guard word behind them (in 64 bits: the parameter is unsigned and may be
 // anything the parameter file says).
-bool holdsGuardWord(LONG size) { return int64_t(size) >= int64_t(PoutputBufferSize()) + 4; }
+bool holdsGuardWord(LONG size)
+{
+    return int64_t(size) >= int64_t(PoutputBufferSize()) + 4;
+}
 
 // Keeps `type` in step with the status; a change goes to the process log with
 // the type it became.
@@ -37,8 +43,11 @@ bool followStatus(CMediaType& type, const TvStatus& status)
 
 }  // namespace
 
-TvOutputPin::TvOutputPin(CBaseFilter* filter, CCritSec* filterLock, HRESULT* phr,
-                         std::ostream& log, IPin* inputPin)
+TvOutputPin::TvOutputPin(CBaseFilter* filter,
+                         CCritSec* filterLock,
+                         HRESULT* phr,
+                         std::ostream& log,
+                         IPin* inputPin)
     : CBaseOutputPin("TvOutputPint", filter, filterLock, phr, WIDE("Output")),
       _log(log),
       _inputPin(inputPin)
@@ -80,7 +89,8 @@ HRESULT TvOutputPin::CheckMediaType(const CMediaType* mt)
         return E_POINTER;
     if (IsEqualGUID(_preferred.majortype, GUID_NULL))
         return E_INVALIDARG;
-    if (*mt == _preferred || *mt == typeWithBits(_preferred, 32) || *mt == typeWithBits(_preferred, 16))
+    if (*mt == _preferred || *mt == typeWithBits(_preferred, 32) ||
+        *mt == typeWithBits(_preferred, 16))
         return S_OK;
     return VFW_E_TYPE_NOT_ACCEPTED;
 }
@@ -95,17 +105,17 @@ HRESULT TvOutputPin::GetMediaType(int position, CMediaType* mt)
     if (IsEqualGUID(_preferred.majortype, GUID_NULL))
         return VFW_S_NO_MORE_ITEMS;
     switch (position) {
-    case 0:
-        *mt = typeWithBits(_preferred, 32);
-        return S_OK;
-    case 1:
-        *mt = typeWithBits(_preferred, 16);
-        return S_OK;
-    case 2:
-        *mt = _preferred;
-        return S_OK;
-    default:
-        return VFW_S_NO_MORE_ITEMS;
+        case 0:
+            *mt = typeWithBits(_preferred, 32);
+            return S_OK;
+        case 1:
+            *mt = typeWithBits(_preferred, 16);
+            return S_OK;
+        case 2:
+            *mt = _preferred;
+            return S_OK;
+        default:
+            return VFW_S_NO_MORE_ITEMS;
     }
 }
 
@@ -201,7 +211,9 @@ HRESULT TvOutputPin::getEmptySample(IMediaSample** samp)
     (*samp)->SetActualDataLength(0);
     BYTE* p = nullptr;
     (*samp)->GetPointer(&p);
-    if (TvAssertWorded(holdsGuardWord((*samp)->GetSize()), "(*samp)->GetSize() >= PoutputBufferSize()+4") && p)
+    if (TvAssertWorded(holdsGuardWord((*samp)->GetSize()),
+                       "(*samp)->GetSize() >= PoutputBufferSize()+4") &&
+        p)
         std::memcpy(p + usableBytes(), &kGuardWord, 4);
     return hr;
 }
@@ -222,7 +234,8 @@ HRESULT TvOutputPin::deliver(IMediaSample* m, const TvStatus* status)
     CAutoLock lock(&_pinLock);
     BYTE* p = nullptr;
     m->GetPointer(&p);
-    if (TvAssertWorded(holdsGuardWord(m->GetSize()), "m->GetSize() >= PoutputBufferSize()+4") && p) {
+    if (TvAssertWorded(holdsGuardWord(m->GetSize()), "m->GetSize() >= PoutputBufferSize()+4") &&
+        p) {
         // Read byte-wise: the guard word need not be aligned.
         DWORD guard;
         std::memcpy(&guard, p + usableBytes(), 4);

@@ -12,7 +12,10 @@
 class TvOutputPin : public CBaseOutputPin {
 public:
     // `inputPin` is the filter's input pin, for the position pass-through.
-    TvOutputPin(CBaseFilter* filter, CCritSec* filterLock, HRESULT* phr, std::ostream& log,
+    TvOutputPin(CBaseFilter* filter,
+                CCritSec* filterLock,
+                HRESULT* phr,
+                std::ostream& log,
                 IPin* inputPin);
     ~TvOutputPin() override;
 

@@ -15,7 +15,10 @@ CUnknown* TvProp::CreateInstance(IUnknown* outer, HRESULT* phr)
     return page;
 }
 
-TvProp::TvProp(IUnknown* outer) : CBasePropertyPage("TvProp", outer, IDD_STREAM_PAGE, WIDE("Tavio2")) {}
+TvProp::TvProp(IUnknown* outer)
+    : CBasePropertyPage("TvProp", outer, IDD_STREAM_PAGE, WIDE("Tavio2"))
+{
+}
 
 TvProp::~TvProp()
 {
@@ -34,14 +37,19 @@ void TvProp::attachLevelWindow(HWND window)
 
 HRESULT TvProp::OnConnect(IUnknown* object)
 {
+    // clang-format off
     TvAssert(_filter == NULL);
+    // clang-format on
     if (_filter) {
         _filter->Release();
         _filter = nullptr;
     }
-    HRESULT hr = object ? object->QueryInterface(IID_ITavioControl, reinterpret_cast<void**>(&_filter))
-                        : E_POINTER;
+    HRESULT hr = object
+                     ? object->QueryInterface(IID_ITavioControl, reinterpret_cast<void**>(&_filter))
+                     : E_POINTER;
+    // clang-format off
     TvAssert(hr == S_OK);
+    // clang-format on
     return hr;
 }
 
@@ -62,19 +70,25 @@ static void checkFormatInterface(ITavioStreamInfo* ps)
     ps->GetStreamType(&type);
     if (type == KindMpeg) {
         ITavioMpegStreamInfo* pmpeg = nullptr;
+        // clang-format off
         TvAssert(ps->QueryInterface( IID_ITavioMpegStreamInfo, (void**)&pmpeg )==0);
+        // clang-format on
         if (pmpeg)
             pmpeg->Release();
     }
     if (type == KindAc3) {
         ITavioAc3StreamInfo* pac3 = nullptr;
+        // clang-format off
         TvAssert(ps->QueryInterface( IID_ITavioAc3StreamInfo, (void**)&pac3 )==0);
+        // clang-format on
         if (pac3)
             pac3->Release();
     }
     if (type == KindAac) {
         ITavioAACStreamInfo* aac = nullptr;
+        // clang-format off
         TvAssert(ps->QueryInterface( IID_ITavioAACStreamInfo, (void**)&aac )==0);
+        // clang-format on
         if (aac)
             aac->Release();
     }
@@ -89,10 +103,14 @@ HRESULT TvProp::OnActivate()
     if (ps)
         checkFormatInterface(ps);
     // The page holds the snapshot's last reference.
+    // clang-format off
     if (ps)
         TvAssert(!ps->Release());
+    // clang-format on
     HWND win = GetDlgItem(m_hwnd, kStreamTextItem);
+    // clang-format off
     TvAssert(win);
+    // clang-format on
     if (win)
         SendMessageA(win, WM_SETTEXT, 0, LPARAM(_text.c_str()));
     // The statistics box shows the level display, when asked for.
@@ -119,7 +137,10 @@ CUnknown* TvAbout::CreateInstance(IUnknown* outer, HRESULT* phr)
     return page;
 }
 
-TvAbout::TvAbout(IUnknown* outer) : CBasePropertyPage("TvAbout", outer, IDD_ABOUT_PAGE, WIDE("About")) {}
+TvAbout::TvAbout(IUnknown* outer)
+    : CBasePropertyPage("TvAbout", outer, IDD_ABOUT_PAGE, WIDE("About"))
+{
+}
 
 HRESULT TvAbout::OnActivate()
 {

@@ -17,7 +17,10 @@ struct NamedGuid {
     const char* name;
 };
 
-#define NAMED(g) {&g, #g}
+#define NAMED(g) \
+    {            \
+        &g, #g   \
+    }
 
 const NamedGuid knownGuids[] = {
     NAMED(MEDIATYPE_AnalogAudio),

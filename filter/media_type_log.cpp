@@ -46,4 +46,3 @@ void writeMediaTypeToLog(std::ostream& out, const AM_MEDIA_TYPE* mediaType)
     else
         out << std::endl;
 }
-

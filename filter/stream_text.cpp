@@ -28,8 +28,8 @@ std::string streamText(ITavioStreamInfo* info)
         text << " " << remixModeText(TvRemixMode(remix));
     text << "\r\n";
     ITavioMpegStreamInfo* mpeg = nullptr;
-    if (type == KindMpeg &&
-        SUCCEEDED(info->QueryInterface(IID_ITavioMpegStreamInfo, reinterpret_cast<void**>(&mpeg)))) {
+    if (type == KindMpeg && SUCCEEDED(info->QueryInterface(IID_ITavioMpegStreamInfo,
+                                                           reinterpret_cast<void**>(&mpeg)))) {
         DWORD version = 0, layer = 0, mp3pro = 0;
         mpeg->GetMpeg(&version);
         mpeg->GetLayer(&layer);
@@ -38,7 +38,8 @@ std::string streamText(ITavioStreamInfo* info)
         mpeg->Release();
     }
     ITavioAc3StreamInfo* ac3 = nullptr;
-    if (type == KindAc3 && SUCCEEDED(info->QueryInterface(IID_ITavioAc3StreamInfo, reinterpret_cast<void**>(&ac3)))) {
+    if (type == KindAc3 &&
+        SUCCEEDED(info->QueryInterface(IID_ITavioAc3StreamInfo, reinterpret_cast<void**>(&ac3)))) {
         DWORD acmod = 0, bsmod = 0, surmod = 0, lfe = 0, karaoke = 0;
         ac3->GetAcmod(&acmod);
         ac3->GetBsmod(&bsmod);
@@ -54,7 +55,8 @@ std::string streamText(ITavioStreamInfo* info)
         ac3->Release();
     }
     ITavioAACStreamInfo* aac = nullptr;
-    if (type == KindAac && SUCCEEDED(info->QueryInterface(IID_ITavioAACStreamInfo, reinterpret_cast<void**>(&aac)))) {
+    if (type == KindAac &&
+        SUCCEEDED(info->QueryInterface(IID_ITavioAACStreamInfo, reinterpret_cast<void**>(&aac)))) {
         DWORD objectType = 0, sbr = 0, ps = 0;
         aac->GetObjectType(&objectType);
         aac->GetSbr(&sbr);

@@ -9,10 +9,9 @@
 #include "filter/filter_parameters.h"
 
 extern BaseParameter* const systemParameters[] = {
-    &PsingleChannel, &PremixMask,         &PupmixType,        &PdownmixType,
-    &Px16,           &PlogFile,           &PenableTimeStamps, &PallTimeStamps,
-    &Pspdif,         &PinputLog,          &PoutputBufferSize, &PoutputBufferCount,
-    &PoutputLog,     &PwaveHeader,        &PshowStat,         &Pprofile,
-    &PverboseAssert,
+    &PsingleChannel,    &PremixMask,         &PupmixType,     &PdownmixType, &Px16,
+    &PlogFile,          &PenableTimeStamps,  &PallTimeStamps, &Pspdif,       &PinputLog,
+    &PoutputBufferSize, &PoutputBufferCount, &PoutputLog,     &PwaveHeader,  &PshowStat,
+    &Pprofile,          &PverboseAssert,
 };
 extern const size_t systemParameterCount = sizeof systemParameters / sizeof systemParameters[0];

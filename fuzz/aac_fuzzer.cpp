@@ -4,9 +4,9 @@
 // serve as seeds, or a flags byte (downmix, a downmix change half-way, a
 // small output sample), a configuration of 1-8 bytes and units each preceded
 // by a 2-byte length.
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <algorithm>
 #include <cstring>
 #include <sstream>
 #include <vector>
@@ -33,7 +33,10 @@ CMediaType aacType(const uint8_t* config, size_t size)
     return type;
 }
 
-void split(const uint8_t* data, size_t size, uint8_t& flags, std::vector<uint8_t>& config,
+void split(const uint8_t* data,
+           size_t size,
+           uint8_t& flags,
+           std::vector<uint8_t>& config,
            std::vector<std::vector<uint8_t>>& units)
 {
     flags = 0;

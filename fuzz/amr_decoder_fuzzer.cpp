@@ -7,8 +7,8 @@
 
 #include "core/media_subtypes.h"
 #include "decoders/AdecAMR.h"
-#include "tests/support/memory_sample.h"
 #include "tests/support/media_types.h"
+#include "tests/support/memory_sample.h"
 
 namespace {
 

@@ -49,8 +49,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     std::vector<uint8_t> buffer;
     MemorySample out((data[0] & 0x20) ? 4000 : 65536);
     for (size_t offset = 0; offset < stream.size(); offset += piece) {
-        buffer.insert(buffer.end(), stream.begin() + long(offset),
-                      stream.begin() + long(offset + piece < stream.size() ? offset + piece : stream.size()));
+        buffer.insert(
+            buffer.end(), stream.begin() + long(offset),
+            stream.begin() + long(offset + piece < stream.size() ? offset + piece : stream.size()));
         if ((data[0] & 0x10) && offset == piece)
             decoder.init(dtsType());
         takeFrames(decoder, buffer, out);

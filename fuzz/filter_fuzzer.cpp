@@ -45,19 +45,29 @@ struct InputSubtype {
     WORD tag;
 };
 const InputSubtype kSubtypes[18] = {
-    {&MEDIASUBTYPE_MPEG1AudioPayload, 0x0050}, {&MEDIASUBTYPE_MPEG1Payload, 0x0050},
-    {&MEDIASUBTYPE_MPEG2_AUDIO, 0x0050},       {&MEDIASUBTYPE_MPEG1Packet, 0x0050},
-    {&MEDIASUBTYPE_MPEG3, 0x0055},             {&MEDIASUBTYPE_MPEG4_AUDIO, 0x00FF},
-    {&MEDIASUBTYPE_MP4_AUDIO, 0x00FF},         {&MEDIASUBTYPE_DOLBY_AC3, 0x2000},
-    {&MEDIASUBTYPE_AC3_AVI, 0x2000},           {&MEDIASUBTYPE_DVD_LPCM_AUDIO, 0x0001},
-    {&MEDIASUBTYPE_DVDA_AUDIO_LPCM, 0x0001},   {&MEDIASUBTYPE_BDMV_LPCM_AUDIO, 0x0001},
-    {&MEDIASUBTYPE_DTS, 0x2001},               {&MEDIASUBTYPE_SAWB_AUDIO, 0},
-    {&MEDIASUBTYPE_SAMR_AUDIO, 0},             {&MEDIASUBTYPE_AMR_WB_AUDIO, 0},
-    {&MEDIASUBTYPE_Vorbis2, 0},                {&MEDIASUBTYPE_DVDA_AUDIO_MLP, 0},
+    {&MEDIASUBTYPE_MPEG1AudioPayload, 0x0050},
+    {&MEDIASUBTYPE_MPEG1Payload, 0x0050},
+    {&MEDIASUBTYPE_MPEG2_AUDIO, 0x0050},
+    {&MEDIASUBTYPE_MPEG1Packet, 0x0050},
+    {&MEDIASUBTYPE_MPEG3, 0x0055},
+    {&MEDIASUBTYPE_MPEG4_AUDIO, 0x00FF},
+    {&MEDIASUBTYPE_MP4_AUDIO, 0x00FF},
+    {&MEDIASUBTYPE_DOLBY_AC3, 0x2000},
+    {&MEDIASUBTYPE_AC3_AVI, 0x2000},
+    {&MEDIASUBTYPE_DVD_LPCM_AUDIO, 0x0001},
+    {&MEDIASUBTYPE_DVDA_AUDIO_LPCM, 0x0001},
+    {&MEDIASUBTYPE_BDMV_LPCM_AUDIO, 0x0001},
+    {&MEDIASUBTYPE_DTS, 0x2001},
+    {&MEDIASUBTYPE_SAWB_AUDIO, 0},
+    {&MEDIASUBTYPE_SAMR_AUDIO, 0},
+    {&MEDIASUBTYPE_AMR_WB_AUDIO, 0},
+    {&MEDIASUBTYPE_Vorbis2, 0},
+    {&MEDIASUBTYPE_DVDA_AUDIO_MLP, 0},
 };
-const GUID* const kMajorTypes[3] = {&MEDIATYPE_Audio, &MEDIATYPE_MPEG2_PES, &MEDIATYPE_DVD_ENCRYPTED_PACK};
-const DWORD kRates[16] = {48000, 44100, 32000, 96000, 192000, 8000, 16000, 22050,
-                          24000, 88200, 176400, 11025, 12000, 64000, 0, 384000};
+const GUID* const kMajorTypes[3] = {&MEDIATYPE_Audio, &MEDIATYPE_MPEG2_PES,
+                                    &MEDIATYPE_DVD_ENCRYPTED_PACK};
+const DWORD kRates[16] = {48000, 44100, 32000,  96000, 192000, 8000,  16000, 22050,
+                          24000, 88200, 176400, 11025, 12000,  64000, 0,     384000};
 const WORD kBits[8] = {16, 24, 20, 32, 0, 8, 12, 64};
 
 // Reads the script's bytes; past the end everything reads as zero.
@@ -121,9 +131,10 @@ bool readMediaType(Reader& in, CMediaType& type)
 
 void setOutputFormat(TvFilter* filter, int which)
 {
-    static const GUID* const formats[5] = {
-        &CODECAPI_AUDIO_OUTPUT_FORMAT_SPDIF_BITSTREAM, &CODECAPI_AUDIO_OUTPUT_FORMAT_PCM_STEREO_MATRIXENCODED,
-        &CODECAPI_AUDIO_OUTPUT_FORMAT_PCM_STEREO, &CODECAPI_AUDIO_OUTPUT_FORMAT_SPDIF_PCM, &GUID_NULL};
+    static const GUID* const formats[5] = {&CODECAPI_AUDIO_OUTPUT_FORMAT_SPDIF_BITSTREAM,
+                                           &CODECAPI_AUDIO_OUTPUT_FORMAT_PCM_STEREO_MATRIXENCODED,
+                                           &CODECAPI_AUDIO_OUTPUT_FORMAT_PCM_STEREO,
+                                           &CODECAPI_AUDIO_OUTPUT_FORMAT_SPDIF_PCM, &GUID_NULL};
     ICodecAPI* api = nullptr;
     if (filter->QueryInterface(IID_ICodecAPI, reinterpret_cast<void**>(&api)) != S_OK)
         return;
@@ -147,7 +158,8 @@ void readAsAnApplication(TvFilter* filter)
     if (filter->QueryInterface(IID_ITavioControl, reinterpret_cast<void**>(&control)) == S_OK) {
         ITavioStreamInfo* info = nullptr;
         for (bool input : {true, false}) {
-            if ((input ? control->GetInputStreamInfo(&info) : control->GetOutputStreamInfo(&info)) == S_OK) {
+            if ((input ? control->GetInputStreamInfo(&info)
+                       : control->GetOutputStreamInfo(&info)) == S_OK) {
                 streamText(info);
                 info->Release();
             }
@@ -181,7 +193,8 @@ void setKaraoke(TvFilter* filter, Reader& in)
     AM_DvdKaraokeData data;
     data.dwSpeakerAssignment = in.byte() % 9;
     data.dwDownmix = in.le16() | (DWORD(in.le16()) << 16);
-    properties->Set(AM_KSPROPSETID_DvdKaraoke, AM_PROPERTY_DVDKARAOKE_DATA, nullptr, 0, &data, sizeof data);
+    properties->Set(AM_KSPROPSETID_DvdKaraoke, AM_PROPERTY_DVDKARAOKE_DATA, nullptr, 0, &data,
+                    sizeof data);
     properties->Release();
 }
 
@@ -195,89 +208,93 @@ void changeRemix(ITavioRemix* remix, Reader& in)
     int kind = value % 12;
     int mixType = 100 + (value >> 4) % 9;
     switch (what % 5) {
-    case 0:
-        remix->SetOutputConfig((what >> 3) % 3, kMasks[value & 7]);
-        break;
-    case 1:
-        remix->SetUpmixType(kind, mixType);
-        break;
-    case 2:
-        remix->SetDownmixType(kind, mixType);
-        break;
-    case 3:
-        remix->SetSingleChannel(int(value % 10) - 1);
-        break;
-    default:
-        remix->ResetRemix();
-        break;
+        case 0:
+            remix->SetOutputConfig((what >> 3) % 3, kMasks[value & 7]);
+            break;
+        case 1:
+            remix->SetUpmixType(kind, mixType);
+            break;
+        case 2:
+            remix->SetDownmixType(kind, mixType);
+            break;
+        case 3:
+            remix->SetSingleChannel(int(value % 10) - 1);
+            break;
+        default:
+            remix->ResetRemix();
+            break;
     }
 }
 
-void runScript(Reader& in, const CMediaType& type, Graph& graph, PushSource* source, TvFilter* filter,
+void runScript(Reader& in,
+               const CMediaType& type,
+               Graph& graph,
+               PushSource* source,
+               TvFilter* filter,
                ITavioRemix* remix)
 {
     bool running = true;
     for (int ops = 0; ops < 4096 && !in.atEnd(); ++ops) {
         uint8_t op = in.byte();
         switch (op & 15) {
-        default: {  // 0-8: a sample; bit 4 a start time, bit 5 a stop, bit 6 a discontinuity
-            size_t size = in.le16();
-            REFERENCE_TIME start = 0;
-            REFERENCE_TIME stop = 0;
-            if (op & 0x10)
-                start = REFERENCE_TIME(int32_t(in.le32())) * 1000;
-            if (op & 0x20)
-                stop = start + REFERENCE_TIME(in.le16()) * 1000;
-            size = size < in.left() ? size : in.left();
-            PushSource::Packet packet;
-            packet.data = in.take(size);
-            packet.size = size;
-            packet.start = (op & 0x10) ? &start : nullptr;
-            packet.stop = (op & 0x30) == 0x30 ? &stop : nullptr;
-            packet.discontinuity = (op & 0x40) != 0;
-            packet.syncPoint = (op & 0x80) == 0;
-            source->Deliver(packet);
-            break;
-        }
-        case 9:  // the same type again, attached in-band
-            if (op & 0x10) {
-                PushSource::Packet packet;
-                packet.newType = &type;
-                size_t size = in.le16() % 4096;
+            default: {  // 0-8: a sample; bit 4 a start time, bit 5 a stop, bit 6 a discontinuity
+                size_t size = in.le16();
+                REFERENCE_TIME start = 0;
+                REFERENCE_TIME stop = 0;
+                if (op & 0x10)
+                    start = REFERENCE_TIME(int32_t(in.le32())) * 1000;
+                if (op & 0x20)
+                    stop = start + REFERENCE_TIME(in.le16()) * 1000;
                 size = size < in.left() ? size : in.left();
+                PushSource::Packet packet;
                 packet.data = in.take(size);
                 packet.size = size;
+                packet.start = (op & 0x10) ? &start : nullptr;
+                packet.stop = (op & 0x30) == 0x30 ? &stop : nullptr;
+                packet.discontinuity = (op & 0x40) != 0;
+                packet.syncPoint = (op & 0x80) == 0;
                 source->Deliver(packet);
+                break;
             }
-            break;
-        case 10:
-            source->DeliverBeginFlush();
-            source->DeliverEndFlush();
-            break;
-        case 11:
-            source->DeliverEndOfStream();
-            break;
-        case 12:
-            if (op & 0x40)
-                setKaraoke(filter, in);
-            else if (op & 0x20)
-                readAsAnApplication(filter);
-            else
-                filter->SetSpdif(op & 0x10);
-            break;
-        case 13:
-            setOutputFormat(filter, op >> 4);
-            break;
-        case 14:
-            changeRemix(remix, in);
-            break;
-        case 15:
-            if (running)
-                graph.Stop();
-            else
-                graph.Run();
-            running = !running;
-            break;
+            case 9:  // the same type again, attached in-band
+                if (op & 0x10) {
+                    PushSource::Packet packet;
+                    packet.newType = &type;
+                    size_t size = in.le16() % 4096;
+                    size = size < in.left() ? size : in.left();
+                    packet.data = in.take(size);
+                    packet.size = size;
+                    source->Deliver(packet);
+                }
+                break;
+            case 10:
+                source->DeliverBeginFlush();
+                source->DeliverEndFlush();
+                break;
+            case 11:
+                source->DeliverEndOfStream();
+                break;
+            case 12:
+                if (op & 0x40)
+                    setKaraoke(filter, in);
+                else if (op & 0x20)
+                    readAsAnApplication(filter);
+                else
+                    filter->SetSpdif(op & 0x10);
+                break;
+            case 13:
+                setOutputFormat(filter, op >> 4);
+                break;
+            case 14:
+                changeRemix(remix, in);
+                break;
+            case 15:
+                if (running)
+                    graph.Stop();
+                else
+                    graph.Run();
+                running = !running;
+                break;
         }
     }
 }

@@ -16,7 +16,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     if (size == 0)
         return 0;
     // The first byte picks the name: DVD-Audio is told apart by its extension.
-    std::string path = "/tmp/tavio-fuzz-" + std::to_string(getpid()) + (data[0] & 1 ? ".aob" : ".bin");
+    std::string path =
+        "/tmp/tavio-fuzz-" + std::to_string(getpid()) + (data[0] & 1 ? ".aob" : ".bin");
     FILE* file = std::fopen(path.c_str(), "wb");
     if (!file)
         return 0;

@@ -15,10 +15,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         return 0;
     std::ostringstream log;
     AdecLpcmDvd decoder(log);
-    CMediaType type =
-        waveType(MEDIATYPE_MPEG2_PES,
-                 (data[0] & 1) ? MEDIASUBTYPE_HDDVD_LPCM : MEDIASUBTYPE_DVD_LPCM_AUDIO,
-                 WAVE_FORMAT_PCM, 48000, WORD(1 + (data[0] >> 1) % 8), WORD((data[0] & 0x10) ? 24 : 16));
+    CMediaType type = waveType(
+        MEDIATYPE_MPEG2_PES, (data[0] & 1) ? MEDIASUBTYPE_HDDVD_LPCM : MEDIASUBTYPE_DVD_LPCM_AUDIO,
+        WAVE_FORMAT_PCM, 48000, WORD(1 + (data[0] >> 1) % 8), WORD((data[0] & 0x10) ? 24 : 16));
     decoder.init(type);
     feedPackets(decoder, data + 2, size - 2, 16 + data[1] * 8);
     return 0;

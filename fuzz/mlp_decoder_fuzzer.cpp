@@ -27,8 +27,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     bool packets = data[0] & 2;
     CMediaType type =
         waveType(packets ? MEDIATYPE_MPEG2_PES : MEDIATYPE_Audio,
-                 (data[0] & 1) ? MEDIASUBTYPE_HDDVD_AUDIO_MLP : MEDIASUBTYPE_DVDA_AUDIO_MLP, 0, 48000,
-                 WORD((data[0] >> 4) % 9), 24);
+                 (data[0] & 1) ? MEDIASUBTYPE_HDDVD_AUDIO_MLP : MEDIASUBTYPE_DVDA_AUDIO_MLP, 0,
+                 48000, WORD((data[0] >> 4) % 9), 24);
     decoder.setMixType(8, 104, (data[0] & 4) ? 0x3 : 0x3F);
     if (!decoder.init(type))
         return 0;

@@ -7,7 +7,9 @@
 #include "libs/TvMlpDec/tv_mlp_dec.h"
 
 extern "C" MlpDecoder* mlpDecoderInit(const MlpInitRecord* init, int version);
-extern "C" const MlpResult* mlpDecoderRun(MlpDecoder* instance, const uint8_t* input, MlpSampleRow* matrix);
+extern "C" const MlpResult* mlpDecoderRun(MlpDecoder* instance,
+                                          const uint8_t* input,
+                                          MlpSampleRow* matrix);
 extern "C" void mlpDecoderClose(MlpDecoder* instance);
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)

@@ -33,7 +33,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     MemorySample out(sampleSizes[data[0] & 3]);
     std::vector<uint8_t> buffer;
     for (size_t offset = 2; offset < size; offset += piece) {
-        buffer.insert(buffer.end(), data + offset, data + (offset + piece < size ? offset + piece : size));
+        buffer.insert(buffer.end(), data + offset,
+                      data + (offset + piece < size ? offset + piece : size));
         takeFrames(decoder, buffer, out);
     }
     return 0;

@@ -20,21 +20,36 @@ namespace {
 std::string codecKey(AVCodecID id)
 {
     switch (id) {
-    case AV_CODEC_ID_AC3: return "ac3";
-    case AV_CODEC_ID_EAC3: return "eac3";
-    case AV_CODEC_ID_DTS: return "dts";
-    case AV_CODEC_ID_MP1: return "mp1";
-    case AV_CODEC_ID_MP2: return "mp2";
-    case AV_CODEC_ID_MP3: return "mp3";
-    case AV_CODEC_ID_AAC: return "aac";
-    case AV_CODEC_ID_AAC_LATM: return "aac";
-    case AV_CODEC_ID_VORBIS: return "vorbis";
-    case AV_CODEC_ID_AMR_NB: return "amr-nb";
-    case AV_CODEC_ID_AMR_WB: return "amr-wb";
-    case AV_CODEC_ID_PCM_BLURAY: return "bluray-lpcm";
-    case AV_CODEC_ID_TRUEHD: return "truehd";
-    case AV_CODEC_ID_MLP: return "dvd-audio-mlp";
-    default: return "";
+        case AV_CODEC_ID_AC3:
+            return "ac3";
+        case AV_CODEC_ID_EAC3:
+            return "eac3";
+        case AV_CODEC_ID_DTS:
+            return "dts";
+        case AV_CODEC_ID_MP1:
+            return "mp1";
+        case AV_CODEC_ID_MP2:
+            return "mp2";
+        case AV_CODEC_ID_MP3:
+            return "mp3";
+        case AV_CODEC_ID_AAC:
+            return "aac";
+        case AV_CODEC_ID_AAC_LATM:
+            return "aac";
+        case AV_CODEC_ID_VORBIS:
+            return "vorbis";
+        case AV_CODEC_ID_AMR_NB:
+            return "amr-nb";
+        case AV_CODEC_ID_AMR_WB:
+            return "amr-wb";
+        case AV_CODEC_ID_PCM_BLURAY:
+            return "bluray-lpcm";
+        case AV_CODEC_ID_TRUEHD:
+            return "truehd";
+        case AV_CODEC_ID_MLP:
+            return "dvd-audio-mlp";
+        default:
+            return "";
     }
 }
 
@@ -162,18 +177,22 @@ public:
                 findAdtsConfig(int(i), parameters);
             DtsWordForm dtsForm = findDtsForm(int(i), parameters);
             HostStream host;
-            host.codec = parameters.codec.empty() ? avcodec_get_name(stream->codecpar->codec_id) : parameters.codec;
+            host.codec = parameters.codec.empty() ? avcodec_get_name(stream->codecpar->codec_id)
+                                                  : parameters.codec;
             host.description = describe(stream->codecpar);
             host.mediaType = hostMediaType(parameters, host.unsupported);
             if (parameters.codec == "dts" && stream->codecpar->profile == FF_PROFILE_DTS_EXPRESS)
-                host.noAudio = "DTS Express carries no DTS core, and the core is all the filter decodes";
+                host.noAudio =
+                    "DTS Express carries no DTS core, and the core is all the filter decodes";
             if (dtsForm != DtsWordForm::None && dtsForm != DtsWordForm::BigEndian16)
-                host.description += dtsForm == DtsWordForm::BigEndian14 || dtsForm == DtsWordForm::LittleEndian14
-                                        ? ", DTS in 14-bit words"
-                                        : ", DTS in little-endian words";
+                host.description +=
+                    dtsForm == DtsWordForm::BigEndian14 || dtsForm == DtsWordForm::LittleEndian14
+                        ? ", DTS in 14-bit words"
+                        : ", DTS in little-endian words";
             streams_.push_back(std::move(host));
             indices_.push_back(int(i));
-            adts_.push_back(!latm && parameters.codec == "aac" && stream->codecpar->extradata_size == 0);
+            adts_.push_back(!latm && parameters.codec == "aac" &&
+                            stream->codecpar->extradata_size == 0);
             latm_.push_back(latm);
             dolby_.push_back(parameters.codec == "ac3" || parameters.codec == "eac3");
             dtsForms_.push_back(dtsForm);
@@ -181,9 +200,11 @@ public:
         }
     }
 
-    std::string containerName() const override { return context_->iformat->long_name
-                                                          ? context_->iformat->long_name
-                                                          : context_->iformat->name; }
+    std::string containerName() const override
+    {
+        return context_->iformat->long_name ? context_->iformat->long_name
+                                            : context_->iformat->name;
+    }
     const std::vector<HostStream>& streams() const override { return streams_; }
 
     bool select(size_t n) override
@@ -207,7 +228,8 @@ public:
         // encoder priming, cut by its edit list) stays before zero, where
         // the host drops it.
         AVStream* stream = context_->streams[selected_];
-        origin_ = stream->start_time != AV_NOPTS_VALUE && stream->start_time < 0 ? 0 : stream->start_time;
+        origin_ =
+            stream->start_time != AV_NOPTS_VALUE && stream->start_time < 0 ? 0 : stream->start_time;
         return true;
     }
 
@@ -267,7 +289,9 @@ private:
     {
         size_t size = 0;
         const uint8_t* side = av_packet_get_side_data(packet, AV_PKT_DATA_SKIP_SAMPLES, &size);
-        out.discardAtEnd = side && size >= 8 ? uint32_t(side[4] | side[5] << 8 | side[6] << 16 | side[7] << 24) : 0;
+        out.discardAtEnd = side && size >= 8
+                               ? uint32_t(side[4] | side[5] << 8 | side[6] << 16 | side[7] << 24)
+                               : 0;
     }
 
     bool readPacket(Packet& out)
@@ -385,12 +409,14 @@ private:
         // A frame begun in an earlier packet is timed from the carrier's
         // byte rate (CD and WAV: 4 bytes per sample period); without one
         // it goes untimed.
-        int64_t byteRate = int64_t(stream->codecpar->sample_rate) * stream->codecpar->ch_layout.nb_channels * 2;
+        int64_t byteRate =
+            int64_t(stream->codecpar->sample_rate) * stream->codecpar->ch_layout.nb_channels * 2;
         packet.hasTime = p.pts != AV_NOPTS_VALUE && (shift == 0 || byteRate > 0);
         if (packet.hasTime) {
             if (origin_ == AV_NOPTS_VALUE)
                 origin_ = p.pts;
-            packet.start = av_rescale_q(p.pts - origin_, stream->time_base, AVRational{1, 10000000});
+            packet.start =
+                av_rescale_q(p.pts - origin_, stream->time_base, AVRational{1, 10000000});
             if (shift != 0)
                 packet.start += shift * 10000000 / byteRate;
         }

@@ -22,7 +22,8 @@ constexpr LONG kSourceBufferSize = 256 * 1024;
 
 bool endsWith(const std::string& text, const std::string& suffix)
 {
-    return text.size() >= suffix.size() && text.compare(text.size() - suffix.size(), suffix.size(), suffix) == 0;
+    return text.size() >= suffix.size() &&
+           text.compare(text.size() - suffix.size(), suffix.size(), suffix) == 0;
 }
 
 WAVEFORMATEX waveOf(const CMediaType& type)
@@ -61,7 +62,8 @@ std::function<bool(const CMediaType&)> acceptOnly(const std::string& bits)
         if (bits == "float")
             return IsEqualGUID(t.subtype, MEDIASUBTYPE_IEEE_FLOAT) != 0;
         WAVEFORMATEX wave = waveOf(t);
-        return IsEqualGUID(t.subtype, MEDIASUBTYPE_PCM) && std::to_string(wave.wBitsPerSample) == bits;
+        return IsEqualGUID(t.subtype, MEDIASUBTYPE_PCM) &&
+               std::to_string(wave.wBitsPerSample) == bits;
     };
 }
 
@@ -164,9 +166,9 @@ public:
             drainConverter();
             convert = converter_.configure(now, fileFormat_);
         }
-        sayChange(now, !file_.isWave()  ? "the raw output goes on in the new format"
-                       : convert        ? "converting to the file's format"
-                                        : "it cannot be converted to the file's format and is left out");
+        sayChange(now, !file_.isWave() ? "the raw output goes on in the new format"
+                       : convert       ? "converting to the file's format"
+                                 : "it cannot be converted to the file's format and is left out");
         if (!file_.isWave()) {
             put(data, size, now);
         } else if (convert) {
@@ -304,7 +306,8 @@ HRESULT setOutputFormat(IBaseFilter* filter, const std::string& name)
     VariantInit(&value);
     value.vt = VT_BSTR;
     value.bstrVal = SysAllocString(text);
-    HRESULT hr = value.bstrVal ? api->SetValue(&CODECAPI_CURRENT_AUDIO_OUTPUT_FORMAT, &value) : E_OUTOFMEMORY;
+    HRESULT hr = value.bstrVal ? api->SetValue(&CODECAPI_CURRENT_AUDIO_OUTPUT_FORMAT, &value)
+                               : E_OUTOFMEMORY;
     VariantClear(&value);
     api->Release();
     return hr;
@@ -320,12 +323,17 @@ bool isOutputFormat(const std::string& name)
     return false;
 }
 
-DecodeOutcome decodeStream(TavioModule& module, InputSource& input, size_t stream, const DecodeRequest& request)
+DecodeOutcome decodeStream(TavioModule& module,
+                           InputSource& input,
+                           size_t stream,
+                           const DecodeRequest& request)
 {
     return decodeStream([&module] { return module.createFilter(); }, input, stream, request);
 }
 
-DecodeOutcome decodeStream(const FilterFactory& createFilter, InputSource& input, size_t stream,
+DecodeOutcome decodeStream(const FilterFactory& createFilter,
+                           InputSource& input,
+                           size_t stream,
                            const DecodeRequest& request)
 {
     DecodeOutcome outcome;
@@ -338,7 +346,8 @@ DecodeOutcome decodeStream(const FilterFactory& createFilter, InputSource& input
     // The filter turns E-AC-3 into sound only as AC-3 bursts for a receiver.
     if (chosen.codec == "eac3" && request.outputFormat != "spdif-bitstream") {
         outcome.exitCode = 3;
-        outcome.message = "E-AC-3 plays only through S/PDIF pass-through to a receiver: use --spdif";
+        outcome.message =
+            "E-AC-3 plays only through S/PDIF pass-through to a receiver: use --spdif";
         return outcome;
     }
     Ref<IBaseFilter> decoder(createFilter());
@@ -347,7 +356,8 @@ DecodeOutcome decodeStream(const FilterFactory& createFilter, InputSource& input
         outcome.message = "the decoder module could not create a filter";
         return outcome;
     }
-    if (!request.outputFormat.empty() && FAILED(setOutputFormat(decoder.get(), request.outputFormat))) {
+    if (!request.outputFormat.empty() &&
+        FAILED(setOutputFormat(decoder.get(), request.outputFormat))) {
         outcome.exitCode = 2;
         outcome.message = "the filter refused the output format " + request.outputFormat;
         return outcome;
@@ -372,18 +382,21 @@ DecodeOutcome decodeStream(const FilterFactory& createFilter, InputSource& input
     decoder->FindPin(WIDE("Output"), &rawOutput);
     Ref<IPin> decoderInput(rawInput), decoderOutput(rawOutput);
 
-    HRESULT hr = decoderInput && decoderOutput ? graph.Connect(sourceFilter->OutputPin(), decoderInput.get())
-                                               : E_FAIL;
+    HRESULT hr = decoderInput && decoderOutput
+                     ? graph.Connect(sourceFilter->OutputPin(), decoderInput.get())
+                     : E_FAIL;
     if (FAILED(hr)) {
         outcome.exitCode = 2;
-        outcome.message = "the filter refused the " + chosen.codec + " stream (" + platform::errorName(hr) + ")";
+        outcome.message =
+            "the filter refused the " + chosen.codec + " stream (" + platform::errorName(hr) + ")";
     } else if (FAILED(hr = graph.Connect(decoderOutput.get(), sinkFilter->InputPin()))) {
         outcome.exitCode = 2;
-        outcome.message = request.bits.empty()
-                              ? "the filter offers no output format (" + platform::errorName(hr) + ")"
-                              : "the filter offers no " +
-                                    (request.bits == "float" ? std::string("float") : request.bits + "-bit") +
-                                    " output for this stream (" + platform::errorName(hr) + ")";
+        outcome.message =
+            request.bits.empty()
+                ? "the filter offers no output format (" + platform::errorName(hr) + ")"
+                : "the filter offers no " +
+                      (request.bits == "float" ? std::string("float") : request.bits + "-bit") +
+                      " output for this stream (" + platform::errorName(hr) + ")";
     }
     CMediaType connected;
     if (outcome.exitCode == 0) {
@@ -402,7 +415,9 @@ DecodeOutcome decodeStream(const FilterFactory& createFilter, InputSource& input
         sinkFilter->SetSampleHandler([&](const ReceivedSample& sample) {
             if (sample.mediaType)
                 audio.setType(*sample.mediaType);
-            size_t skip = input.timesFromPresentationStart() ? bytesBeforeZero(sample, audio.currentFormat()) : 0;
+            size_t skip = input.timesFromPresentationStart()
+                              ? bytesBeforeZero(sample, audio.currentFormat())
+                              : 0;
             if (holding)
                 held.insert(held.end(), sample.data.begin() + long(skip), sample.data.end());
             else
@@ -412,7 +427,8 @@ DecodeOutcome decodeStream(const FilterFactory& createFilter, InputSource& input
         ProgressBar bar(request.progress);
         HostPacket packet;
         size_t delivered = 0;
-        while ((request.maxPackets == 0 || delivered++ < request.maxPackets) && input.next(packet)) {
+        while ((request.maxPackets == 0 || delivered++ < request.maxPackets) &&
+               input.next(packet)) {
             PushSource::Packet p;
             p.data = packet.data.data();
             p.size = packet.data.size();

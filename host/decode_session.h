@@ -10,22 +10,23 @@
 #include "host/tavio_module.h"
 
 struct DecodeRequest {
-    std::string output;  // ".wav": WAVE file; "-": raw to standard output; "": nowhere; else raw file
-    std::string bits;    // empty: any format; "16", "24", "32" or "float"
+    std::string
+        output;        // ".wav": WAVE file; "-": raw to standard output; "": nowhere; else raw file
+    std::string bits;  // empty: any format; "16", "24", "32" or "float"
     // Set through the filter's codec API: "pcm-stereo", "matrix-stereo",
     // "spdif-pcm" or "spdif-bitstream" (S/PDIF pass-through); empty: untouched.
     std::string outputFormat;
     bool progress = false;
     bool announceFormatChanges = false;  // say a mid-stream format change on standard error
-    size_t maxPackets = 0;  // stop after this many input packets (0: the whole stream)
+    size_t maxPackets = 0;               // stop after this many input packets (0: the whole stream)
 };
 
 struct DecodeOutcome {
     int exitCode = 0;     // 0 decoded, 2 refused, 3 no audio, 1 output not writable
     std::string message;  // one line for the user
     uint64_t bytes = 0;
-    double seconds = 0;   // of audio written
-    std::string format;   // what was delivered, e.g. "16-bit PCM, 48000 Hz, 2 channels (mask 0x3)"
+    double seconds = 0;  // of audio written
+    std::string format;  // what was delivered, e.g. "16-bit PCM, 48000 Hz, 2 channels (mask 0x3)"
     // The filter's stream text for its input and output, taken at the end.
     std::string inputText;
     std::string outputText;
@@ -37,6 +38,11 @@ bool isOutputFormat(const std::string& name);
 // Makes the filter to decode with: one reference held by the caller, or null.
 using FilterFactory = std::function<IBaseFilter*()>;
 
-DecodeOutcome decodeStream(const FilterFactory& createFilter, InputSource& input, size_t stream,
+DecodeOutcome decodeStream(const FilterFactory& createFilter,
+                           InputSource& input,
+                           size_t stream,
                            const DecodeRequest& request);
-DecodeOutcome decodeStream(TavioModule& module, InputSource& input, size_t stream, const DecodeRequest& request);
+DecodeOutcome decodeStream(TavioModule& module,
+                           InputSource& input,
+                           size_t stream,
+                           const DecodeRequest& request);

@@ -15,12 +15,12 @@ AVSampleFormat sampleFormat(const PcmFormat& format)
     if (format.kind == PcmFormat::Kind::Float)
         return AV_SAMPLE_FMT_FLT;
     switch (format.bits) {
-    case 8:
-        return AV_SAMPLE_FMT_U8;
-    case 16:
-        return AV_SAMPLE_FMT_S16;
-    default:  // 24-bit travels as 32-bit
-        return AV_SAMPLE_FMT_S32;
+        case 8:
+            return AV_SAMPLE_FMT_U8;
+        case 16:
+            return AV_SAMPLE_FMT_S16;
+        default:  // 24-bit travels as 32-bit
+            return AV_SAMPLE_FMT_S32;
     }
 }
 

@@ -1,6 +1,9 @@
 #include "host/graph.h"
 
-Graph::~Graph() { Clear(); }
+Graph::~Graph()
+{
+    Clear();
+}
 
 STDMETHODIMP Graph::QueryInterface(REFIID riid, void** ppv)
 {
@@ -84,9 +87,15 @@ HRESULT Graph::Disconnect(IPin* output, IPin* input)
     return FAILED(hr) ? hr : hr2;
 }
 
-STDMETHODIMP Graph::Disconnect(IPin* pin) { return pin ? pin->Disconnect() : E_POINTER; }
+STDMETHODIMP Graph::Disconnect(IPin* pin)
+{
+    return pin ? pin->Disconnect() : E_POINTER;
+}
 
-STDMETHODIMP Graph::Reconnect(IPin*) { return E_NOTIMPL; }
+STDMETHODIMP Graph::Reconnect(IPin*)
+{
+    return E_NOTIMPL;
+}
 
 STDMETHODIMP Graph::EnumFilters(IEnumFilters** ppEnum)
 {

@@ -58,8 +58,8 @@ std::optional<CMediaType> vorbisType(const AudioStreamParameters& stream, std::s
 CMediaType dvdVideoLpcmType(const GUID& major, const AudioStreamParameters& s)
 {
     if (s.channels <= 2)
-        return waveMediaType(major, MEDIASUBTYPE_DVD_LPCM_AUDIO, WAVE_FORMAT_PCM, s.sampleRate, s.channels,
-                             s.bitsPerSample);
+        return waveMediaType(major, MEDIASUBTYPE_DVD_LPCM_AUDIO, WAVE_FORMAT_PCM, s.sampleRate,
+                             s.channels, s.bitsPerSample);
     std::vector<uint8_t> extra;
     extra.push_back(uint8_t(s.bitsPerSample));
     extra.push_back(uint8_t(s.bitsPerSample >> 8));
@@ -67,14 +67,19 @@ CMediaType dvdVideoLpcmType(const GUID& major, const AudioStreamParameters& s)
     const GUID& pcm = KSDATAFORMAT_SUBTYPE_PCM;
     const auto* guidBytes = reinterpret_cast<const uint8_t*>(&pcm);
     extra.insert(extra.end(), guidBytes, guidBytes + sizeof(GUID));
-    return waveMediaType(major, MEDIASUBTYPE_DVD_LPCM_AUDIO, WAVE_FORMAT_EXTENSIBLE, s.sampleRate, s.channels,
-                         s.bitsPerSample, extra);
+    return waveMediaType(major, MEDIASUBTYPE_DVD_LPCM_AUDIO, WAVE_FORMAT_EXTENSIBLE, s.sampleRate,
+                         s.channels, s.bitsPerSample, extra);
 }
 
 }  // namespace
 
-CMediaType waveMediaType(const GUID& major, const GUID& subtype, WORD formatTag, int sampleRate,
-                         int channels, int bitsPerSample, const std::vector<uint8_t>& extra)
+CMediaType waveMediaType(const GUID& major,
+                         const GUID& subtype,
+                         WORD formatTag,
+                         int sampleRate,
+                         int channels,
+                         int bitsPerSample,
+                         const std::vector<uint8_t>& extra)
 {
     WAVEFORMATEX wave{};
     wave.wFormatTag = formatTag;
@@ -96,7 +101,8 @@ CMediaType waveMediaType(const GUID& major, const GUID& subtype, WORD formatTag,
     return type;
 }
 
-bool splitXiphHeaders(const std::vector<uint8_t>& extradata, std::vector<std::vector<uint8_t>>& headers)
+bool splitXiphHeaders(const std::vector<uint8_t>& extradata,
+                      std::vector<std::vector<uint8_t>>& headers)
 {
     headers.clear();
     if (extradata.size() < 3 || extradata[0] != 2)
@@ -115,12 +121,13 @@ bool splitXiphHeaders(const std::vector<uint8_t>& extradata, std::vector<std::ve
         return false;
     sizes[2] = rest - sizes[0] - sizes[1];
     for (size_t size : sizes) {
-        headers.emplace_back(extradata.begin() + long(position), extradata.begin() + long(position + size));
+        headers.emplace_back(extradata.begin() + long(position),
+                             extradata.begin() + long(position + size));
         position += size;
     }
     // Identification, comment and setup headers are packet types 1, 3 and 5.
-    return headers[0].size() >= 7 && headers[0][0] == 1 && headers[1].size() >= 7 && headers[1][0] == 3 &&
-           headers[2].size() >= 7 && headers[2][0] == 5;
+    return headers[0].size() >= 7 && headers[0][0] == 1 && headers[1].size() >= 7 &&
+           headers[1][0] == 3 && headers[2].size() >= 7 && headers[2][0] == 5;
 }
 
 std::optional<CMediaType> hostMediaType(const AudioStreamParameters& s, std::string& why)
@@ -132,24 +139,26 @@ std::optional<CMediaType> hostMediaType(const AudioStreamParameters& s, std::str
         return std::nullopt;
     }
     if (c == "ac3" || c == "eac3")
-        return waveMediaType(major, s.fromAviOrWave && c == "ac3" ? MEDIASUBTYPE_AC3_AVI : MEDIASUBTYPE_DOLBY_AC3,
-                             kTagAc3, s.sampleRate, s.channels, 0);
+        return waveMediaType(
+            major, s.fromAviOrWave && c == "ac3" ? MEDIASUBTYPE_AC3_AVI : MEDIASUBTYPE_DOLBY_AC3,
+            kTagAc3, s.sampleRate, s.channels, 0);
     if (c == "dts")
         return waveMediaType(major, MEDIASUBTYPE_DTS, kTagDts, s.sampleRate, s.channels, 0);
     if (c == "mp1" || c == "mp2")
-        return s.inProgramStream
-                   ? waveMediaType(major, MEDIASUBTYPE_MPEG2_AUDIO, WAVE_FORMAT_MPEG, s.sampleRate, s.channels, 0)
-                   : waveMediaType(major, MEDIASUBTYPE_MPEG1AudioPayload, WAVE_FORMAT_MPEG, s.sampleRate,
-                                   s.channels, 0);
+        return s.inProgramStream ? waveMediaType(major, MEDIASUBTYPE_MPEG2_AUDIO, WAVE_FORMAT_MPEG,
+                                                 s.sampleRate, s.channels, 0)
+                                 : waveMediaType(major, MEDIASUBTYPE_MPEG1AudioPayload,
+                                                 WAVE_FORMAT_MPEG, s.sampleRate, s.channels, 0);
     if (c == "mp3")
-        return waveMediaType(major, MEDIASUBTYPE_MP3, WAVE_FORMAT_MPEGLAYER3, s.sampleRate, s.channels, 0);
+        return waveMediaType(major, MEDIASUBTYPE_MP3, WAVE_FORMAT_MPEGLAYER3, s.sampleRate,
+                             s.channels, 0);
     if (c == "aac") {
         if (s.extradata.size() < 2) {
             why = "AAC without an AudioSpecificConfig";
             return std::nullopt;
         }
-        return waveMediaType(major, MEDIASUBTYPE_MPEG4_AUDIO, kTagRawAac, s.sampleRate, s.channels, 16,
-                             s.extradata);
+        return waveMediaType(major, MEDIASUBTYPE_MPEG4_AUDIO, kTagRawAac, s.sampleRate, s.channels,
+                             16, s.extradata);
     }
     if (c == "vorbis")
         return vorbisType(s, why);
@@ -158,13 +167,13 @@ std::optional<CMediaType> hostMediaType(const AudioStreamParameters& s, std::str
     if (c == "amr-wb")
         return waveMediaType(major, MEDIASUBTYPE_SAWB_AUDIO, 0, s.sampleRate, s.channels, 16);
     if (c == "bluray-lpcm")
-        return waveMediaType(major, MEDIASUBTYPE_BDMV_LPCM_AUDIO, WAVE_FORMAT_PCM, s.sampleRate, s.channels,
-                             s.bitsPerSample);
+        return waveMediaType(major, MEDIASUBTYPE_BDMV_LPCM_AUDIO, WAVE_FORMAT_PCM, s.sampleRate,
+                             s.channels, s.bitsPerSample);
     if (c == "dvd-video-lpcm")
         return dvdVideoLpcmType(major, s);
     if (c == "dvd-audio-lpcm")
-        return waveMediaType(major, MEDIASUBTYPE_DVDA_AUDIO_LPCM, WAVE_FORMAT_PCM, s.sampleRate, s.channels,
-                             s.bitsPerSample);
+        return waveMediaType(major, MEDIASUBTYPE_DVDA_AUDIO_LPCM, WAVE_FORMAT_PCM, s.sampleRate,
+                             s.channels, s.bitsPerSample);
     if (c == "dvd-audio-mlp")
         return waveMediaType(major, MEDIASUBTYPE_DVDA_AUDIO_MLP, 0, s.sampleRate, s.channels, 24);
     if (c == "truehd")

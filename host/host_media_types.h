@@ -16,9 +16,15 @@
 std::optional<CMediaType> hostMediaType(const AudioStreamParameters& stream, std::string& why);
 
 // A media type whose format block is a WAVEFORMATEX followed by `extra`.
-CMediaType waveMediaType(const GUID& major, const GUID& subtype, WORD formatTag, int sampleRate,
-                         int channels, int bitsPerSample, const std::vector<uint8_t>& extra = {});
+CMediaType waveMediaType(const GUID& major,
+                         const GUID& subtype,
+                         WORD formatTag,
+                         int sampleRate,
+                         int channels,
+                         int bitsPerSample,
+                         const std::vector<uint8_t>& extra = {});
 
 // Splits Vorbis set-up data in Xiph lacing (a count byte, then 255-laced
 // sizes of all but the last packet) into its three header packets.
-bool splitXiphHeaders(const std::vector<uint8_t>& extradata, std::vector<std::vector<uint8_t>>& headers);
+bool splitXiphHeaders(const std::vector<uint8_t>& extradata,
+                      std::vector<std::vector<uint8_t>>& headers);

@@ -20,7 +20,8 @@ std::unique_ptr<InputSource> openInputSource(const std::string& path, std::strin
     }
     std::ifstream file(path, std::ios::binary);
     uint8_t head[4] = {};
-    if (!file.read(reinterpret_cast<char*>(head), sizeof head) && file.gcount() == 0 && info.st_size > 0) {
+    if (!file.read(reinterpret_cast<char*>(head), sizeof head) && file.gcount() == 0 &&
+        info.st_size > 0) {
         error = "cannot be read (permission denied or I/O error)";
         return nullptr;
     }

@@ -23,12 +23,14 @@ PcmFormat pcmFormatOf(const CMediaType& type)
     format.bits = wave.wBitsPerSample;
     format.blockAlign = wave.nBlockAlign;
     GUID sub = type.subtype;
-    if (wave.wFormatTag == WAVE_FORMAT_EXTENSIBLE && type.cbFormat >= sizeof(WAVEFORMATEXTENSIBLE)) {
+    if (wave.wFormatTag == WAVE_FORMAT_EXTENSIBLE &&
+        type.cbFormat >= sizeof(WAVEFORMATEXTENSIBLE)) {
         WAVEFORMATEXTENSIBLE extensible;
         std::memcpy(&extensible, type.pbFormat, sizeof extensible);
         format.mask = extensible.dwChannelMask;
-        sub = IsEqualGUID(extensible.SubFormat, KSDATAFORMAT_SUBTYPE_IEEE_FLOAT) ? MEDIASUBTYPE_IEEE_FLOAT
-                                                                                : MEDIASUBTYPE_PCM;
+        sub = IsEqualGUID(extensible.SubFormat, KSDATAFORMAT_SUBTYPE_IEEE_FLOAT)
+                  ? MEDIASUBTYPE_IEEE_FLOAT
+                  : MEDIASUBTYPE_PCM;
     }
     if (wave.wFormatTag == WAVE_FORMAT_DOLBY_AC3_SPDIF)
         format.kind = PcmFormat::Kind::Spdif;
@@ -43,9 +45,11 @@ std::string describe(const PcmFormat& format)
 {
     if (format.kind == PcmFormat::Kind::Spdif)
         return "S/PDIF bursts, " + std::to_string(format.rate) + " Hz";
-    std::string text = format.kind == PcmFormat::Kind::Float ? std::string("32-bit float")
-                                                              : std::to_string(format.bits) + "-bit PCM";
-    text += ", " + std::to_string(format.rate) + " Hz, " + std::to_string(format.channels) + " channels";
+    std::string text = format.kind == PcmFormat::Kind::Float
+                           ? std::string("32-bit float")
+                           : std::to_string(format.bits) + "-bit PCM";
+    text += ", " + std::to_string(format.rate) + " Hz, " + std::to_string(format.channels) +
+            " channels";
     if (format.mask) {
         char hex[32];
         std::snprintf(hex, sizeof hex, " (mask 0x%x)", unsigned(format.mask));

@@ -13,9 +13,9 @@ struct PcmFormat {
     Kind kind = Kind::Other;
     uint32_t rate = 0;
     uint16_t channels = 0;
-    uint16_t bits = 0;       // per sample as stored (8, 16, 24, 32)
+    uint16_t bits = 0;        // per sample as stored (8, 16, 24, 32)
     uint16_t blockAlign = 0;  // bytes per sample frame
-    uint32_t mask = 0;       // 0 when the type carries none
+    uint32_t mask = 0;        // 0 when the type carries none
 
     bool operator==(const PcmFormat&) const = default;
     // Integer or float samples that libswresample can convert.

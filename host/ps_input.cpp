@@ -27,7 +27,8 @@ bool endsWithNoCase(const std::string& text, const std::string& suffix)
     if (text.size() < suffix.size())
         return false;
     for (size_t i = 0; i < suffix.size(); ++i)
-        if (std::tolower(static_cast<unsigned char>(text[text.size() - suffix.size() + i])) != suffix[i])
+        if (std::tolower(static_cast<unsigned char>(text[text.size() - suffix.size() + i])) !=
+            suffix[i])
             return false;
     return true;
 }
@@ -95,7 +96,8 @@ public:
         stripSubstreamHeader_ = stripHeader_[n];
         recutter_.reset();
         int sub = selected_.substreamId;
-        if (selected_.streamId == kPrivateStream1 && (dvdAudio_ ? sub == 0xA0 : sub >= 0xA0 && sub <= 0xA7))
+        if (selected_.streamId == kPrivateStream1 &&
+            (dvdAudio_ ? sub == 0xA0 : sub >= 0xA0 && sub <= 0xA7))
             recutter_ = std::make_unique<LpcmRecutter>(dvdAudio_ ? LpcmRecutter::Packing::DvdAudio
                                                                  : LpcmRecutter::Packing::DvdVideo);
         file_.open(path_, std::ios::binary);
@@ -107,13 +109,15 @@ public:
         PesPacket packet;
         for (;;) {
             while (reader_.next(packet)) {
-                if (packet.streamId != selected_.streamId || packet.substreamId != selected_.substreamId)
+                if (packet.streamId != selected_.streamId ||
+                    packet.substreamId != selected_.substreamId)
                     continue;
                 out.hasTime = packet.hasPts;
                 if (recutter_ && !recutter_->recut(packet.payload, out.hasTime))
                     continue;
                 // The substream id, frame count and first access unit pointer.
-                size_t skip = stripSubstreamHeader_ ? std::min<size_t>(4, packet.payload.size()) : 0;
+                size_t skip =
+                    stripSubstreamHeader_ ? std::min<size_t>(4, packet.payload.size()) : 0;
                 out.data.assign(packet.payload.begin() + long(skip), packet.payload.end());
                 out.start = packet.ptsReferenceTime;
                 return true;
@@ -134,7 +138,9 @@ public:
     double progress() const override { return size_ ? double(read_) / double(size_) : 0; }
 
 private:
-    void describe(const StreamKey& key, const PesPacket& first, const std::vector<ProbedStream>& probed)
+    void describe(const StreamKey& key,
+                  const PesPacket& first,
+                  const std::vector<ProbedStream>& probed)
     {
         HostStream host;
         AudioStreamParameters parameters;
@@ -168,8 +174,9 @@ private:
             std::snprintf(label, sizeof label, "private stream 1, substream 0x%02X", sub);
         else
             std::snprintf(label, sizeof label, "stream 0x%02X", key.streamId);
-        host.description = std::string(label) + ": " +
-                           (host.description.empty() ? std::string("not recognised") : host.description);
+        host.description =
+            std::string(label) + ": " +
+            (host.description.empty() ? std::string("not recognised") : host.description);
         if (!parameters.codec.empty())
             host.mediaType = hostMediaType(parameters, host.unsupported);
         else
@@ -179,7 +186,9 @@ private:
         stripHeader_.push_back(strip);
     }
 
-    static void fromProbe(int id, const std::vector<ProbedStream>& probed, AudioStreamParameters& parameters,
+    static void fromProbe(int id,
+                          const std::vector<ProbedStream>& probed,
+                          AudioStreamParameters& parameters,
                           std::string& description)
     {
         for (const ProbedStream& p : probed)

@@ -4,8 +4,18 @@
 #include <cstring>
 
 // {6A1B7C52-0E39-4F4B-9D2A-5C0E8F31A7B4}: only for GetClassID; never registered.
-TV_DEFINE_GUID(CLSID_TavioPushSource, 0x6A1B7C52, 0x0E39, 0x4F4B, 0x9D, 0x2A, 0x5C, 0x0E, 0x8F,
-               0x31, 0xA7, 0xB4);
+TV_DEFINE_GUID(CLSID_TavioPushSource,
+               0x6A1B7C52,
+               0x0E39,
+               0x4F4B,
+               0x9D,
+               0x2A,
+               0x5C,
+               0x0E,
+               0x8F,
+               0x31,
+               0xA7,
+               0xB4);
 
 PushSourcePin::PushSourcePin(PushSource* filter, CCritSec* lock, HRESULT* phr)
     : CBaseOutputPin("PushSourcePin", filter, lock, phr, WIDE("Out")), m_pSource(filter)
@@ -59,7 +69,10 @@ PushSource* PushSource::Create(const CMediaType& type, LONG bufferSize, LONG buf
     return source;
 }
 
-CBasePin* PushSource::GetPin(int n) { return n == 0 ? &m_pin : nullptr; }
+CBasePin* PushSource::GetPin(int n)
+{
+    return n == 0 ? &m_pin : nullptr;
+}
 
 HRESULT PushSource::Deliver(const Packet& packet)
 {

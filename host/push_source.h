@@ -26,7 +26,9 @@ private:
 class PushSource : public CBaseFilter {
 public:
     // A source offering `type`, with `bufferCount` buffers of `bufferSize` bytes.
-    static PushSource* Create(const CMediaType& type, LONG bufferSize = 65536, LONG bufferCount = 4);
+    static PushSource* Create(const CMediaType& type,
+                              LONG bufferSize = 65536,
+                              LONG bufferCount = 4);
     ~PushSource() override;
 
     int GetPinCount() override { return 1; }

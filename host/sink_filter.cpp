@@ -3,8 +3,18 @@
 #include <chrono>
 
 // {0F4E2B1D-7A63-4C58-8E0B-2D9F6A41C3E7}: only for GetClassID; never registered.
-TV_DEFINE_GUID(CLSID_TavioSink, 0x0F4E2B1D, 0x7A63, 0x4C58, 0x8E, 0x0B, 0x2D, 0x9F, 0x6A, 0x41,
-               0xC3, 0xE7);
+TV_DEFINE_GUID(CLSID_TavioSink,
+               0x0F4E2B1D,
+               0x7A63,
+               0x4C58,
+               0x8E,
+               0x0B,
+               0x2D,
+               0x9F,
+               0x6A,
+               0x41,
+               0xC3,
+               0xE7);
 
 SinkInputPin::SinkInputPin(SinkFilter* filter, CCritSec* lock, HRESULT* phr)
     : CBaseInputPin("SinkInputPin", filter, lock, phr, WIDE("In")), m_pSink(filter)
@@ -134,7 +144,10 @@ SinkFilter* SinkFilter::Create()
     return sink;
 }
 
-CBasePin* SinkFilter::GetPin(int n) { return n == 0 ? &m_pin : nullptr; }
+CBasePin* SinkFilter::GetPin(int n)
+{
+    return n == 0 ? &m_pin : nullptr;
+}
 
 void SinkFilter::SetAcceptType(std::function<bool(const CMediaType&)> accept)
 {

@@ -24,40 +24,41 @@ struct Options {
     bool quiet = false;
     bool info = false;
     std::string outputFormat;  // empty: the filter's own choice
-    int stream = -1;   // audio stream number; -1: the first the filter accepts
-    std::string bits;  // empty: any format; else 16, 24, 32 or float
+    int stream = -1;           // audio stream number; -1: the first the filter accepts
+    std::string bits;          // empty: any format; else 16, 24, 32 or float
 };
 
 void usage(FILE* out)
 {
-    std::fprintf(out,
-                 "usage: tavio [decode] [INPUT] [-o OUTPUT] [--stream N] [--bits 16|24|32|float]\n"
-                 "             [--output-format FORMAT | --spdif] [-q]\n"
-                 "       tavio info INPUT\n"
-                 "       tavio --help | --version\n"
-                 "Decodes an audio stream of INPUT through the Tavio2 decoder filter and writes OUTPUT\n"
-                 "(default: the input's name with .wav, in the current folder). A .wav name gets a\n"
-                 "WAVE file (RF64 beyond 4 GiB); '-' or any other name gets the raw bytes.\n"
-                 "Without INPUT it decodes the sample stream that comes with tavio.\n"
-                 "  --stream N   decode audio stream N (as 'tavio info' numbers them)\n"
-                 "  --bits B     accept only that output format, as a sound card that takes\n"
-                 "               nothing else would; the filter falls back to what it can offer\n"
-                 "  --output-format FORMAT   the output format, set through the filter's codec API:\n"
-                 "               pcm-stereo       decoded PCM, no remixing (the default)\n"
-                 "               matrix-stereo    a stereo downmix that keeps the surround\n"
-                 "                                matrix-encoded (Lt/Rt for AC-3)\n"
-                 "               spdif-pcm        a stereo downmix for an S/PDIF link\n"
-                 "               spdif-bitstream  AC-3 and DTS passed through as IEC 61937 bursts;\n"
-                 "                                E-AC-3 goes out only this way, converted to AC-3\n"
-                 "  --spdif      short for --output-format spdif-bitstream\n"
-                 "  -q           no messages but errors\n"
-                 "Inputs: DVD-Video/HD-DVD VOB/EVO and DVD-Audio AOB program streams (LPCM, MLP, AC-3,\n"
-                 "DTS, MPEG audio); raw AC-3, E-AC-3, DTS (also DTS-CD's 14-bit words, .cpt), MPEG audio,\n"
-                 "AAC/HE-AAC (ADTS, LOAS), AMR-NB/AMR-WB (.amr, .awb), MLP, TrueHD; Matroska/WebM,\n"
-                 "MP4/M4A/3GP, MPEG-TS/M2TS (AAC also as LATM), Ogg, AVI and WAV. Vorbis (up to 8\n"
-                 "channels) from Ogg, Matroska/WebM and MP4. DTS decodes its core (DTS-HD, 96/24 and ES\n"
-                 "included); DTS Express has none.\n"
-                 "Exit codes: 0 decoded, 1 usage, 2 unreadable or unsupported input, 3 no audio.\n");
+    std::fprintf(
+        out,
+        "usage: tavio [decode] [INPUT] [-o OUTPUT] [--stream N] [--bits 16|24|32|float]\n"
+        "             [--output-format FORMAT | --spdif] [-q]\n"
+        "       tavio info INPUT\n"
+        "       tavio --help | --version\n"
+        "Decodes an audio stream of INPUT through the Tavio2 decoder filter and writes OUTPUT\n"
+        "(default: the input's name with .wav, in the current folder). A .wav name gets a\n"
+        "WAVE file (RF64 beyond 4 GiB); '-' or any other name gets the raw bytes.\n"
+        "Without INPUT it decodes the sample stream that comes with tavio.\n"
+        "  --stream N   decode audio stream N (as 'tavio info' numbers them)\n"
+        "  --bits B     accept only that output format, as a sound card that takes\n"
+        "               nothing else would; the filter falls back to what it can offer\n"
+        "  --output-format FORMAT   the output format, set through the filter's codec API:\n"
+        "               pcm-stereo       decoded PCM, no remixing (the default)\n"
+        "               matrix-stereo    a stereo downmix that keeps the surround\n"
+        "                                matrix-encoded (Lt/Rt for AC-3)\n"
+        "               spdif-pcm        a stereo downmix for an S/PDIF link\n"
+        "               spdif-bitstream  AC-3 and DTS passed through as IEC 61937 bursts;\n"
+        "                                E-AC-3 goes out only this way, converted to AC-3\n"
+        "  --spdif      short for --output-format spdif-bitstream\n"
+        "  -q           no messages but errors\n"
+        "Inputs: DVD-Video/HD-DVD VOB/EVO and DVD-Audio AOB program streams (LPCM, MLP, AC-3,\n"
+        "DTS, MPEG audio); raw AC-3, E-AC-3, DTS (also DTS-CD's 14-bit words, .cpt), MPEG audio,\n"
+        "AAC/HE-AAC (ADTS, LOAS), AMR-NB/AMR-WB (.amr, .awb), MLP, TrueHD; Matroska/WebM,\n"
+        "MP4/M4A/3GP, MPEG-TS/M2TS (AAC also as LATM), Ogg, AVI and WAV. Vorbis (up to 8\n"
+        "channels) from Ogg, Matroska/WebM and MP4. DTS decodes its core (DTS-HD, 96/24 and ES\n"
+        "included); DTS Express has none.\n"
+        "Exit codes: 0 decoded, 1 usage, 2 unreadable or unsupported input, 3 no audio.\n");
 }
 
 bool isNumber(const std::string& text)
@@ -93,8 +94,10 @@ int parse(int argc, char** argv, Options& options)
             const char* f = value("a format");
             if (!f || !isOutputFormat(f)) {
                 if (f)
-                    std::fprintf(stderr, "tavio: --output-format takes pcm-stereo, matrix-stereo, spdif-pcm or "
-                                         "spdif-bitstream\n");
+                    std::fprintf(
+                        stderr,
+                        "tavio: --output-format takes pcm-stereo, matrix-stereo, spdif-pcm or "
+                        "spdif-bitstream\n");
                 return UsageError;
             }
             options.outputFormat = f;
@@ -107,7 +110,8 @@ int parse(int argc, char** argv, Options& options)
             const char* n = value("a stream number");
             if (!n || !isNumber(n)) {
                 if (n)
-                    std::fprintf(stderr, "tavio: --stream takes a stream number (see 'tavio info')\n");
+                    std::fprintf(stderr,
+                                 "tavio: --stream takes a stream number (see 'tavio info')\n");
                 return UsageError;
             }
             options.stream = std::atoi(n);
@@ -151,7 +155,8 @@ std::string defaultOutput(const std::string& input)
 std::string findBundledStream()
 {
     std::string here = executableFolder();
-    for (const std::string& candidate : {here + "../share/tavio/sample_lpcm.vob", std::string(TAVIO_SAMPLE_STREAM)})
+    for (const std::string& candidate :
+         {here + "../share/tavio/sample_lpcm.vob", std::string(TAVIO_SAMPLE_STREAM)})
         if (access(candidate.c_str(), R_OK) == 0)
             return candidate;
     return "";
@@ -174,13 +179,14 @@ void printStreamText(const char* heading, const std::string& text)
 int info(TavioModule* module, const Options& options, InputSource& input)
 {
     const auto& streams = input.streams();
-    std::printf("%s: %s, %zu audio stream%s\n", options.input.c_str(), input.containerName().c_str(),
-                streams.size(), streams.size() == 1 ? "" : "s");
+    std::printf("%s: %s, %zu audio stream%s\n", options.input.c_str(),
+                input.containerName().c_str(), streams.size(), streams.size() == 1 ? "" : "s");
     for (size_t i = 0; i < streams.size(); ++i) {
         std::printf("  stream %zu: %s\n", i, streams[i].description.c_str());
         if (!streams[i].mediaType || !streams[i].noAudio.empty()) {
-            std::printf("    not decoded: %s\n",
-                        (streams[i].mediaType ? streams[i].noAudio : streams[i].unsupported).c_str());
+            std::printf(
+                "    not decoded: %s\n",
+                (streams[i].mediaType ? streams[i].noAudio : streams[i].unsupported).c_str());
             continue;
         }
         if (!module)
@@ -215,28 +221,33 @@ int decode(TavioModule& module, const Options& options, InputSource& input)
     size_t stream = 0;
     if (options.stream >= 0) {
         if (size_t(options.stream) >= streams.size()) {
-            std::fprintf(stderr, "tavio: %s has %zu audio stream%s; there is no stream %d (see 'tavio info')\n",
-                         options.input.c_str(), streams.size(), streams.size() == 1 ? "" : "s", options.stream);
+            std::fprintf(
+                stderr,
+                "tavio: %s has %zu audio stream%s; there is no stream %d (see 'tavio info')\n",
+                options.input.c_str(), streams.size(), streams.size() == 1 ? "" : "s",
+                options.stream);
             return UsageError;
         }
         stream = size_t(options.stream);
         if (!streams[stream].noAudio.empty()) {
-            std::fprintf(stderr, "tavio: %s: %s: %s\n", options.input.c_str(), streams[stream].codec.c_str(),
-                         streams[stream].noAudio.c_str());
+            std::fprintf(stderr, "tavio: %s: %s: %s\n", options.input.c_str(),
+                         streams[stream].codec.c_str(), streams[stream].noAudio.c_str());
             return NoAudio;
         }
     } else {
-        while (stream < streams.size() && (!streams[stream].mediaType || !streams[stream].noAudio.empty()))
+        while (stream < streams.size() &&
+               (!streams[stream].mediaType || !streams[stream].noAudio.empty()))
             ++stream;
         if (stream == streams.size()) {
             // Streams the filter takes but cannot make sound of: say why.
             for (const HostStream& s : streams)
                 if (s.mediaType && !s.noAudio.empty()) {
-                    std::fprintf(stderr, "tavio: %s: %s: %s\n", options.input.c_str(), s.codec.c_str(),
-                                 s.noAudio.c_str());
+                    std::fprintf(stderr, "tavio: %s: %s: %s\n", options.input.c_str(),
+                                 s.codec.c_str(), s.noAudio.c_str());
                     return NoAudio;
                 }
-            std::fprintf(stderr, "tavio: %s: no stream the filter accepts (%s)\n", options.input.c_str(),
+            std::fprintf(stderr, "tavio: %s: no stream the filter accepts (%s)\n",
+                         options.input.c_str(),
                          (streams[0].codec + ": " + streams[0].unsupported).c_str());
             return UnreadableInput;
         }
@@ -253,9 +264,9 @@ int decode(TavioModule& module, const Options& options, InputSource& input)
         return outcome.exitCode;
     }
     if (!options.quiet)
-        std::fprintf(stderr, "tavio: %s: stream %zu, %s -> %s: %s, %.2f s\n", options.input.c_str(), stream,
-                     streams[stream].description.c_str(), request.output.c_str(), outcome.format.c_str(),
-                     outcome.seconds);
+        std::fprintf(stderr, "tavio: %s: stream %zu, %s -> %s: %s, %.2f s\n", options.input.c_str(),
+                     stream, streams[stream].description.c_str(), request.output.c_str(),
+                     outcome.format.c_str(), outcome.seconds);
     return Decoded;
 }
 
@@ -276,7 +287,8 @@ int main(int argc, char** argv)
             return UnreadableInput;
         }
         if (!options.quiet)
-            std::fprintf(stderr, "tavio: no input given; decoding the bundled sample %s\n", options.input.c_str());
+            std::fprintf(stderr, "tavio: no input given; decoding the bundled sample %s\n",
+                         options.input.c_str());
     }
     std::string error;
     auto input = openInputSource(options.input, error);

@@ -5,7 +5,8 @@
 
 namespace {
 
-constexpr uint32_t kDs64Size = 28;  // RIFF size, data size, sample count (64-bit each), table length
+constexpr uint32_t kDs64Size =
+    28;  // RIFF size, data size, sample count (64-bit each), table length
 
 void put32(std::ofstream& out, uint32_t v)
 {
@@ -40,8 +41,8 @@ std::vector<uint8_t> fileWaveFormat(const std::vector<uint8_t>& connectionFormat
         extensible.Format = wave;
         extensible.Samples.wValidBitsPerSample = wave.wBitsPerSample;
         extensible.dwChannelMask = defaultMask(wave.nChannels);
-        extensible.SubFormat =
-            wave.wFormatTag == WAVE_FORMAT_PCM ? KSDATAFORMAT_SUBTYPE_PCM : KSDATAFORMAT_SUBTYPE_IEEE_FLOAT;
+        extensible.SubFormat = wave.wFormatTag == WAVE_FORMAT_PCM ? KSDATAFORMAT_SUBTYPE_PCM
+                                                                  : KSDATAFORMAT_SUBTYPE_IEEE_FLOAT;
     } else {
         return connectionFormat;
     }

@@ -4,8 +4,8 @@
 #include "platform/com.h"
 
 #ifdef _WIN32
-#include <strmif.h>
 #include <codecapi.h>
+#include <strmif.h>
 #else
 // clang-format off
 DEFINE_GUID(IID_ICodecAPI, 0x901DB4C7, 0x31CE, 0x41A2, 0x85, 0xDC, 0x8F, 0xA0, 0xBF, 0x41, 0xB8, 0xDA);
@@ -14,8 +14,8 @@ DEFINE_GUID(IID_ICodecAPI, 0x901DB4C7, 0x31CE, 0x41A2, 0x85, 0xDC, 0x8F, 0xA0, 0
 struct ICodecAPI : public IUnknown {
     STDMETHOD(IsSupported)(const GUID* Api) PURE;
     STDMETHOD(IsModifiable)(const GUID* Api) PURE;
-    STDMETHOD(GetParameterRange)(const GUID* Api, VARIANT* ValueMin, VARIANT* ValueMax,
-                                 VARIANT* SteppingDelta) PURE;
+    STDMETHOD(GetParameterRange)
+    (const GUID* Api, VARIANT* ValueMin, VARIANT* ValueMax, VARIANT* SteppingDelta) PURE;
     STDMETHOD(GetParameterValues)(const GUID* Api, VARIANT** Values, ULONG* ValuesCount) PURE;
     STDMETHOD(GetDefaultValue)(const GUID* Api, VARIANT* Value) PURE;
     STDMETHOD(GetValue)(const GUID* Api, VARIANT* Value) PURE;
@@ -23,13 +23,13 @@ struct ICodecAPI : public IUnknown {
     STDMETHOD(RegisterForEvent)(const GUID* Api, LONG_PTR userData) PURE;
     STDMETHOD(UnregisterForEvent)(const GUID* Api) PURE;
     STDMETHOD(SetAllDefaults)() PURE;
-    STDMETHOD(SetValueWithNotify)(const GUID* Api, VARIANT* Value, GUID** ChangedParam,
-                                  ULONG* ChangedParamCount) PURE;
+    STDMETHOD(SetValueWithNotify)
+    (const GUID* Api, VARIANT* Value, GUID** ChangedParam, ULONG* ChangedParamCount) PURE;
     STDMETHOD(SetAllDefaultsWithNotify)(GUID** ChangedParam, ULONG* ChangedParamCount) PURE;
     STDMETHOD(GetAllSettings)(IStream* a) PURE;
     STDMETHOD(SetAllSettings)(IStream* a) PURE;
-    STDMETHOD(SetAllSettingsWithNotify)(IStream* a, GUID** ChangedParam,
-                                        ULONG* ChangedParamCount) PURE;
+    STDMETHOD(SetAllSettingsWithNotify)
+    (IStream* a, GUID** ChangedParam, ULONG* ChangedParamCount) PURE;
 };
 #endif  // _WIN32
 

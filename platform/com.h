@@ -6,8 +6,8 @@
 
 #ifdef _WIN32
 #include <objbase.h>
-#include <oleauto.h>
 #include <ocidl.h>
+#include <oleauto.h>
 #else
 
 // clang-format off
@@ -58,9 +58,24 @@ typedef int16_t VARIANT_BOOL;
 #define VARIANT_FALSE ((VARIANT_BOOL)0)
 
 enum VARENUM {
-    VT_EMPTY = 0, VT_NULL = 1, VT_I2 = 2, VT_I4 = 3, VT_R4 = 4, VT_R8 = 5, VT_BSTR = 8,
-    VT_DISPATCH = 9, VT_BOOL = 11, VT_UNKNOWN = 13, VT_I1 = 16, VT_UI1 = 17, VT_UI2 = 18,
-    VT_UI4 = 19, VT_I8 = 20, VT_UI8 = 21, VT_INT = 22, VT_UINT = 23,
+    VT_EMPTY = 0,
+    VT_NULL = 1,
+    VT_I2 = 2,
+    VT_I4 = 3,
+    VT_R4 = 4,
+    VT_R8 = 5,
+    VT_BSTR = 8,
+    VT_DISPATCH = 9,
+    VT_BOOL = 11,
+    VT_UNKNOWN = 13,
+    VT_I1 = 16,
+    VT_UI1 = 17,
+    VT_UI2 = 18,
+    VT_UI4 = 19,
+    VT_I8 = 20,
+    VT_UI8 = 21,
+    VT_INT = 22,
+    VT_UINT = 23,
 };
 
 typedef struct tagVARIANT {
@@ -98,11 +113,17 @@ struct EXCEPINFO;
 struct IDispatch : public IUnknown {
     STDMETHOD(GetTypeInfoCount)(UINT* pctinfo) PURE;
     STDMETHOD(GetTypeInfo)(UINT iTInfo, LCID lcid, ITypeInfo** ppTInfo) PURE;
-    STDMETHOD(GetIDsOfNames)(REFIID riid, LPOLESTR* rgszNames, UINT cNames, LCID lcid,
-                             DISPID* rgDispId) PURE;
-    STDMETHOD(Invoke)(DISPID dispIdMember, REFIID riid, LCID lcid, WORD wFlags,
-                      DISPPARAMS* pDispParams, VARIANT* pVarResult, EXCEPINFO* pExcepInfo,
-                      UINT* puArgErr) PURE;
+    STDMETHOD(GetIDsOfNames)
+    (REFIID riid, LPOLESTR* rgszNames, UINT cNames, LCID lcid, DISPID* rgDispId) PURE;
+    STDMETHOD(Invoke)
+    (DISPID dispIdMember,
+     REFIID riid,
+     LCID lcid,
+     WORD wFlags,
+     DISPPARAMS* pDispParams,
+     VARIANT* pVarResult,
+     EXCEPINFO* pExcepInfo,
+     UINT* puArgErr) PURE;
 };
 
 // --- property pages ---
@@ -165,7 +186,10 @@ int StringFromGUID2(REFGUID rguid, LPOLESTR lpsz, int cchMax);
 HRESULT CoInitialize(LPVOID pvReserved);
 HRESULT CoInitializeEx(LPVOID pvReserved, DWORD dwCoInit);
 void CoUninitialize();
-HRESULT CoCreateInstance(REFCLSID rclsid, LPUNKNOWN pUnkOuter, DWORD dwClsContext, REFIID riid,
+HRESULT CoCreateInstance(REFCLSID rclsid,
+                         LPUNKNOWN pUnkOuter,
+                         DWORD dwClsContext,
+                         REFIID riid,
                          LPVOID* ppv);
 
 BSTR SysAllocString(const OLECHAR* psz);
@@ -181,4 +205,3 @@ HRESULT VariantCopy(VARIANTARG* pvargDest, VARIANTARG* pvargSrc);
 HRESULT VariantChangeType(VARIANTARG* pvargDest, VARIANTARG* pvarSrc, USHORT wFlags, VARTYPE vt);
 }
 #endif  // _WIN32
-

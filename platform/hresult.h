@@ -5,9 +5,9 @@
 #include "platform/wintypes.h"
 
 #ifdef _WIN32
-#include <winerror.h>
 #include <olectl.h>
 #include <vfwmsgs.h>
+#include <winerror.h>
 #else
 
 #define S_OK ((HRESULT)0x00000000L)

@@ -74,8 +74,7 @@ HMODULE moduleContaining(const void* address);
 template <class Function>
 Function procAddress(HMODULE module, const char* name)
 {
-    return reinterpret_cast<Function>(
-        reinterpret_cast<void (*)()>(GetProcAddress(module, name)));
+    return reinterpret_cast<Function>(reinterpret_cast<void (*)()>(GetProcAddress(module, name)));
 }
 
 }  // namespace platform

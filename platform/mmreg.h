@@ -5,9 +5,9 @@
 #include "platform/guid.h"
 
 #ifdef _WIN32
-#include <mmreg.h>
 #include <ks.h>
 #include <ksmedia.h>
+#include <mmreg.h>
 #else
 
 #pragma pack(push, 1)

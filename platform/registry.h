@@ -28,15 +28,36 @@
 #define KEY_ALL_ACCESS 0xF003F
 
 extern "C" {
-LSTATUS RegCreateKeyExA(HKEY key, LPCSTR subKey, DWORD reserved, LPSTR className, DWORD options,
-                        REGSAM desired, void* security, HKEY* result, DWORD* disposition);
+LSTATUS RegCreateKeyExA(HKEY key,
+                        LPCSTR subKey,
+                        DWORD reserved,
+                        LPSTR className,
+                        DWORD options,
+                        REGSAM desired,
+                        void* security,
+                        HKEY* result,
+                        DWORD* disposition);
 LSTATUS RegOpenKeyExA(HKEY key, LPCSTR subKey, DWORD options, REGSAM desired, HKEY* result);
-LSTATUS RegSetValueExA(HKEY key, LPCSTR valueName, DWORD reserved, DWORD type, const BYTE* data,
+LSTATUS RegSetValueExA(HKEY key,
+                       LPCSTR valueName,
+                       DWORD reserved,
+                       DWORD type,
+                       const BYTE* data,
                        DWORD size);
-LSTATUS RegQueryValueExA(HKEY key, LPCSTR valueName, DWORD* reserved, DWORD* type, BYTE* data,
+LSTATUS RegQueryValueExA(HKEY key,
+                         LPCSTR valueName,
+                         DWORD* reserved,
+                         DWORD* type,
+                         BYTE* data,
                          DWORD* size);
-LSTATUS RegEnumKeyExA(HKEY key, DWORD index, LPSTR name, DWORD* nameSize, DWORD* reserved,
-                      LPSTR className, DWORD* classSize, FILETIME* lastWrite);
+LSTATUS RegEnumKeyExA(HKEY key,
+                      DWORD index,
+                      LPSTR name,
+                      DWORD* nameSize,
+                      DWORD* reserved,
+                      LPSTR className,
+                      DWORD* classSize,
+                      FILETIME* lastWrite);
 LSTATUS RegDeleteKeyA(HKEY key, LPCSTR subKey);
 LSTATUS RegDeleteValueA(HKEY key, LPCSTR valueName);
 LSTATUS RegCloseKey(HKEY key);

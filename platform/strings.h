@@ -13,7 +13,10 @@ using WideString = std::basic_string<WCHAR>;
 WideString toWide(const std::string& text);
 // UTF-16 in, UTF-8 out; a null pointer gives an empty string.
 std::string toUtf8(const WCHAR* text);
-inline std::string toUtf8(const WideString& text) { return toUtf8(text.c_str()); }
+inline std::string toUtf8(const WideString& text)
+{
+    return toUtf8(text.c_str());
+}
 // Length of a null-terminated wide string.
 size_t wideLength(const WCHAR* text);
 // Copies a wide string into a fixed array, truncating, always terminated.

@@ -5,10 +5,10 @@
 #include "platform/com.h"
 
 #ifdef _WIN32
-#include <strmif.h>
 #include <control.h>
-#include <uuids.h>
 #include <evcode.h>
+#include <strmif.h>
+#include <uuids.h>
 #else
 
 typedef LONGLONG REFERENCE_TIME;
@@ -300,8 +300,11 @@ struct IMemAllocator : public IUnknown {
     STDMETHOD(GetProperties)(ALLOCATOR_PROPERTIES* pProps) PURE;
     STDMETHOD(Commit)() PURE;
     STDMETHOD(Decommit)() PURE;
-    STDMETHOD(GetBuffer)(IMediaSample** ppBuffer, REFERENCE_TIME* pStartTime,
-                         REFERENCE_TIME* pEndTime, DWORD dwFlags) PURE;
+    STDMETHOD(GetBuffer)
+    (IMediaSample** ppBuffer,
+     REFERENCE_TIME* pStartTime,
+     REFERENCE_TIME* pEndTime,
+     DWORD dwFlags) PURE;
     STDMETHOD(ReleaseBuffer)(IMediaSample* pBuffer) PURE;
 };
 
@@ -319,17 +322,23 @@ struct IMemInputPin : public IUnknown {
     STDMETHOD(NotifyAllocator)(IMemAllocator* pAllocator, WINBOOL bReadOnly) PURE;
     STDMETHOD(GetAllocatorRequirements)(ALLOCATOR_PROPERTIES* pProps) PURE;
     STDMETHOD(Receive)(IMediaSample* pSample) PURE;
-    STDMETHOD(ReceiveMultiple)(IMediaSample** pSamples, LONG nSamples,
-                               LONG* nSamplesProcessed) PURE;
+    STDMETHOD(ReceiveMultiple)
+    (IMediaSample** pSamples, LONG nSamples, LONG* nSamplesProcessed) PURE;
     STDMETHOD(ReceiveCanBlock)() PURE;
 };
 
 struct IReferenceClock : public IUnknown {
     STDMETHOD(GetTime)(REFERENCE_TIME* pTime) PURE;
-    STDMETHOD(AdviseTime)(REFERENCE_TIME baseTime, REFERENCE_TIME streamTime, HEVENT hEvent,
-                          DWORD_PTR* pdwAdviseCookie) PURE;
-    STDMETHOD(AdvisePeriodic)(REFERENCE_TIME startTime, REFERENCE_TIME periodTime,
-                              HSEMAPHORE hSemaphore, DWORD_PTR* pdwAdviseCookie) PURE;
+    STDMETHOD(AdviseTime)
+    (REFERENCE_TIME baseTime,
+     REFERENCE_TIME streamTime,
+     HEVENT hEvent,
+     DWORD_PTR* pdwAdviseCookie) PURE;
+    STDMETHOD(AdvisePeriodic)
+    (REFERENCE_TIME startTime,
+     REFERENCE_TIME periodTime,
+     HSEMAPHORE hSemaphore,
+     DWORD_PTR* pdwAdviseCookie) PURE;
     STDMETHOD(Unadvise)(DWORD_PTR dwAdviseCookie) PURE;
 };
 
@@ -374,16 +383,16 @@ struct IGraphBuilder : public IFilterGraph {
     STDMETHOD(Connect)(IPin* ppinOut, IPin* ppinIn) PURE;
     STDMETHOD(Render)(IPin* ppinOut) PURE;
     STDMETHOD(RenderFile)(LPCWSTR lpcwstrFile, LPCWSTR lpcwstrPlayList) PURE;
-    STDMETHOD(AddSourceFilter)(LPCWSTR lpcwstrFileName, LPCWSTR lpcwstrFilterName,
-                               IBaseFilter** ppFilter) PURE;
+    STDMETHOD(AddSourceFilter)
+    (LPCWSTR lpcwstrFileName, LPCWSTR lpcwstrFilterName, IBaseFilter** ppFilter) PURE;
     STDMETHOD(SetLogFile)(DWORD_PTR hFile) PURE;
     STDMETHOD(Abort)() PURE;
     STDMETHOD(ShouldOperationContinue)() PURE;
 };
 
 struct IFilterGraph2 : public IGraphBuilder {
-    STDMETHOD(AddSourceFilterForMoniker)(IMoniker* pMoniker, IBindCtx* pCtx,
-                                         LPCWSTR lpcwstrFilterName, IBaseFilter** ppFilter) PURE;
+    STDMETHOD(AddSourceFilterForMoniker)
+    (IMoniker* pMoniker, IBindCtx* pCtx, LPCWSTR lpcwstrFilterName, IBaseFilter** ppFilter) PURE;
     STDMETHOD(ReconnectEx)(IPin* ppin, const AM_MEDIA_TYPE* pmt) PURE;
     STDMETHOD(RenderEx)(IPin* pPinOut, DWORD dwFlags, DWORD* pvContext) PURE;
 };
@@ -408,10 +417,10 @@ struct IMediaSeeking : public IUnknown {
     STDMETHOD(GetDuration)(LONGLONG* pDuration) PURE;
     STDMETHOD(GetStopPosition)(LONGLONG* pStop) PURE;
     STDMETHOD(GetCurrentPosition)(LONGLONG* pCurrent) PURE;
-    STDMETHOD(ConvertTimeFormat)(LONGLONG* pTarget, const GUID* pTargetFormat, LONGLONG Source,
-                                 const GUID* pSourceFormat) PURE;
-    STDMETHOD(SetPositions)(LONGLONG* pCurrent, DWORD dwCurrentFlags, LONGLONG* pStop,
-                            DWORD dwStopFlags) PURE;
+    STDMETHOD(ConvertTimeFormat)
+    (LONGLONG* pTarget, const GUID* pTargetFormat, LONGLONG Source, const GUID* pSourceFormat) PURE;
+    STDMETHOD(SetPositions)
+    (LONGLONG* pCurrent, DWORD dwCurrentFlags, LONGLONG* pStop, DWORD dwStopFlags) PURE;
     STDMETHOD(GetPositions)(LONGLONG* pCurrent, LONGLONG* pStop) PURE;
     STDMETHOD(GetAvailable)(LONGLONG* pEarliest, LONGLONG* pLatest) PURE;
     STDMETHOD(SetRate)(double dRate) PURE;
@@ -443,29 +452,52 @@ struct IAMFilterMiscFlags : public IUnknown {
 };
 
 struct IFilterMapper2 : public IUnknown {
-    STDMETHOD(CreateCategory)(REFCLSID clsidCategory, DWORD dwCategoryMerit,
-                              LPCWSTR Description) PURE;
-    STDMETHOD(UnregisterFilter)(const CLSID* pclsidCategory, LPCOLESTR szInstance,
-                                REFCLSID Filter) PURE;
-    STDMETHOD(RegisterFilter)(REFCLSID clsidFilter, LPCWSTR Name, IMoniker** ppMoniker,
-                              const CLSID* pclsidCategory, LPCOLESTR szInstance,
-                              const REGFILTER2* prf2) PURE;
-    STDMETHOD(EnumMatchingFilters)(IEnumMoniker** ppEnum, DWORD dwFlags, WINBOOL bExactMatch,
-                                   DWORD dwMerit, WINBOOL bInputNeeded, DWORD cInputTypes,
-                                   const GUID* pInputTypes, const REGPINMEDIUM* pMedIn,
-                                   const CLSID* pPinCategoryIn, WINBOOL bRender,
-                                   WINBOOL bOutputNeeded, DWORD cOutputTypes,
-                                   const GUID* pOutputTypes, const REGPINMEDIUM* pMedOut,
-                                   const CLSID* pPinCategoryOut) PURE;
+    STDMETHOD(CreateCategory)
+    (REFCLSID clsidCategory, DWORD dwCategoryMerit, LPCWSTR Description) PURE;
+    STDMETHOD(UnregisterFilter)
+    (const CLSID* pclsidCategory, LPCOLESTR szInstance, REFCLSID Filter) PURE;
+    STDMETHOD(RegisterFilter)
+    (REFCLSID clsidFilter,
+     LPCWSTR Name,
+     IMoniker** ppMoniker,
+     const CLSID* pclsidCategory,
+     LPCOLESTR szInstance,
+     const REGFILTER2* prf2) PURE;
+    STDMETHOD(EnumMatchingFilters)
+    (IEnumMoniker** ppEnum,
+     DWORD dwFlags,
+     WINBOOL bExactMatch,
+     DWORD dwMerit,
+     WINBOOL bInputNeeded,
+     DWORD cInputTypes,
+     const GUID* pInputTypes,
+     const REGPINMEDIUM* pMedIn,
+     const CLSID* pPinCategoryIn,
+     WINBOOL bRender,
+     WINBOOL bOutputNeeded,
+     DWORD cOutputTypes,
+     const GUID* pOutputTypes,
+     const REGPINMEDIUM* pMedOut,
+     const CLSID* pPinCategoryOut) PURE;
 };
 
 // The strmif/ksproxy flavour (not the DirectSound one of the same name).
 struct IKsPropertySet : public IUnknown {
-    STDMETHOD(Set)(REFGUID guidPropSet, DWORD dwPropID, LPVOID pInstanceData,
-                   DWORD cbInstanceData, LPVOID pPropData, DWORD cbPropData) PURE;
-    STDMETHOD(Get)(REFGUID guidPropSet, DWORD dwPropID, LPVOID pInstanceData,
-                   DWORD cbInstanceData, LPVOID pPropData, DWORD cbPropData,
-                   DWORD* pcbReturned) PURE;
+    STDMETHOD(Set)
+    (REFGUID guidPropSet,
+     DWORD dwPropID,
+     LPVOID pInstanceData,
+     DWORD cbInstanceData,
+     LPVOID pPropData,
+     DWORD cbPropData) PURE;
+    STDMETHOD(Get)
+    (REFGUID guidPropSet,
+     DWORD dwPropID,
+     LPVOID pInstanceData,
+     DWORD cbInstanceData,
+     LPVOID pPropData,
+     DWORD cbPropData,
+     DWORD* pcbReturned) PURE;
     STDMETHOD(QuerySupported)(REFGUID guidPropSet, DWORD dwPropID, DWORD* pTypeSupport) PURE;
 };
 #endif  // _WIN32

@@ -7,8 +7,8 @@
 #ifndef NOMINMAX
 #define NOMINMAX
 #endif
-#include <windows.h>
 #include <objbase.h>
+#include <windows.h>
 // Wide literals: wchar_t on Windows, char16_t on POSIX; both 16-bit.
 #define WIDE(s) L##s
 #else
@@ -60,21 +60,46 @@ typedef LONG LSTATUS;
 typedef intptr_t (*FARPROC)();
 
 typedef union _LARGE_INTEGER {
-    struct { DWORD LowPart; LONG HighPart; } u;
+    struct {
+        DWORD LowPart;
+        LONG HighPart;
+    } u;
     LONGLONG QuadPart;
 } LARGE_INTEGER;
 typedef union _ULARGE_INTEGER {
-    struct { DWORD LowPart; DWORD HighPart; } u;
+    struct {
+        DWORD LowPart;
+        DWORD HighPart;
+    } u;
     ULONGLONG QuadPart;
 } ULARGE_INTEGER;
-typedef struct tagSIZE { LONG cx; LONG cy; } SIZE;
-typedef struct tagPOINT { LONG x; LONG y; } POINT;
-typedef struct tagRECT { LONG left; LONG top; LONG right; LONG bottom; } RECT;
+typedef struct tagSIZE {
+    LONG cx;
+    LONG cy;
+} SIZE;
+typedef struct tagPOINT {
+    LONG x;
+    LONG y;
+} POINT;
+typedef struct tagRECT {
+    LONG left;
+    LONG top;
+    LONG right;
+    LONG bottom;
+} RECT;
 typedef const RECT* LPCRECT;
 typedef struct tagMSG {
-    HWND hwnd; UINT message; UINT_PTR wParam; LONG_PTR lParam; DWORD time; POINT pt;
+    HWND hwnd;
+    UINT message;
+    UINT_PTR wParam;
+    LONG_PTR lParam;
+    DWORD time;
+    POINT pt;
 } MSG;
-typedef struct _FILETIME { DWORD dwLowDateTime; DWORD dwHighDateTime; } FILETIME;
+typedef struct _FILETIME {
+    DWORD dwLowDateTime;
+    DWORD dwHighDateTime;
+} FILETIME;
 
 #ifndef TRUE
 #define TRUE 1
@@ -96,8 +121,9 @@ typedef struct _FILETIME { DWORD dwLowDateTime; DWORD dwHighDateTime; } FILETIME
 #define FAILED(hr) (((HRESULT)(hr)) < 0)
 #define MAKE_HRESULT(sev, fac, code) \
     ((HRESULT)(((uint32_t)(sev) << 31) | ((uint32_t)(fac) << 16) | ((uint32_t)(code))))
-#define HRESULT_FROM_WIN32(x) \
-    ((HRESULT)(x) <= 0 ? ((HRESULT)(x)) : ((HRESULT)(((uint32_t)(x)&0x0000FFFF) | (7u << 16) | 0x80000000u)))
+#define HRESULT_FROM_WIN32(x)           \
+    ((HRESULT)(x) <= 0 ? ((HRESULT)(x)) \
+                       : ((HRESULT)(((uint32_t)(x)&0x0000FFFF) | (7u << 16) | 0x80000000u)))
 
 #define WIDE(s) u##s
 #endif  // _WIN32

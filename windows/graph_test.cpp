@@ -11,7 +11,8 @@
 //      build's output for the same input;
 //   4. (graph_test MODULE --unregister, once after every input) unregisters
 //      and checks that only the capabilities value stays.
-// Usage: graph_test MODULE INPUT.vob|INPUT.ogg|INPUT.aac|INPUT.amr|INPUT.awb EXPECTED.pcm [GRABBED.pcm]
+// Usage: graph_test MODULE INPUT.vob|INPUT.ogg|INPUT.aac|INPUT.amr|INPUT.awb EXPECTED.pcm
+// [GRABBED.pcm]
 //        graph_test MODULE --unregister
 // (GRABBED.pcm: where to keep what the grabber collected)
 #include <qedit.h>
@@ -19,9 +20,9 @@
 #include <algorithm>
 #include <climits>
 #include <cstdint>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <cstdio>
 #include <fstream>
 #include <iterator>
 #include <memory>
@@ -30,8 +31,8 @@
 #include <vector>
 
 #include "decoders/ac3_header.h"
-#include "decoders/mpeg_header.h"
 #include "decoders/dts_header.h"
+#include "decoders/mpeg_header.h"
 #include "filter/TvFilter.h"
 #include "host/host_media_types.h"
 #include "host/parsers/adts_header.h"
@@ -41,14 +42,20 @@
 #include "host/parsers/ogg_packets.h"
 #include "host/parsers/program_stream.h"
 #include "host/push_source.h"
-#include "windows/page_window.h"
 #include "libs/TvAmrDec/amr_storage_frame.h"
+#include "windows/page_window.h"
 
 namespace {
 
 // qedit's classes (the header declares only their interfaces).
-const CLSID kSampleGrabber = {0xC1F400A0, 0x3F08, 0x11D3, {0x9F, 0x0B, 0x00, 0x60, 0x08, 0x03, 0x9E, 0x37}};
-const CLSID kNullRenderer = {0xC1F400A4, 0x3F08, 0x11D3, {0x9F, 0x0B, 0x00, 0x60, 0x08, 0x03, 0x9E, 0x37}};
+const CLSID kSampleGrabber = {0xC1F400A0,
+                              0x3F08,
+                              0x11D3,
+                              {0x9F, 0x0B, 0x00, 0x60, 0x08, 0x03, 0x9E, 0x37}};
+const CLSID kNullRenderer = {0xC1F400A4,
+                             0x3F08,
+                             0x11D3,
+                             {0x9F, 0x0B, 0x00, 0x60, 0x08, 0x03, 0x9E, 0x37}};
 
 int failures = 0;
 
@@ -81,14 +88,15 @@ const std::wstring kInstance = L"CLSID\\{083863F1-70DE-11d0-BD40-00A0C911CE86}\\
 bool mapperFinds(const std::wstring& friendlyName)
 {
     IFilterMapper2* mapper = nullptr;
-    if (FAILED(CoCreateInstance(CLSID_FilterMapper2, nullptr, CLSCTX_INPROC_SERVER, IID_IFilterMapper2,
-                                reinterpret_cast<void**>(&mapper))))
+    if (FAILED(CoCreateInstance(CLSID_FilterMapper2, nullptr, CLSCTX_INPROC_SERVER,
+                                IID_IFilterMapper2, reinterpret_cast<void**>(&mapper))))
         return false;
     GUID types[2] = {MEDIATYPE_MPEG2_PES, MEDIASUBTYPE_DVD_LPCM_AUDIO};
     IEnumMoniker* monikers = nullptr;
     bool found = false;
-    if (SUCCEEDED(mapper->EnumMatchingFilters(&monikers, 0, TRUE, MERIT_DO_NOT_USE + 1, TRUE, 1, types, nullptr,
-                                              nullptr, FALSE, FALSE, 0, nullptr, nullptr, nullptr))) {
+    if (SUCCEEDED(mapper->EnumMatchingFilters(&monikers, 0, TRUE, MERIT_DO_NOT_USE + 1, TRUE, 1,
+                                              types, nullptr, nullptr, FALSE, FALSE, 0, nullptr,
+                                              nullptr, nullptr))) {
         IMoniker* moniker = nullptr;
         while (!found && monikers->Next(1, &moniker, nullptr) == S_OK) {
             IPropertyBag* bag = nullptr;
@@ -223,8 +231,8 @@ bool describeMpeg(const PesPacket& p, AudioStreamParameters& parameters, std::st
             parameters.sampleRate = int(header.sampleRate);
             parameters.channels = header.channels;
             description = "MPEG audio layer " + std::to_string(header.layer) + ", " +
-                          std::to_string(header.sampleRate) + " Hz, " + std::to_string(header.channels) +
-                          " channels";
+                          std::to_string(header.sampleRate) + " Hz, " +
+                          std::to_string(header.channels) + " channels";
             return true;
         }
     return false;
@@ -267,8 +275,8 @@ bool describe(const PesPacket& p, AudioStreamParameters& parameters, std::string
             parameters.codec = "ac3";
             parameters.sampleRate = header.freq;
             parameters.channels = __builtin_popcount(ac3ChannelMask(header.acmod, header.lfeon));
-            description = "AC-3, " + std::to_string(header.freq) + " Hz, " + std::to_string(parameters.channels) +
-                          " channels";
+            description = "AC-3, " + std::to_string(header.freq) + " Hz, " +
+                          std::to_string(parameters.channels) + " channels";
             return true;
         }
     return false;
@@ -319,8 +327,10 @@ Input readVob(const char* vob)
         if (recutter && !recutter->recut(p.payload, hasTime))
             continue;
         // AC-3 and DTS go without their substream header, LPCM and MLP keep it for the decoder.
-        size_t skip = isAc3(substream) || isDts(substream) ? std::min<size_t>(4, p.payload.size()) : 0;
-        input.payloads.push_back({{p.payload.begin() + long(skip), p.payload.end()}, hasTime, p.ptsReferenceTime});
+        size_t skip =
+            isAc3(substream) || isDts(substream) ? std::min<size_t>(4, p.payload.size()) : 0;
+        input.payloads.push_back(
+            {{p.payload.begin() + long(skip), p.payload.end()}, hasTime, p.ptsReferenceTime});
     }
     return input;
 }
@@ -337,7 +347,8 @@ Input readOgg(const char* ogg)
     parameters.extradata = xiphLacedHeaders(packets);
     std::string why;
     input.type = hostMediaType(parameters, why);
-    check(input.type.has_value(), std::string("the input holds Vorbis") + (input.type ? "" : ": " + why));
+    check(input.type.has_value(),
+          std::string("the input holds Vorbis") + (input.type ? "" : ": " + why));
     for (size_t i = 3; i < packets.size(); ++i)
         input.payloads.push_back({packets[i].data, false, 0});
     return input;
@@ -366,9 +377,9 @@ Input readAdts(const char* path)
             parameters.sampleRate = adts.rateIndex < 13 ? rates[adts.rateIndex] : 0;
             parameters.channels = adts.channelConfig == 7 ? 8 : adts.channelConfig;
         }
-        REFERENCE_TIME start = parameters.sampleRate
-                                   ? REFERENCE_TIME(input.payloads.size()) * 1024 * 10000000 / parameters.sampleRate
-                                   : 0;
+        REFERENCE_TIME start = parameters.sampleRate ? REFERENCE_TIME(input.payloads.size()) *
+                                                           1024 * 10000000 / parameters.sampleRate
+                                                     : 0;
         input.payloads.push_back({{h + header, h + length}, true, start});
         offset += length;
     }
@@ -381,7 +392,8 @@ Input readAdts(const char* path)
 
 bool endsWith(const std::string& text, const std::string& end)
 {
-    return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
+    return text.size() >= end.size() &&
+           text.compare(text.size() - end.size(), end.size(), end) == 0;
 }
 
 // A .amr/.awb file: the frames after its magic line, ten to a sample.
@@ -426,8 +438,8 @@ std::vector<uint8_t> runGraph(const Input& input, const PageCheck& pageCheck)
     const std::optional<CMediaType>& type = input.type;
 
     IGraphBuilder* graph = nullptr;
-    check(SUCCEEDED(CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, IID_IGraphBuilder,
-                                     reinterpret_cast<void**>(&graph))),
+    check(SUCCEEDED(CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER,
+                                     IID_IGraphBuilder, reinterpret_cast<void**>(&graph))),
           "filter graph manager created");
     if (!graph)
         return {};
@@ -443,7 +455,8 @@ std::vector<uint8_t> runGraph(const Input& input, const PageCheck& pageCheck)
     Collector collector;
     std::vector<uint8_t> grabbed;
     if (grabberFilter && renderer &&
-        SUCCEEDED(grabberFilter->QueryInterface(IID_ISampleGrabber, reinterpret_cast<void**>(&grabber)))) {
+        SUCCEEDED(grabberFilter->QueryInterface(IID_ISampleGrabber,
+                                                reinterpret_cast<void**>(&grabber)))) {
         AM_MEDIA_TYPE pcm{};
         pcm.majortype = MEDIATYPE_Audio;
         pcm.subtype = MEDIASUBTYPE_PCM;
@@ -460,14 +473,17 @@ std::vector<uint8_t> runGraph(const Input& input, const PageCheck& pageCheck)
         check(SUCCEEDED(hr), "intelligent connect from the source to the grabber");
         IBaseFilter* tavio = tavioIn(graph);
         check(tavio != nullptr, "the graph manager inserted Tavio2");
-        check(SUCCEEDED(graph->Connect(grabberOut, rendererIn)), "grabber connected to the null renderer");
+        check(SUCCEEDED(graph->Connect(grabberOut, rendererIn)),
+              "grabber connected to the null renderer");
         // The page is open while the stream plays, as a user would have it.
         std::unique_ptr<PageWindow> page;
         if (tavio && !pageCheck.expectedText.empty()) {
             page = std::make_unique<PageWindow>(tavio);
-            check(page->isOpen(), "the property page opened in a window" +
-                                      (page->isOpen() ? std::string() : " (" + page->failure() + ")"));
-            check(page->itemText(kStreamTextItem) == "no info available", "before any data the page has no info");
+            check(page->isOpen(),
+                  "the property page opened in a window" +
+                      (page->isOpen() ? std::string() : " (" + page->failure() + ")"));
+            check(page->itemText(kStreamTextItem) == "no info available",
+                  "before any data the page has no info");
             check(page->itemVisible(kStatisticsItem), "with showStat the statistics box is shown");
         }
 
@@ -493,17 +509,21 @@ std::vector<uint8_t> runGraph(const Input& input, const PageCheck& pageCheck)
         // Read before the end of the stream, whose flush starts decoding afresh.
         if (page) {
             std::string levels = page->itemText(kStatisticsItem);
-            check(looksLikeLevels(levels, 2), "the statistics box shows the last frame's levels: \"" + levels + "\"");
-            check(page->saveScreenshot(pageCheck.screenshot), "screenshot saved: " + pageCheck.screenshot);
+            check(looksLikeLevels(levels, 2),
+                  "the statistics box shows the last frame's levels: \"" + levels + "\"");
+            check(page->saveScreenshot(pageCheck.screenshot),
+                  "screenshot saved: " + pageCheck.screenshot);
             page->reactivate();
             std::string text = page->itemText(kStreamTextItem);
-            check(text == pageCheck.expectedText,
-                  "the page shows what the Linux host shows:\n" + text + "\nexpected:\n" + pageCheck.expectedText);
+            check(text == pageCheck.expectedText, "the page shows what the Linux host shows:\n" +
+                                                      text + "\nexpected:\n" +
+                                                      pageCheck.expectedText);
             page.reset();
         }
         source->DeliverEndOfStream();
         long code = 0;
-        check(events->WaitForCompletion(20000, &code) == S_OK && code == EC_COMPLETE, "the stream completed");
+        check(events->WaitForCompletion(20000, &code) == S_OK && code == EC_COMPLETE,
+              "the stream completed");
         if (tavio)
             tavio->Release();
         control->Stop();
@@ -532,13 +552,14 @@ int checkUnregistration(const char* modulePath)
     CoInitializeEx(nullptr, COINIT_MULTITHREADED);
     std::wstring filter = L"CLSID\\" + clsidText(CLSID_Tavio2);
     HMODULE module = LoadLibraryA(modulePath);
-    auto unregister = module ? reinterpret_cast<HRESULT(STDAPICALLTYPE*)()>(
-                                   reinterpret_cast<void*>(GetProcAddress(module, "DllUnregisterServer")))
+    auto unregister = module ? reinterpret_cast<HRESULT(STDAPICALLTYPE*)()>(reinterpret_cast<void*>(
+                                   GetProcAddress(module, "DllUnregisterServer")))
                              : nullptr;
     check(unregister && unregister() == S_OK, "DllUnregisterServer");
     check(!keyExists(filter), "the filter's server key is gone");
     check(!mapperFinds(L"Tavio Audio Decoder 2"), "the filter mapper no longer offers Tavio2");
-    check(keyExists(kInstance + clsidText(CLSID_Tavio2) + L"\\Capabilities"), "the capabilities key stays");
+    check(keyExists(kInstance + clsidText(CLSID_Tavio2) + L"\\Capabilities"),
+          "the capabilities key stays");
     if (module)
         FreeLibrary(module);
     CoUninitialize();
@@ -562,15 +583,19 @@ int main(int argc, char** argv)
         argc = 4;
     }
     if (argc != 4 && argc != 5) {
-        std::fprintf(stderr, "usage: graph_test MODULE INPUT.vob|INPUT.ogg|INPUT.aac|INPUT.amr|INPUT.awb EXPECTED.pcm "
-                             "[GRABBED.pcm | --page EXPECTED_PAGE.txt SCREENSHOT.bmp]\n");
+        std::fprintf(
+            stderr,
+            "usage: graph_test MODULE INPUT.vob|INPUT.ogg|INPUT.aac|INPUT.amr|INPUT.awb EXPECTED.pcm "
+            "[GRABBED.pcm | --page EXPECTED_PAGE.txt SCREENSHOT.bmp]\n");
         return 2;
     }
     CoInitializeEx(nullptr, COINIT_MULTITHREADED);
     std::wstring filter = L"CLSID\\" + clsidText(CLSID_Tavio2);
     check(keyExists(filter + L"\\InprocServer32"), "the filter's server key is registered");
-    check(keyExists(L"CLSID\\" + clsidText(CLSID_TavioPropertyPage)), "the property page is registered");
-    check(keyExists(kInstance + clsidText(CLSID_Tavio2) + L"\\Capabilities"), "the capabilities key is there");
+    check(keyExists(L"CLSID\\" + clsidText(CLSID_TavioPropertyPage)),
+          "the property page is registered");
+    check(keyExists(kInstance + clsidText(CLSID_Tavio2) + L"\\Capabilities"),
+          "the capabilities key is there");
     check(mapperFinds(L"Tavio Audio Decoder 2"), "the filter mapper offers Tavio2 for DVD LPCM");
 
     bool ogg = endsWith(argv[2], ".ogg");
@@ -583,8 +608,8 @@ int main(int argc, char** argv)
                                             pageCheck);
     std::vector<uint8_t> expected = readFile(argv[3]);
     if (argc == 5)
-        std::ofstream(argv[4], std::ios::binary).write(reinterpret_cast<const char*>(grabbed.data()),
-                                                       std::streamsize(grabbed.size()));
+        std::ofstream(argv[4], std::ios::binary)
+            .write(reinterpret_cast<const char*>(grabbed.data()), std::streamsize(grabbed.size()));
     if (!ogg) {
         check(!expected.empty() && grabbed == expected,
               "grabbed PCM equals the Linux build's (" + std::to_string(grabbed.size()) + " vs " +
@@ -605,8 +630,8 @@ int main(int argc, char** argv)
         }
         check(padding <= 4096 * 8 * 4 && largest <= 4096,
               "grabbed PCM equals the Linux build's within 4096 of 2^31 (largest difference " +
-                  std::to_string(largest) + "; " + std::to_string(grabbed.size() - padding) + " vs " +
-                  std::to_string(expected.size()) + " bytes, " + std::to_string(padding) +
+                  std::to_string(largest) + "; " + std::to_string(grabbed.size() - padding) +
+                  " vs " + std::to_string(expected.size()) + " bytes, " + std::to_string(padding) +
                   " bytes of end padding left)");
     }
 

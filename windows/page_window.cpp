@@ -56,7 +56,8 @@ private:
 PageWindow::PageWindow(IUnknown* filter) : _filter(filter)
 {
     ISpecifyPropertyPages* specify = nullptr;
-    HRESULT hr = filter->QueryInterface(IID_ISpecifyPropertyPages, reinterpret_cast<void**>(&specify));
+    HRESULT hr =
+        filter->QueryInterface(IID_ISpecifyPropertyPages, reinterpret_cast<void**>(&specify));
     if (FAILED(hr)) {
         _failure = failed("ISpecifyPropertyPages", hr);
         return;
@@ -88,9 +89,9 @@ PageWindow::PageWindow(IUnknown* filter) : _filter(filter)
         _pageRect = RECT{0, 0, 400, 300};
     RECT frame = _pageRect;
     AdjustWindowRect(&frame, WS_OVERLAPPEDWINDOW, FALSE);
-    _frame = CreateWindowExW(0, L"STATIC", L"Tavio2 Properties", WS_OVERLAPPEDWINDOW | WS_VISIBLE, 0, 0,
-                             frame.right - frame.left, frame.bottom - frame.top, nullptr, nullptr,
-                             GetModuleHandleW(nullptr), nullptr);
+    _frame = CreateWindowExW(0, L"STATIC", L"Tavio2 Properties", WS_OVERLAPPEDWINDOW | WS_VISIBLE,
+                             0, 0, frame.right - frame.left, frame.bottom - frame.top, nullptr,
+                             nullptr, GetModuleHandleW(nullptr), nullptr);
     if (_frame)
         activate();
     else
@@ -185,8 +186,8 @@ bool PageWindow::saveScreenshot(const std::string& path) const
     header.biCompression = BI_RGB;
     size_t stride = (size_t(width) * 3 + 3) & ~size_t(3);
     std::vector<char> pixels(stride * size_t(height));
-    int rows = GetDIBits(memory, bitmap, 0, UINT(height), pixels.data(), reinterpret_cast<BITMAPINFO*>(&header),
-                         DIB_RGB_COLORS);
+    int rows = GetDIBits(memory, bitmap, 0, UINT(height), pixels.data(),
+                         reinterpret_cast<BITMAPINFO*>(&header), DIB_RGB_COLORS);
     DeleteObject(bitmap);
     DeleteDC(memory);
     ReleaseDC(nullptr, screen);

@@ -3,8 +3,8 @@
 // the test). Used by the graph test under a virtual display.
 #pragma once
 
-#include <windows.h>
 #include <ocidl.h>
+#include <windows.h>
 
 #include <string>
 

@@ -53,35 +53,36 @@ void interleave(const AVFrame* frame, int channels, uint8_t* out)
         uint8_t* dst = out + 3 * c;
         const size_t stride = size_t(3 * channels);
         switch (frame->format) {
-        case AV_SAMPLE_FMT_FLTP: {
-            const float* src = reinterpret_cast<const float*>(frame->extended_data[c]);
-            // Scaling by a power of two is exact in float; the clip comes
-            // before the conversion so that no value overflows it.
-            for (int i = 0; i < n; ++i, dst += stride) {
-                float v = std::clamp(src[i] * 8388608.0f, -8388608.0f, 8388607.0f);
-                put24(dst, int32_t(std::lrintf(v)));
+            case AV_SAMPLE_FMT_FLTP: {
+                const float* src = reinterpret_cast<const float*>(frame->extended_data[c]);
+                // Scaling by a power of two is exact in float; the clip comes
+                // before the conversion so that no value overflows it.
+                for (int i = 0; i < n; ++i, dst += stride) {
+                    float v = std::clamp(src[i] * 8388608.0f, -8388608.0f, 8388607.0f);
+                    put24(dst, int32_t(std::lrintf(v)));
+                }
+                break;
             }
-            break;
-        }
-        case AV_SAMPLE_FMT_S32P: {
-            const int32_t* src = reinterpret_cast<const int32_t*>(frame->extended_data[c]);
-            for (int i = 0; i < n; ++i, dst += stride)
-                put24(dst, clip24((int64_t(src[i]) + 128) >> 8));
-            break;
-        }
-        default: {  // AV_SAMPLE_FMT_S16P
-            const int16_t* src = reinterpret_cast<const int16_t*>(frame->extended_data[c]);
-            for (int i = 0; i < n; ++i, dst += stride)
-                put24(dst, int32_t(src[i]) * 256);
-            break;
-        }
+            case AV_SAMPLE_FMT_S32P: {
+                const int32_t* src = reinterpret_cast<const int32_t*>(frame->extended_data[c]);
+                for (int i = 0; i < n; ++i, dst += stride)
+                    put24(dst, clip24((int64_t(src[i]) + 128) >> 8));
+                break;
+            }
+            default: {  // AV_SAMPLE_FMT_S16P
+                const int16_t* src = reinterpret_cast<const int16_t*>(frame->extended_data[c]);
+                for (int i = 0; i < n; ++i, dst += stride)
+                    put24(dst, int32_t(src[i]) * 256);
+                break;
+            }
         }
     }
 }
 
 bool knownFormat(int format)
 {
-    return format == AV_SAMPLE_FMT_FLTP || format == AV_SAMPLE_FMT_S32P || format == AV_SAMPLE_FMT_S16P;
+    return format == AV_SAMPLE_FMT_FLTP || format == AV_SAMPLE_FMT_S32P ||
+           format == AV_SAMPLE_FMT_S16P;
 }
 
 }  // namespace
@@ -114,7 +115,10 @@ void dtsEngineDestroy(DtsEngine* engine)
     delete engine;
 }
 
-DtsFrameInfo dtsEngineDecode(DtsEngine* engine, const uint8_t* frame, size_t size, uint8_t* output,
+DtsFrameInfo dtsEngineDecode(DtsEngine* engine,
+                             const uint8_t* frame,
+                             size_t size,
+                             uint8_t* output,
                              size_t capacity)
 {
     DtsFrameInfo info;

@@ -35,16 +35,19 @@ struct DtsFrameInfo {
 // Error codes of DtsFrameInfo::error.
 enum DtsEngineError : int32_t {
     kDtsEngineOk = 0,
-    kDtsEngineBadFrame = 1,       // libavcodec refused the frame
-    kDtsEngineNoOutput = 2,       // the frame decoded to no audio
-    kDtsEngineOutputTooSmall = 3, // the decoded frame does not fit the output
-    kDtsEngineBadLayout = 4,      // more channels than a WAVE mask can name
+    kDtsEngineBadFrame = 1,        // libavcodec refused the frame
+    kDtsEngineNoOutput = 2,        // the frame decoded to no audio
+    kDtsEngineOutputTooSmall = 3,  // the decoded frame does not fit the output
+    kDtsEngineBadLayout = 4,       // more channels than a WAVE mask can name
 };
 
 // A new instance, or null when libavcodec has no DTS decoder or no memory.
 DtsEngine* dtsEngineCreate();
 // Decodes one frame (see the conventions above).
-DtsFrameInfo dtsEngineDecode(DtsEngine* engine, const uint8_t* frame, size_t size,
-                             uint8_t* output, size_t capacity);
+DtsFrameInfo dtsEngineDecode(DtsEngine* engine,
+                             const uint8_t* frame,
+                             size_t size,
+                             uint8_t* output,
+                             size_t capacity);
 // Releases an instance; null is allowed.
 void dtsEngineDestroy(DtsEngine* engine);

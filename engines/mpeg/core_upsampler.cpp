@@ -18,7 +18,11 @@ void CoreUpsampler::reset()
     _inRate = 0;
 }
 
-bool CoreUpsampler::upsample(const int16_t* in, size_t frames, int channels, int inRate, std::vector<uint8_t>& out)
+bool CoreUpsampler::upsample(const int16_t* in,
+                             size_t frames,
+                             int channels,
+                             int inRate,
+                             std::vector<uint8_t>& out)
 {
     if (channels < 1 || channels > 2 || inRate <= 0)
         return false;
@@ -26,8 +30,8 @@ bool CoreUpsampler::upsample(const int16_t* in, size_t frames, int channels, int
         reset();
         AVChannelLayout layout;
         av_channel_layout_default(&layout, channels);
-        if (swr_alloc_set_opts2(&_swr, &layout, AV_SAMPLE_FMT_S16, 2 * inRate, &layout, AV_SAMPLE_FMT_S16,
-                                inRate, 0, nullptr) < 0 ||
+        if (swr_alloc_set_opts2(&_swr, &layout, AV_SAMPLE_FMT_S16, 2 * inRate, &layout,
+                                AV_SAMPLE_FMT_S16, inRate, 0, nullptr) < 0 ||
             swr_init(_swr) < 0) {
             reset();
             return false;

@@ -19,7 +19,11 @@ public:
     // Converts `frames` sample frames at `inRate` to twice the rate, appended
     // to `out`; the resampler is set up again when channels or rate change.
     // False when libswresample refuses.
-    bool upsample(const int16_t* in, size_t frames, int channels, int inRate, std::vector<uint8_t>& out);
+    bool upsample(const int16_t* in,
+                  size_t frames,
+                  int channels,
+                  int inRate,
+                  std::vector<uint8_t>& out);
     void reset();
 
 private:

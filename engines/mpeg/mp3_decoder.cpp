@@ -96,8 +96,8 @@ bool Mp3Decoder::keepPcm(const uint8_t* audio, size_t bytes)
         return true;
     }
     size_t frames = bytes / (size_t(_info.channels) * 2);
-    return _upsampler.upsample(reinterpret_cast<const int16_t*>(audio), frames, _info.channels, _info.sampleRate,
-                               _pending);
+    return _upsampler.upsample(reinterpret_cast<const int16_t*>(audio), frames, _info.channels,
+                               _info.sampleRate, _pending);
 }
 
 void Mp3Decoder::updateInfo()

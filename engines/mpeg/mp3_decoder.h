@@ -62,7 +62,11 @@ public:
     // Writes the PCM of at most one frame (16-bit interleaved) into `output`
     // (`capacity` bytes); `written` gets the bytes written by this call. The
     // two reserved arguments must be 0.
-    uint32_t Decode(uint8_t* output, size_t capacity, size_t* written, int reserved1, int reserved2);
+    uint32_t Decode(uint8_t* output,
+                    size_t capacity,
+                    size_t* written,
+                    int reserved1,
+                    int reserved2);
     const Mp3Info* GetInfo() const { return &_info; }
     static const char* errorText(uint32_t result);
 

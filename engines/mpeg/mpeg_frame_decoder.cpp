@@ -41,7 +41,10 @@ std::unique_ptr<MpegFrameDecoder> MpegFrameDecoder::create()
     return decoder;
 }
 
-bool MpegFrameDecoder::decode(const uint8_t* input, size_t size, int16_t* output, size_t capacityWords,
+bool MpegFrameDecoder::decode(const uint8_t* input,
+                              size_t size,
+                              int16_t* output,
+                              size_t capacityWords,
                               MpegFrameOutput& result)
 {
     mpg123_handle* h = _mpg123.handle();

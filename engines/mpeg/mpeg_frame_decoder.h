@@ -24,7 +24,10 @@ public:
     // padded layer I frame, whose padding slot is 4 bytes while the framer
     // counts 1: the missing tail is decoded as zeros. Returns true on an
     // error (no whole frame, bad data, or more output than `capacityWords`).
-    bool decode(const uint8_t* input, size_t size, int16_t* output, size_t capacityWords,
+    bool decode(const uint8_t* input,
+                size_t size,
+                int16_t* output,
+                size_t capacityWords,
                 MpegFrameOutput& result);
 
 private:

@@ -5,7 +5,9 @@
 // The DVD-Video LPCM private header: substream id, frame count, first
 // access unit pointer, emphasis/mute/frame number, then quantisation (2
 // bits), frequency (2), one reserved bit and channels - 1 (3).
-bool dvdVideoLpcm(const std::vector<uint8_t>& payload, AudioStreamParameters& s, std::string& description)
+bool dvdVideoLpcm(const std::vector<uint8_t>& payload,
+                  AudioStreamParameters& s,
+                  std::string& description)
 {
     if (payload.size() < 7)
         return false;
@@ -17,8 +19,9 @@ bool dvdVideoLpcm(const std::vector<uint8_t>& payload, AudioStreamParameters& s,
     s.channels = (payload[5] & 7) + 1;
     s.sampleRate = frequency ? 96000 : 48000;
     s.bitsPerSample = 16 + 4 * quantisation;
-    description = "DVD-Video LPCM, " + std::to_string(s.sampleRate) + " Hz, " + std::to_string(s.channels) +
-                  " channels, " + std::to_string(s.bitsPerSample) + "-bit";
+    description = "DVD-Video LPCM, " + std::to_string(s.sampleRate) + " Hz, " +
+                  std::to_string(s.channels) + " channels, " + std::to_string(s.bitsPerSample) +
+                  "-bit";
     return true;
 }
 
@@ -26,10 +29,13 @@ bool dvdVideoLpcm(const std::vector<uint8_t>& payload, AudioStreamParameters& s,
 // two reserved bytes... byte 3 the header length, bytes 7 and 8 the
 // quantisation and frequency nibbles of the two channel groups, byte 10 the
 // channel assignment (low 5 bits).
-bool dvdAudioLpcm(const std::vector<uint8_t>& payload, AudioStreamParameters& s, std::string& description)
+bool dvdAudioLpcm(const std::vector<uint8_t>& payload,
+                  AudioStreamParameters& s,
+                  std::string& description)
 {
     // Channels of each DVD-Audio channel assignment 0..20.
-    static const int assignmentChannels[21] = {1, 2, 3, 4, 3, 4, 5, 3, 4, 5, 4, 5, 6, 4, 5, 4, 5, 6, 5, 5, 6};
+    static const int assignmentChannels[21] = {1, 2, 3, 4, 3, 4, 5, 3, 4, 5, 4,
+                                               5, 6, 4, 5, 4, 5, 6, 5, 5, 6};
     if (payload.size() < 11 || payload[0] != 0xA0)
         return false;
     int quantisation = payload[7] >> 4;
@@ -37,8 +43,8 @@ bool dvdAudioLpcm(const std::vector<uint8_t>& payload, AudioStreamParameters& s,
     int assignment = payload[10] & 0x1F;
     if (assignment > 20 || quantisation > 2)
         return false;
-    static const std::map<int, int> rates = {{0, 48000},  {1, 96000},  {2, 192000},
-                                             {8, 44100},  {9, 88200}, {10, 176400}};
+    static const std::map<int, int> rates = {{0, 48000}, {1, 96000}, {2, 192000},
+                                             {8, 44100}, {9, 88200}, {10, 176400}};
     auto rate = rates.find(frequency);
     if (rate == rates.end())
         return false;
@@ -46,8 +52,8 @@ bool dvdAudioLpcm(const std::vector<uint8_t>& payload, AudioStreamParameters& s,
     s.sampleRate = rate->second;
     s.channels = assignmentChannels[assignment];
     s.bitsPerSample = 16 + 4 * quantisation;
-    description = "DVD-Audio LPCM, " + std::to_string(s.sampleRate) + " Hz, " + std::to_string(s.channels) +
-                  " channels (assignment " + std::to_string(assignment) + "), " +
-                  std::to_string(s.bitsPerSample) + "-bit";
+    description = "DVD-Audio LPCM, " + std::to_string(s.sampleRate) + " Hz, " +
+                  std::to_string(s.channels) + " channels (assignment " +
+                  std::to_string(assignment) + "), " + std::to_string(s.bitsPerSample) + "-bit";
     return true;
 }

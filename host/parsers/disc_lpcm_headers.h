@@ -9,6 +9,10 @@
 #include "host/parsers/audio_stream_parameters.h"
 
 // DVD-Video (and HD-DVD) LPCM: false when the header is unusable.
-bool dvdVideoLpcm(const std::vector<uint8_t>& payload, AudioStreamParameters& s, std::string& description);
+bool dvdVideoLpcm(const std::vector<uint8_t>& payload,
+                  AudioStreamParameters& s,
+                  std::string& description);
 // DVD-Audio LPCM: false when the header is unusable.
-bool dvdAudioLpcm(const std::vector<uint8_t>& payload, AudioStreamParameters& s, std::string& description);
+bool dvdAudioLpcm(const std::vector<uint8_t>& payload,
+                  AudioStreamParameters& s,
+                  std::string& description);

@@ -2,7 +2,9 @@
 
 #include "libs/TvMlpDec/mlp_access_unit.h"
 
-bool discMlp(const std::vector<uint8_t>& payload, AudioStreamParameters& s, std::string& description)
+bool discMlp(const std::vector<uint8_t>& payload,
+             AudioStreamParameters& s,
+             std::string& description)
 {
     bool hdDvd = !payload.empty() && (payload[0] & 0xF8) == 0xB0;
     // HD-DVD: 5 bytes; DVD-Audio: 4 + the header length in byte 3.
@@ -17,8 +19,9 @@ bool discMlp(const std::vector<uint8_t>& payload, AudioStreamParameters& s, std:
         s.sampleRate = sync.sampleRate;
         s.channels = sync.channels;
         s.bitsPerSample = 24;
-        description = std::string(hdDvd ? "HD-DVD " : "DVD-Audio ") + (trueHd ? "TrueHD, " : "MLP, ") +
-                      std::to_string(s.sampleRate) + " Hz, " + std::to_string(s.channels) + " channels";
+        description = std::string(hdDvd ? "HD-DVD " : "DVD-Audio ") +
+                      (trueHd ? "TrueHD, " : "MLP, ") + std::to_string(s.sampleRate) + " Hz, " +
+                      std::to_string(s.channels) + " channels";
         return true;
     }
     return false;

@@ -10,4 +10,6 @@
 
 // `payload` starts with its private header (DVD-Audio substream 0xA1 or HD-DVD
 // 0xB0-0xB7); false when no major sync follows it in this payload.
-bool discMlp(const std::vector<uint8_t>& payload, AudioStreamParameters& s, std::string& description);
+bool discMlp(const std::vector<uint8_t>& payload,
+             AudioStreamParameters& s,
+             std::string& description);

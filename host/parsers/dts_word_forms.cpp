@@ -27,9 +27,11 @@ DtsWordForm dtsSyncFormAt(const uint8_t* p, size_t available)
         return DtsWordForm::None;
     // The 14-bit forms carry the 32 sync bits and 4 more set bits of the
     // header in three words.
-    if (p[0] == 0x1F && p[1] == 0xFF && p[2] == 0xE8 && p[3] == 0x00 && p[4] == 0x07 && (p[5] & 0xF0) == 0xF0)
+    if (p[0] == 0x1F && p[1] == 0xFF && p[2] == 0xE8 && p[3] == 0x00 && p[4] == 0x07 &&
+        (p[5] & 0xF0) == 0xF0)
         return DtsWordForm::BigEndian14;
-    if (p[0] == 0xFF && p[1] == 0x1F && p[2] == 0x00 && p[3] == 0xE8 && (p[4] & 0xF0) == 0xF0 && p[5] == 0x07)
+    if (p[0] == 0xFF && p[1] == 0x1F && p[2] == 0x00 && p[3] == 0xE8 && (p[4] & 0xF0) == 0xF0 &&
+        p[5] == 0x07)
         return DtsWordForm::LittleEndian14;
     return DtsWordForm::None;
 }
@@ -48,7 +50,9 @@ size_t DtsCoreStreamConverter::sourceBytes(size_t frameBytes) const
     return 2 * words;
 }
 
-void DtsCoreStreamConverter::convert(const uint8_t* p, size_t words, std::vector<uint8_t>& out) const
+void DtsCoreStreamConverter::convert(const uint8_t* p,
+                                     size_t words,
+                                     std::vector<uint8_t>& out) const
 {
     uint32_t bits = 0;
     int count = 0;
@@ -83,7 +87,8 @@ int64_t DtsCoreStreamConverter::push(const uint8_t* data, size_t size, std::vect
         }
         header.clear();
         convert(&pending_[at], kHeaderBytes, header);
-        size_t frameBytes = size_t(((header[5] & 0x03) << 12) | (header[6] << 4) | (header[7] >> 4)) + 1;
+        size_t frameBytes =
+            size_t(((header[5] & 0x03) << 12) | (header[6] << 4) | (header[7] >> 4)) + 1;
         if (frameBytes < kMinFrameBytes) {
             ++at;
             continue;

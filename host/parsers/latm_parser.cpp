@@ -62,14 +62,25 @@ bool skipAudioSpecificConfig(BitReader& bits)
         type = objectType(bits);
     }
     switch (type) {
-    case 1: case 2: case 3: case 4: case 6: case 7: case 17: case 19: case 20: case 21: case 22: case 23:
-        break;
-    default:
-        return false;
+        case 1:
+        case 2:
+        case 3:
+        case 4:
+        case 6:
+        case 7:
+        case 17:
+        case 19:
+        case 20:
+        case 21:
+        case 22:
+        case 23:
+            break;
+        default:
+            return false;
     }
     // GASpecificConfig()
-    bits.skip(1);      // frame length flag
-    if (bits.get(1))   // depends on core coder
+    bits.skip(1);     // frame length flag
+    if (bits.get(1))  // depends on core coder
         bits.skip(14);
     bool extension = bits.get(1);
     if (channelConfiguration == 0)

@@ -26,7 +26,8 @@ LpcmRecutter::Layout LpcmRecutter::layoutOf(const std::vector<uint8_t>& p) const
         if (quantisation == 0)
             layout.groupSize = 2 * channels;  // one 16-bit sample frame
         else if (quantisation < 3)
-            layout.groupSize = 2 * channels * bitsOfQuantisation(quantisation) / 8;  // a pair of frames
+            layout.groupSize =
+                2 * channels * bitsOfQuantisation(quantisation) / 8;  // a pair of frames
         return layout;
     }
     // DVD-Audio: substream id, two bytes, header length, pointer (2), then the

@@ -30,9 +30,9 @@ public:
 private:
     struct Layout {
         size_t headerSize = 0;
-        size_t pointerAt = 0;  // offset of the 16-bit first access unit pointer
+        size_t pointerAt = 0;    // offset of the 16-bit first access unit pointer
         size_t pointerBase = 0;  // the pointer counts from this offset
-        size_t groupSize = 0;  // 0: not re-cut
+        size_t groupSize = 0;    // 0: not re-cut
         uint32_t formatKey = 0;  // the header bits that fix the group size
     };
     Layout layoutOf(const std::vector<uint8_t>& payload) const;

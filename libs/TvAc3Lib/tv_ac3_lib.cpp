@@ -14,7 +14,6 @@
 #include "libs/TvAc3Lib/av_ac3_decoder.h"
 #include "platform/module_exports.h"
 
-
 namespace {
 
 constexpr int kSamples = 1536;

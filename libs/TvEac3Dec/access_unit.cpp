@@ -33,14 +33,12 @@ constexpr size_t kMaxUnitBytes = 65536;
 
 uint16_t crc16(const uint8_t* p, size_t size)
 {
-    return static_cast<uint16_t>(
-        av_crc(av_crc_get_table(AV_CRC_16_ANSI), 0, p, size));
+    return static_cast<uint16_t>(av_crc(av_crc_get_table(AV_CRC_16_ANSI), 0, p, size));
 }
 
 }  // namespace
 
-MeasureResult measureAccessUnit(const uint8_t* p, size_t available, AccessUnit& unit,
-                                bool endsUnit)
+MeasureResult measureAccessUnit(const uint8_t* p, size_t available, AccessUnit& unit, bool endsUnit)
 {
     unit = AccessUnit();
     if (available < kDolbySyncHeaderBytes ||

@@ -21,7 +21,9 @@ enum class MeasureResult { Whole, Incomplete, NoSync, BadHeader };
 // `endsUnit` the bytes given are known to end with the unit (a frame handed
 // over whole); otherwise an E-AC-3 unit is whole only once the header after
 // it is readable.
-MeasureResult measureAccessUnit(const uint8_t* p, size_t available, AccessUnit& unit,
+MeasureResult measureAccessUnit(const uint8_t* p,
+                                size_t available,
+                                AccessUnit& unit,
                                 bool endsUnit = false);
 
 // Calls `visit(offset, header)` for each syncframe of a whole unit in stream

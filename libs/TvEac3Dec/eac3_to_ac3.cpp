@@ -107,8 +107,11 @@ Eac3ToAc3::~Eac3ToAc3()
     avcodec_free_context(&decoder_);
 }
 
-Eac3ToAc3::Result Eac3ToAc3::convert(const uint8_t* unit, size_t size, uint8_t* out,
-                                     size_t capacity, size_t& written)
+Eac3ToAc3::Result Eac3ToAc3::convert(const uint8_t* unit,
+                                     size_t size,
+                                     uint8_t* out,
+                                     size_t capacity,
+                                     size_t& written)
 {
     written = 0;
     if (!ready())
@@ -175,8 +178,8 @@ void Eac3ToAc3::mixFrame()
             std::fill(slot, slot + kSamples, 0.0f);
     for (int c = 0; c < count; ++c) {
         Contribution to[2];
-        int targets = contributions(av_channel_layout_channel_from_index(&layout, c), sides,
-                                    backs, to);
+        int targets =
+            contributions(av_channel_layout_channel_from_index(&layout, c), sides, backs, to);
         const float* in = reinterpret_cast<const float*>(decoded_->extended_data[c]);
         for (int t = 0; t < targets; ++t) {
             present_[to[t].slot] = true;
@@ -216,12 +219,16 @@ Eac3ToAc3::Result Eac3ToAc3::encode(uint8_t* out, size_t capacity, size_t& writt
     bool stereo = present_[kL] || present_[kR];
     uint64_t mask = 0;
     std::pair<uint64_t, int> order[] = {
-        {AV_CH_FRONT_LEFT, kL},      {AV_CH_FRONT_RIGHT, kR},    {AV_CH_FRONT_CENTER, kC},
-        {AV_CH_LOW_FREQUENCY, kLfe}, {AV_CH_BACK_CENTER, kS},    {AV_CH_SIDE_LEFT, kLs},
+        {AV_CH_FRONT_LEFT, kL},      {AV_CH_FRONT_RIGHT, kR}, {AV_CH_FRONT_CENTER, kC},
+        {AV_CH_LOW_FREQUENCY, kLfe}, {AV_CH_BACK_CENTER, kS}, {AV_CH_SIDE_LEFT, kLs},
         {AV_CH_SIDE_RIGHT, kRs},
     };
-    bool wanted[kSlots] = {stereo, stereo, present_[kC], present_[kLfe],
-                           present_[kLs] || present_[kRs], present_[kLs] || present_[kRs],
+    bool wanted[kSlots] = {stereo,
+                           stereo,
+                           present_[kC],
+                           present_[kLfe],
+                           present_[kLs] || present_[kRs],
+                           present_[kLs] || present_[kRs],
                            present_[kS] && !(present_[kLs] || present_[kRs])};
     if (!stereo && !present_[kC])
         return Result::DecodeError;

@@ -24,7 +24,10 @@ public:
     enum class Result { Ok, DecodeError, EncodeError, TooSmall };
     // `unit`: a whole access unit in stream byte order. Writes the AC-3 frame
     // in stream byte order to `out` and its size to `written`.
-    Result convert(const uint8_t* unit, size_t size, uint8_t* out, size_t capacity,
+    Result convert(const uint8_t* unit,
+                   size_t size,
+                   uint8_t* out,
+                   size_t capacity,
                    size_t& written);
 
 private:

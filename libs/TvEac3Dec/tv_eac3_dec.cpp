@@ -149,7 +149,7 @@ private:
             transcoder_ = std::make_unique<Eac3ToAc3>();
         size_t written = 0;
         switch (transcoder_->convert(stream, bytes, out->ac3, static_cast<size_t>(out->ac3Capacity),
-                                    written)) {
+                                     written)) {
             case Eac3ToAc3::Result::Ok:
                 break;
             case Eac3ToAc3::Result::DecodeError:
@@ -282,7 +282,9 @@ Eac3Instance* running(void* memory)
 
 // The frame's words back in stream byte order, in a buffer of its own (kept
 // by the thread, so that frames after the first allocate nothing).
-bool streamOrder(const ddpi_frame_desc* frame, AccessUnit& unit, std::vector<uint8_t>& bytes,
+bool streamOrder(const ddpi_frame_desc* frame,
+                 AccessUnit& unit,
+                 std::vector<uint8_t>& bytes,
                  short& error)
 {
     error = kDdpiNullArgument;
@@ -389,7 +391,8 @@ TV_C_EXPORT short ddpi_dcv_checkframe(const ddpi_frame_desc* frame)
     return checkAccessUnitCrcs(bytes.data(), bytes.size()) ? kDdpiOk : kDdpiCrcError;
 }
 
-TV_C_EXPORT short ddpi_dcv_processframe(void* instance, const ddpi_frame_desc* frame,
+TV_C_EXPORT short ddpi_dcv_processframe(void* instance,
+                                        const ddpi_frame_desc* frame,
                                         ddpi_output* output)
 {
     Eac3Instance* object = running(instance);

@@ -40,16 +40,16 @@
 enum DdpiError : short {
     kDdpiOk = 0,
     kDdpiNullArgument = 1,
-    kDdpiNoSync = 2,         // no syncframe at the start of the frame
-    kDdpiBadHeader = 3,      // reserved codes, a bsid of neither syntax, or an
-                             // access unit that does not start with substream 0
-    kDdpiCrcError = 4,       // crc1/crc2 (AC-3) or the E-AC-3 crc does not check
-    kDdpiUnknownParam = 5,   // a processing parameter number outside 0..9
-    kDdpiBadValue = 6,       // a value out of range (the parameter keeps its value)
-    kDdpiDecodeError = 7,    // libavcodec refused the frame
-    kDdpiEncodeError = 8,    // the AC-3 encoder refused the audio (e.g. 24 kHz)
-    kDdpiBufferTooSmall = 9, // an output buffer or descriptor cannot hold the frame
-    kDdpiNotOpen = 10,       // the instance is not open, or it failed to start
+    kDdpiNoSync = 2,          // no syncframe at the start of the frame
+    kDdpiBadHeader = 3,       // reserved codes, a bsid of neither syntax, or an
+                              // access unit that does not start with substream 0
+    kDdpiCrcError = 4,        // crc1/crc2 (AC-3) or the E-AC-3 crc does not check
+    kDdpiUnknownParam = 5,    // a processing parameter number outside 0..9
+    kDdpiBadValue = 6,        // a value out of range (the parameter keeps its value)
+    kDdpiDecodeError = 7,     // libavcodec refused the frame
+    kDdpiEncodeError = 8,     // the AC-3 encoder refused the audio (e.g. 24 kHz)
+    kDdpiBufferTooSmall = 9,  // an output buffer or descriptor cannot hold the frame
+    kDdpiNotOpen = 10,        // the instance is not open, or it failed to start
 };
 //
 // Processing parameters (value points to the type named; read back alike):
@@ -128,7 +128,8 @@ using DdpiSetProcessParam = short (*)(void* instance, int32_t number, const void
 using DdpiGetProcessParam = short (*)(void* instance, int32_t number, void* value);
 using DdpiGetFrameParam = short (*)(const ddpi_frame_desc* frame, ddpi_frame_params* params);
 using DdpiCheckFrame = short (*)(const ddpi_frame_desc* frame);
-using DdpiProcessFrame = short (*)(void* instance, const ddpi_frame_desc* frame,
+using DdpiProcessFrame = short (*)(void* instance,
+                                   const ddpi_frame_desc* frame,
                                    ddpi_output* output);
 
 enum DdpiParam : int32_t {

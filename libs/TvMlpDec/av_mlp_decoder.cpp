@@ -40,8 +40,12 @@ AvMlpDecoder::~AvMlpDecoder()
     avcodec_free_context(&context_);
 }
 
-bool AvMlpDecoder::decode(const uint8_t* unit, size_t length, MlpSampleRow* rows, int column,
-                          int& channels, int& samples)
+bool AvMlpDecoder::decode(const uint8_t* unit,
+                          size_t length,
+                          MlpSampleRow* rows,
+                          int column,
+                          int& channels,
+                          int& samples)
 {
     channels = samples = 0;
     if (!ready())

@@ -33,8 +33,12 @@ public:
     // 24-bit, into `rows` from column `column` on. False when libavcodec
     // refuses the unit or gives more than kMlpMaxSamples samples or more
     // channels than fit; `channels` and `samples` describe what was written.
-    bool decode(const uint8_t* unit, size_t length, MlpSampleRow* rows, int column,
-                int& channels, int& samples);
+    bool decode(const uint8_t* unit,
+                size_t length,
+                MlpSampleRow* rows,
+                int column,
+                int& channels,
+                int& samples);
 
 private:
     AVCodecContext* context_ = nullptr;

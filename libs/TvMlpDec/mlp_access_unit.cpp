@@ -40,7 +40,8 @@ int sampleRateOf(int code)
 }
 
 // Channels of each DVD-Audio channel assignment 0..20.
-constexpr int kAssignmentChannels[21] = {1, 2, 3, 4, 3, 4, 5, 3, 4, 5, 4, 5, 6, 4, 5, 4, 5, 6, 5, 5, 6};
+constexpr int kAssignmentChannels[21] = {1, 2, 3, 4, 3, 4, 5, 3, 4, 5, 4,
+                                         5, 6, 4, 5, 4, 5, 6, 5, 5, 6};
 // Channels each bit of a TrueHD channel arrangement adds, from bit 0: L/R, C,
 // LFE, Ls/Rs, Lvh/Rvh, Lc/Rc, Lrs/Rrs, Cs, Ts, Lsd/Rsd, Lw/Rw, Cvh, LFE2.
 constexpr int kArrangementChannels[13] = {2, 1, 1, 2, 2, 2, 2, 1, 1, 2, 2, 1, 1};
@@ -144,7 +145,8 @@ AccessUnitCheck checkAccessUnit(const uint8_t* data,
         size_t syncSize = majorSyncSize(data + header, size - header);
         if (syncSize == 0 || size < header + syncSize)
             return AccessUnitCheck::kIncomplete;
-        if (header + syncSize > unit.length || !readMajorSync(data + header, syncSize, unit.majorSync))
+        if (header + syncSize > unit.length ||
+            !readMajorSync(data + header, syncSize, unit.majorSync))
             return AccessUnitCheck::kInvalid;
         unit.hasMajorSync = true;
         substreams = unit.majorSync.substreams;

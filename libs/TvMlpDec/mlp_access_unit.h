@@ -24,7 +24,7 @@ enum class AccessUnitCheck {
 };
 
 struct AccessUnit {
-    size_t length = 0;        // bytes, from the unit header's length field
+    size_t length = 0;  // bytes, from the unit header's length field
     bool hasMajorSync = false;
     MlpMajorSyncInfo majorSync;  // when hasMajorSync
 };

@@ -138,7 +138,8 @@ TV_C_EXPORT MlpDecoder* mlpDecoderInit(const MlpInitRecord* init, int version)
     if (version != kMlpRecordVersion)
         return nullptr;
     MlpInitRecord defaults;
-    auto* instance = new (std::nothrow) MlpInstance((init ? *init : defaults).twoChannelPresentation != 0);
+    auto* instance =
+        new (std::nothrow) MlpInstance((init ? *init : defaults).twoChannelPresentation != 0);
     if (instance && !instance->usable()) {
         delete instance;
         return nullptr;
@@ -146,7 +147,9 @@ TV_C_EXPORT MlpDecoder* mlpDecoderInit(const MlpInitRecord* init, int version)
     return instance;
 }
 
-TV_C_EXPORT const MlpResult* mlpDecoderRun(MlpDecoder* instance, const uint8_t* input, MlpSampleRow* matrix)
+TV_C_EXPORT const MlpResult* mlpDecoderRun(MlpDecoder* instance,
+                                           const uint8_t* input,
+                                           MlpSampleRow* matrix)
 {
     if (!instance)
         return nullptr;

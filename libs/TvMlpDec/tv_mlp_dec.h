@@ -46,7 +46,6 @@
 
 #include <cstdint>
 
-
 constexpr int kMlpRecordVersion = 31;
 // Most sample periods in one access unit: 40 at 44.1/48 kHz, 160 at 176.4/192.
 constexpr int kMlpMaxSamples = 160;
@@ -89,7 +88,7 @@ struct MlpMajorSyncInfo {
     // Channels of the fullest presentation the major sync announces: MLP's
     // channel assignment, TrueHD's second or else first channel arrangement.
     int32_t channels = 0;
-    int32_t sampleRate = 0;    // Hz, from the rate code
+    int32_t sampleRate = 0;  // Hz, from the rate code
     int32_t accessUnitSamples = 0;
 };
 
@@ -100,11 +99,11 @@ enum MlpErrorCode : int32_t {
 };
 
 struct MlpResult {
-    int32_t samplesDecoded = 0;  // rows written, at most kMlpMaxSamples; 0: no more
+    int32_t samplesDecoded = 0;         // rows written, at most kMlpMaxSamples; 0: no more
     int32_t errorCode = kMlpErrorNone;  // the first error met during the call
-    int32_t twoChannel = -1;     // selector of the two-channel presentation
+    int32_t twoChannel = -1;            // selector of the two-channel presentation
     int32_t twoChannelCount = 0;
-    int32_t multichannel = -1;   // selector of the multichannel presentation
+    int32_t multichannel = -1;  // selector of the multichannel presentation
     int32_t multichannelCount = 0;
     const MlpMajorSyncInfo* major_sync_info = nullptr;  // null before the first
 };

@@ -58,15 +58,15 @@ void MatrixDecoder::reset()
 int MatrixDecoder::outputChannels() const
 {
     switch (code_) {
-    case 4:
-        return 3;
-    case 5:
-    case 6:
-        return 4;
-    case 7:
-        return 5;
-    default:
-        return 0;
+        case 4:
+            return 3;
+        case 5:
+        case 6:
+            return 4;
+        case 7:
+            return 5;
+        default:
+            return 0;
     }
 }
 
@@ -108,34 +108,34 @@ void MatrixDecoder::process(const int16_t* input, int16_t* output, size_t frames
         }
 
         switch (code_) {
-        case 4:  // L R BC
-            output[0] = toSample(left);
-            output[1] = toSample(right);
-            output[2] = toSample(delayed);
-            output += 3;
-            break;
-        case 5:  // L R C BC
-            output[0] = toSample(left);
-            output[1] = toSample(right);
-            output[2] = toSample(centre);
-            output[3] = toSample(delayed);
-            output += 4;
-            break;
-        case 6:  // L R BL BR: the mono surround shared at half power
-            output[0] = toSample(left);
-            output[1] = toSample(right);
-            output[2] = toSample(kHalfPower * delayed);
-            output[3] = toSample(kHalfPower * delayed);
-            output += 4;
-            break;
-        default:  // 7: L R C BL BR
-            output[0] = toSample(left);
-            output[1] = toSample(right);
-            output[2] = toSample(centre);
-            output[3] = toSample(kHalfPower * delayed);
-            output[4] = toSample(kHalfPower * delayed);
-            output += 5;
-            break;
+            case 4:  // L R BC
+                output[0] = toSample(left);
+                output[1] = toSample(right);
+                output[2] = toSample(delayed);
+                output += 3;
+                break;
+            case 5:  // L R C BC
+                output[0] = toSample(left);
+                output[1] = toSample(right);
+                output[2] = toSample(centre);
+                output[3] = toSample(delayed);
+                output += 4;
+                break;
+            case 6:  // L R BL BR: the mono surround shared at half power
+                output[0] = toSample(left);
+                output[1] = toSample(right);
+                output[2] = toSample(kHalfPower * delayed);
+                output[3] = toSample(kHalfPower * delayed);
+                output += 4;
+                break;
+            default:  // 7: L R C BL BR
+                output[0] = toSample(left);
+                output[1] = toSample(right);
+                output[2] = toSample(centre);
+                output[3] = toSample(kHalfPower * delayed);
+                output[4] = toSample(kHalfPower * delayed);
+                output += 5;
+                break;
         }
     }
 }

@@ -9,7 +9,6 @@
 #include "platform/dshow/crit_sec.h"
 #include "platform/module_exports.h"
 
-
 namespace {
 
 class Remix final : public TvRemixObject {
@@ -25,20 +24,20 @@ public:
         if (!value)
             return -1;
         switch (id) {
-        case kRemixConfiguration:
-            *static_cast<int*>(value) = decoder_.configuration();
-            return 0;
-        case kRemixLfe:
-            *static_cast<int*>(value) = 0;
-            return 0;
-        case kRemixChannelOrder:
-            std::memcpy(value, order_, sizeof order_);
-            return 0;
-        case kRemixSampleRate:
-            *static_cast<int*>(value) = decoder_.sampleRate();
-            return 0;
-        default:
-            return -1;
+            case kRemixConfiguration:
+                *static_cast<int*>(value) = decoder_.configuration();
+                return 0;
+            case kRemixLfe:
+                *static_cast<int*>(value) = 0;
+                return 0;
+            case kRemixChannelOrder:
+                std::memcpy(value, order_, sizeof order_);
+                return 0;
+            case kRemixSampleRate:
+                *static_cast<int*>(value) = decoder_.sampleRate();
+                return 0;
+            default:
+                return -1;
         }
     }
 
@@ -59,27 +58,27 @@ public:
         if (!value)
             return -1;
         switch (id) {
-        case kRemixConfiguration:
-            return decoder_.setConfiguration(*static_cast<const int*>(value)) ? 0 : -1;
-        case kRemixLfe:
-            // The matrix has no low-frequency channel to produce.
-            return *static_cast<const int*>(value) == 0 ? 0 : -1;
-        case kRemixChannelOrder: {
-            int row[6];
-            std::memcpy(row, value, sizeof row);
-            bool seen[6] = {};
-            for (int entry : row) {
-                if (entry < 0 || entry > 5 || seen[entry])
-                    return -1;
-                seen[entry] = true;
+            case kRemixConfiguration:
+                return decoder_.setConfiguration(*static_cast<const int*>(value)) ? 0 : -1;
+            case kRemixLfe:
+                // The matrix has no low-frequency channel to produce.
+                return *static_cast<const int*>(value) == 0 ? 0 : -1;
+            case kRemixChannelOrder: {
+                int row[6];
+                std::memcpy(row, value, sizeof row);
+                bool seen[6] = {};
+                for (int entry : row) {
+                    if (entry < 0 || entry > 5 || seen[entry])
+                        return -1;
+                    seen[entry] = true;
+                }
+                std::memcpy(order_, row, sizeof row);
+                return 0;
             }
-            std::memcpy(order_, row, sizeof row);
-            return 0;
-        }
-        case kRemixSampleRate:
-            return decoder_.setSampleRate(*static_cast<const int*>(value)) ? 0 : -1;
-        default:
-            return -1;
+            case kRemixSampleRate:
+                return decoder_.setSampleRate(*static_cast<const int*>(value)) ? 0 : -1;
+            default:
+                return -1;
         }
     }
 

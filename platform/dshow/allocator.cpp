@@ -117,7 +117,9 @@ STDMETHODIMP CBaseAllocator::Decommit()
     return S_OK;
 }
 
-STDMETHODIMP CBaseAllocator::GetBuffer(IMediaSample** buffer, REFERENCE_TIME*, REFERENCE_TIME*,
+STDMETHODIMP CBaseAllocator::GetBuffer(IMediaSample** buffer,
+                                       REFERENCE_TIME*,
+                                       REFERENCE_TIME*,
                                        DWORD flags)
 {
     if (!buffer)
@@ -209,7 +211,10 @@ CUnknown* CMemAllocator::CreateInstance(IUnknown* outer, HRESULT* phr)
     return new CMemAllocator("CMemAllocator", outer, phr);
 }
 
-bool CMemAllocator::AlignmentAllowed(LONG align) const { return align >= 1 && align <= 4096; }
+bool CMemAllocator::AlignmentAllowed(LONG align) const
+{
+    return align >= 1 && align <= 4096;
+}
 
 HRESULT CMemAllocator::Alloc()
 {
@@ -232,8 +237,9 @@ HRESULT CMemAllocator::Alloc()
     BYTE* first = m_pBuffer + (aligned - base);
     for (LONG i = 0; i < m_lCount; ++i) {
         HRESULT hr = S_OK;
-        auto* sample = new CMediaSample("CMediaSample", this, &hr,
-                                        first + static_cast<size_t>(i) * stride + m_lPrefix, m_lSize);
+        auto* sample =
+            new CMediaSample("CMediaSample", this, &hr,
+                             first + static_cast<size_t>(i) * stride + m_lPrefix, m_lSize);
         m_free.push_back(sample);
         ++m_lAllocated;
     }

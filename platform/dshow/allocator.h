@@ -19,11 +19,14 @@ public:
     DECLARE_IUNKNOWN
     STDMETHODIMP NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
 
-    STDMETHODIMP SetProperties(ALLOCATOR_PROPERTIES* request, ALLOCATOR_PROPERTIES* actual) override;
+    STDMETHODIMP SetProperties(ALLOCATOR_PROPERTIES* request,
+                               ALLOCATOR_PROPERTIES* actual) override;
     STDMETHODIMP GetProperties(ALLOCATOR_PROPERTIES* props) override;
     STDMETHODIMP Commit() override;
     STDMETHODIMP Decommit() override;
-    STDMETHODIMP GetBuffer(IMediaSample** buffer, REFERENCE_TIME* start, REFERENCE_TIME* end,
+    STDMETHODIMP GetBuffer(IMediaSample** buffer,
+                           REFERENCE_TIME* start,
+                           REFERENCE_TIME* end,
                            DWORD flags) override;
     STDMETHODIMP ReleaseBuffer(IMediaSample* buffer) override;
     STDMETHODIMP SetNotify(IMemAllocatorNotifyCallbackTemp* notify) override;

@@ -3,7 +3,10 @@
 #include "platform/dshow/base_pin.h"
 #include "platform/dshow/enumerators.h"
 
-CBaseFilter::CBaseFilter(const char* name, IUnknown* outer, CCritSec* lock, REFCLSID clsid,
+CBaseFilter::CBaseFilter(const char* name,
+                         IUnknown* outer,
+                         CCritSec* lock,
+                         REFCLSID clsid,
                          HRESULT* phr)
     : CUnknown(name, outer, phr), m_clsid(clsid), m_pLock(lock)
 {
@@ -167,7 +170,8 @@ STDMETHODIMP CBaseFilter::JoinFilterGraph(IFilterGraph* graph, LPCWSTR name)
     m_pSink = nullptr;
     if (graph) {
         IMediaEventSink* sink = nullptr;
-        if (SUCCEEDED(graph->QueryInterface(IID_IMediaEventSink, reinterpret_cast<void**>(&sink))) &&
+        if (SUCCEEDED(
+                graph->QueryInterface(IID_IMediaEventSink, reinterpret_cast<void**>(&sink))) &&
             sink) {
             m_pSink = sink;
             sink->Release();  // kept weak: the graph outlives its filters' membership
@@ -177,7 +181,10 @@ STDMETHODIMP CBaseFilter::JoinFilterGraph(IFilterGraph* graph, LPCWSTR name)
     return S_OK;
 }
 
-STDMETHODIMP CBaseFilter::QueryVendorInfo(LPWSTR*) { return E_NOTIMPL; }
+STDMETHODIMP CBaseFilter::QueryVendorInfo(LPWSTR*)
+{
+    return E_NOTIMPL;
+}
 
 bool CBaseFilter::IsActive()
 {
@@ -185,7 +192,10 @@ bool CBaseFilter::IsActive()
     return m_State != State_Stopped;
 }
 
-bool CBaseFilter::IsStopped() { return m_State == State_Stopped; }
+bool CBaseFilter::IsStopped()
+{
+    return m_State == State_Stopped;
+}
 
 HRESULT CBaseFilter::NotifyEvent(LONG code, LONG_PTR param1, LONG_PTR param2)
 {

@@ -14,7 +14,10 @@ class CBasePin;
 
 class CBaseFilter : public CUnknown, public IBaseFilter {
 public:
-    CBaseFilter(const char* name, IUnknown* outer, CCritSec* lock, REFCLSID clsid,
+    CBaseFilter(const char* name,
+                IUnknown* outer,
+                CCritSec* lock,
+                REFCLSID clsid,
                 HRESULT* phr = nullptr);
     ~CBaseFilter() override;
 
@@ -57,7 +60,7 @@ protected:
     CLSID m_clsid;
     CCritSec* m_pLock;
     platform::WideString m_name;
-    IFilterGraph* m_pGraph = nullptr;       // not counted: the graph owns us
-    IMediaEventSink* m_pSink = nullptr;     // not counted, for the same reason
+    IFilterGraph* m_pGraph = nullptr;    // not counted: the graph owns us
+    IMediaEventSink* m_pSink = nullptr;  // not counted, for the same reason
     volatile LONG m_PinVersion = 1;
 };

@@ -15,8 +15,12 @@ bool isBoringFailure(HRESULT hr)
 
 }  // namespace
 
-CBasePin::CBasePin(const char* objectName, CBaseFilter* filter, CCritSec* lock, HRESULT*,
-                   LPCWSTR pinName, PIN_DIRECTION direction)
+CBasePin::CBasePin(const char* objectName,
+                   CBaseFilter* filter,
+                   CCritSec* lock,
+                   HRESULT*,
+                   LPCWSTR pinName,
+                   PIN_DIRECTION direction)
     : CUnknown(objectName, nullptr),
       m_name(pinName ? platform::WideString(pinName) : platform::WideString()),
       m_dir(direction),
@@ -41,8 +45,14 @@ STDMETHODIMP CBasePin::NonDelegatingQueryInterface(REFIID riid, void** ppv)
 }
 
 // The filter owns its pins: their references are the filter's.
-STDMETHODIMP_(ULONG) CBasePin::NonDelegatingAddRef() { return m_pFilter->AddRef(); }
-STDMETHODIMP_(ULONG) CBasePin::NonDelegatingRelease() { return m_pFilter->Release(); }
+STDMETHODIMP_(ULONG) CBasePin::NonDelegatingAddRef()
+{
+    return m_pFilter->AddRef();
+}
+STDMETHODIMP_(ULONG) CBasePin::NonDelegatingRelease()
+{
+    return m_pFilter->Release();
+}
 
 STDMETHODIMP CBasePin::Connect(IPin* receivePin, const AM_MEDIA_TYPE* mt)
 {
@@ -269,9 +279,15 @@ STDMETHODIMP CBasePin::EnumMediaTypes(IEnumMediaTypes** ppEnum)
 }
 
 // Every input feeds every output.
-STDMETHODIMP CBasePin::QueryInternalConnections(IPin**, ULONG*) { return E_NOTIMPL; }
+STDMETHODIMP CBasePin::QueryInternalConnections(IPin**, ULONG*)
+{
+    return E_NOTIMPL;
+}
 
-STDMETHODIMP CBasePin::EndOfStream() { return S_OK; }
+STDMETHODIMP CBasePin::EndOfStream()
+{
+    return S_OK;
+}
 
 STDMETHODIMP CBasePin::NewSegment(REFERENCE_TIME start, REFERENCE_TIME stop, double rate)
 {
@@ -281,7 +297,10 @@ STDMETHODIMP CBasePin::NewSegment(REFERENCE_TIME start, REFERENCE_TIME stop, dou
     return S_OK;
 }
 
-STDMETHODIMP CBasePin::Notify(IBaseFilter*, Quality) { return E_NOTIMPL; }
+STDMETHODIMP CBasePin::Notify(IBaseFilter*, Quality)
+{
+    return E_NOTIMPL;
+}
 
 STDMETHODIMP CBasePin::SetSink(IQualityControl* sink)
 {
@@ -312,12 +331,24 @@ HRESULT CBasePin::CheckConnect(IPin* pin)
     return direction == m_dir ? VFW_E_INVALID_DIRECTION : S_OK;
 }
 
-HRESULT CBasePin::CompleteConnect(IPin*) { return S_OK; }
-HRESULT CBasePin::BreakConnect() { return S_OK; }
-HRESULT CBasePin::Active() { return S_OK; }
+HRESULT CBasePin::CompleteConnect(IPin*)
+{
+    return S_OK;
+}
+HRESULT CBasePin::BreakConnect()
+{
+    return S_OK;
+}
+HRESULT CBasePin::Active()
+{
+    return S_OK;
+}
 HRESULT CBasePin::Inactive()
 {
     m_bRunTimeError = false;
     return S_OK;
 }
-HRESULT CBasePin::Run(REFERENCE_TIME) { return S_OK; }
+HRESULT CBasePin::Run(REFERENCE_TIME)
+{
+    return S_OK;
+}

@@ -10,8 +10,12 @@
 
 class CBasePin : public CUnknown, public IPin, public IQualityControl {
 public:
-    CBasePin(const char* objectName, CBaseFilter* filter, CCritSec* lock, HRESULT* phr,
-             LPCWSTR pinName, PIN_DIRECTION direction);
+    CBasePin(const char* objectName,
+             CBaseFilter* filter,
+             CCritSec* lock,
+             HRESULT* phr,
+             LPCWSTR pinName,
+             PIN_DIRECTION direction);
     ~CBasePin() override;
 
     DECLARE_IUNKNOWN

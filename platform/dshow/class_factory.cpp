@@ -18,7 +18,10 @@ STDMETHODIMP CClassFactory::QueryInterface(REFIID riid, void** ppv)
     return E_NOINTERFACE;
 }
 
-STDMETHODIMP_(ULONG) CClassFactory::AddRef() { return static_cast<ULONG>(InterlockedIncrement(&m_cRef)); }
+STDMETHODIMP_(ULONG) CClassFactory::AddRef()
+{
+    return static_cast<ULONG>(InterlockedIncrement(&m_cRef));
+}
 
 STDMETHODIMP_(ULONG) CClassFactory::Release()
 {
@@ -59,8 +62,11 @@ STDMETHODIMP CClassFactory::LockServer(WINBOOL lock)
     return S_OK;
 }
 
-HRESULT GetClassObjectFromTemplates(const CFactoryTemplate* templates, int count, REFCLSID clsid,
-                                    REFIID riid, void** ppv)
+HRESULT GetClassObjectFromTemplates(const CFactoryTemplate* templates,
+                                    int count,
+                                    REFCLSID clsid,
+                                    REFIID riid,
+                                    void** ppv)
 {
     if (!ppv)
         return E_POINTER;
@@ -83,4 +89,3 @@ HRESULT CanUnloadModule()
 {
     return CBaseObject::ObjectsActive() == 0 && ModuleLocks() == 0 ? S_OK : S_FALSE;
 }
-

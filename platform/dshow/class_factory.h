@@ -49,7 +49,10 @@ private:
 };
 
 // DllGetClassObject over a class table.
-HRESULT GetClassObjectFromTemplates(const CFactoryTemplate* templates, int count, REFCLSID clsid,
-                                    REFIID riid, void** ppv);
+HRESULT GetClassObjectFromTemplates(const CFactoryTemplate* templates,
+                                    int count,
+                                    REFCLSID clsid,
+                                    REFIID riid,
+                                    void** ppv);
 // DllCanUnloadNow: S_OK only with no live objects and no server locks.
 HRESULT CanUnloadModule();

@@ -15,9 +15,15 @@ CEnumPins::CEnumPins(CBaseFilter* filter, const CEnumPins* toCopy) : m_pFilter(f
     }
 }
 
-CEnumPins::~CEnumPins() { m_pFilter->Release(); }
+CEnumPins::~CEnumPins()
+{
+    m_pFilter->Release();
+}
 
-bool CEnumPins::OutOfSync() const { return m_Version != m_pFilter->GetPinVersion(); }
+bool CEnumPins::OutOfSync() const
+{
+    return m_Version != m_pFilter->GetPinVersion();
+}
 
 STDMETHODIMP CEnumPins::Next(ULONG count, IPin** pins, ULONG* fetched)
 {
@@ -82,9 +88,15 @@ CEnumMediaTypes::CEnumMediaTypes(CBasePin* pin, const CEnumMediaTypes* toCopy) :
     }
 }
 
-CEnumMediaTypes::~CEnumMediaTypes() { m_pPin->Release(); }
+CEnumMediaTypes::~CEnumMediaTypes()
+{
+    m_pPin->Release();
+}
 
-bool CEnumMediaTypes::OutOfSync() const { return m_Version != m_pPin->GetMediaTypeVersion(); }
+bool CEnumMediaTypes::OutOfSync() const
+{
+    return m_Version != m_pPin->GetMediaTypeVersion();
+}
 
 STDMETHODIMP CEnumMediaTypes::Next(ULONG count, AM_MEDIA_TYPE** types, ULONG* fetched)
 {

@@ -27,7 +27,10 @@ public:
         *ppv = nullptr;
         return E_NOINTERFACE;
     }
-    STDMETHODIMP_(ULONG) AddRef() override { return static_cast<ULONG>(InterlockedIncrement(&m_cRef)); }
+    STDMETHODIMP_(ULONG) AddRef() override
+    {
+        return static_cast<ULONG>(InterlockedIncrement(&m_cRef));
+    }
     STDMETHODIMP_(ULONG) Release() override
     {
         LONG count = InterlockedDecrement(&m_cRef);

@@ -2,8 +2,11 @@
 
 #include "platform/dshow/allocator.h"
 
-CBaseInputPin::CBaseInputPin(const char* objectName, CBaseFilter* filter, CCritSec* lock,
-                             HRESULT* phr, LPCWSTR pinName)
+CBaseInputPin::CBaseInputPin(const char* objectName,
+                             CBaseFilter* filter,
+                             CCritSec* lock,
+                             HRESULT* phr,
+                             LPCWSTR pinName)
     : CBasePin(objectName, filter, lock, phr, pinName, PINDIR_INPUT)
 {
 }
@@ -60,7 +63,10 @@ STDMETHODIMP CBaseInputPin::NotifyAllocator(IMemAllocator* allocator, WINBOOL re
     return S_OK;
 }
 
-STDMETHODIMP CBaseInputPin::GetAllocatorRequirements(ALLOCATOR_PROPERTIES*) { return E_NOTIMPL; }
+STDMETHODIMP CBaseInputPin::GetAllocatorRequirements(ALLOCATOR_PROPERTIES*)
+{
+    return E_NOTIMPL;
+}
 
 HRESULT CBaseInputPin::BreakConnect()
 {
@@ -211,4 +217,7 @@ STDMETHODIMP CBaseInputPin::EndFlush()
     return S_OK;
 }
 
-STDMETHODIMP CBaseInputPin::Notify(IBaseFilter*, Quality) { return S_OK; }
+STDMETHODIMP CBaseInputPin::Notify(IBaseFilter*, Quality)
+{
+    return S_OK;
+}

@@ -8,7 +8,10 @@
 
 class CBaseInputPin : public CBasePin, public IMemInputPin {
 public:
-    CBaseInputPin(const char* objectName, CBaseFilter* filter, CCritSec* lock, HRESULT* phr,
+    CBaseInputPin(const char* objectName,
+                  CBaseFilter* filter,
+                  CCritSec* lock,
+                  HRESULT* phr,
                   LPCWSTR pinName);
     ~CBaseInputPin() override;
 

@@ -7,14 +7,16 @@
 #include "platform/dshow/media_type.h"
 
 namespace {
-constexpr DWORD kKnownFlags = AM_SAMPLE_SPLICEPOINT | AM_SAMPLE_PREROLL |
-                              AM_SAMPLE_DATADISCONTINUITY | AM_SAMPLE_TYPECHANGED |
-                              AM_SAMPLE_TIMEVALID | AM_SAMPLE_TIMEDISCONTINUITY |
-                              AM_SAMPLE_FLUSH_ON_PAUSE | AM_SAMPLE_STOPVALID |
-                              AM_SAMPLE_ENDOFSTREAM;
+constexpr DWORD kKnownFlags =
+    AM_SAMPLE_SPLICEPOINT | AM_SAMPLE_PREROLL | AM_SAMPLE_DATADISCONTINUITY |
+    AM_SAMPLE_TYPECHANGED | AM_SAMPLE_TIMEVALID | AM_SAMPLE_TIMEDISCONTINUITY |
+    AM_SAMPLE_FLUSH_ON_PAUSE | AM_SAMPLE_STOPVALID | AM_SAMPLE_ENDOFSTREAM;
 }  // namespace
 
-CMediaSample::CMediaSample(const char*, CBaseAllocator* allocator, HRESULT* phr, BYTE* buffer,
+CMediaSample::CMediaSample(const char*,
+                           CBaseAllocator* allocator,
+                           HRESULT* phr,
+                           BYTE* buffer,
                            LONG length)
     : m_pBuffer(buffer), m_cbBuffer(length), m_pAllocator(allocator)
 {
@@ -22,7 +24,10 @@ CMediaSample::CMediaSample(const char*, CBaseAllocator* allocator, HRESULT* phr,
         *phr = VFW_E_BUFFER_OVERFLOW;
 }
 
-CMediaSample::~CMediaSample() { DeleteMediaType(m_pMediaType); }
+CMediaSample::~CMediaSample()
+{
+    DeleteMediaType(m_pMediaType);
+}
 
 STDMETHODIMP CMediaSample::QueryInterface(REFIID riid, void** ppv)
 {
@@ -38,7 +43,10 @@ STDMETHODIMP CMediaSample::QueryInterface(REFIID riid, void** ppv)
     return E_NOINTERFACE;
 }
 
-STDMETHODIMP_(ULONG) CMediaSample::AddRef() { return static_cast<ULONG>(InterlockedIncrement(&m_cRef)); }
+STDMETHODIMP_(ULONG) CMediaSample::AddRef()
+{
+    return static_cast<ULONG>(InterlockedIncrement(&m_cRef));
+}
 
 STDMETHODIMP_(ULONG) CMediaSample::Release()
 {
@@ -78,7 +86,10 @@ STDMETHODIMP CMediaSample::GetPointer(BYTE** ppBuffer)
     return S_OK;
 }
 
-STDMETHODIMP_(LONG) CMediaSample::GetSize() { return m_cbBuffer; }
+STDMETHODIMP_(LONG) CMediaSample::GetSize()
+{
+    return m_cbBuffer;
+}
 
 STDMETHODIMP CMediaSample::GetTime(REFERENCE_TIME* start, REFERENCE_TIME* end)
 {
@@ -109,13 +120,20 @@ STDMETHODIMP CMediaSample::SetTime(REFERENCE_TIME* start, REFERENCE_TIME* end)
     return S_OK;
 }
 
-STDMETHODIMP CMediaSample::IsSyncPoint() { return (m_dwFlags & AM_SAMPLE_SPLICEPOINT) ? S_OK : S_FALSE; }
+STDMETHODIMP CMediaSample::IsSyncPoint()
+{
+    return (m_dwFlags & AM_SAMPLE_SPLICEPOINT) ? S_OK : S_FALSE;
+}
 STDMETHODIMP CMediaSample::SetSyncPoint(WINBOOL syncPoint)
 {
-    m_dwFlags = syncPoint ? (m_dwFlags | AM_SAMPLE_SPLICEPOINT) : (m_dwFlags & ~AM_SAMPLE_SPLICEPOINT);
+    m_dwFlags =
+        syncPoint ? (m_dwFlags | AM_SAMPLE_SPLICEPOINT) : (m_dwFlags & ~AM_SAMPLE_SPLICEPOINT);
     return S_OK;
 }
-STDMETHODIMP CMediaSample::IsPreroll() { return (m_dwFlags & AM_SAMPLE_PREROLL) ? S_OK : S_FALSE; }
+STDMETHODIMP CMediaSample::IsPreroll()
+{
+    return (m_dwFlags & AM_SAMPLE_PREROLL) ? S_OK : S_FALSE;
+}
 STDMETHODIMP CMediaSample::SetPreroll(WINBOOL preroll)
 {
     m_dwFlags = preroll ? (m_dwFlags | AM_SAMPLE_PREROLL) : (m_dwFlags & ~AM_SAMPLE_PREROLL);
@@ -132,7 +150,10 @@ STDMETHODIMP CMediaSample::SetDiscontinuity(WINBOOL discontinuity)
     return S_OK;
 }
 
-STDMETHODIMP_(LONG) CMediaSample::GetActualDataLength() { return m_lActual; }
+STDMETHODIMP_(LONG) CMediaSample::GetActualDataLength()
+{
+    return m_lActual;
+}
 
 STDMETHODIMP CMediaSample::SetActualDataLength(LONG length)
 {

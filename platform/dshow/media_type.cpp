@@ -58,7 +58,10 @@ AM_MEDIA_TYPE* CreateMediaType(const AM_MEDIA_TYPE* source)
     return type;
 }
 
-CMediaType::CMediaType() { InitMediaType(); }
+CMediaType::CMediaType()
+{
+    InitMediaType();
+}
 
 CMediaType::CMediaType(const GUID* majorType)
 {
@@ -92,7 +95,10 @@ CMediaType& CMediaType::operator=(const AM_MEDIA_TYPE& other)
     return *this;
 }
 
-CMediaType::~CMediaType() { FreeMediaType(*this); }
+CMediaType::~CMediaType()
+{
+    FreeMediaType(*this);
+}
 
 HRESULT CMediaType::Set(const CMediaType& other)
 {
@@ -109,7 +115,10 @@ HRESULT CMediaType::Set(const AM_MEDIA_TYPE& other)
     return hr;
 }
 
-bool CMediaType::IsValid() const { return valid_ && !IsEqualGUID(majortype, GUID_NULL); }
+bool CMediaType::IsValid() const
+{
+    return valid_ && !IsEqualGUID(majortype, GUID_NULL);
+}
 
 bool CMediaType::operator==(const CMediaType& other) const
 {

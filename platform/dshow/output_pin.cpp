@@ -2,8 +2,11 @@
 
 #include "platform/dshow/allocator.h"
 
-CBaseOutputPin::CBaseOutputPin(const char* objectName, CBaseFilter* filter, CCritSec* lock,
-                               HRESULT* phr, LPCWSTR pinName)
+CBaseOutputPin::CBaseOutputPin(const char* objectName,
+                               CBaseFilter* filter,
+                               CCritSec* lock,
+                               HRESULT* phr,
+                               LPCWSTR pinName)
     : CBasePin(objectName, filter, lock, phr, pinName, PINDIR_OUTPUT)
 {
 }
@@ -33,7 +36,10 @@ HRESULT CBaseOutputPin::CheckConnect(IPin* pin)
     return S_OK;
 }
 
-HRESULT CBaseOutputPin::CompleteConnect(IPin*) { return DecideAllocator(m_pInputPin, &m_pAllocator); }
+HRESULT CBaseOutputPin::CompleteConnect(IPin*)
+{
+    return DecideAllocator(m_pInputPin, &m_pAllocator);
+}
 
 HRESULT CBaseOutputPin::BreakConnect()
 {
@@ -57,7 +63,8 @@ HRESULT CBaseOutputPin::InitAllocator(IMemAllocator** allocator)
     auto* own = new CMemAllocator("output pin allocator", nullptr, &hr);
     own->NonDelegatingAddRef();
     if (SUCCEEDED(hr))
-        hr = own->NonDelegatingQueryInterface(IID_IMemAllocator, reinterpret_cast<void**>(allocator));
+        hr = own->NonDelegatingQueryInterface(IID_IMemAllocator,
+                                              reinterpret_cast<void**>(allocator));
     own->NonDelegatingRelease();
     return hr;
 }
@@ -108,8 +115,10 @@ HRESULT CBaseOutputPin::Inactive()
     return m_pAllocator->Decommit();
 }
 
-HRESULT CBaseOutputPin::GetDeliveryBuffer(IMediaSample** sample, REFERENCE_TIME* start,
-                                          REFERENCE_TIME* stop, DWORD flags)
+HRESULT CBaseOutputPin::GetDeliveryBuffer(IMediaSample** sample,
+                                          REFERENCE_TIME* start,
+                                          REFERENCE_TIME* stop,
+                                          DWORD flags)
 {
     if (!m_pAllocator)
         return E_NOINTERFACE;
@@ -151,6 +160,15 @@ HRESULT CBaseOutputPin::DeliverNewSegment(REFERENCE_TIME start, REFERENCE_TIME s
     return m_Connected->NewSegment(start, stop, rate);
 }
 
-STDMETHODIMP CBaseOutputPin::EndOfStream() { return E_UNEXPECTED; }
-STDMETHODIMP CBaseOutputPin::BeginFlush() { return E_UNEXPECTED; }
-STDMETHODIMP CBaseOutputPin::EndFlush() { return E_UNEXPECTED; }
+STDMETHODIMP CBaseOutputPin::EndOfStream()
+{
+    return E_UNEXPECTED;
+}
+STDMETHODIMP CBaseOutputPin::BeginFlush()
+{
+    return E_UNEXPECTED;
+}
+STDMETHODIMP CBaseOutputPin::EndFlush()
+{
+    return E_UNEXPECTED;
+}

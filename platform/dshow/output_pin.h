@@ -6,7 +6,10 @@
 
 class CBaseOutputPin : public CBasePin {
 public:
-    CBaseOutputPin(const char* objectName, CBaseFilter* filter, CCritSec* lock, HRESULT* phr,
+    CBaseOutputPin(const char* objectName,
+                   CBaseFilter* filter,
+                   CCritSec* lock,
+                   HRESULT* phr,
                    LPCWSTR pinName);
     ~CBaseOutputPin() override;
 
@@ -22,8 +25,10 @@ public:
     virtual HRESULT DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* request) = 0;
     virtual HRESULT InitAllocator(IMemAllocator** allocator);
 
-    virtual HRESULT GetDeliveryBuffer(IMediaSample** sample, REFERENCE_TIME* start,
-                                      REFERENCE_TIME* stop, DWORD flags);
+    virtual HRESULT GetDeliveryBuffer(IMediaSample** sample,
+                                      REFERENCE_TIME* start,
+                                      REFERENCE_TIME* stop,
+                                      DWORD flags);
     virtual HRESULT Deliver(IMediaSample* sample);
     virtual HRESULT DeliverEndOfStream();
     virtual HRESULT DeliverBeginFlush();

@@ -45,13 +45,13 @@ HRESULT CPosPassThru::upstream(REFIID iid, Interface** out)
     seeking->Release();                                                \
     return hr
 
-#define FORWARD_POSITION(call)                                             \
-    IMediaPosition* position = nullptr;                                    \
+#define FORWARD_POSITION(call)                                            \
+    IMediaPosition* position = nullptr;                                   \
     HRESULT hr = upstream<IMediaPosition>(IID_IMediaPosition, &position); \
-    if (FAILED(hr))                                                        \
-        return hr;                                                         \
-    hr = position->call;                                                   \
-    position->Release();                                                   \
+    if (FAILED(hr))                                                       \
+        return hr;                                                        \
+    hr = position->call;                                                  \
+    position->Release();                                                  \
     return hr
 
 STDMETHODIMP CPosPassThru::GetCapabilities(DWORD* capabilities)
@@ -117,14 +117,18 @@ STDMETHODIMP CPosPassThru::GetCurrentPosition(LONGLONG* current)
         return S_OK;
     FORWARD_SEEKING(GetCurrentPosition(current));
 }
-STDMETHODIMP CPosPassThru::ConvertTimeFormat(LONGLONG* target, const GUID* targetFormat,
-                                             LONGLONG source, const GUID* sourceFormat)
+STDMETHODIMP CPosPassThru::ConvertTimeFormat(LONGLONG* target,
+                                             const GUID* targetFormat,
+                                             LONGLONG source,
+                                             const GUID* sourceFormat)
 {
     if (!target)
         return E_POINTER;
     FORWARD_SEEKING(ConvertTimeFormat(target, targetFormat, source, sourceFormat));
 }
-STDMETHODIMP CPosPassThru::SetPositions(LONGLONG* current, DWORD currentFlags, LONGLONG* stop,
+STDMETHODIMP CPosPassThru::SetPositions(LONGLONG* current,
+                                        DWORD currentFlags,
+                                        LONGLONG* stop,
                                         DWORD stopFlags)
 {
     FORWARD_SEEKING(SetPositions(current, currentFlags, stop, stopFlags));
@@ -137,7 +141,10 @@ STDMETHODIMP CPosPassThru::GetAvailable(LONGLONG* earliest, LONGLONG* latest)
 {
     FORWARD_SEEKING(GetAvailable(earliest, latest));
 }
-STDMETHODIMP CPosPassThru::SetRate(double rate) { FORWARD_SEEKING(SetRate(rate)); }
+STDMETHODIMP CPosPassThru::SetRate(double rate)
+{
+    FORWARD_SEEKING(SetRate(rate));
+}
 STDMETHODIMP CPosPassThru::GetRate(double* rate)
 {
     if (!rate)
@@ -151,7 +158,10 @@ STDMETHODIMP CPosPassThru::GetPreroll(LONGLONG* preroll)
     FORWARD_SEEKING(GetPreroll(preroll));
 }
 
-HRESULT CPosPassThru::GetMediaTime(LONGLONG*, LONGLONG*) { return E_FAIL; }
+HRESULT CPosPassThru::GetMediaTime(LONGLONG*, LONGLONG*)
+{
+    return E_FAIL;
+}
 
 STDMETHODIMP CPosPassThru::GetTypeInfoCount(UINT* count)
 {
@@ -166,9 +176,12 @@ STDMETHODIMP CPosPassThru::GetTypeInfo(UINT, LCID, ITypeInfo** info)
         *info = nullptr;
     return E_NOTIMPL;
 }
-STDMETHODIMP CPosPassThru::GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*) { return E_NOTIMPL; }
-STDMETHODIMP CPosPassThru::Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*,
-                                  UINT*)
+STDMETHODIMP CPosPassThru::GetIDsOfNames(REFIID, LPOLESTR*, UINT, LCID, DISPID*)
+{
+    return E_NOTIMPL;
+}
+STDMETHODIMP
+CPosPassThru::Invoke(DISPID, REFIID, LCID, WORD, DISPPARAMS*, VARIANT*, EXCEPINFO*, UINT*)
 {
     return E_NOTIMPL;
 }
@@ -179,7 +192,10 @@ STDMETHODIMP CPosPassThru::get_Duration(REFTIME* length)
         return E_POINTER;
     FORWARD_POSITION(get_Duration(length));
 }
-STDMETHODIMP CPosPassThru::put_CurrentPosition(REFTIME time) { FORWARD_POSITION(put_CurrentPosition(time)); }
+STDMETHODIMP CPosPassThru::put_CurrentPosition(REFTIME time)
+{
+    FORWARD_POSITION(put_CurrentPosition(time));
+}
 STDMETHODIMP CPosPassThru::get_CurrentPosition(REFTIME* time)
 {
     if (!time)
@@ -192,15 +208,24 @@ STDMETHODIMP CPosPassThru::get_StopTime(REFTIME* time)
         return E_POINTER;
     FORWARD_POSITION(get_StopTime(time));
 }
-STDMETHODIMP CPosPassThru::put_StopTime(REFTIME time) { FORWARD_POSITION(put_StopTime(time)); }
+STDMETHODIMP CPosPassThru::put_StopTime(REFTIME time)
+{
+    FORWARD_POSITION(put_StopTime(time));
+}
 STDMETHODIMP CPosPassThru::get_PrerollTime(REFTIME* time)
 {
     if (!time)
         return E_POINTER;
     FORWARD_POSITION(get_PrerollTime(time));
 }
-STDMETHODIMP CPosPassThru::put_PrerollTime(REFTIME time) { FORWARD_POSITION(put_PrerollTime(time)); }
-STDMETHODIMP CPosPassThru::put_Rate(double rate) { FORWARD_POSITION(put_Rate(rate)); }
+STDMETHODIMP CPosPassThru::put_PrerollTime(REFTIME time)
+{
+    FORWARD_POSITION(put_PrerollTime(time));
+}
+STDMETHODIMP CPosPassThru::put_Rate(double rate)
+{
+    FORWARD_POSITION(put_Rate(rate));
+}
 STDMETHODIMP CPosPassThru::get_Rate(double* rate)
 {
     if (!rate)

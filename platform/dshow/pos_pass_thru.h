@@ -23,9 +23,13 @@ public:
     STDMETHODIMP GetDuration(LONGLONG* duration) override;
     STDMETHODIMP GetStopPosition(LONGLONG* stop) override;
     STDMETHODIMP GetCurrentPosition(LONGLONG* current) override;
-    STDMETHODIMP ConvertTimeFormat(LONGLONG* target, const GUID* targetFormat, LONGLONG source,
+    STDMETHODIMP ConvertTimeFormat(LONGLONG* target,
+                                   const GUID* targetFormat,
+                                   LONGLONG source,
                                    const GUID* sourceFormat) override;
-    STDMETHODIMP SetPositions(LONGLONG* current, DWORD currentFlags, LONGLONG* stop,
+    STDMETHODIMP SetPositions(LONGLONG* current,
+                              DWORD currentFlags,
+                              LONGLONG* stop,
                               DWORD stopFlags) override;
     STDMETHODIMP GetPositions(LONGLONG* current, LONGLONG* stop) override;
     STDMETHODIMP GetAvailable(LONGLONG* earliest, LONGLONG* latest) override;
@@ -36,10 +40,19 @@ public:
     // IDispatch: answered without a type library (callers use the vtable).
     STDMETHODIMP GetTypeInfoCount(UINT* count) override;
     STDMETHODIMP GetTypeInfo(UINT index, LCID lcid, ITypeInfo** info) override;
-    STDMETHODIMP GetIDsOfNames(REFIID riid, LPOLESTR* names, UINT count, LCID lcid,
+    STDMETHODIMP GetIDsOfNames(REFIID riid,
+                               LPOLESTR* names,
+                               UINT count,
+                               LCID lcid,
                                DISPID* ids) override;
-    STDMETHODIMP Invoke(DISPID id, REFIID riid, LCID lcid, WORD flags, DISPPARAMS* params,
-                        VARIANT* result, EXCEPINFO* exception, UINT* argError) override;
+    STDMETHODIMP Invoke(DISPID id,
+                        REFIID riid,
+                        LCID lcid,
+                        WORD flags,
+                        DISPPARAMS* params,
+                        VARIANT* result,
+                        EXCEPINFO* exception,
+                        UINT* argError) override;
 
     // IMediaPosition
     STDMETHODIMP get_Duration(REFTIME* length) override;

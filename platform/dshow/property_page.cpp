@@ -29,7 +29,9 @@ HWND CBasePropertyPage::createDialog(HWND parent)
 #endif
 }
 
-CBasePropertyPage::CBasePropertyPage(const char* name, IUnknown* outer, int dialogId,
+CBasePropertyPage::CBasePropertyPage(const char* name,
+                                     IUnknown* outer,
+                                     int dialogId,
                                      const WCHAR* title)
     : CUnknown(name, outer),
       m_DialogId(dialogId),
@@ -165,12 +167,16 @@ STDMETHODIMP CBasePropertyPage::Move(LPCRECT rect)
         return E_UNEXPECTED;
 #ifdef _WIN32
     if (m_hwnd)
-        MoveWindow(m_hwnd, rect->left, rect->top, rect->right - rect->left, rect->bottom - rect->top, TRUE);
+        MoveWindow(m_hwnd, rect->left, rect->top, rect->right - rect->left,
+                   rect->bottom - rect->top, TRUE);
 #endif
     return S_OK;
 }
 
-STDMETHODIMP CBasePropertyPage::IsPageDirty() { return m_bDirty ? S_OK : S_FALSE; }
+STDMETHODIMP CBasePropertyPage::IsPageDirty()
+{
+    return m_bDirty ? S_OK : S_FALSE;
+}
 
 STDMETHODIMP CBasePropertyPage::Apply()
 {
@@ -184,14 +190,35 @@ STDMETHODIMP CBasePropertyPage::Apply()
     return hr;
 }
 
-STDMETHODIMP CBasePropertyPage::Help(LPCOLESTR) { return E_NOTIMPL; }
-STDMETHODIMP CBasePropertyPage::TranslateAccelerator(MSG*) { return E_NOTIMPL; }
+STDMETHODIMP CBasePropertyPage::Help(LPCOLESTR)
+{
+    return E_NOTIMPL;
+}
+STDMETHODIMP CBasePropertyPage::TranslateAccelerator(MSG*)
+{
+    return E_NOTIMPL;
+}
 
-HRESULT CBasePropertyPage::OnConnect(IUnknown*) { return S_OK; }
-HRESULT CBasePropertyPage::OnDisconnect() { return S_OK; }
-HRESULT CBasePropertyPage::OnActivate() { return S_OK; }
-HRESULT CBasePropertyPage::OnDeactivate() { return S_OK; }
-HRESULT CBasePropertyPage::OnApplyChanges() { return S_OK; }
+HRESULT CBasePropertyPage::OnConnect(IUnknown*)
+{
+    return S_OK;
+}
+HRESULT CBasePropertyPage::OnDisconnect()
+{
+    return S_OK;
+}
+HRESULT CBasePropertyPage::OnActivate()
+{
+    return S_OK;
+}
+HRESULT CBasePropertyPage::OnDeactivate()
+{
+    return S_OK;
+}
+HRESULT CBasePropertyPage::OnApplyChanges()
+{
+    return S_OK;
+}
 
 void CBasePropertyPage::SetDirty()
 {

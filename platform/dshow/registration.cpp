@@ -70,7 +70,8 @@ HRESULT registerServer(const CFactoryTemplate& entry, const std::string& moduleP
 // all the same, so no mapper offers the filter any more; the subkeys stay.
 HRESULT removeFilterValues(REFCLSID clsid)
 {
-    std::string path = "CLSID\\" + guidText(CLSID_LegacyAmFilterCategory) + "\\Instance\\" + guidText(clsid);
+    std::string path =
+        "CLSID\\" + guidText(CLSID_LegacyAmFilterCategory) + "\\Instance\\" + guidText(clsid);
     HKEY key;
     if (RegOpenKeyExA(HKEY_CLASSES_ROOT, path.c_str(), 0, KEY_ALL_ACCESS, &key) != ERROR_SUCCESS)
         return S_OK;

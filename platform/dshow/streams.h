@@ -1,7 +1,6 @@
 // Our DirectShow base classes, all in one include.
 #pragma once
 
-#include "platform/windows_api.h"
 #include "platform/dshow/allocator.h"
 #include "platform/dshow/base_filter.h"
 #include "platform/dshow/base_pin.h"
@@ -16,3 +15,4 @@
 #include "platform/dshow/property_page.h"
 #include "platform/dshow/registration.h"
 #include "platform/dshow/unknown.h"
+#include "platform/windows_api.h"

@@ -7,9 +7,18 @@ volatile LONG objectsActive = 0;
 volatile LONG serverLocks = 0;
 }  // namespace
 
-CBaseObject::CBaseObject(const char* name) : name_(name) { InterlockedIncrement(&objectsActive); }
-CBaseObject::~CBaseObject() { InterlockedDecrement(&objectsActive); }
-LONG CBaseObject::ObjectsActive() { return InterlockedExchangeAdd(&objectsActive, 0); }
+CBaseObject::CBaseObject(const char* name) : name_(name)
+{
+    InterlockedIncrement(&objectsActive);
+}
+CBaseObject::~CBaseObject()
+{
+    InterlockedDecrement(&objectsActive);
+}
+LONG CBaseObject::ObjectsActive()
+{
+    return InterlockedExchangeAdd(&objectsActive, 0);
+}
 
 CUnknown::CUnknown(const char* name, IUnknown* outer, HRESULT*)
     : CBaseObject(name), nonDelegating_(this), owner_(outer ? outer : &nonDelegating_)
@@ -65,4 +74,7 @@ void LockModule(bool lock)
         InterlockedDecrement(&serverLocks);
 }
 
-LONG ModuleLocks() { return InterlockedExchangeAdd(&serverLocks, 0); }
+LONG ModuleLocks()
+{
+    return InterlockedExchangeAdd(&serverLocks, 0);
+}

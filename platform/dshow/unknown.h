@@ -75,10 +75,16 @@ LONG ModuleLocks();
 
 // The three IUnknown methods of every interface an object exposes forward to
 // its controlling unknown.
-#define DECLARE_IUNKNOWN                                                      \
-    STDMETHODIMP QueryInterface(REFIID riid, void** ppv) override             \
-    {                                                                         \
-        return GetOwner()->QueryInterface(riid, ppv);                         \
-    }                                                                         \
-    STDMETHODIMP_(ULONG) AddRef() override { return GetOwner()->AddRef(); }   \
-    STDMETHODIMP_(ULONG) Release() override { return GetOwner()->Release(); }
+#define DECLARE_IUNKNOWN                                          \
+    STDMETHODIMP QueryInterface(REFIID riid, void** ppv) override \
+    {                                                             \
+        return GetOwner()->QueryInterface(riid, ppv);             \
+    }                                                             \
+    STDMETHODIMP_(ULONG) AddRef() override                        \
+    {                                                             \
+        return GetOwner()->AddRef();                              \
+    }                                                             \
+    STDMETHODIMP_(ULONG) Release() override                       \
+    {                                                             \
+        return GetOwner()->Release();                             \
+    }

@@ -10,15 +10,21 @@
 
 extern "C" {
 
-void* CoTaskMemAlloc(size_t cb) { return std::malloc(cb ? cb : 1); }
-void CoTaskMemFree(void* pv) { std::free(pv); }
+void* CoTaskMemAlloc(size_t cb)
+{
+    return std::malloc(cb ? cb : 1);
+}
+void CoTaskMemFree(void* pv)
+{
+    std::free(pv);
+}
 
 int StringFromGUID2(REFGUID g, LPOLESTR out, int cchMax)
 {
     char text[40];
-    std::snprintf(text, sizeof text, "{%08X-%04X-%04X-%02X%02X-%02X%02X%02X%02X%02X%02X}",
-                  g.Data1, g.Data2, g.Data3, g.Data4[0], g.Data4[1], g.Data4[2], g.Data4[3],
-                  g.Data4[4], g.Data4[5], g.Data4[6], g.Data4[7]);
+    std::snprintf(text, sizeof text, "{%08X-%04X-%04X-%02X%02X-%02X%02X%02X%02X%02X%02X}", g.Data1,
+                  g.Data2, g.Data3, g.Data4[0], g.Data4[1], g.Data4[2], g.Data4[3], g.Data4[4],
+                  g.Data4[5], g.Data4[6], g.Data4[7]);
     if (!out || cchMax < 39)
         return 0;
     for (int i = 0; i < 39; ++i)
@@ -178,19 +184,44 @@ HRESULT VariantChangeType(VARIANTARG* dest, VARIANTARG* src, USHORT, VARTYPE vt)
         return DISP_E_TYPEMISMATCH;
     char text[32];
     switch (src->vt) {
-    case VT_EMPTY: text[0] = 0; break;
-    case VT_I1: std::snprintf(text, sizeof text, "%d", int(src->cVal)); break;
-    case VT_UI1: std::snprintf(text, sizeof text, "%u", unsigned(src->bVal)); break;
-    case VT_I2: std::snprintf(text, sizeof text, "%d", int(src->iVal)); break;
-    case VT_UI2: std::snprintf(text, sizeof text, "%u", unsigned(src->uiVal)); break;
-    case VT_I4: std::snprintf(text, sizeof text, "%ld", long(src->lVal)); break;
-    case VT_UI4: std::snprintf(text, sizeof text, "%lu", static_cast<unsigned long>(src->ulVal)); break;
-    case VT_INT: std::snprintf(text, sizeof text, "%d", src->intVal); break;
-    case VT_UINT: std::snprintf(text, sizeof text, "%u", src->uintVal); break;
-    case VT_I8: std::snprintf(text, sizeof text, "%lld", static_cast<long long>(src->llVal)); break;
-    case VT_UI8: std::snprintf(text, sizeof text, "%llu", static_cast<unsigned long long>(src->ullVal)); break;
-    case VT_BOOL: std::snprintf(text, sizeof text, "%s", src->boolVal ? "True" : "False"); break;
-    default: return DISP_E_TYPEMISMATCH;
+        case VT_EMPTY:
+            text[0] = 0;
+            break;
+        case VT_I1:
+            std::snprintf(text, sizeof text, "%d", int(src->cVal));
+            break;
+        case VT_UI1:
+            std::snprintf(text, sizeof text, "%u", unsigned(src->bVal));
+            break;
+        case VT_I2:
+            std::snprintf(text, sizeof text, "%d", int(src->iVal));
+            break;
+        case VT_UI2:
+            std::snprintf(text, sizeof text, "%u", unsigned(src->uiVal));
+            break;
+        case VT_I4:
+            std::snprintf(text, sizeof text, "%ld", long(src->lVal));
+            break;
+        case VT_UI4:
+            std::snprintf(text, sizeof text, "%lu", static_cast<unsigned long>(src->ulVal));
+            break;
+        case VT_INT:
+            std::snprintf(text, sizeof text, "%d", src->intVal);
+            break;
+        case VT_UINT:
+            std::snprintf(text, sizeof text, "%u", src->uintVal);
+            break;
+        case VT_I8:
+            std::snprintf(text, sizeof text, "%lld", static_cast<long long>(src->llVal));
+            break;
+        case VT_UI8:
+            std::snprintf(text, sizeof text, "%llu", static_cast<unsigned long long>(src->ullVal));
+            break;
+        case VT_BOOL:
+            std::snprintf(text, sizeof text, "%s", src->boolVal ? "True" : "False");
+            break;
+        default:
+            return DISP_E_TYPEMISMATCH;
     }
     OLECHAR wide[32];
     size_t n = 0;
@@ -206,8 +237,14 @@ HRESULT VariantChangeType(VARIANTARG* dest, VARIANTARG* src, USHORT, VARTYPE vt)
     return S_OK;
 }
 
-HRESULT CoInitialize(LPVOID) { return S_OK; }
-HRESULT CoInitializeEx(LPVOID, DWORD) { return S_OK; }
+HRESULT CoInitialize(LPVOID)
+{
+    return S_OK;
+}
+HRESULT CoInitializeEx(LPVOID, DWORD)
+{
+    return S_OK;
+}
 void CoUninitialize() {}
 
 }  // extern "C"
@@ -220,7 +257,10 @@ HRESULT createFilterMapper(IUnknown* outer, REFIID riid, void** ppv);  // filter
 
 #include "platform/strmif.h"
 
-extern "C" HRESULT CoCreateInstance(REFCLSID clsid, LPUNKNOWN outer, DWORD, REFIID riid,
+extern "C" HRESULT CoCreateInstance(REFCLSID clsid,
+                                    LPUNKNOWN outer,
+                                    DWORD,
+                                    REFIID riid,
                                     LPVOID* ppv)
 {
     if (!ppv)

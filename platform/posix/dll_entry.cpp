@@ -19,7 +19,8 @@ namespace platform {
 void ensureProcessAttached()
 {
     static const bool attached = [] {
-        DllMain(moduleContaining(reinterpret_cast<const void*>(&anchor)), DLL_PROCESS_ATTACH, nullptr);
+        DllMain(moduleContaining(reinterpret_cast<const void*>(&anchor)), DLL_PROCESS_ATTACH,
+                nullptr);
         return true;
     }();
     (void)attached;

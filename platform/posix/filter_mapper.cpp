@@ -13,8 +13,18 @@
 namespace {
 
 // CLSID_ActiveMovieCategories: the category of categories.
-TV_DEFINE_GUID(categoryOfCategories, 0xDA4E3DA0, 0xD07D, 0x11D0, 0xBD, 0x50, 0x00, 0xA0, 0xC9,
-               0x11, 0xCE, 0x86);
+TV_DEFINE_GUID(categoryOfCategories,
+               0xDA4E3DA0,
+               0xD07D,
+               0x11D0,
+               0xBD,
+               0x50,
+               0x00,
+               0xA0,
+               0xC9,
+               0x11,
+               0xCE,
+               0x86);
 
 std::string guidText(REFGUID guid)
 {
@@ -54,8 +64,8 @@ std::vector<BYTE> encode(const REGFILTER2& rf)
         const REGPINTYPES* types = nullptr;
         if (rf.dwVersion == 1) {
             const REGFILTERPINS& pin = rf.rgPins[i];
-            flags = (pin.bOutput ? REG_PINFLAG_B_OUTPUT : 0) | (pin.bZero ? REG_PINFLAG_B_ZERO : 0) |
-                    (pin.bMany ? REG_PINFLAG_B_MANY : 0) |
+            flags = (pin.bOutput ? REG_PINFLAG_B_OUTPUT : 0) |
+                    (pin.bZero ? REG_PINFLAG_B_ZERO : 0) | (pin.bMany ? REG_PINFLAG_B_MANY : 0) |
                     (pin.bRendered ? REG_PINFLAG_B_RENDERER : 0);
             count = pin.nMediaTypes;
             types = pin.lpMediaType;
@@ -119,7 +129,8 @@ public:
         return S_OK;
     }
 
-    STDMETHODIMP UnregisterFilter(const CLSID* category, LPCOLESTR instance,
+    STDMETHODIMP UnregisterFilter(const CLSID* category,
+                                  LPCOLESTR instance,
                                   REFCLSID filter) override
     {
         std::string path = instanceKey(category ? *category : CLSID_LegacyAmFilterCategory,
@@ -134,11 +145,16 @@ public:
         // A key that still holds subkeys stays, as the registry keeps it; the
         // filter is unregistered all the same, its values being gone.
         LSTATUS status = RegDeleteKeyA(HKEY_CLASSES_ROOT, path.c_str());
-        return status == ERROR_SUCCESS || status == ERROR_ACCESS_DENIED ? S_OK : HRESULT_FROM_WIN32(status);
+        return status == ERROR_SUCCESS || status == ERROR_ACCESS_DENIED
+                   ? S_OK
+                   : HRESULT_FROM_WIN32(status);
     }
 
-    STDMETHODIMP RegisterFilter(REFCLSID filter, LPCWSTR name, IMoniker** moniker,
-                                const CLSID* category, LPCOLESTR instance,
+    STDMETHODIMP RegisterFilter(REFCLSID filter,
+                                LPCWSTR name,
+                                IMoniker** moniker,
+                                const CLSID* category,
+                                LPCOLESTR instance,
                                 const REGFILTER2* rf2) override
     {
         if (moniker)
@@ -148,8 +164,8 @@ public:
         std::string path = instanceKey(category ? *category : CLSID_LegacyAmFilterCategory,
                                        instance ? platform::toUtf8(instance) : guidText(filter));
         HKEY key;
-        if (RegCreateKeyExA(HKEY_CLASSES_ROOT, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS,
-                            nullptr, &key, nullptr) != ERROR_SUCCESS)
+        if (RegCreateKeyExA(HKEY_CLASSES_ROOT, path.c_str(), 0, nullptr, 0, KEY_ALL_ACCESS, nullptr,
+                            &key, nullptr) != ERROR_SUCCESS)
             return VFW_E_BAD_KEY;
         std::vector<BYTE> data = encode(*rf2);
         bool ok = setString(key, "CLSID", guidText(filter)) == ERROR_SUCCESS &&
@@ -160,9 +176,20 @@ public:
         return ok ? S_OK : VFW_E_BAD_KEY;
     }
 
-    STDMETHODIMP EnumMatchingFilters(IEnumMoniker** ppEnum, DWORD, WINBOOL, DWORD, WINBOOL, DWORD,
-                                     const GUID*, const REGPINMEDIUM*, const CLSID*, WINBOOL,
-                                     WINBOOL, DWORD, const GUID*, const REGPINMEDIUM*,
+    STDMETHODIMP EnumMatchingFilters(IEnumMoniker** ppEnum,
+                                     DWORD,
+                                     WINBOOL,
+                                     DWORD,
+                                     WINBOOL,
+                                     DWORD,
+                                     const GUID*,
+                                     const REGPINMEDIUM*,
+                                     const CLSID*,
+                                     WINBOOL,
+                                     WINBOOL,
+                                     DWORD,
+                                     const GUID*,
+                                     const REGPINMEDIUM*,
                                      const CLSID*) override
     {
         if (ppEnum)

@@ -51,20 +51,44 @@ DWORD copyPath(const char* path, LPSTR out, DWORD size)
 
 extern "C" {
 
-void InitializeCriticalSection(LPCRITICAL_SECTION cs) { new (cs->storage) std::recursive_mutex; }
+void InitializeCriticalSection(LPCRITICAL_SECTION cs)
+{
+    new (cs->storage) std::recursive_mutex;
+}
 void DeleteCriticalSection(LPCRITICAL_SECTION cs)
 {
     using Mutex = std::recursive_mutex;
     mutexOf(cs).~Mutex();
 }
-void EnterCriticalSection(LPCRITICAL_SECTION cs) { mutexOf(cs).lock(); }
-BOOL TryEnterCriticalSection(LPCRITICAL_SECTION cs) { return mutexOf(cs).try_lock() ? TRUE : FALSE; }
-void LeaveCriticalSection(LPCRITICAL_SECTION cs) { mutexOf(cs).unlock(); }
+void EnterCriticalSection(LPCRITICAL_SECTION cs)
+{
+    mutexOf(cs).lock();
+}
+BOOL TryEnterCriticalSection(LPCRITICAL_SECTION cs)
+{
+    return mutexOf(cs).try_lock() ? TRUE : FALSE;
+}
+void LeaveCriticalSection(LPCRITICAL_SECTION cs)
+{
+    mutexOf(cs).unlock();
+}
 
-LONG InterlockedIncrement(LONG volatile* p) { return __atomic_add_fetch(p, 1, __ATOMIC_SEQ_CST); }
-LONG InterlockedDecrement(LONG volatile* p) { return __atomic_sub_fetch(p, 1, __ATOMIC_SEQ_CST); }
-LONG InterlockedExchange(LONG volatile* p, LONG v) { return __atomic_exchange_n(p, v, __ATOMIC_SEQ_CST); }
-LONG InterlockedExchangeAdd(LONG volatile* p, LONG v) { return __atomic_fetch_add(p, v, __ATOMIC_SEQ_CST); }
+LONG InterlockedIncrement(LONG volatile* p)
+{
+    return __atomic_add_fetch(p, 1, __ATOMIC_SEQ_CST);
+}
+LONG InterlockedDecrement(LONG volatile* p)
+{
+    return __atomic_sub_fetch(p, 1, __ATOMIC_SEQ_CST);
+}
+LONG InterlockedExchange(LONG volatile* p, LONG v)
+{
+    return __atomic_exchange_n(p, v, __ATOMIC_SEQ_CST);
+}
+LONG InterlockedExchangeAdd(LONG volatile* p, LONG v)
+{
+    return __atomic_fetch_add(p, v, __ATOMIC_SEQ_CST);
+}
 HANDLE CreateEventA(void*, BOOL manualReset, BOOL initialState, LPCSTR)
 {
     auto* event = new (std::nothrow) Event;
@@ -124,7 +148,10 @@ BOOL CloseHandle(HANDLE handle)
     return TRUE;
 }
 
-void Sleep(DWORD milliseconds) { std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds)); }
+void Sleep(DWORD milliseconds)
+{
+    std::this_thread::sleep_for(std::chrono::milliseconds(milliseconds));
+}
 
 HMODULE LoadLibraryA(LPCSTR fileName)
 {
@@ -197,8 +224,14 @@ DWORD GetModuleFileNameA(HMODULE module, LPSTR fileName, DWORD size)
     return copyPath(map->l_name, fileName, size);
 }
 
-DWORD GetLastError() { return lastError; }
-void SetLastError(DWORD errorCode) { lastError = errorCode; }
+DWORD GetLastError()
+{
+    return lastError;
+}
+void SetLastError(DWORD errorCode)
+{
+    lastError = errorCode;
+}
 
 BOOL GetVersionExA(LPOSVERSIONINFOA info)
 {

@@ -18,7 +18,7 @@ struct Value {
 };
 
 struct Key {
-    std::string name;  // last path element, as created
+    std::string name;                                             // last path element, as created
     std::map<std::string, std::pair<std::string, Value>> values;  // lower name -> (name, value)
 };
 
@@ -74,13 +74,23 @@ bool exists(const std::string& path)
     return path.find('\\') == std::string::npos || store.count(path) != 0;
 }
 
-HKEY openHandle(const std::string& path) { return new OpenKey{path}; }
+HKEY openHandle(const std::string& path)
+{
+    return new OpenKey{path};
+}
 
 }  // namespace
 
 extern "C" {
 
-LSTATUS RegCreateKeyExA(HKEY key, LPCSTR subKey, DWORD, LPSTR, DWORD, REGSAM, void*, HKEY* result,
+LSTATUS RegCreateKeyExA(HKEY key,
+                        LPCSTR subKey,
+                        DWORD,
+                        LPSTR,
+                        DWORD,
+                        REGSAM,
+                        void*,
+                        HKEY* result,
                         DWORD* disposition)
 {
     if (!result)
@@ -176,8 +186,8 @@ LSTATUS RegQueryValueExA(HKEY key, LPCSTR valueName, DWORD*, DWORD* type, BYTE* 
     return ERROR_SUCCESS;
 }
 
-LSTATUS RegEnumKeyExA(HKEY key, DWORD index, LPSTR name, DWORD* nameSize, DWORD*, LPSTR, DWORD*,
-                      FILETIME*)
+LSTATUS
+RegEnumKeyExA(HKEY key, DWORD index, LPSTR name, DWORD* nameSize, DWORD*, LPSTR, DWORD*, FILETIME*)
 {
     if (!name || !nameSize)
         return ERROR_INVALID_PARAMETER;

@@ -33,22 +33,22 @@ LRESULT SendMessageA(HWND window, UINT message, WPARAM wParam, LPARAM lParam)
         return 0;
     std::lock_guard<std::mutex> guard(w->lock);
     switch (message) {
-    case WM_SETTEXT:
-        w->text = lParam ? reinterpret_cast<const char*>(lParam) : "";
-        return 1;
-    case WM_GETTEXT: {
-        if (wParam == 0 || !lParam)
+        case WM_SETTEXT:
+            w->text = lParam ? reinterpret_cast<const char*>(lParam) : "";
+            return 1;
+        case WM_GETTEXT: {
+            if (wParam == 0 || !lParam)
+                return 0;
+            size_t copied = std::min<size_t>(w->text.size(), wParam - 1);
+            char* buffer = reinterpret_cast<char*>(lParam);
+            std::memcpy(buffer, w->text.data(), copied);
+            buffer[copied] = 0;
+            return LRESULT(copied);
+        }
+        case WM_GETTEXTLENGTH:
+            return LRESULT(w->text.size());
+        default:
             return 0;
-        size_t copied = std::min<size_t>(w->text.size(), wParam - 1);
-        char* buffer = reinterpret_cast<char*>(lParam);
-        std::memcpy(buffer, w->text.data(), copied);
-        buffer[copied] = 0;
-        return LRESULT(copied);
-    }
-    case WM_GETTEXTLENGTH:
-        return LRESULT(w->text.size());
-    default:
-        return 0;
     }
 }
 

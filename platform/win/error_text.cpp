@@ -5,6 +5,9 @@
 
 namespace platform {
 
-std::string errorName(HRESULT hr) { return DXGetErrorString9A(hr); }
+std::string errorName(HRESULT hr)
+{
+    return DXGetErrorString9A(hr);
+}
 
 }  // namespace platform

@@ -2,6 +2,9 @@
 
 namespace platform {
 
-std::string driveRoot() { return "C:\\"; }
+std::string driveRoot()
+{
+    return "C:\\";
+}
 
 }  // namespace platform

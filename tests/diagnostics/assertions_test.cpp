@@ -24,7 +24,8 @@ TEST_F(DiagnosticsTest, FailedAssertionIsCountedWritesOneLineAndGoesOn)
     auto written = log.lines();
     ASSERT_EQ(written.size(), 1u);
     // The source is named without folder and extension.
-    EXPECT_EQ(written[0], "error: TvAssert: assertions_test " + std::to_string(line) + "'1 + 1 == 3'");
+    EXPECT_EQ(written[0],
+              "error: TvAssert: assertions_test " + std::to_string(line) + "'1 + 1 == 3'");
 }
 
 TEST_F(DiagnosticsTest, ExceptionLogsOnceAtTheThrow)

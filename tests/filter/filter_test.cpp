@@ -106,30 +106,31 @@ TEST_F(FilterTest, KaraokePropertySetAndPropertyPages)
 {
     createFilter();
     IKsPropertySet* properties = nullptr;
-    ASSERT_EQ(filter->QueryInterface(IID_IKsPropertySet, reinterpret_cast<void**>(&properties)), S_OK);
+    ASSERT_EQ(filter->QueryInterface(IID_IKsPropertySet, reinterpret_cast<void**>(&properties)),
+              S_OK);
     DWORD support = 0;
     AM_DvdKaraokeData data{};
     const GUID& karaoke = AM_KSPROPSETID_DvdKaraoke;
-    for (auto [hr, expected] : {std::pair{properties->QuerySupported(karaoke, 1, &support), S_OK},
-                                {properties->QuerySupported(karaoke, 2, &support), E_PROP_ID_UNSUPPORTED},
-                                {properties->QuerySupported(karaoke, 0, nullptr), E_POINTER},
-                                {properties->QuerySupported(GUID_NULL, 0, &support), E_PROP_SET_UNSUPPORTED},
-                                {properties->Get(karaoke, 1, nullptr, 0, &data, sizeof data, nullptr),
-                                 E_PROP_ID_UNSUPPORTED},
-                                {properties->Get(GUID_NULL, 1, nullptr, 0, &data, sizeof data, nullptr),
-                                 E_PROP_SET_UNSUPPORTED},
-                                {properties->Set(karaoke, 0, nullptr, 0, &data, sizeof data), S_OK},
-                                {properties->Set(karaoke, 2, nullptr, 0, &data, sizeof data),
-                                 E_PROP_ID_UNSUPPORTED},
-                                {properties->Set(karaoke, 1, nullptr, 0, &data, 4), E_INVALIDARG},
-                                {properties->Set(GUID_NULL, 1, nullptr, 0, &data, sizeof data),
-                                 E_PROP_SET_UNSUPPORTED}})
+    for (auto [hr, expected] :
+         {std::pair{properties->QuerySupported(karaoke, 1, &support), S_OK},
+          {properties->QuerySupported(karaoke, 2, &support), E_PROP_ID_UNSUPPORTED},
+          {properties->QuerySupported(karaoke, 0, nullptr), E_POINTER},
+          {properties->QuerySupported(GUID_NULL, 0, &support), E_PROP_SET_UNSUPPORTED},
+          {properties->Get(karaoke, 1, nullptr, 0, &data, sizeof data, nullptr),
+           E_PROP_ID_UNSUPPORTED},
+          {properties->Get(GUID_NULL, 1, nullptr, 0, &data, sizeof data, nullptr),
+           E_PROP_SET_UNSUPPORTED},
+          {properties->Set(karaoke, 0, nullptr, 0, &data, sizeof data), S_OK},
+          {properties->Set(karaoke, 2, nullptr, 0, &data, sizeof data), E_PROP_ID_UNSUPPORTED},
+          {properties->Set(karaoke, 1, nullptr, 0, &data, 4), E_INVALIDARG},
+          {properties->Set(GUID_NULL, 1, nullptr, 0, &data, sizeof data), E_PROP_SET_UNSUPPORTED}})
         EXPECT_EQ(hr, expected);
     EXPECT_EQ(support, DWORD(KSPROPERTY_SUPPORT_SET));
     properties->Release();
 
     ISpecifyPropertyPages* pages = nullptr;
-    ASSERT_EQ(filter->QueryInterface(IID_ISpecifyPropertyPages, reinterpret_cast<void**>(&pages)), S_OK);
+    ASSERT_EQ(filter->QueryInterface(IID_ISpecifyPropertyPages, reinterpret_cast<void**>(&pages)),
+              S_OK);
     CAUUID got{};
     ASSERT_EQ(pages->GetPages(&got), S_OK);
     ASSERT_EQ(got.cElems, 2u);

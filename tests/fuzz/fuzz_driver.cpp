@@ -14,7 +14,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 
 namespace {
 
-void run(const std::vector<uint8_t>& input) { LLVMFuzzerTestOneInput(input.data(), input.size()); }
+void run(const std::vector<uint8_t>& input)
+{
+    LLVMFuzzerTestOneInput(input.data(), input.size());
+}
 
 std::vector<uint8_t> readFile(const std::filesystem::path& path)
 {

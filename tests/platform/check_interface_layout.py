@@ -39,7 +39,7 @@ def ours(root):
         for m in re.finditer(r"struct (I\w+) : public (I\w+) \{(.*?)\n\};", src, re.S):
             methods = []
             body = re.sub(r"\s+", " ", m.group(3))
-            for mm in re.finditer(r"STDMETHOD(?:_\((\w+)\s*,\s*(\w+)\)|\((\w+)\))\((.*?)\) PURE;", body):
+            for mm in re.finditer(r"STDMETHOD(?:_\((\w+)\s*,\s*(\w+)\)|\((\w+)\))\s*\((.*?)\) PURE;", body):
                 ret = mm.group(1) or "HRESULT"
                 name = mm.group(2) or mm.group(3)
                 methods.append((ret, name, params(mm.group(4))))

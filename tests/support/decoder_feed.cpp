@@ -34,7 +34,9 @@ std::vector<std::vector<uint8_t>> recut(const std::vector<std::vector<uint8_t>>&
 }
 
 // What the receive loop asserts of one call.
-std::string contractBreak(const TvStatus* status, size_t consumed, LONG written,
+std::string contractBreak(const TvStatus* status,
+                          size_t consumed,
+                          LONG written,
                           const MemorySample& out)
 {
     std::ostringstream why;
@@ -60,7 +62,8 @@ std::string contractBreak(const TvStatus* status, size_t consumed, LONG written,
 
 }  // namespace
 
-DecoderRun feedDecoder(Adec& decoder, const std::vector<std::vector<uint8_t>>& packets,
+DecoderRun feedDecoder(Adec& decoder,
+                       const std::vector<std::vector<uint8_t>>& packets,
                        const FeedOptions& options)
 {
     DecoderRun run;

@@ -35,7 +35,8 @@ struct DecoderRun {
     const TvStatus& last() const { return *frames.back(); }
 };
 
-DecoderRun feedDecoder(Adec& decoder, const std::vector<std::vector<uint8_t>>& packets,
+DecoderRun feedDecoder(Adec& decoder,
+                       const std::vector<std::vector<uint8_t>>& packets,
                        const FeedOptions& options = {});
 
 // Joins packets into one stream.

@@ -96,14 +96,16 @@ std::string toneInput(const ToneSignal& signal)
            ":s=" + std::to_string(signal.rate) + ":d=" + std::to_string(signal.seconds) + "\"";
 }
 
-bool encodeTones(const std::string& path, const ToneSignal& signal,
+bool encodeTones(const std::string& path,
+                 const ToneSignal& signal,
                  const std::string& outputOptions)
 {
     return runCommand("ffmpeg -v error -nostdin " + toneInput(signal) + " " + outputOptions +
                       " -y '" + path + "' 2>/dev/null");
 }
 
-std::vector<uint8_t> referenceDecode(const std::string& path, const std::string& format,
+std::vector<uint8_t> referenceDecode(const std::string& path,
+                                     const std::string& format,
                                      const std::string& inputOptions)
 {
     return commandOutput("ffmpeg -v error -nostdin " + inputOptions + " -i '" + path +

@@ -19,13 +19,13 @@ bool runCommand(const std::string& command);
 bool ffmpegPresent();
 
 // Skips the test without ffmpeg (fails it in CI).
-#define REQUIRE_FFMPEG()                                      \
-    do {                                                      \
-        if (!ffmpegPresent()) {                               \
-            if (runningInCi())                                \
-                FAIL() << "ffmpeg is missing";                \
-            GTEST_SKIP() << "ffmpeg not installed";           \
-        }                                                     \
+#define REQUIRE_FFMPEG()                            \
+    do {                                            \
+        if (!ffmpegPresent()) {                     \
+            if (runningInCi())                      \
+                FAIL() << "ffmpeg is missing";      \
+            GTEST_SKIP() << "ffmpeg not installed"; \
+        }                                           \
     } while (0)
 
 // One distinct tone per speaker (ffmpeg's speaker names: FL FR FC LFE BL BR
@@ -50,11 +50,13 @@ std::string toneInput(const ToneSignal& signal);
 
 // Encodes the signal to `path` with `outputOptions` (codec, bit rate,
 // container); true on success.
-bool encodeTones(const std::string& path, const ToneSignal& signal,
+bool encodeTones(const std::string& path,
+                 const ToneSignal& signal,
                  const std::string& outputOptions);
 
 // ffmpeg's decode of the first audio stream of `path` as raw samples in
 // `format` ("s16le", "s32le", "f32le"); `inputOptions` go before -i, where
 // ffmpeg takes decoder options such as "-core_only 1".
-std::vector<uint8_t> referenceDecode(const std::string& path, const std::string& format,
+std::vector<uint8_t> referenceDecode(const std::string& path,
+                                     const std::string& format,
                                      const std::string& inputOptions = "");

@@ -38,11 +38,11 @@ std::string vectorPath(const std::string& relative);
 bool vectorPresent(const std::string& relative);
 
 // Skips the test when the shared vector is absent (fails it in CI).
-#define REQUIRE_VECTOR(relative)                                        \
-    do {                                                                \
-        if (!vectorPresent(relative)) {                                 \
-            if (runningInCi())                                          \
-                FAIL() << "missing vector " << vectorPath(relative);    \
-            GTEST_SKIP() << vectorPath(relative) << " not present";     \
-        }                                                               \
+#define REQUIRE_VECTOR(relative)                                     \
+    do {                                                             \
+        if (!vectorPresent(relative)) {                              \
+            if (runningInCi())                                       \
+                FAIL() << "missing vector " << vectorPath(relative); \
+            GTEST_SKIP() << vectorPath(relative) << " not present";  \
+        }                                                            \
     } while (0)

@@ -9,8 +9,13 @@
 
 #include "platform/dshow/streams.h"
 
-inline CMediaType waveType(const GUID& major, const GUID& subtype, WORD formatTag, DWORD rate,
-                           WORD channels, WORD bits, const std::vector<uint8_t>& extra = {})
+inline CMediaType waveType(const GUID& major,
+                           const GUID& subtype,
+                           WORD formatTag,
+                           DWORD rate,
+                           WORD channels,
+                           WORD bits,
+                           const std::vector<uint8_t>& extra = {})
 {
     std::vector<uint8_t> block(sizeof(WAVEFORMATEX) + extra.size());
     WAVEFORMATEX wave{formatTag, channels, rate, 0, 0, bits, WORD(extra.size())};
@@ -27,8 +32,11 @@ inline CMediaType waveType(const GUID& major, const GUID& subtype, WORD formatTa
 }
 
 // An audio type (MEDIATYPE_Audio) with only the subtype and a format tag.
-inline CMediaType audioType(const GUID& subtype, WORD formatTag = 0, DWORD rate = 48000,
-                            WORD channels = 2, WORD bits = 16)
+inline CMediaType audioType(const GUID& subtype,
+                            WORD formatTag = 0,
+                            DWORD rate = 48000,
+                            WORD channels = 2,
+                            WORD bits = 16)
 {
     return waveType(MEDIATYPE_Audio, subtype, formatTag, rate, channels, bits);
 }

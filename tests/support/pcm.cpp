@@ -8,12 +8,12 @@
 int bytesPerSample(SampleFormat format)
 {
     switch (format) {
-    case SampleFormat::S16:
-        return 2;
-    case SampleFormat::S24:
-        return 3;
-    default:
-        return 4;
+        case SampleFormat::S16:
+            return 2;
+        case SampleFormat::S24:
+            return 3;
+        default:
+            return 4;
     }
 }
 
@@ -24,22 +24,22 @@ std::vector<double> samplesOf(const std::vector<uint8_t>& bytes, SampleFormat fo
     for (size_t i = 0; i < out.size(); ++i) {
         const uint8_t* b = &bytes[i * width];
         switch (format) {
-        case SampleFormat::S16:
-            out[i] = int16_t(b[0] | (b[1] << 8)) / 32768.0;
-            break;
-        case SampleFormat::S24:
-            out[i] = (int32_t(uint32_t(b[0] << 8 | b[1] << 16 | b[2] << 24)) >> 8) / 8388608.0;
-            break;
-        case SampleFormat::S32:
-            out[i] = int32_t(uint32_t(b[0] | b[1] << 8 | b[2] << 16) | uint32_t(b[3]) << 24) /
-                     2147483648.0;
-            break;
-        case SampleFormat::F32: {
-            float f;
-            std::memcpy(&f, b, 4);
-            out[i] = f;
-            break;
-        }
+            case SampleFormat::S16:
+                out[i] = int16_t(b[0] | (b[1] << 8)) / 32768.0;
+                break;
+            case SampleFormat::S24:
+                out[i] = (int32_t(uint32_t(b[0] << 8 | b[1] << 16 | b[2] << 24)) >> 8) / 8388608.0;
+                break;
+            case SampleFormat::S32:
+                out[i] = int32_t(uint32_t(b[0] | b[1] << 8 | b[2] << 16) | uint32_t(b[3]) << 24) /
+                         2147483648.0;
+                break;
+            case SampleFormat::F32: {
+                float f;
+                std::memcpy(&f, b, 4);
+                out[i] = f;
+                break;
+            }
         }
     }
     return out;
@@ -47,8 +47,11 @@ std::vector<double> samplesOf(const std::vector<uint8_t>& bytes, SampleFormat fo
 
 namespace {
 
-double snrOver(const std::vector<double>& reference, const std::vector<double>& test,
-               size_t referenceStart, size_t testStart, size_t count)
+double snrOver(const std::vector<double>& reference,
+               const std::vector<double>& test,
+               size_t referenceStart,
+               size_t testStart,
+               size_t count)
 {
     double signal = 0, noise = 0;
     for (size_t i = 0; i < count; ++i) {
@@ -74,8 +77,10 @@ double maxDifference(const std::vector<double>& reference, const std::vector<dou
     return most;
 }
 
-PcmMatch alignedSnr(const std::vector<double>& reference, const std::vector<double>& test,
-                    int channels, long maxShift)
+PcmMatch alignedSnr(const std::vector<double>& reference,
+                    const std::vector<double>& test,
+                    int channels,
+                    long maxShift)
 {
     PcmMatch best;
     size_t c = size_t(channels);
@@ -102,8 +107,12 @@ PcmMatch alignedSnr(const std::vector<double>& reference, const std::vector<doub
     return best;
 }
 
-double tonePower(const std::vector<double>& pcm, int channels, int channel, double freq,
-                 int rate, size_t skipFrames)
+double tonePower(const std::vector<double>& pcm,
+                 int channels,
+                 int channel,
+                 double freq,
+                 int rate,
+                 size_t skipFrames)
 {
     double coefficient = 2 * std::cos(2 * M_PI * freq / rate);
     double s1 = 0, s2 = 0;
@@ -116,8 +125,11 @@ double tonePower(const std::vector<double>& pcm, int channels, int channel, doub
     return s1 * s1 + s2 * s2 - coefficient * s1 * s2;
 }
 
-::testing::AssertionResult tonesOnSpeakers(const std::vector<double>& pcm, int channels, int rate,
-                                           const std::vector<double>& tones, size_t skipFrames)
+::testing::AssertionResult tonesOnSpeakers(const std::vector<double>& pcm,
+                                           int channels,
+                                           int rate,
+                                           const std::vector<double>& tones,
+                                           size_t skipFrames)
 {
     if (tones.size() != size_t(channels))
         return ::testing::AssertionFailure()
@@ -136,7 +148,8 @@ double tonePower(const std::vector<double>& pcm, int channels, int channel, doub
     return ::testing::AssertionFailure() << "speaker placement:" << faults.str();
 }
 
-std::vector<double> pickChannels(const std::vector<double>& pcm, int channels,
+std::vector<double> pickChannels(const std::vector<double>& pcm,
+                                 int channels,
                                  const std::vector<int>& from)
 {
     std::vector<double> out;

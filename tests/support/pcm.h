@@ -30,21 +30,30 @@ struct PcmMatch {
 // (decoders drop different amounts of priming and delay). The shift is
 // found on a window a quarter into the reference and the SNR measured over
 // the whole common part.
-PcmMatch alignedSnr(const std::vector<double>& reference, const std::vector<double>& test,
-                    int channels, long maxShift = 3072);
+PcmMatch alignedSnr(const std::vector<double>& reference,
+                    const std::vector<double>& test,
+                    int channels,
+                    long maxShift = 3072);
 
 // Power of `freq` in one channel of interleaved samples (Goertzel), from
 // frame `skipFrames` on.
-double tonePower(const std::vector<double>& pcm, int channels, int channel, double freq,
-                 int rate, size_t skipFrames = 0);
+double tonePower(const std::vector<double>& pcm,
+                 int channels,
+                 int channel,
+                 double freq,
+                 int rate,
+                 size_t skipFrames = 0);
 
 // Success when every channel carries its own tone (`tones[c]`) at least
 // 20 dB above each other channel's tone: one signal per speaker proves the
 // placement.
-::testing::AssertionResult tonesOnSpeakers(const std::vector<double>& pcm, int channels, int rate,
+::testing::AssertionResult tonesOnSpeakers(const std::vector<double>& pcm,
+                                           int channels,
+                                           int rate,
                                            const std::vector<double>& tones,
                                            size_t skipFrames = 0);
 
 // Output channel j is input channel from[j].
-std::vector<double> pickChannels(const std::vector<double>& pcm, int channels,
+std::vector<double> pickChannels(const std::vector<double>& pcm,
+                                 int channels,
                                  const std::vector<int>& from);

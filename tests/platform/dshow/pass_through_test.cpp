@@ -149,14 +149,14 @@ TEST(PassThrough, EveryCallReachesTheUpstreamPinUnchanged)
         // No upstream pin offers IMediaPosition: each call says so, none crashes.
         double d = 0;
         LONG can = 0;
-        for (HRESULT hr : {position->put_CurrentPosition(2.5), position->get_Duration(&d),
-                           position->get_CurrentPosition(&d), position->get_StopTime(&d),
-                           position->put_StopTime(1), position->get_PrerollTime(&d),
-                           position->put_PrerollTime(1), position->get_Rate(&d),
-                           position->put_Rate(2), position->CanSeekForward(&can),
-                           position->CanSeekBackward(&can),
-                           position->GetIDsOfNames(IID_NULL, nullptr, 0, 0, nullptr),
-                           position->Invoke(0, IID_NULL, 0, 0, nullptr, nullptr, nullptr, nullptr)})
+        for (HRESULT hr :
+             {position->put_CurrentPosition(2.5), position->get_Duration(&d),
+              position->get_CurrentPosition(&d), position->get_StopTime(&d),
+              position->put_StopTime(1), position->get_PrerollTime(&d),
+              position->put_PrerollTime(1), position->get_Rate(&d), position->put_Rate(2),
+              position->CanSeekForward(&can), position->CanSeekBackward(&can),
+              position->GetIDsOfNames(IID_NULL, nullptr, 0, 0, nullptr),
+              position->Invoke(0, IID_NULL, 0, 0, nullptr, nullptr, nullptr, nullptr)})
             EXPECT_EQ(hr, E_NOTIMPL);
         UINT typeInfos = 9;
         EXPECT_EQ(position->GetTypeInfoCount(&typeInfos), S_OK);
