@@ -7,6 +7,7 @@
 
 #include "filter/TvPropPage.h"
 #include "filter/filter_parameters.h"
+#include "filter/level_display.h"
 #include "filter/stream_text.h"
 #include "host/parsers/program_stream.h"
 #include "support/filter_harness.h"
@@ -163,6 +164,28 @@ TEST_F(StreamInfoFilter, StatisticsBoxShowsTheLevelsWhileThePageIsOpen)
     EXPECT_EQ(page->Deactivate(), S_OK);
     EXPECT_EQ(filter->levelWindow(), nullptr);
     pushSome(3);  // no window to write to any more
+}
+
+// The statistics box's levels: each channel's peak exponent from
+// little-endian samples, silence as 0 and -32768 as 16.
+TEST(LevelDisplay, PeakExponentsPerChannel)
+{
+    struct Case {
+        std::vector<int16_t> samples;
+        int chan;
+        const char* text;
+    } cases[] = {
+        {{0, 0, 0, 0}, 2, " 0  0 "},
+        {{1, -1, 2, 0}, 2, " 2  1 "},
+        {{16383, 16384, -32768}, 3, "14 15 16 "},
+        {{32767, 100, -200, 0, 0, 9}, 3, "15  7  8 "},
+    };
+    for (const Case& c : cases) {
+        std::vector<uint8_t> pcm;
+        for (int16_t v : c.samples)
+            pcm.insert(pcm.end(), {uint8_t(v), uint8_t(uint16_t(v) >> 8)});
+        EXPECT_EQ(levelText(pcm.data(), c.samples.size() / size_t(c.chan), c.chan), c.text);
+    }
 }
 
 }  // namespace
