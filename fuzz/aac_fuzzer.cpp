@@ -7,31 +7,16 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstring>
 #include <sstream>
 #include <vector>
 
 #include "core/media_subtypes.h"
 #include "decoders/AdecAAC.h"
 #include "host/parsers/adts_header.h"
+#include "tests/support/media_types.h"
 #include "tests/support/memory_sample.h"
 
 namespace {
-
-CMediaType aacType(const uint8_t* config, size_t size)
-{
-    WAVEFORMATEX wave{0xFF, 2, 48000, 0, 0, 16, WORD(size)};
-    // Sized once and filled in place: GCC 12 warns (wrongly) about a growing insert here.
-    std::vector<uint8_t> block(sizeof wave + size);
-    std::memcpy(block.data(), &wave, sizeof wave);
-    if (size)
-        std::memcpy(block.data() + sizeof wave, config, size);
-    CMediaType type(&MEDIATYPE_Audio);
-    type.SetSubtype(&MEDIASUBTYPE_MPEG4_AUDIO);
-    type.SetFormatType(&FORMAT_WaveFormatEx);
-    type.SetFormat(block.data(), ULONG(block.size()));
-    return type;
-}
 
 void split(const uint8_t* data,
            size_t size,
@@ -88,7 +73,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     AdecAAC decoder(log);
     if (flags & 1)
         decoder.setMixType(5, 104, 0x3);
-    CMediaType type = aacType(config.data(), config.size());
+    CMediaType type =
+        waveType(MEDIATYPE_Audio, MEDIASUBTYPE_MPEG4_AUDIO, 0xFF, 48000, 2, 16, config);
     if (!decoder.accepts(type) || !decoder.init(type))
         return 0;
     for (size_t i = 0; i < units.size() && i < 200; ++i) {

@@ -4,18 +4,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <sstream>
-#include <vector>
 
 #include "decoders/AdecDolby.h"
 #include "fuzz/decoder_feed.h"
 #include "tests/support/media_types.h"
 
 namespace {
-
-CMediaType ac3Type()
-{
-    return waveType(MEDIATYPE_Audio, MEDIASUBTYPE_DOLBY_AC3, 0x2000, 48000, 2, 0);
-}
 
 // Kept loaded so that each input's init finds the library in memory.
 const HMODULE keepLoaded = LoadLibraryA(TAVIO_MODULE_DIR "/TvAc3Lib.dll");
@@ -30,16 +24,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     std::ostringstream log;
     AdecDolby decoder(log, TAVIO_MODULE_DIR "/");
     decoder.setMixType(2, (data[0] & 0x10) ? 105 : 104, masks[(data[0] >> 1) & 7]);
-    if (!decoder.init(ac3Type()))
+    if (!decoder.init(waveType(MEDIATYPE_Audio, MEDIASUBTYPE_DOLBY_AC3, 0x2000, 48000, 2, 0)))
         return 0;
     decoder.setSpdif(data[0] & 1);
     size_t piece = 1 + data[1] * 16;
     MemorySample out((data[0] & 0x20) ? 4000 : 18432);
-    std::vector<uint8_t> buffer;
-    for (size_t offset = 2; offset < size; offset += piece) {
-        buffer.insert(buffer.end(), data + offset,
-                      data + (offset + piece < size ? offset + piece : size));
-        takeFrames(decoder, buffer, out);
-    }
+    feedPieces(decoder, data + 2, size - 2, piece, out);
     return 0;
 }

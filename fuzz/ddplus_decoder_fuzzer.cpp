@@ -5,20 +5,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <ostream>
-#include <vector>
 
 #include "decoders/AdecDDPlus.h"
 #include "fuzz/decoder_feed.h"
 #include "tests/support/media_types.h"
-
-namespace {
-
-CMediaType ac3Type()
-{
-    return waveType(MEDIATYPE_Audio, MEDIASUBTYPE_DOLBY_AC3, 0x2000, 48000, 2, 0);
-}
-
-}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
@@ -30,17 +20,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     static std::ostream log(nullptr);
     static AdecDDPlus decoder(log, TAVIO_MODULE_DIR "/");
     decoder.setMixType(2, (data[0] & 0x10) ? 105 : 104, masks[(data[0] >> 1) & 7]);
-    if (!decoder.init(ac3Type()))
+    if (!decoder.init(waveType(MEDIATYPE_Audio, MEDIASUBTYPE_DOLBY_AC3, 0x2000, 48000, 2, 0)))
         return 0;
     decoder.setSpdif(data[0] & 1);
     decoder.setKaraokeMode((data[0] >> 6) & 3);
     size_t piece = 1 + data[1] * 16;
     MemorySample out((data[0] & 0x20) ? 6144 : 36864);
-    std::vector<uint8_t> buffer;
-    for (size_t offset = 2; offset < size; offset += piece) {
-        buffer.insert(buffer.end(), data + offset,
-                      data + (offset + piece < size ? offset + piece : size));
-        takeFrames(decoder, buffer, out);
-    }
+    feedPieces(decoder, data + 2, size - 2, piece, out);
     return 0;
 }

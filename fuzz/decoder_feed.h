@@ -39,3 +39,19 @@ inline void takeFrames(Adec& decoder, std::vector<uint8_t>& buffer, MemorySample
         buffer.erase(buffer.begin(), buffer.begin() + long(consumed));
     }
 }
+
+// For framed streams arriving in pieces of `piece` bytes, as the filter's
+// buffer would hand them over: each piece is appended, then whole frames taken.
+inline void feedPieces(Adec& decoder,
+                       const uint8_t* data,
+                       size_t size,
+                       size_t piece,
+                       MemorySample& out)
+{
+    std::vector<uint8_t> buffer;
+    for (size_t offset = 0; offset < size; offset += piece) {
+        buffer.insert(buffer.end(), data + offset,
+                      data + (offset + piece < size ? offset + piece : size));
+        takeFrames(decoder, buffer, out);
+    }
+}

@@ -5,20 +5,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <sstream>
-#include <vector>
 
 #include "decoders/AdecMPEG.h"
 #include "fuzz/decoder_feed.h"
 #include "tests/support/media_types.h"
-
-namespace {
-
-CMediaType mpegType()
-{
-    return waveType(MEDIATYPE_Audio, MEDIASUBTYPE_MP3, 0x55, 44100, 2, 0);
-}
-
-}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
 {
@@ -27,15 +17,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     static const size_t sampleSizes[4] = {16384, 4608, 1000, 9216};
     std::ostringstream log;
     AdecMPEG decoder(log);
-    if (!decoder.init(mpegType()))
+    if (!decoder.init(waveType(MEDIATYPE_Audio, MEDIASUBTYPE_MP3, 0x55, 44100, 2, 0)))
         return 0;
     size_t piece = 1 + data[1] * 16;
     MemorySample out(sampleSizes[data[0] & 3]);
-    std::vector<uint8_t> buffer;
-    for (size_t offset = 2; offset < size; offset += piece) {
-        buffer.insert(buffer.end(), data + offset,
-                      data + (offset + piece < size ? offset + piece : size));
-        takeFrames(decoder, buffer, out);
-    }
+    feedPieces(decoder, data + 2, size - 2, piece, out);
     return 0;
 }

@@ -11,7 +11,6 @@ std::vector<uint8_t> readBytes(const std::string& path);
 std::string readText(const std::string& path);
 void writeBytes(const std::string& path, const std::vector<uint8_t>& bytes);
 void writeText(const std::string& path, const std::string& text);
-std::vector<std::string> splitLines(const std::string& text);
 
 // A fresh folder under /tmp, removed with everything in it when the object goes.
 class TempFolder {
