@@ -15,6 +15,7 @@ Parameter<std::string> PoutputLog("outputLog", "");
 Parameter<bool> PwaveHeader("waveHeader", false);
 // Accepted in the parameter file; assertions are always written the same way.
 Parameter<bool> PverboseAssert("verboseAssert", false);
+Parameter<bool> PcompatQuirks("compatQuirks", false);
 
 namespace {
 

@@ -23,6 +23,11 @@ extern ProfilePathParameter Pprofile;
 extern Parameter<std::string> PoutputLog;
 extern Parameter<bool> PwaveHeader;
 extern Parameter<bool> PverboseAssert;
+// 1 puts back the house rules where, followed to the letter, they put a
+// channel on the wrong speaker, play at the wrong speed or lose audio; by
+// default the output follows the public standard there (README lists each
+// place).
+extern Parameter<bool> PcompatQuirks;
 
 // The per-filter log path: "<root>Tv<n>.log" when `logFile` is set, else "".
 std::string perFilterLogName(long filterNumber);

@@ -28,13 +28,6 @@ constexpr bool correctOrder[21] = {
 
 }  // namespace
 
-uint32_t AdecLpcmDvd::assignmentMask(int channelAssignment)
-{
-    if (channelAssignment < 0 || channelAssignment > 20)
-        return 0;
-    return assignmentMasks[channelAssignment];
-}
-
 bool AdecLpcmDvd::accepts(const CMediaType& mediaType)
 {
     return IsEqualGUID(mediaType.subtype, MEDIASUBTYPE_DVD_LPCM_AUDIO) ||

@@ -14,9 +14,6 @@ public:
     bool wantsPrivateHeader() override { return true; }
     bool parsePacketHeader(const uint8_t** readPtr, const uint8_t* end) override;
 
-    // Speaker mask of each HD-DVD channel assignment code.
-    static uint32_t assignmentMask(int channelAssignment);
-
 private:
     bool parseDvdVideoHeader(const uint8_t** readPtr, const uint8_t* end);
     bool parseHdDvdHeader(const uint8_t** readPtr, const uint8_t* end);

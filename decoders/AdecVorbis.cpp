@@ -54,11 +54,6 @@ constexpr size_t kSignatureEnd = 7;
 
 }  // namespace
 
-uint32_t AdecVorbis::channelMask(int channels)
-{
-    return channels >= 0 && channels <= kMaxChannels ? kChannelMasks[channels] : 0;
-}
-
 AdecVorbis::~AdecVorbis()
 {
     releaseLibraryObjects();

@@ -32,10 +32,6 @@ public:
     TvStatus* init(const CMediaType& mediaType) override;
     TvStatus* process(const uint8_t** readPtr, const uint8_t* end, IMediaSample* out) override;
 
-    // Output slot j of a stream with `channels` channels (1..8) takes the
-    // library's channel row[j]; the mask describes the slots.
-    static uint32_t channelMask(int channels);
-
 private:
     // Hands one header packet of `size` bytes at `p` to the library and
     // moves `p` past it; false when the library (or the signature) refuses it.

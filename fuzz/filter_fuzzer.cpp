@@ -20,6 +20,7 @@
 #include "core/media_subtypes.h"
 #include "filter/TvFilter.h"
 #include "filter/TvInputPin.h"
+#include "filter/registered_types.h"
 #include "filter/stream_text.h"
 #include "filter/tavio_interfaces.h"
 #include "host/graph.h"
@@ -27,6 +28,7 @@
 #include "host/sink_filter.h"
 #include "platform/codecapi.h"
 #include "platform/dvdmedia.h"
+#include "tests/support/guid_variant.h"
 
 namespace {
 
@@ -38,34 +40,26 @@ const bool keepLoaded = [] {
     return true;
 }();
 
-// The input subtypes the filter registers, and the wave format tag a
-// splitter would put in front of each.
-struct InputSubtype {
-    const GUID* subtype;
-    WORD tag;
-};
-const InputSubtype kSubtypes[18] = {
-    {&MEDIASUBTYPE_MPEG1AudioPayload, 0x0050},
-    {&MEDIASUBTYPE_MPEG1Payload, 0x0050},
-    {&MEDIASUBTYPE_MPEG2_AUDIO, 0x0050},
-    {&MEDIASUBTYPE_MPEG1Packet, 0x0050},
-    {&MEDIASUBTYPE_MPEG3, 0x0055},
-    {&MEDIASUBTYPE_MPEG4_AUDIO, 0x00FF},
-    {&MEDIASUBTYPE_MP4_AUDIO, 0x00FF},
-    {&MEDIASUBTYPE_DOLBY_AC3, 0x2000},
-    {&MEDIASUBTYPE_AC3_AVI, 0x2000},
-    {&MEDIASUBTYPE_DVD_LPCM_AUDIO, 0x0001},
-    {&MEDIASUBTYPE_DVDA_AUDIO_LPCM, 0x0001},
-    {&MEDIASUBTYPE_BDMV_LPCM_AUDIO, 0x0001},
-    {&MEDIASUBTYPE_DTS, 0x2001},
-    {&MEDIASUBTYPE_SAWB_AUDIO, 0},
-    {&MEDIASUBTYPE_SAMR_AUDIO, 0},
-    {&MEDIASUBTYPE_AMR_WB_AUDIO, 0},
-    {&MEDIASUBTYPE_Vorbis2, 0},
-    {&MEDIASUBTYPE_DVDA_AUDIO_MLP, 0},
-};
-const GUID* const kMajorTypes[3] = {&MEDIATYPE_Audio, &MEDIATYPE_MPEG2_PES,
-                                    &MEDIATYPE_DVD_ENCRYPTED_PACK};
+// The wave format tag a splitter would put in front of each registered
+// input subtype.
+WORD waveTagOf(const GUID& subtype)
+{
+    if (subtype == MEDIASUBTYPE_MPEG3)
+        return 0x0055;
+    if (subtype == MEDIASUBTYPE_MPEG4_AUDIO || subtype == MEDIASUBTYPE_MP4_AUDIO)
+        return 0x00FF;
+    if (subtype == MEDIASUBTYPE_DOLBY_AC3 || subtype == MEDIASUBTYPE_AC3_AVI)
+        return 0x2000;
+    if (subtype == MEDIASUBTYPE_DTS)
+        return 0x2001;
+    if (subtype == MEDIASUBTYPE_DVD_LPCM_AUDIO || subtype == MEDIASUBTYPE_DVDA_AUDIO_LPCM ||
+        subtype == MEDIASUBTYPE_BDMV_LPCM_AUDIO)
+        return WAVE_FORMAT_PCM;
+    if (subtype == MEDIASUBTYPE_MPEG1AudioPayload || subtype == MEDIASUBTYPE_MPEG1Payload ||
+        subtype == MEDIASUBTYPE_MPEG2_AUDIO || subtype == MEDIASUBTYPE_MPEG1Packet)
+        return 0x0050;
+    return 0;  // AMR, Vorbis and MLP have none
+}
 const DWORD kRates[16] = {48000, 44100, 32000,  96000, 192000, 8000,  16000, 22050,
                           24000, 88200, 176400, 11025, 12000,  64000, 0,     384000};
 const WORD kBits[8] = {16, 24, 20, 32, 0, 8, 12, 64};
@@ -96,7 +90,7 @@ private:
 // (an AAC AudioSpecificConfig, say).
 bool readMediaType(Reader& in, CMediaType& type)
 {
-    const InputSubtype& chosen = kSubtypes[in.byte() % 18];
+    uint8_t which = in.byte();
     uint8_t fields = in.byte();
     uint8_t shape = in.byte();
     size_t extraSize = in.le16() % 2048;
@@ -104,16 +98,18 @@ bool readMediaType(Reader& in, CMediaType& type)
         return false;
     const uint8_t* extra = in.take(extraSize);
 
+    const AMOVIESETUP_MEDIATYPE& chosen =
+        registeredInputTypes.types[(which % kRegisteredSubtypeCount) * 3 + (fields & 3) % 3];
     type.InitMediaType();
-    type.SetType(kMajorTypes[(fields & 3) % 3]);
-    type.SetSubtype(chosen.subtype);
-    if (chosen.subtype == &MEDIASUBTYPE_Vorbis2) {
+    type.SetType(chosen.clsMajorType);
+    type.SetSubtype(chosen.clsMinorType);
+    if (*chosen.clsMinorType == MEDIASUBTYPE_Vorbis2) {
         type.SetFormatType(&FORMAT_VorbisFormat2);
         type.SetFormat(extra, ULONG(extraSize));
         return true;
     }
     WAVEFORMATEX wave{};
-    wave.wFormatTag = (fields & 4) ? WORD(fields >> 3) : chosen.tag;
+    wave.wFormatTag = (fields & 4) ? WORD(fields >> 3) : waveTagOf(*chosen.clsMinorType);
     wave.nChannels = WORD(1 + (shape & 7));
     wave.nSamplesPerSec = kRates[shape >> 4];
     wave.wBitsPerSample = kBits[(fields >> 5) & 7];
@@ -138,12 +134,7 @@ void setOutputFormat(TvFilter* filter, int which)
     ICodecAPI* api = nullptr;
     if (filter->QueryInterface(IID_ICodecAPI, reinterpret_cast<void**>(&api)) != S_OK)
         return;
-    OLECHAR text[40];
-    StringFromGUID2(*formats[which % 5], text, 40);
-    VARIANT value;
-    VariantInit(&value);
-    value.vt = VT_BSTR;
-    value.bstrVal = SysAllocString(text);
+    VARIANT value = guidVariant(*formats[which % 5]);
     api->SetValue(&CODECAPI_CURRENT_AUDIO_OUTPUT_FORMAT, &value);
     VariantClear(&value);
     api->Release();

@@ -80,13 +80,6 @@ HRESULT Graph::Connect(IPin* output, IPin* input, const AM_MEDIA_TYPE* type)
     return output->Connect(input, type);
 }
 
-HRESULT Graph::Disconnect(IPin* output, IPin* input)
-{
-    HRESULT hr = output->Disconnect();
-    HRESULT hr2 = input->Disconnect();
-    return FAILED(hr) ? hr : hr2;
-}
-
 STDMETHODIMP Graph::Disconnect(IPin* pin)
 {
     return pin ? pin->Disconnect() : E_POINTER;

@@ -21,8 +21,6 @@ public:
     HRESULT Add(IBaseFilter* filter, LPCWSTR name);
     // Connects an output pin to an input pin, with an optional type.
     HRESULT Connect(IPin* output, IPin* input, const AM_MEDIA_TYPE* type = nullptr);
-    // Disconnects both sides; the filters must be stopped.
-    HRESULT Disconnect(IPin* output, IPin* input);
     HRESULT Pause();
     HRESULT Run(REFERENCE_TIME start = 0);
     HRESULT Stop();

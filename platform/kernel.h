@@ -39,7 +39,6 @@ void LeaveCriticalSection(LPCRITICAL_SECTION cs);
 
 LONG InterlockedIncrement(LONG volatile* addend);
 LONG InterlockedDecrement(LONG volatile* addend);
-LONG InterlockedExchange(LONG volatile* target, LONG value);
 LONG InterlockedExchangeAdd(LONG volatile* addend, LONG value);
 
 // Events: manual- or auto-reset, waited on with WaitForSingleObject.

@@ -151,15 +151,6 @@ HRESULT RegisterTemplates(const CFactoryTemplate* templates,
         });
 }
 
-HRESULT RegisterTemplates(const CFactoryTemplate* templates, int count, HMODULE module)
-{
-    char path[MAX_PATH];
-    DWORD length = GetModuleFileNameA(module, path, MAX_PATH);
-    if (length == 0 || length >= MAX_PATH)
-        return SELFREG_E_CLASS;
-    return RegisterTemplates(templates, count, std::string(path, length));
-}
-
 HRESULT UnregisterTemplates(const CFactoryTemplate* templates, int count)
 {
     ComScope com;

@@ -16,8 +16,6 @@
 HRESULT RegisterTemplates(const CFactoryTemplate* templates,
                           int count,
                           const std::string& modulePath);
-// The same for the module file that `module` was loaded from.
-HRESULT RegisterTemplates(const CFactoryTemplate* templates, int count, HMODULE module);
 // Removes the filter registrations, then the server keys. What is not
 // registered is not an error.
 HRESULT UnregisterTemplates(const CFactoryTemplate* templates, int count);

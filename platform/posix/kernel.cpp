@@ -81,10 +81,6 @@ LONG InterlockedDecrement(LONG volatile* p)
 {
     return __atomic_sub_fetch(p, 1, __ATOMIC_SEQ_CST);
 }
-LONG InterlockedExchange(LONG volatile* p, LONG v)
-{
-    return __atomic_exchange_n(p, v, __ATOMIC_SEQ_CST);
-}
 LONG InterlockedExchangeAdd(LONG volatile* p, LONG v)
 {
     return __atomic_fetch_add(p, v, __ATOMIC_SEQ_CST);

@@ -109,4 +109,28 @@ TEST_F(CodecApi, EachValueSetsSpdifAndTheRemixer)
     }
 }
 
+// A caller lists the choices before it sets one: four formats, each as its
+// braced text, in a task-allocated array the caller frees.
+TEST_F(CodecApi, TheOutputFormatIsTheOnePropertyAndListsFourChoices)
+{
+    open();
+    EXPECT_EQ(api->IsSupported(&kProperty), S_OK);
+    EXPECT_EQ(api->IsModifiable(&kProperty), S_OK);
+    EXPECT_EQ(api->IsSupported(&MEDIASUBTYPE_PCM), E_NOTIMPL);
+    VARIANT* values = nullptr;
+    ULONG count = 0;
+    EXPECT_EQ(api->GetParameterValues(&MEDIASUBTYPE_PCM, &values, &count), E_NOTIMPL);
+    ASSERT_EQ(api->GetParameterValues(&kProperty, &values, &count), S_OK);
+    const GUID* choices[] = {&CODECAPI_AUDIO_OUTPUT_FORMAT_SPDIF_BITSTREAM,
+                             &CODECAPI_AUDIO_OUTPUT_FORMAT_PCM_STEREO_MATRIXENCODED,
+                             &CODECAPI_AUDIO_OUTPUT_FORMAT_PCM_STEREO,
+                             &CODECAPI_AUDIO_OUTPUT_FORMAT_SPDIF_PCM};
+    ASSERT_EQ(count, 4u);
+    for (ULONG i = 0; i < count; ++i) {
+        EXPECT_EQ(textOf(values[i]), guidText(*choices[i]));
+        VariantClear(&values[i]);
+    }
+    CoTaskMemFree(values);
+}
+
 }  // namespace

@@ -125,4 +125,28 @@ TEST_F(GraphTest, LargePayloadsAreSplitOverBuffers)
     EXPECT_FALSE(samples[1].hasStart);
 }
 
+// What a filter may ask of the graph it joined: find a filter by name, leave
+// the graph disconnected on both sides, disconnect one pin.
+TEST_F(GraphTest, FiltersAreFoundByNameAndLeaveDisconnected)
+{
+    ASSERT_EQ(connect(), S_OK);
+    IFilterGraph* manager = nullptr;
+    ASSERT_EQ(graph.QueryInterface(IID_IFilterGraph, reinterpret_cast<void**>(&manager)), S_OK);
+    IBaseFilter* found = nullptr;
+    ASSERT_EQ(manager->FindFilterByName(WIDE("sink"), &found), S_OK);
+    EXPECT_EQ(found, static_cast<IBaseFilter*>(sink));
+    found->Release();
+    EXPECT_EQ(manager->FindFilterByName(WIDE("decoder"), &found), VFW_E_NOT_FOUND);
+    EXPECT_EQ(manager->Reconnect(sink->InputPin()), E_NOTIMPL);
+    IEnumFilters* filters = nullptr;
+    EXPECT_EQ(manager->EnumFilters(&filters), E_NOTIMPL);
+
+    ASSERT_EQ(manager->RemoveFilter(sink), S_OK);
+    IPin* peer = nullptr;
+    EXPECT_EQ(source->OutputPin()->ConnectedTo(&peer), VFW_E_NOT_CONNECTED);
+    EXPECT_EQ(manager->RemoveFilter(sink), VFW_E_NOT_FOUND);
+    EXPECT_EQ(manager->Disconnect(source->OutputPin()), S_FALSE);
+    EXPECT_EQ(manager->Disconnect(nullptr), E_POINTER);
+}
+
 }  // namespace

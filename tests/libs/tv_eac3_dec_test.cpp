@@ -3,6 +3,9 @@
 // output buffers checked before use and E-AC-3 converted to AC-3.
 #include <gtest/gtest.h>
 
+#include <array>
+#include <cmath>
+#include <cstring>
 #include <memory>
 #include <tuple>
 
@@ -16,6 +19,7 @@ short ddpi_dcv_query(uint32_t* size);
 short ddpi_dcv_open(void* instance);
 short ddpi_dcv_close(void* instance);
 short ddpi_dcv_setprocessparam(void* instance, int32_t number, const void* value);
+short ddpi_dcv_getprocessparam(void* instance, int32_t number, void* value);
 short ddpi_dcv_getframeparam(const ddpi_frame_desc* frame, ddpi_frame_params* params);
 short ddpi_dcv_checkframe(const ddpi_frame_desc* frame);
 short ddpi_dcv_processframe(void* instance, const ddpi_frame_desc* frame, ddpi_output* output);
@@ -130,6 +134,51 @@ TEST(TvEac3Dec, OutputBuffersAreCheckedBeforeUse)
     EXPECT_EQ(convert.ac3Words, 1280);  // the frames themselves are checked as S/PDIF bursts
     EXPECT_EQ(ddpi_dcv_close(memory.get()), kDdpiOk);
     EXPECT_EQ(ddpi_dcv_close(memory.get()), kDdpiNotOpen);
+}
+
+template <typename T>
+std::vector<uint8_t> bytesOf(const T& value)
+{
+    std::vector<uint8_t> bytes(sizeof value);
+    std::memcpy(bytes.data(), &value, sizeof value);
+    return bytes;
+}
+
+// A processing parameter out of its range is refused and keeps the value it
+// had; numbers outside 0..9, null values and closed instances are refused.
+TEST(TvEac3Dec, RefusedParametersKeepTheirValue)
+{
+    uint32_t size = 0;
+    ASSERT_EQ(ddpi_dcv_query(&size), kDdpiOk);
+    std::vector<std::max_align_t> memory(size / sizeof(std::max_align_t) + 1);
+    void* instance = memory.data();
+    ASSERT_EQ(ddpi_dcv_open(instance), kDdpiOk);
+    const std::tuple<int32_t, std::vector<uint8_t>, std::vector<uint8_t>> rows[] = {
+        {kDdpiOutputMode, bytesOf(int32_t(2)), bytesOf(int32_t(8))},
+        {kDdpiOutputLfe, bytesOf(int32_t(0)), bytesOf(int32_t(2))},
+        {kDdpiRangeMode, bytesOf(int32_t(1)), bytesOf(int32_t(-1))},
+        {kDdpiStereoMode, bytesOf(int32_t(2)), bytesOf(int32_t(3))},
+        {kDdpiDialogueTarget, bytesOf(-20.0), bytesOf(1.0)},
+        {kDdpiCutScale, bytesOf(0.5), bytesOf(std::nan(""))},
+        {kDdpiBoostScale, bytesOf(0.25), bytesOf(1.5)},
+        {kDdpiGain, bytesOf(0.5f), bytesOf(-0.1f)},
+        {kDdpiDualMono, bytesOf(int32_t(3)), bytesOf(int32_t(4))},
+        {kDdpiKaraoke, bytesOf(std::array<double, 6>{1, 0, 0, 0, 0.5, 0}),
+         bytesOf(std::array<double, 6>{0, 0, 2, 0, 0, 0})},
+    };
+    for (const auto& [number, good, bad] : rows) {
+        std::vector<uint8_t> read(good.size());
+        EXPECT_EQ(ddpi_dcv_setprocessparam(instance, number, good.data()), kDdpiOk) << number;
+        EXPECT_EQ(ddpi_dcv_setprocessparam(instance, number, bad.data()), kDdpiBadValue) << number;
+        EXPECT_EQ(ddpi_dcv_getprocessparam(instance, number, read.data()), kDdpiOk);
+        EXPECT_EQ(read, good) << number;
+    }
+    int32_t any = 0;
+    EXPECT_EQ(ddpi_dcv_setprocessparam(instance, 10, &any), kDdpiUnknownParam);
+    EXPECT_EQ(ddpi_dcv_getprocessparam(instance, 10, &any), kDdpiUnknownParam);
+    EXPECT_EQ(ddpi_dcv_getprocessparam(instance, 0, nullptr), kDdpiNullArgument);
+    ASSERT_EQ(ddpi_dcv_close(instance), kDdpiOk);
+    EXPECT_EQ(ddpi_dcv_getprocessparam(instance, 0, &any), kDdpiNotOpen);
 }
 
 }  // namespace
