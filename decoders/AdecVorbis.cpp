@@ -4,6 +4,7 @@
 
 #include <cstring>
 
+#include "config/util.h"
 #include "diagnostics/assertions.h"
 #include "diagnostics/profiling.h"
 #include "platform/media_guids.h"
@@ -13,10 +14,10 @@ namespace {
 constexpr int kMaxChannels = 8;
 
 // Indexed by channel count. Vorbis codes 3 to 6 channels as L C R, then the
-// back pair, then LFE (Vorbis I, section 4.3.9); WAVE wants L R C LFE
-// and the back pair.
-constexpr uint32_t kChannelMasks[kMaxChannels + 1] = {0x7,  0x4,  0x3,  0x7, 0x33,
-                                                      0x37, 0x3F, 0x7F, 0xFF};
+// back pair, then LFE; 7 as L C R SL SR RC LFE and 8 as L C R SL SR RL RR LFE
+// (Vorbis I, section 4.3.9). WAVE wants L R C LFE, then back and side.
+constexpr uint32_t kChannelMasks[kMaxChannels + 1] = {0x7,  0x4,  0x3,   0x7,  0x33,
+                                                      0x37, 0x3F, 0x70F, 0x63F};
 constexpr uint8_t kChannelRows[kMaxChannels + 1][kMaxChannels] = {
     {},
     {0},
@@ -25,9 +26,33 @@ constexpr uint8_t kChannelRows[kMaxChannels + 1][kMaxChannels] = {
     {0, 1, 2, 3},
     {0, 2, 1, 3, 4},
     {0, 2, 1, 5, 3, 4},
+    {0, 2, 1, 6, 5, 3, 4},
+    {0, 2, 1, 7, 5, 6, 3, 4},
+};
+// compatQuirks=1: 7 and 8 channels take the 5.1 order with the rest after,
+// under the lowest mask bits, which puts the surround channels on the wrong
+// speakers.
+constexpr int kFirstQuirkLayout = 7;
+constexpr uint32_t kQuirkMasks[2] = {0x7F, 0xFF};
+constexpr uint8_t kQuirkRows[2][kMaxChannels] = {
     {0, 2, 1, 5, 3, 4, 6},
     {0, 2, 1, 5, 3, 4, 6, 7},
 };
+
+bool quirkLayout(int chan)
+{
+    return chan >= kFirstQuirkLayout && PcompatQuirks();
+}
+
+uint32_t channelMask(int chan)
+{
+    return quirkLayout(chan) ? kQuirkMasks[chan - kFirstQuirkLayout] : kChannelMasks[chan];
+}
+
+const uint8_t* channelRow(int chan)
+{
+    return quirkLayout(chan) ? kQuirkRows[chan - kFirstQuirkLayout] : kChannelRows[chan];
+}
 
 // Appends `n` frames of the library's planes to `to`, interleaved in WAVE
 // order. The channel count is a template argument so that the inner loop
@@ -158,7 +183,7 @@ TvStatus* AdecVorbis::init(const CMediaType& mt)
     if (!TvAssert(chan == _pvi->channels))
         return nullptr;
     _status.chan = chan;
-    _status.channelMask = kChannelMasks[chan];
+    _status.channelMask = channelMask(chan);
     _status.freq = int32_t(pv->SamplesPerSec);
     _status.stype = STFloat;
 
@@ -199,7 +224,7 @@ TvStatus* AdecVorbis::process(const uint8_t** readPtr, const uint8_t* end, IMedi
     float* words = reinterpret_cast<float*>(data);
     const long capacity = out->GetSize() / 4;
     const int chan = _status.chan;
-    const uint8_t* row = kChannelRows[chan];
+    const uint8_t* row = channelRow(chan);
     long written = 0;
     float** pcm = nullptr;
     int n;

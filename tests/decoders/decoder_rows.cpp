@@ -4,7 +4,9 @@
 #include <cmath>
 #include <filesystem>
 #include <functional>
+#include <sstream>
 
+#include "config/config.h"
 #include "decoders/AdecAAC.h"
 #include "decoders/AdecAMR.h"
 #include "decoders/AdecDDPlus.h"
@@ -183,6 +185,7 @@ std::vector<double> rowReferenceSamples(const Row& row, const StreamInput& input
 
 std::unique_ptr<Adec> startDecoder(const Row& row, const StreamInput& input, std::ostream& log)
 {
+    setCompatQuirks(row.compatQuirks);
     auto decoder = makeDecoder(row.decoder, log);
     if (row.mixType)
         decoder->setMixType(row.mixKind, row.mixType, row.mixMask);
@@ -191,6 +194,13 @@ std::unique_ptr<Adec> startDecoder(const Row& row, const StreamInput& input, std
     if (row.spdif)
         decoder->setSpdif(true);
     return decoder;
+}
+
+void setCompatQuirks(bool on)
+{
+    resetParametersForTesting();
+    std::istringstream parameters(on ? "compatQuirks=1\n" : "");
+    readParameters(parameters);
 }
 
 std::vector<uint8_t> hex(const std::string& text)

@@ -73,6 +73,7 @@ struct Row {
     bool framed = false;
     std::vector<uint8_t> falseSync{};  // a sync pattern that starts no frame
     bool contract = false;             // also run through the contract suite
+    bool compatQuirks = false;         // decoded with compatQuirks=1
 };
 
 // The input of a row, made (or taken from the cache) on first use.
@@ -83,6 +84,9 @@ std::vector<double> rowReferenceSamples(const Row& row, const StreamInput& input
 
 // The decoder of a row, initialised for its input with the row's settings.
 std::unique_ptr<Adec> startDecoder(const Row& row, const StreamInput& input, std::ostream& log);
+
+// Every parameter at its default, and compatQuirks as given.
+void setCompatQuirks(bool on);
 
 // A file made once per build folder: `make(path)` writes it when absent.
 std::string cachedFile(const std::string& key,
