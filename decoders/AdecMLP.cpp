@@ -1,7 +1,9 @@
 #include "decoders/AdecMLP.h"
 
 #include <algorithm>
+#include <bit>
 
+#include "config/util.h"
 #include "decoders/dvd_audio_rate.h"
 #include "diagnostics/assertions.h"
 #include "diagnostics/profiling.h"
@@ -20,6 +22,17 @@ constexpr int kBytesPerSample = 3;
 // One call's largest output (160 samples of 10 channels, 3 bytes each) + 3.
 constexpr LONG kRoomPerCall = MAX_MLP_SAMPLES * kMlpColumns * kBytesPerSample + 3;
 constexpr int kHdDvdHeaderBytes = 5;
+
+// The speakers of the layout the library decoded. compatQuirks=1, or a
+// layout without a mask, gives the lowest `chan` bits instead, which put a
+// quad's back pair on centre and LFE and a 7.1's side pair on the
+// front-of-centre speakers.
+uint32_t presentationMask(uint32_t decoded, int chan)
+{
+    if (PcompatQuirks() || std::popcount(decoded) != chan)
+        return 0xFFFFu >> (16 - chan);
+    return decoded;
+}
 
 }  // namespace
 
@@ -186,15 +199,19 @@ TvStatus* AdecMLP::process(const uint8_t** readPtr, const uint8_t* end, IMediaSa
             _log << "MLP error: " << result->errorCode << std::endl;
 
         int selector, chan;
+        uint32_t decodedMask;
         if (_stereoRequest && result->twoChannel != -1) {
             selector = result->twoChannel;
             chan = result->twoChannelCount;
+            decodedMask = result->twoChannelMask;
         } else if (result->multichannel != -1) {
             selector = result->multichannel;
             chan = result->multichannelCount;
+            decodedMask = result->multichannelMask;
         } else if (result->twoChannel != -1) {
             selector = result->twoChannel;
             chan = result->twoChannelCount;
+            decodedMask = result->twoChannelMask;
         } else {
             break;
         }
@@ -204,9 +221,11 @@ TvStatus* AdecMLP::process(const uint8_t** readPtr, const uint8_t* end, IMediaSa
         // A presentation must lie within a row (and so within the room).
         if (selector < 0 || chan <= 0 || selector + chan > kMlpColumns)
             break;
-        if (written > 0 && chan != _status.chan) {
-            // A new layout starts a new output sample. It changes only at an
-            // access unit with a major sync, which decodes again the same.
+        const uint32_t mask = presentationMask(decodedMask, chan);
+        if (written > 0 && (chan != _status.chan || mask != _status.channelMask)) {
+            // A new layout (count or speakers) starts a new output sample.
+            // It changes only at an access unit with a major sync, which
+            // decodes again the same.
             _mlp->intface.consumed = consumedBefore;
             break;
         }
@@ -222,7 +241,7 @@ TvStatus* AdecMLP::process(const uint8_t** readPtr, const uint8_t* end, IMediaSa
         written = LONG(o - dest);
         out->SetActualDataLength(written);
         _status.chan = chan;
-        _status.channelMask = 0xFFFFu >> (16 - chan);
+        _status.channelMask = mask;
     }
 
     LONG produced = out->GetActualDataLength();

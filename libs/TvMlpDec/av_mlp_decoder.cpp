@@ -45,9 +45,11 @@ bool AvMlpDecoder::decode(const uint8_t* unit,
                           MlpSampleRow* rows,
                           int column,
                           int& channels,
-                          int& samples)
+                          int& samples,
+                          uint32_t& mask)
 {
     channels = samples = 0;
+    mask = 0;
     if (!ready())
         return false;
     // libavcodec reads a little past the end of a packet: give it its padding.
@@ -75,10 +77,12 @@ bool AvMlpDecoder::decode(const uint8_t* unit,
     } else {
         ok = false;
     }
-    av_frame_unref(frame_);
     if (ok) {
         channels = c;
         samples = n;
+        if (frame_->ch_layout.order == AV_CHANNEL_ORDER_NATIVE)
+            mask = uint32_t(frame_->ch_layout.u.mask);
     }
+    av_frame_unref(frame_);
     return ok;
 }

@@ -32,13 +32,15 @@ public:
     // Decodes one whole access unit and writes its samples, sign-extended
     // 24-bit, into `rows` from column `column` on. False when libavcodec
     // refuses the unit or gives more than kMlpMaxSamples samples or more
-    // channels than fit; `channels` and `samples` describe what was written.
+    // channels than fit; `channels`, `samples` and `mask` (the layout's
+    // speaker mask, 0 when it has none) describe what was written.
     bool decode(const uint8_t* unit,
                 size_t length,
                 MlpSampleRow* rows,
                 int column,
                 int& channels,
-                int& samples);
+                int& samples,
+                uint32_t& mask);
 
 private:
     AVCodecContext* context_ = nullptr;

@@ -90,19 +90,24 @@ private:
     bool decode(const uint8_t* unit, size_t length, MlpSampleRow* matrix)
     {
         int channels = 0, samples = 0;
-        if (!full_->decode(unit, length, matrix, kMlpMultichannelColumn, channels, samples))
+        uint32_t mask = 0;
+        if (!full_->decode(unit, length, matrix, kMlpMultichannelColumn, channels, samples, mask))
             return false;
         int twoChannels = 0, twoSamples = 0;
+        uint32_t twoMask = 0;
         bool separateTwoChannel = sync_.substreams > 1 && stereo_ && channels > 2;
         if (separateTwoChannel &&
-            stereo_->decode(unit, length, matrix, kMlpTwoChannelColumn, twoChannels, twoSamples) &&
+            stereo_->decode(unit, length, matrix, kMlpTwoChannelColumn, twoChannels, twoSamples,
+                            twoMask) &&
             twoSamples == samples && twoChannels <= 2) {
             result_.twoChannel = kMlpTwoChannelColumn;
             result_.twoChannelCount = twoChannels;
+            result_.twoChannelMask = twoMask;
         }
         if (channels > 2) {
             result_.multichannel = kMlpMultichannelColumn;
             result_.multichannelCount = channels;
+            result_.multichannelMask = mask;
         } else {
             // The stream's only presentation is a two-channel one.
             for (int i = 0; i < samples; ++i)
@@ -110,6 +115,7 @@ private:
                     matrix[i][kMlpTwoChannelColumn + k] = matrix[i][kMlpMultichannelColumn + k];
             result_.twoChannel = kMlpTwoChannelColumn;
             result_.twoChannelCount = channels;
+            result_.twoChannelMask = mask;
         }
         result_.samplesDecoded = samples;
         return true;

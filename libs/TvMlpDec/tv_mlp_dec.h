@@ -106,6 +106,11 @@ struct MlpResult {
     int32_t multichannel = -1;  // selector of the multichannel presentation
     int32_t multichannelCount = 0;
     const MlpMajorSyncInfo* major_sync_info = nullptr;  // null before the first
+    // Speaker masks of the layouts libavcodec decoded the presentations in
+    // (its channel order is theirs); 0 when a presentation is absent or its
+    // layout has no mask.
+    uint32_t twoChannelMask = 0;
+    uint32_t multichannelMask = 0;
 };
 
 using MlpDecoderInitFunction = MlpDecoder* (*)(const MlpInitRecord* init, int version);
