@@ -146,6 +146,7 @@ bool AdecDTS::buildBurst(const uint8_t* frame, uint8_t* out, long outSize)
     if (!TvAssert(status.iFrameSize+8 <= 4*status.samples) || !TvAssert(outSize > 4*status.samples))
         return false;
     // clang-format on
-    writeDtsBurst(out, size_t(4 * status.samples), frame, status.iFrameSize);
+    writeDtsBurst(out, size_t(4 * status.samples), dtsSpdifDataType(status.samples), frame,
+                  status.iFrameSize);
     return true;
 }
