@@ -302,6 +302,7 @@ std::vector<Row> madeRows()
         const char* speakers;
         uint32_t mask;
         const char* delivered;
+        bool quirks = false;
     };
     for (Decoder decoder : {Decoder::Dolby, Decoder::DDPlus})
         for (Ac3 c : {Ac3{"FC", 0x4, ""}, Ac3{"FC+LFE", 0xC, ""}, Ac3{"FL+FR", 0x3, ""},
@@ -333,31 +334,37 @@ std::vector<Row> madeRows()
             row.contract = rate == 48000 && c.mask == 0x60F;
         }
     // MLP and TrueHD in disc packets, bit for bit the source; the decoder adds
-    // less than one access unit of the encoder's padding.
+    // less than one access unit of the encoder's padding. The mask is the
+    // decoded layout's (TrueHD's surround pair is the side pair); with
+    // compatQuirks=1 it is the lowest bits.
     struct Mlp {
         const char* codec;
         const char* speakers;
         int rate;
         double seconds;
+        uint32_t mask;
+        bool quirks = false;
     };
-    for (Mlp c :
-         {Mlp{"mlp 16", "FL+FR", 44100, 0.3}, Mlp{"mlp 24", "FL+FR+FC+LFE+BL+BR", 96000, 0.3},
-          Mlp{"mlp 24", "FL+FR+FC+BL+BR", 88200, 0.3}, Mlp{"mlp 16", "FL+FR+BL+BR", 192000, 0.1},
-          Mlp{"truehd 24", "FL+FR+FC+LFE+BL+BR", 48000, 0.3},
-          Mlp{"truehd 16", "FL+FR", 176400, 0.1}}) {
-        int channels = int(speakerList(c.speakers).size());
-        Row& row = add(
-            toneRow(std::string(c.codec) + " " + std::to_string(c.rate) + " " + c.speakers,
-                    Decoder::Mlp, c.speakers, c.rate, c.codec, S24, 0xFFFFu >> (16 - channels)));
+    for (Mlp c : {Mlp{"mlp 16", "FL+FR", 44100, 0.3, 0x3},
+                  Mlp{"mlp 24", "FL+FR+FC+LFE+BL+BR", 96000, 0.3, 0x3F},
+                  Mlp{"mlp 24", "FL+FR+FC+BL+BR", 88200, 0.3, 0x37},
+                  Mlp{"mlp 16", "FL+FR+BL+BR", 192000, 0.1, 0x33},
+                  Mlp{"mlp 16", "FL+FR+BL+BR", 192000, 0.1, 0xF, true},
+                  Mlp{"truehd 24", "FL+FR+FC+LFE+BL+BR", 48000, 0.3, 0x60F},
+                  Mlp{"truehd 16", "FL+FR", 176400, 0.1, 0x3}}) {
+        Row& row = add(toneRow(std::string(c.codec) + " " + std::to_string(c.rate) + " " +
+                                   c.speakers + (c.quirks ? " quirks" : ""),
+                               Decoder::Mlp, c.speakers, c.rate, c.codec, S24, c.mask));
         row.tones.seconds = c.seconds;
         row.build = mlpInput;
         row.reference = Reference::Source;
         row.lengthHigh = 159;
         row.contract = c.rate == 48000 || c.rate == 44100;
+        row.compatQuirks = c.quirks;
     }
     // TrueHD as the host reads a raw .thd file: no private headers.
     Row& thd = add(toneRow("truehd raw FL+FR+FC+LFE+BL+BR", Decoder::Mlp, "FL+FR+FC+LFE+BL+BR",
-                           48000, "-c:a truehd -strict -2|thd", S24, 0x3F));
+                           48000, "-c:a truehd -strict -2|thd", S24, 0x60F));
     thd.framed = thd.contract = true;
     thd.falseSync = kMlpFalseSync;
     // MPEG audio layers II and III at every family of rates, within the few
@@ -403,17 +410,20 @@ std::vector<Row> madeRows()
         row.lengthLow = -1024, row.lengthHigh = 1024;
         row.contract = c.mask == 0x3F;
     }
-    // Vorbis, one to eight channels; from seven channels on the back and side
-    // pairs and LFE land where the decoder's channel table puts them.
+    // Vorbis, one to eight channels; with compatQuirks=1, 6.1 and 7.1 put
+    // the back and side pairs and LFE where the old channel table did.
+    const char* const k61 = "FL+FR+FC+LFE+BC+SL+SR";
     for (Ac3 c : {Ac3{"FC", 0x4, ""}, Ac3{"FL+FR", 0x3, ""}, Ac3{"FL+FR+FC", 0x7, ""},
                   Ac3{"FL+FR+BL+BR", 0x33, ""}, Ac3{"FL+FR+FC+BL+BR", 0x37, ""},
-                  Ac3{"FL+FR+FC+LFE+BL+BR", 0x3F, ""},
-                  Ac3{"FL+FR+FC+LFE+BC+SL+SR", 0x7F, "FL+FR+FC+BC+SL+SR+LFE"},
-                  Ac3{"FL+FR+FC+LFE+BL+BR+SL+SR", 0xFF, "FL+FR+FC+BL+SL+SR+BR+LFE"}}) {
-        Row& row = add(toneRow(std::string("vorbis ") + c.speakers, Decoder::Vorbis, c.speakers,
-                               44100, "-c:a libvorbis -q:a 6|ogg", F32, c.mask, c.delivered));
+                  Ac3{"FL+FR+FC+LFE+BL+BR", 0x3F, ""}, Ac3{k61, 0x70F, ""}, Ac3{k71, 0x63F, ""},
+                  Ac3{k61, 0x7F, "FL+FR+FC+BC+SL+SR+LFE", true},
+                  Ac3{k71, 0xFF, "FL+FR+FC+BL+SL+SR+BR+LFE", true}}) {
+        Row& row = add(toneRow(std::string("vorbis ") + c.speakers + (c.quirks ? " quirks" : ""),
+                               Decoder::Vorbis, c.speakers, 44100, "-c:a libvorbis -q:a 6|ogg", F32,
+                               c.mask, c.delivered));
         snr(row, 90);
         row.contract = c.mask == 0x3F;
+        row.compatQuirks = c.quirks;
     }
     for (int rate : {8000, 16000}) {
         Row& row = add(toneRow(rate == 8000 ? "amr-nb 12.2k" : "amr-wb 12.65k", Decoder::Amr, "FC",
@@ -443,7 +453,9 @@ std::vector<Row> vectorRows()
         add(vectorRow(Decoder::Dts, v, S24, Compare::Lsb, 1)).referenceOptions = "-core_only 1";
     // The TrueHD stream's 7.1 presentation, and its two-channel one on a
     // stereo request.
-    add(vectorRow(Decoder::Mlp, "androidx_media/mp4_sample_dthd.mp4", S24, Compare::Exact, 0));
+    Row& full =
+        add(vectorRow(Decoder::Mlp, "androidx_media/mp4_sample_dthd.mp4", S24, Compare::Exact, 0));
+    full.channels = 8, full.mask = 0x63F;
     Row& stereo =
         add(vectorRow(Decoder::Mlp, "androidx_media/mp4_sample_dthd.mp4", S24, Compare::Exact, 0));
     stereo.name += " stereo request";
