@@ -161,24 +161,25 @@ const Row kRows[] = {
     // behind a PCM header (the other word forms are the parser test's).
     {"DtsCd14InWav", kStereo, 44100, "-c:a dca -strict -2 -b:a 1234k -f dts in.dts", "", R::Decode,
      "s32le", C::Lsb, 1, 0, 0, W{2, 24, 0x3, 44100}, nullptr, dts14LittleInWav, "cd.wav"},
-    // MLP and TrueHD: the source PCM, then less than one access unit of silence.
+    // MLP and TrueHD: the source PCM, then less than one access unit of silence;
+    // TrueHD's surround pair is the side pair.
     {"MlpRaw6ch96k24", k51, 96000, "-c:a mlp -strict -2 in.mlp", "", R::Source, "s24le", C::Exact,
      0, 160, 0, W{6, 24, 0x3F, 96000}, k51, nullptr, nullptr, "", {}, 0.3},
     {"MlpRaw2ch44k16", kStereo, 44100, "-c:a mlp -strict -2 in.mlp", "", R::Source, "s16le",
      C::Exact, 0, 160, 0, W{2, 24, 0x3, 44100}, nullptr, nullptr, nullptr, "", {}, 0.3},
     {"TrueHdRaw", k51, 48000, "-c:a truehd -strict -2 in.thd", "", R::Source, "s24le", C::Exact, 0,
-     160, 0, W{6, 24, 0x3F, 48000}, nullptr, nullptr, nullptr, "", {}, 0.3},
+     160, 0, W{6, 24, 0x60F, 48000}, nullptr, nullptr, nullptr, "", {}, 0.3},
     {"TrueHdMp4", k50, 96000, "-c:a truehd -strict -2 in.mp4", "", R::Source, "s16le", C::Exact, 0,
-     160, 0, W{5, 24, 0x1F, 96000}, nullptr, nullptr, nullptr, "", {}, 0.3},
+     160, 0, W{5, 24, 0x607, 96000}, nullptr, nullptr, nullptr, "", {}, 0.3},
     {"TrueHdM2ts", kStereo, 192000, "-c:a truehd -strict -2 in.m2ts", "", R::Source, "s24le",
      C::Exact, 0, 160, 0, W{2, 24, 0x3, 192000}, nullptr, nullptr, nullptr, "", {}, 0.1},
     {"MlpDvdAudioAob", k51, 96000, "-c:a mlp -strict -2 in.mlp", "", R::Source, "s24le", C::Exact,
      0, 160, 0, W{6, 24, 0x3F, 96000}, nullptr, aobMlp, "in.aob", "", {}, 0.3},
     {"TrueHdHdDvdEvo", k51, 48000, "-c:a truehd -strict -2 in.thd", "", R::Source, "s24le",
-     C::Exact, 0, 160, 0, W{6, 24, 0x3F, 48000}, nullptr, evoMlp, "in.evo", "", {}, 0.3},
+     C::Exact, 0, 160, 0, W{6, 24, 0x60F, 48000}, nullptr, evoMlp, "in.evo", "", {}, 0.3},
     // The real 7.1 TrueHD stream with two- and six-channel presentations.
     {"TrueHdVectorMp4", "", 0, "androidx_media/mp4_sample_dthd.mp4", "", R::Decode, "s24le",
-     C::Exact, 0, 0, 0, W{8, 24, 0xFF, 48000}},
+     C::Exact, 0, 0, 0, W{8, 24, 0x63F, 48000}},
     // MPEG audio layers: libmpg123 against ffmpeg's decoder; Matroska stamps in
     // milliseconds, so its end padding is cut to the nearest one.
     {"Mp3Raw", kStereo, 44100, "-c:a libmp3lame -b:a 192k in.mp3", "", R::Decode, "s16le", C::Snr,
