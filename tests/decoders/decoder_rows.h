@@ -73,6 +73,8 @@ struct Row {
     bool framed = false;
     std::vector<uint8_t> falseSync{};  // a sync pattern that starts no frame
     bool contract = false;             // also run through the contract suite
+    int rate = 0;                      // the rate the decoder reports; 0: not checked
+    std::string parameters{};          // parameter file lines the row runs under
 };
 
 // The input of a row, made (or taken from the cache) on first use.

@@ -435,8 +435,15 @@ std::vector<Row> vectorRows()
     // ffmpeg also decodes a truncated last frame, which the decoders wait on.
     for (const char* v : {"androidx_media/ts_sample.ac3", "mp4parser/ac3-sample.ac3"})
         add(vectorRow(Decoder::Dolby, v, S16, Compare::Snr, 90, -1536, 0));
-    for (const char* v : {"androidx_media/ts_sample.ac3", "dlbframe337/dd_6ch_bsid0.ac3"})
+    for (const char* v : {"androidx_media/ts_sample.ac3", "dlbframe337/dd_6ch_bsid0.ac3",
+                          "mp4parser/ac3-sample.ac3"})
         add(vectorRow(Decoder::DDPlus, v, F32, Compare::Snr, 90, -1536, 0)).name += " ddplus";
+    // Half-rate AC-3 (bsid 9) plays at 22.05 kHz; compatQuirks puts back 44.1.
+    for (Row& row : rows)
+        row.rate = row.vector == "mp4parser/ac3-sample.ac3" ? 22050 : 0;
+    Row& quirks =
+        add(vectorRow(Decoder::Dolby, "mp4parser/ac3-sample.ac3", S16, Compare::Snr, 90, -1536, 0));
+    quirks.name += " compatQuirks", quirks.rate = 44100, quirks.parameters = "compatQuirks=1\n";
     for (const char* v :
          {"androidx_media/ts_sample_dts.ts", "androidx_media/mkv_sample_with_dts.mkv",
           "exoplayer/ts_sample_h264_dts_audio.ts"})

@@ -8,6 +8,7 @@
 #include <numeric>
 #include <sstream>
 
+#include "config/config.h"
 #include "decoders/decoder_rows.h"
 
 namespace {
@@ -44,6 +45,16 @@ std::vector<double> roundedTo(std::vector<double> samples, SampleFormat format)
     return samples;
 }
 
+// The row's parameter file lines, in force until the test ends.
+struct RowParameters {
+    explicit RowParameters(const std::string& lines)
+    {
+        std::istringstream in(lines);
+        readParameters(in);
+    }
+    ~RowParameters() { resetParametersForTesting(); }
+};
+
 class DecoderReference : public ::testing::TestWithParam<Row> {};
 
 TEST_P(DecoderReference, MatchesTheReference)
@@ -53,6 +64,7 @@ TEST_P(DecoderReference, MatchesTheReference)
         REQUIRE_VECTOR(row.vector);
     if (row.decoder != Decoder::LpcmDvda)
         REQUIRE_FFMPEG();
+    RowParameters parameters(row.parameters);
     StreamInput input = rowInput(row);
     ASSERT_FALSE(input.packets.empty()) << "no input made";
     std::ostringstream log;
@@ -65,6 +77,9 @@ TEST_P(DecoderReference, MatchesTheReference)
     if (row.channels) {
         EXPECT_EQ(last.chan, row.channels);
         EXPECT_EQ(last.channelMask, row.mask) << std::hex << last.channelMask;
+    }
+    if (row.rate) {
+        EXPECT_EQ(last.freq, row.rate);
     }
     int channels = last.chan;
     // Each frame's record accounts for exactly the output it came with.
