@@ -5,10 +5,12 @@
 #include <new>
 #include <type_traits>
 
+#include "config/util.h"
 #include "core/bit_reader.h"
 #include "core/status_helpers.h"
 #include "decoders/ac3_header.h"
 #include "decoders/ac3_spdif.h"
+#include "decoders/eac3_header.h"
 #include "diagnostics/assertions.h"
 #include "diagnostics/profiling.h"
 #include "platform/media_guids.h"
@@ -36,6 +38,16 @@ float clipped(double sample)
     bits = beyond ? (bits & 0x80000000u) | 0x3F800000u : bits;
     std::memcpy(&narrow, &bits, 4);
     return narrow;
+}
+
+// The sample rate of the syncframe whose first words (little-endian) are at
+// `words`; 0 when they hold none.
+int32_t frameRate(const uint8_t* words)
+{
+    uint8_t header[kDolbySyncHeaderBytes];
+    swapBytes16(header, words, kDolbySyncHeaderBytes / 2);
+    DolbySyncFrame frame;
+    return parseDolbySyncFrame(header, sizeof header, frame) ? frame.freq : 0;
 }
 
 }  // namespace
@@ -252,11 +264,20 @@ bool AdecDDPlus::findFrame(const uint8_t** readPtr, const uint8_t* end)
     _status.iFrameSize = params.frameWords * 2;
     _status.stype = STFloat;
     _status.samples = params.blocks * 256;
+    // Half- and quarter-rate AC-3 plays at the rate its frames give, whatever
+    // the media type said.
+    if (!isEac3() && params.bsid > 8)
+        _status.freq = frameRate(p);
     _status.channelMask = ac3ChannelMask(params.acmod, params.lfeon != 0);
     _status.chan = maskChannelCount(_status.channelMask);
     _log << "ac3 frame: " << _status.iFrameSize << " acmod: " << _status.acmod
          << " bsid: " << _status.bsid << std::endl;
     return true;
+}
+
+bool AdecDDPlus::isEac3() const
+{
+    return _status.bsid > (PcompatQuirks() ? 8 : 10);
 }
 
 TvStatus* AdecDDPlus::process(const uint8_t** readPtr, const uint8_t* end, IMediaSample* out)
@@ -269,7 +290,7 @@ TvStatus* AdecDDPlus::process(const uint8_t** readPtr, const uint8_t* end, IMedi
         return processSpdif(frame, readPtr, out);
     // E-AC-3 plays only through pass-through: the frame stays swapped where
     // it lies, and the next search passes over it as garbage.
-    if (_status.bsid > 8)
+    if (isEac3())
         return nullptr;
     return decode(frame, readPtr, out);
 }
@@ -288,7 +309,7 @@ TvStatus* AdecDDPlus::processSpdif(uint8_t* frame, const uint8_t** readPtr, IMed
     uint8_t* payload = burst + kBurstPreambleBytes;
     constexpr int32_t room = spdifOutSize - kBurstPreambleBytes;
     int32_t payloadBytes;
-    if (_status.bsid <= 8) {
+    if (!isEac3()) {
         if (!TvAssert(_status.iFrameSize <= room)) {
             *readPtr += _status.iFrameSize;
             return nullptr;

@@ -37,6 +37,9 @@ private:
     // little-endian words and fills the status from the library's frame
     // parameters; false when none is complete.
     bool findFrame(const uint8_t** readPtr, const uint8_t* end);
+    // E-AC-3 by the frame's bsid (above 10; above 8 under compatQuirks, which
+    // counts half- and quarter-rate AC-3 as E-AC-3).
+    bool isEac3() const;
     TvStatus* processSpdif(uint8_t* frame, const uint8_t** readPtr, IMediaSample* sample);
     TvStatus* decode(uint8_t* frame, const uint8_t** readPtr, IMediaSample* sample);
     void setParam(int32_t number, const void* value);

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "config/util.h"
 #include "core/bit_reader.h"
 #include "core/sibling_library.h"
 #include "core/status_helpers.h"
@@ -130,7 +131,9 @@ bool AdecDolby::findFrame(const uint8_t** readPtr, const uint8_t* end)
         _status.dheadphonmod = header.dheadphonmod;
         _status.adconvtyp = header.adconvtyp;
     }
-    _status.freq = header.freq;
+    // Half- and quarter-rate frames play at their own rate; compatQuirks
+    // puts back the rate fscod alone names, twice or four times too fast.
+    _status.freq = PcompatQuirks() ? header.freq << header.rateShift : header.freq;
     _status.channelMask = ac3ChannelMask(header.acmod, header.lfeon != 0);
     _status.chan = maskChannelCount(_status.channelMask);
     _status.stype = ST16Bit;

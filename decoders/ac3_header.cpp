@@ -48,7 +48,8 @@ int32_t ac3BitRate(int32_t frameSize, int32_t freq)
 
 bool parseAc3Header(const uint8_t* p, size_t available, Ac3Header& header)
 {
-    if (available < 2 || p[0] != 0x0B || p[1] != 0x77)
+    // Sync word, then fscod and frmsizecod in byte 4.
+    if (available < 5 || p[0] != 0x0B || p[1] != 0x77)
         return false;
     BitReader bits(p + 4, available - 4);
     int fscod = static_cast<int>(bits.get(2));
@@ -100,7 +101,10 @@ bool parseAc3Header(const uint8_t* p, size_t available, Ac3Header& header)
     }
 
     static constexpr int32_t kRates[3] = {48000, 44100, 32000};
-    header.freq = kRates[fscod];
+    // bsid 9 and 10 are the half- and quarter-rate AC-3 of A/52 Annex E: the
+    // same frame at the rate fscod names divided by 2 or 4.
+    header.rateShift = header.bsid > 8 ? header.bsid - 8 : 0;
+    header.freq = kRates[fscod] >> header.rateShift;
     header.codedAcmod = header.acmod;
     header.codedLfeon = header.lfeon;
     if (header.bsmod == 7) {

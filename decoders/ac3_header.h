@@ -10,7 +10,8 @@
 struct Ac3Header {
     int32_t frameSize = 0;  // bytes
     bool complete = false;  // the whole frame lies in the bytes given
-    int32_t freq = 0;
+    int32_t freq = 0;       // reduced for bsid 9 and 10
+    int32_t rateShift = 0;  // freq is the rate fscod names shifted down by this
     int32_t bsid = 0;
     int32_t bsmod = 0;
     int32_t acmod = 0;  // as delivered: karaoke streams (bsmod 7) count as 2/0
@@ -33,7 +34,7 @@ struct Ac3Header {
 // Parses the header at `p`. False when no frame starts here (no sync word,
 // reserved sample rate or frame size code). A frame longer than `available`
 // is still a frame: `complete` is false and only `frameSize` is filled.
-// Needs at least 8 bytes readable at `p` when the sync word matches.
+// Reads no further than `available` bytes; fewer than 5 are no frame.
 bool parseAc3Header(const uint8_t* p, size_t available, Ac3Header& header);
 
 // Frame size in bytes for a sample-rate code (0..2) and frame size code

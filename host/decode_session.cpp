@@ -67,6 +67,26 @@ std::function<bool(const CMediaType&)> acceptOnly(const std::string& bits)
     };
 }
 
+// The float type the filter's output pin offers, if any. The filter offers
+// integer types first; a float decoder's own type keeps peaks above full
+// scale that integers would wrap, so the host asks for it when --bits does
+// not name a format.
+std::optional<CMediaType> offeredFloatType(IPin* output)
+{
+    IEnumMediaTypes* types = nullptr;
+    if (FAILED(output->EnumMediaTypes(&types)) || !types)
+        return std::nullopt;
+    std::optional<CMediaType> found;
+    AM_MEDIA_TYPE* type = nullptr;
+    while (!found && types->Next(1, &type, nullptr) == S_OK) {
+        if (IsEqualGUID(type->subtype, MEDIASUBTYPE_IEEE_FLOAT))
+            found = CMediaType(*type);
+        DeleteMediaType(type);
+    }
+    types->Release();
+    return found;
+}
+
 // Where the delivered bytes go: a WAVE file, a raw file or standard output.
 class OutputFile {
 public:
@@ -389,7 +409,10 @@ DecodeOutcome decodeStream(const FilterFactory& createFilter,
         outcome.exitCode = 2;
         outcome.message =
             "the filter refused the " + chosen.codec + " stream (" + platform::errorName(hr) + ")";
-    } else if (FAILED(hr = graph.Connect(decoderOutput.get(), sinkFilter->InputPin()))) {
+    } else if (std::optional<CMediaType> floatType =
+                   request.bits.empty() ? offeredFloatType(decoderOutput.get()) : std::nullopt;
+               FAILED(hr = graph.Connect(decoderOutput.get(), sinkFilter->InputPin(),
+                                         floatType ? &*floatType : nullptr))) {
         outcome.exitCode = 2;
         outcome.message =
             request.bits.empty()

@@ -185,7 +185,6 @@ std::vector<double> rowReferenceSamples(const Row& row, const StreamInput& input
 
 std::unique_ptr<Adec> startDecoder(const Row& row, const StreamInput& input, std::ostream& log)
 {
-    setCompatQuirks(row.compatQuirks);
     auto decoder = makeDecoder(row.decoder, log);
     if (row.mixType)
         decoder->setMixType(row.mixKind, row.mixType, row.mixMask);
@@ -196,11 +195,16 @@ std::unique_ptr<Adec> startDecoder(const Row& row, const StreamInput& input, std
     return decoder;
 }
 
-void setCompatQuirks(bool on)
+ParameterLines::ParameterLines(const std::string& lines)
 {
     resetParametersForTesting();
-    std::istringstream parameters(on ? "compatQuirks=1\n" : "");
-    readParameters(parameters);
+    std::istringstream in(lines);
+    readParameters(in);
+}
+
+ParameterLines::~ParameterLines()
+{
+    resetParametersForTesting();
 }
 
 std::vector<uint8_t> hex(const std::string& text)

@@ -73,7 +73,8 @@ struct Row {
     bool framed = false;
     std::vector<uint8_t> falseSync{};  // a sync pattern that starts no frame
     bool contract = false;             // also run through the contract suite
-    bool compatQuirks = false;         // decoded with compatQuirks=1
+    int rate = 0;                      // the rate the decoder reports; 0: not checked
+    std::string parameters{};          // parameter file lines the row runs under
 };
 
 // The input of a row, made (or taken from the cache) on first use.
@@ -85,8 +86,11 @@ std::vector<double> rowReferenceSamples(const Row& row, const StreamInput& input
 // The decoder of a row, initialised for its input with the row's settings.
 std::unique_ptr<Adec> startDecoder(const Row& row, const StreamInput& input, std::ostream& log);
 
-// Every parameter at its default, and compatQuirks as given.
-void setCompatQuirks(bool on);
+// Parameter file lines (a row's), in force until the holder goes.
+struct ParameterLines {
+    explicit ParameterLines(const std::string& lines);
+    ~ParameterLines();
+};
 
 // A file made once per build folder: `make(path)` writes it when absent.
 std::string cachedFile(const std::string& key,

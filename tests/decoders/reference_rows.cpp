@@ -360,7 +360,7 @@ std::vector<Row> madeRows()
         row.reference = Reference::Source;
         row.lengthHigh = 159;
         row.contract = c.rate == 48000 || c.rate == 44100;
-        row.compatQuirks = c.quirks;
+        row.parameters = c.quirks ? "compatQuirks=1\n" : "";
     }
     // TrueHD as the host reads a raw .thd file: no private headers.
     Row& thd = add(toneRow("truehd raw FL+FR+FC+LFE+BL+BR", Decoder::Mlp, "FL+FR+FC+LFE+BL+BR",
@@ -423,7 +423,7 @@ std::vector<Row> madeRows()
                                c.mask, c.delivered));
         snr(row, 90);
         row.contract = c.mask == 0x3F;
-        row.compatQuirks = c.quirks;
+        row.parameters = c.quirks ? "compatQuirks=1\n" : "";
     }
     for (int rate : {8000, 16000}) {
         Row& row = add(toneRow(rate == 8000 ? "amr-nb 12.2k" : "amr-wb 12.65k", Decoder::Amr, "FC",
@@ -445,8 +445,15 @@ std::vector<Row> vectorRows()
     // ffmpeg also decodes a truncated last frame, which the decoders wait on.
     for (const char* v : {"androidx_media/ts_sample.ac3", "mp4parser/ac3-sample.ac3"})
         add(vectorRow(Decoder::Dolby, v, S16, Compare::Snr, 90, -1536, 0));
-    for (const char* v : {"androidx_media/ts_sample.ac3", "dlbframe337/dd_6ch_bsid0.ac3"})
+    for (const char* v : {"androidx_media/ts_sample.ac3", "dlbframe337/dd_6ch_bsid0.ac3",
+                          "mp4parser/ac3-sample.ac3"})
         add(vectorRow(Decoder::DDPlus, v, F32, Compare::Snr, 90, -1536, 0)).name += " ddplus";
+    // Half-rate AC-3 (bsid 9) plays at 22.05 kHz; compatQuirks puts back 44.1.
+    for (Row& row : rows)
+        row.rate = row.vector == "mp4parser/ac3-sample.ac3" ? 22050 : 0;
+    Row& quirks =
+        add(vectorRow(Decoder::Dolby, "mp4parser/ac3-sample.ac3", S16, Compare::Snr, 90, -1536, 0));
+    quirks.name += " compatQuirks", quirks.rate = 44100, quirks.parameters = "compatQuirks=1\n";
     for (const char* v :
          {"androidx_media/ts_sample_dts.ts", "androidx_media/mkv_sample_with_dts.mkv",
           "exoplayer/ts_sample_h264_dts_audio.ts"})

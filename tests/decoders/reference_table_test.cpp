@@ -8,6 +8,7 @@
 #include <numeric>
 #include <sstream>
 
+#include "config/config.h"
 #include "decoders/decoder_rows.h"
 
 namespace {
@@ -53,6 +54,7 @@ TEST_P(DecoderReference, MatchesTheReference)
         REQUIRE_VECTOR(row.vector);
     if (row.decoder != Decoder::LpcmDvda)
         REQUIRE_FFMPEG();
+    ParameterLines parameters(row.parameters);
     StreamInput input = rowInput(row);
     ASSERT_FALSE(input.packets.empty()) << "no input made";
     std::ostringstream log;
@@ -65,6 +67,9 @@ TEST_P(DecoderReference, MatchesTheReference)
     if (row.channels) {
         EXPECT_EQ(last.chan, row.channels);
         EXPECT_EQ(last.channelMask, row.mask) << std::hex << last.channelMask;
+    }
+    if (row.rate) {
+        EXPECT_EQ(last.freq, row.rate);
     }
     int channels = last.chan;
     // Each frame's record accounts for exactly the output it came with.

@@ -220,6 +220,13 @@ const Row kRows[] = {
      "f32le", C::Snr, 90, 0, 0, W{2, 32, 0x3, 48000}},
     {"VorbisVectorWebmMono", "", 0, "androidx/mkv_bbb_1ch_12kHz_q10_vorbis.webm", "--bits float",
      R::Decode, "f32le", C::Snr, 90, 0, 0, W{1, 32, 0x4, 12000}},
+    // Float decoders deliver float by default: peaks at +1.38 stay as they are.
+    {"VorbisVectorAboveFullScale", "", 0,
+     "optivorbis/44100hz_500ms_stereo_uncoupled_400hz_sine_wave.ogg", "", R::Decode, "f32le",
+     C::Snr, 90, 0, 0, W{2, 32, 0x3, 44100}},
+    // Half-rate AC-3 (bsid 9) at its own 22.05 kHz, through the DD+ library.
+    {"Ac3HalfRateVector", "", 0, "mp4parser/ac3-sample.ac3", "", R::Decode, "f32le", C::Snr, 90,
+     1536, 0, W{1, 32, 0x4, 22050}},
     // AMR against ffmpeg's decoders (a different implementation), which
     // decode one frame of each packet: their reference is the frames as .amr.
     {"AmrNbVector", "", 0, "androidx_media/amr_sample_nb.amr", "", R::Decode, "s16le", C::Snr, 33,
