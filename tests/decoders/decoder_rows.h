@@ -87,6 +87,9 @@ std::vector<double> rowReferenceSamples(const Row& row, const StreamInput& input
 std::unique_ptr<Adec> startDecoder(const Row& row, const StreamInput& input, std::ostream& log);
 
 // Parameter file lines (a row's), in force until the holder goes.
+// 5.1 as ffmpeg names its speakers.
+inline constexpr const char* k51 = "FL+FR+FC+LFE+BL+BR";
+
 struct ParameterLines {
     explicit ParameterLines(const std::string& lines);
     ~ParameterLines();

@@ -8,7 +8,7 @@
 #include "decoders/dts_header.h"
 #include "support/bit_writer.h"
 
-namespace {
+namespace dts_header_rows {
 
 // Sync, FTYPE, SHORT, CPF, NBLKS, FSIZE, AMODE, SFREQ.
 std::vector<uint8_t> dts(int ftype,
@@ -67,4 +67,4 @@ TEST(DtsHeader, Table)
     }
 }
 
-}  // namespace
+}  // namespace dts_header_rows

@@ -9,7 +9,7 @@
 #include "decoders/eac3_header.h"
 #include "support/bit_writer.h"
 
-namespace {
+namespace eac3_header_rows {
 
 // AC-3: sync, CRC, fscod, frmsizecod, bsid, bsmod, acmod (3/2 here: both mix
 // levels), lfeon.
@@ -88,4 +88,4 @@ TEST(DolbySyncFrame, Table)
     }
 }
 
-}  // namespace
+}  // namespace eac3_header_rows

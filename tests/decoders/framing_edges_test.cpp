@@ -123,8 +123,6 @@ TEST_P(Ac3Settings, StatusOfTheFirstFrame)
     EXPECT_EQ(run.skipped, 0u);
 }
 
-const char* const k51 = "FL+FR+FC+LFE+BL+BR";
-
 // clang-format off
 INSTANTIATE_TEST_SUITE_P(Rows, Ac3Settings, ::testing::Values(
     Ac3Case{"karaoke 3/2 is 2/0 without LFE", k51, 384, "-audio_service_type ka", 0, 0, 0, 2, 2, 0, 7, 384000, 1536, RemixNone},

@@ -8,7 +8,7 @@
 #include "decoders/mpeg_header.h"
 #include "support/bit_writer.h"
 
-namespace {
+namespace mpeg_header_rows {
 
 // Sync, version bits (0 MPEG-2.5, 1 reserved, 2 MPEG-2, 3 MPEG-1), layer
 // (4 writes the reserved code), no CRC, bit-rate index, sample-rate index,
@@ -83,4 +83,4 @@ TEST(MpegHeader, Table)
     }
 }
 
-}  // namespace
+}  // namespace mpeg_header_rows

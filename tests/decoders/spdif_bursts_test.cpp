@@ -76,8 +76,6 @@ Row burstRow(Decoder decoder, const char* speakers, int rate, std::string kbps =
             .encode = options + (dts ? "|dts" : "|ac3")};
 }
 
-const char* const k51 = "FL+FR+FC+LFE+BL+BR";
-
 // Frames of 2041 bytes or more leave no room for the preamble: ffmpeg writes
 // them bare, the decoder drops them (see the framing table).
 INSTANTIATE_TEST_SUITE_P(Streams,
