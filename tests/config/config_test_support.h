@@ -1,5 +1,5 @@
-// A temporary drive root for parameter files and logs, and a way to read
-// what the process log received.
+// Reading what the process log received, line by line (a temporary folder
+// stands for the drive root of parameter files and logs).
 #pragma once
 
 #include <gtest/gtest.h>
@@ -16,32 +16,7 @@
 #include "diagnostics/assertions.h"
 #include "diagnostics/log_file.h"
 #include "diagnostics/profiling.h"
-
-class TempRoot {
-public:
-    TempRoot()
-    {
-        char pattern[] = "/tmp/tavio-config-XXXXXX";
-        path_ = mkdtemp(pattern);
-        path_ += "/";
-    }
-    ~TempRoot() { std::filesystem::remove_all(path_); }
-    const std::string& path() const { return path_; }
-    std::string file(const std::string& name) const { return path_ + name; }
-    void write(const std::string& name, const std::string& text) const
-    {
-        std::ofstream(file(name), std::ios::binary) << text;
-    }
-
-private:
-    std::string path_;
-};
-
-inline std::string readFile(const std::string& path)
-{
-    std::ifstream in(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(in), {}};
-}
+#include "support/files.h"
 
 inline std::vector<std::string> lines(const std::string& text)
 {
@@ -55,7 +30,7 @@ inline std::vector<std::string> lines(const std::string& text)
 // Sends the process log to a file for the life of the object.
 class CapturedLog {
 public:
-    explicit CapturedLog(const TempRoot& root) : path_(root.file("captured.log"))
+    explicit CapturedLog(const TempFolder& root) : path_(root.file("captured.log"))
     {
         logStream.close();
         logStream.clear();
@@ -69,7 +44,7 @@ public:
     std::vector<std::string> lines()
     {
         logStream.flush();
-        return ::lines(readFile(path_));
+        return ::lines(readText(path_));
     }
 
 private:

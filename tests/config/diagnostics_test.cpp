@@ -25,10 +25,10 @@ protected:
     }
     void load(const std::string& text)
     {
-        root.write("Tavio.conf", text);
+        writeText(root.file("Tavio.conf"), text);
         loadParameterFile(root.file("Tavio.conf"));
     }
-    TempRoot root;
+    TempFolder root;
 };
 
 TEST_F(Diagnostics, WithoutAParameterFileNothingIsWritten)
@@ -52,11 +52,11 @@ TEST_F(Diagnostics, WithoutAParameterFileNothingIsWritten)
 
 TEST_F(Diagnostics, ALogFileNamesTheProcessLogAndEachFiltersOwn)
 {
-    root.write("Tavio.conf", "logFile=" + root.file("tavio.log") + "\n");
+    writeText(root.file("Tavio.conf"), "logFile=" + root.file("tavio.log") + "\n");
     initializeModule(root.path());
     logStream.close();
     logStream.clear();
-    EXPECT_EQ(lines(readFile(root.file("tavio.log"))), std::vector<std::string>{"started logging"});
+    EXPECT_EQ(lines(readText(root.file("tavio.log"))), std::vector<std::string>{"started logging"});
     EXPECT_EQ(perFilterLogName(1, "/root/"), "/root/Tv1.log");
 }
 
@@ -70,7 +70,7 @@ TEST_F(Diagnostics, ProfileReportCountsWhatRanAndTheDecodedTime)
     totalDecodedTime = 25000000;
     writeProfileReport(root.file("profile.txt"));
     totalDecodedTime = 0;
-    auto report = lines(readFile(root.file("profile.txt")));
+    auto report = lines(readText(root.file("profile.txt")));
     ASSERT_EQ(report.size(), 5u);
     EXPECT_EQ(report[2].substr(0, 7), "     3 ");
     EXPECT_EQ(report[2].substr(17), " AdecLpcmDvd::process");

@@ -158,7 +158,7 @@ protected:
 TEST_P(ReceiveLoopTest, DeliversWhatTheDecoderMade)
 {
     const LoopCase& c = GetParam();
-    TempRoot root;
+    TempFolder root;
     CapturedLog processLog(root);
     AssertionGuard assertions;
     assertions.expect(c.assertions);

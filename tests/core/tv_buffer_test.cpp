@@ -28,7 +28,7 @@ protected:
         buffer.append(&sample);
     }
 
-    TempRoot root;
+    TempFolder root;
     CapturedLog log{root};
     AssertionGuard assertions;
     TvBuffer buffer;

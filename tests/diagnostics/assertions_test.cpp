@@ -6,7 +6,7 @@ namespace {
 
 class DiagnosticsTest : public ::testing::Test {
 protected:
-    TempRoot root;
+    TempFolder root;
 };
 
 TEST_F(DiagnosticsTest, FailedAssertionIsCountedWritesOneLineAndGoesOn)

@@ -12,7 +12,7 @@ namespace {
 
 TEST(LogFile, ConcurrentWritersLeaveEveryLineWhole)
 {
-    TempRoot root;
+    TempFolder root;
     constexpr int kThreads = 4, kLines = 5000;
     {
         LogFile log(root.file("t.log"), std::ios::out | std::ios::trunc);
@@ -28,7 +28,7 @@ TEST(LogFile, ConcurrentWritersLeaveEveryLineWhole)
             writer.join();
     }
     std::set<std::string> seen;
-    for (const std::string& line : lines(readFile(root.file("t.log"))))
+    for (const std::string& line : lines(readText(root.file("t.log"))))
         seen.insert(line);
     EXPECT_EQ(seen.size(), size_t(kThreads * kLines));
     EXPECT_TRUE(seen.count("writer 3 line 4999"));

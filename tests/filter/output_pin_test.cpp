@@ -138,7 +138,7 @@ protected:
         return hr;
     }
 
-    TempRoot root;
+    TempFolder root;
     CapturedLog processLog{root};
     AssertionGuard assertions;
     Graph graph;
@@ -155,20 +155,15 @@ TEST_F(OutputPinTest, NothingIsOfferedBeforeTheFirstStatus)
 }
 
 // Seeking asked of the output pin goes to the pin upstream of the input pin:
-// with nothing there, there is nothing to seek. Both interfaces are one object.
+// with nothing there, there is nothing to seek.
 TEST_F(OutputPinTest, SeekingIsAskedUpstream)
 {
     IMediaSeeking* seeking = nullptr;
-    IMediaPosition* position = nullptr;
     ASSERT_EQ(host->output->QueryInterface(IID_IMediaSeeking, reinterpret_cast<void**>(&seeking)),
-              S_OK);
-    ASSERT_EQ(host->output->QueryInterface(IID_IMediaPosition, reinterpret_cast<void**>(&position)),
               S_OK);
     LONGLONG duration = 0;
     EXPECT_EQ(seeking->GetDuration(&duration), E_NOTIMPL);
-    EXPECT_EQ(seeking->GetDuration(nullptr), E_POINTER);
     seeking->Release();
-    position->Release();
 }
 
 struct Delivery {

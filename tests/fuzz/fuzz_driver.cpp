@@ -5,10 +5,10 @@
 #include <cstdint>
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <random>
 #include <vector>
+
+#include "support/files.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size);
 
@@ -17,12 +17,6 @@ namespace {
 void run(const std::vector<uint8_t>& input)
 {
     LLVMFuzzerTestOneInput(input.data(), input.size());
-}
-
-std::vector<uint8_t> readFile(const std::filesystem::path& path)
-{
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), std::istreambuf_iterator<char>()};
 }
 
 }  // namespace
@@ -34,7 +28,7 @@ int main(int argc, char** argv)
     for (int i = 1; i < argc; ++i) {
         if (!std::filesystem::is_regular_file(argv[i]))
             continue;
-        std::vector<uint8_t> seed = readFile(argv[i]);
+        std::vector<uint8_t> seed = readBytes(argv[i]);
         if (seed.size() > (1u << 20))
             seed.resize(1u << 20);
         run(seed);

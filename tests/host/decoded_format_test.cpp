@@ -23,8 +23,8 @@ namespace {
 // Decodes `input` with the parameters of `parameterFile` into a WAVE file.
 DecodeOutcome decodeWith(const std::string& parameterFile, const std::string& input, WavFile& wav)
 {
-    TempRoot root;
-    root.write("Tavio.conf", parameterFile);
+    TempFolder root;
+    writeText(root.file("Tavio.conf"), parameterFile);
     resetParametersForTesting();
     loadParameterFile(root.file("Tavio.conf"));
     std::string error;

@@ -27,7 +27,7 @@ protected:
     {
         resetParametersForTesting();
         if (!parameterFile.empty()) {
-            root.write("Tavio.conf", parameterFile);
+            writeText(root.file("Tavio.conf"), parameterFile);
             loadParameterFile(root.file("Tavio.conf"));
         }
         HRESULT hr = S_OK;
@@ -110,7 +110,7 @@ protected:
         logStream.setstate(std::ios::failbit);
     }
 
-    TempRoot root;
+    TempFolder root;
     CapturedLog log{root};
     AssertionGuard assertions;
     Graph graph;

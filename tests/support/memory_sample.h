@@ -2,6 +2,7 @@
 // Guard bytes after the buffer it declares show a write past its end.
 #pragma once
 
+#include <algorithm>
 #include <vector>
 
 #include "platform/dshow/media_sample.h"
@@ -31,10 +32,8 @@ public:
     }
     bool guardIntact() const
     {
-        for (size_t i = size_; i < buffer_.size(); ++i)
-            if (buffer_[i] != fill_)
-                return false;
-        return true;
+        return std::all_of(buffer_.begin() + long(size_), buffer_.end(),
+                           [this](BYTE b) { return b == fill_; });
     }
 
     // Lives on the stack of the test, not in an allocator: counting is not needed.
