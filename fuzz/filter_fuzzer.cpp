@@ -13,7 +13,6 @@
 // Script: one opcode byte each, its operands after it (see runScript).
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <vector>
 

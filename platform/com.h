@@ -184,7 +184,6 @@ HRESULT StringFromCLSID(REFCLSID rclsid, LPOLESTR* lplpsz);
 HRESULT CLSIDFromString(LPCOLESTR lpsz, LPCLSID pclsid);
 int StringFromGUID2(REFGUID rguid, LPOLESTR lpsz, int cchMax);
 HRESULT CoInitialize(LPVOID pvReserved);
-HRESULT CoInitializeEx(LPVOID pvReserved, DWORD dwCoInit);
 void CoUninitialize();
 HRESULT CoCreateInstance(REFCLSID rclsid,
                          LPUNKNOWN pUnkOuter,

@@ -186,12 +186,6 @@ STDMETHODIMP CBaseFilter::QueryVendorInfo(LPWSTR*)
     return E_NOTIMPL;
 }
 
-bool CBaseFilter::IsActive()
-{
-    CAutoLock lock(m_pLock);
-    return m_State != State_Stopped;
-}
-
 bool CBaseFilter::IsStopped()
 {
     return m_State == State_Stopped;

@@ -44,7 +44,6 @@ public:
     virtual int GetPinCount() = 0;
     virtual CBasePin* GetPin(int n) = 0;
 
-    bool IsActive();
     bool IsStopped();
     FILTER_STATE State() const { return m_State; }
     // Posts a graph event; EC_COMPLETE carries this filter. E_NOTIMPL outside a graph.

@@ -241,10 +241,6 @@ HRESULT CoInitialize(LPVOID)
 {
     return S_OK;
 }
-HRESULT CoInitializeEx(LPVOID, DWORD)
-{
-    return S_OK;
-}
 void CoUninitialize() {}
 
 }  // extern "C"

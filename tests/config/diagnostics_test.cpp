@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <cstring>
+#include <filesystem>
 
 #include "config/config_test_support.h"
 #include "platform/media_guids.h"

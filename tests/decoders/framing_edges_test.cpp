@@ -4,7 +4,6 @@
 // presentations.
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <sstream>
 
 #include "core/media_subtypes.h"

@@ -1,7 +1,6 @@
 // The rows of the reference table: every decoder, and every layout where
 // speaker placement is at stake.
 #include <algorithm>
-#include <cmath>
 
 #include "core/media_subtypes.h"
 #include "decoders/decoder_rows.h"

@@ -4,8 +4,6 @@
 // changes a live stream.
 #include <gtest/gtest.h>
 
-#include <cstring>
-
 #include "filter/karaoke_mode.h"
 #include "filter/stream_text.h"
 #include "platform/codecapi.h"

@@ -4,7 +4,6 @@
 // held to the source PCM by the decoder suite.
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <tuple>
 
 #include "libs/TvMlpDec/mlp_access_unit.h"
