@@ -32,7 +32,7 @@ LONG TvFilter::activeCount()
     return InterlockedExchangeAdd(&activeFilters, 0);
 }
 
-TvFilter::TvFilter(IUnknown* outer, HRESULT* phr, const std::string& moduleFolder)
+TvFilter::TvFilter(IUnknown* outer, HRESULT* phr, const LibraryFolder& moduleFolder)
     : CBaseFilter("TvFilter", outer, &_filterLock, CLSID_Tavio2, phr),
       _instance(InterlockedIncrement(&instanceCounter) - 1),
       _log(perFilterLogName(_instance), std::ios::out | std::ios::trunc),
@@ -252,9 +252,8 @@ HRESULT TvFilter::deliver(IMediaSample* out, const TvStatus* status)
 // open property page with its statistics box attaches.
 void TvFilter::showLevels(IMediaSample* out)
 {
-    HWND window = _levelWindow.load();
-    if (!window || _decoding.outputStatus->stype != ST16Bit || _decoding.outputStatus->spdif ||
-        _decoding.outputStatus->chan <= 0)
+    if (!_levels.box() || _decoding.outputStatus->stype != ST16Bit ||
+        _decoding.outputStatus->spdif || _decoding.outputStatus->chan <= 0)
         return;
     BYTE* pcm = nullptr;
     if (FAILED(out->GetPointer(&pcm)) || !pcm)
@@ -262,8 +261,7 @@ void TvFilter::showLevels(IMediaSample* out)
     size_t held = size_t(std::max<LONG>(out->GetActualDataLength(), 0)) /
                   (size_t(_decoding.outputStatus->chan) * 2);
     size_t samples = std::min(size_t(std::max(_decoding.outputStatus->samples, 0)), held);
-    std::string text = levelText(pcm, samples, _decoding.outputStatus->chan);
-    SendMessageA(window, WM_SETTEXT, 0, LPARAM(text.c_str()));
+    _levels.show(levelText(pcm, samples, _decoding.outputStatus->chan));
 }
 
 void TvFilter::flush()

@@ -14,6 +14,7 @@
 #include "filter/ICodecApiImpl.h"
 #include "filter/TavioControl.h"
 #include "filter/TvOutputPin.h"
+#include "filter/level_display.h"
 #include "platform/dshow/streams.h"
 
 class TvInputPin;
@@ -65,7 +66,7 @@ class TvFilter : public CBaseFilter,
                  public ReceiveLoopHost {
 public:
     // `moduleFolder`: where the module and its sibling libraries live.
-    TvFilter(IUnknown* outer, HRESULT* phr, const std::string& moduleFolder = "");
+    TvFilter(IUnknown* outer, HRESULT* phr, const LibraryFolder& moduleFolder = std::string());
     ~TvFilter() override;
 
     DECLARE_IUNKNOWN
@@ -123,7 +124,7 @@ public:
     bool spdif() const { return _spdif; }
     // RemixHost: broadcast to every decoder; the module's folder.
     void setMixType(int kind, int mixType, uint32_t mask) override;
-    std::string moduleFolder() override { return _moduleFolder; }
+    LibraryFolder moduleFolder() override { return _moduleFolder; }
 
     // Copies of the current statuses (null when none), owned by the caller.
     TvStatus* inputStatus();
@@ -140,8 +141,9 @@ public:
 
     // Where the level display goes: the statistics box of an open property
     // page, or null (the default) for none.
-    void setLevelWindow(HWND window) { _levelWindow.store(window); }
-    HWND levelWindow() const { return _levelWindow.load(); }
+    void setLevelWindow(HWND window) { _levels.attach(window); }
+    HWND levelWindow() const { return _levels.box(); }
+    LevelDisplay& levels() { return _levels; }
 
 private:
     long _instance;
@@ -156,8 +158,8 @@ private:
     REFERENCE_TIME _expectedTime = kNoTime;
     std::unique_ptr<TvInputPin> _inputPin;
     std::unique_ptr<TvOutputPin> _outputPin;
-    bool _spdif = false;
+    std::atomic<bool> _spdif{false};
     std::unique_ptr<ICodecApiImpl> _codecApi;
-    std::string _moduleFolder;
-    std::atomic<HWND> _levelWindow{nullptr};
+    LibraryFolder _moduleFolder;
+    LevelDisplay _levels;
 };

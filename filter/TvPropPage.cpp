@@ -129,6 +129,21 @@ HRESULT TvProp::OnDeactivate()
     return S_OK;
 }
 
+#ifdef _WIN32
+// The streaming thread posts when new levels wait; they are written here, on
+// the dialog's own thread.
+INT_PTR TvProp::OnReceiveMessage(HWND dialog, UINT message, WPARAM wParam, LPARAM lParam)
+{
+    auto* filter = dynamic_cast<TvFilter*>(_filter);
+    if (message != kLevelTextMessage || !filter)
+        return CBasePropertyPage::OnReceiveMessage(dialog, message, wParam, lParam);
+    std::string text = filter->levels().take();
+    if (HWND box = filter->levelWindow())
+        SendMessageA(box, WM_SETTEXT, 0, LPARAM(text.c_str()));
+    return TRUE;
+}
+#endif
+
 CUnknown* TvAbout::CreateInstance(IUnknown* outer, HRESULT* phr)
 {
     auto* page = new (std::nothrow) TvAbout(outer);

@@ -23,14 +23,26 @@ public:
     HRESULT OnDisconnect() override;
     HRESULT OnActivate() override;
     HRESULT OnDeactivate() override;
+#ifdef _WIN32
+    INT_PTR OnReceiveMessage(HWND dialog, UINT message, WPARAM wParam, LPARAM lParam) override;
+#endif
 
     // What item 1004 shows since the last activation.
-    const std::string& text() const { return _text; }
+    const std::string& text() const
+    {
+        return _text;
+    }
     // Whether the statistics box is shown (the showStat parameter).
-    bool statisticsShown() const { return _statisticsShown; }
+    bool statisticsShown() const
+    {
+        return _statisticsShown;
+    }
 
 protected:
-    std::vector<int> headlessItems() const override { return {kStreamTextItem, kStatisticsItem}; }
+    std::vector<int> headlessItems() const override
+    {
+        return {kStreamTextItem, kStatisticsItem};
+    }
 
 private:
     explicit TvProp(IUnknown* outer);

@@ -25,3 +25,39 @@ std::string levelText(const uint8_t* pcm, size_t samples, int chan)
     }
     return text;
 }
+
+void LevelDisplay::attach(HWND box)
+{
+    std::lock_guard<std::mutex> guard(lock_);
+    box_ = box;
+    posted_ = false;
+}
+
+HWND LevelDisplay::box() const
+{
+    std::lock_guard<std::mutex> guard(lock_);
+    return box_;
+}
+
+void LevelDisplay::show(const std::string& text)
+{
+    std::lock_guard<std::mutex> guard(lock_);
+    if (!box_)
+        return;
+    latest_ = text;
+#ifdef _WIN32
+    // One message stands for any number of frames until the page takes them.
+    if (!posted_)
+        posted_ = PostMessageA(GetParent(box_), kLevelTextMessage, 0, 0) != 0;
+#else
+    // The headless box is only text in memory: writing it cannot wait.
+    SendMessageA(box_, WM_SETTEXT, 0, LPARAM(latest_.c_str()));
+#endif
+}
+
+std::string LevelDisplay::take()
+{
+    std::lock_guard<std::mutex> guard(lock_);
+    posted_ = false;
+    return latest_;
+}

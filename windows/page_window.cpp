@@ -151,6 +151,7 @@ std::string PageWindow::itemText(int item) const
     HWND window = _dialog ? GetDlgItem(_dialog, item) : nullptr;
     if (!window)
         return {};
+    pumpMessages();  // the levels arrive as a posted message
     std::vector<char> text(size_t(GetWindowTextLengthA(window)) + 1);
     int copied = GetWindowTextA(window, text.data(), int(text.size()));
     return std::string(text.data(), size_t(copied > 0 ? copied : 0));

@@ -7,9 +7,15 @@
 #ifdef _WIN32
 namespace {
 
-INT_PTR CALLBACK pageDialogProc(HWND, UINT message, WPARAM, LPARAM)
+// The dialog keeps its page, so that messages for the page reach it.
+INT_PTR CALLBACK pageDialogProc(HWND dialog, UINT message, WPARAM wParam, LPARAM lParam)
 {
-    return message == WM_INITDIALOG ? TRUE : FALSE;
+    if (message == WM_INITDIALOG) {
+        SetWindowLongPtrW(dialog, DWLP_USER, lParam);
+        return TRUE;
+    }
+    auto* page = reinterpret_cast<CBasePropertyPage*>(GetWindowLongPtrW(dialog, DWLP_USER));
+    return page ? page->OnReceiveMessage(dialog, message, wParam, lParam) : FALSE;
 }
 
 }  // namespace
@@ -21,7 +27,8 @@ HWND CBasePropertyPage::createDialog(HWND parent)
         return nullptr;
 #ifdef _WIN32
     HMODULE module = platform::moduleContaining(reinterpret_cast<const void*>(&pageDialogProc));
-    return CreateDialogParamW(module, MAKEINTRESOURCEW(m_DialogId), parent, pageDialogProc, 0);
+    return CreateDialogParamW(module, MAKEINTRESOURCEW(m_DialogId), parent, pageDialogProc,
+                              LPARAM(this));
 #else
     (void)parent;
     std::vector<int> items = headlessItems();

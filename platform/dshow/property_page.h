@@ -38,15 +38,31 @@ public:
     virtual HRESULT OnActivate();
     virtual HRESULT OnDeactivate();
     virtual HRESULT OnApplyChanges();
+#ifdef _WIN32
+    // A message to the page's dialog; TRUE when the page handled it.
+    virtual INT_PTR OnReceiveMessage(HWND, UINT, WPARAM, LPARAM)
+    {
+        return FALSE;
+    }
+#endif
 
-    bool IsActive() const { return m_bActive; }
+    bool IsActive() const
+    {
+        return m_bActive;
+    }
     // The page's dialog while it is active (null otherwise).
-    HWND dialog() const { return m_hwnd; }
+    HWND dialog() const
+    {
+        return m_hwnd;
+    }
 
 protected:
     // The items of the page's headless dialog (POSIX); the resource says it
     // on Windows.
-    virtual std::vector<int> headlessItems() const { return {}; }
+    virtual std::vector<int> headlessItems() const
+    {
+        return {};
+    }
     // The page's dialog for `parent` (null for a page without a dialog).
     HWND createDialog(HWND parent);
     void destroyDialog();

@@ -16,7 +16,10 @@
 #include <cstdio>
 #include <thread>
 
+#include "filter/TvPropPage.h"
+#include "filter/filter_parameters.h"
 #include "filter/stream_text.h"
+#include "host/parsers/program_stream.h"
 #include "platform/codecapi.h"
 #include "support/ffmpeg.h"
 #include "support/files.h"
@@ -200,5 +203,44 @@ const RaceCase kRaces[] = {
 };
 
 INSTANTIATE_TEST_SUITE_P(Races, StreamingRaces, ::testing::ValuesIn(kRaces), RowName());
+
+// The property page opened and closed while 16-bit PCM streams: the levels
+// go to the statistics box while the page is open, and never to a box whose
+// dialog the page has destroyed.
+class PageRace : public FilterHarness {};
+
+TEST_F(PageRace, LevelsNeverReachAClosedPage)
+{
+    std::vector<PesPacket> packets;
+    ASSERT_TRUE(readProgramStreamFile(TAVIO_SAMPLE_STREAM, packets));
+    build(
+        waveType(MEDIATYPE_MPEG2_PES, MEDIASUBTYPE_DVD_LPCM_AUDIO, WAVE_FORMAT_PCM, 48000, 2, 16));
+    quietLogs();
+    PshowStat.value = true;
+    auto* page = static_cast<TvProp*>(TvProp::CreateInstance(nullptr, nullptr));
+    page->NonDelegatingAddRef();
+    IUnknown* object = static_cast<IBaseFilter*>(filter);
+    ASSERT_EQ(page->SetObjects(1, &object), S_OK);
+
+    std::atomic<bool> done{false};
+    std::thread streaming([&] {
+        for (size_t i = 0; !done; ++i)
+            push(packets[i % packets.size()].payload);
+    });
+    const RECT rect{0, 0, 300, 200};
+    int shown = 0;
+    for (int round = 0; round < 300; ++round) {
+        ASSERT_EQ(page->Activate(nullptr, &rect, FALSE), S_OK);
+        std::this_thread::yield();
+        shown += !platform::windowText(GetDlgItem(page->dialog(), kStatisticsItem)).empty();
+        ASSERT_EQ(page->Deactivate(), S_OK);
+    }
+    done = true;
+    streaming.join();
+    page->SetObjects(0, nullptr);
+    page->NonDelegatingRelease();
+    std::printf("[races] levels seen in %d of 300 openings of the page\n", shown);
+    EXPECT_GT(shown, 0);
+}
 
 }  // namespace
