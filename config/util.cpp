@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <fstream>
+#include <mutex>
 
 #include "diagnostics/assertions.h"
 #include "diagnostics/log_file.h"
@@ -51,7 +52,10 @@ void dumpOutput(const AM_MEDIA_TYPE& type, const BYTE* data, long length)
 {
     if (!IsEqualGUID(type.subtype, MEDIASUBTYPE_PCM) || PoutputLog().empty())
         return;
-    // Opened once per process and shared by every filter.
+    // Opened once per process and shared by every filter, whose streaming
+    // threads take turns.
+    static std::mutex lock;
+    std::lock_guard<std::mutex> guard(lock);
     static std::ofstream out(PoutputLog(), std::ios::out | std::ios::binary | std::ios::trunc);
     static bool headerDone = false;
     dumpOutput(out, headerDone, PwaveHeader(), type, data, length);

@@ -1,6 +1,7 @@
 #include "filter/TvInputPin.h"
 
 #include <fstream>
+#include <mutex>
 
 #include "diagnostics/assertions.h"
 #include "filter/TvFilter.h"
@@ -77,7 +78,10 @@ STDMETHODIMP TvInputPin::Receive(IMediaSample* sample)
     if (!sample)
         return E_POINTER;
     if (!PinputLog().empty()) {
-        // One raw copy of every input payload, for the whole process.
+        // One raw copy of every input payload, for the whole process: the
+        // filters' streaming threads take turns.
+        static std::mutex lock;
+        std::lock_guard<std::mutex> guard(lock);
         static std::ofstream inputLog(PinputLog(),
                                       std::ios::out | std::ios::binary | std::ios::trunc);
         if (!inputLog.is_open())
