@@ -311,7 +311,7 @@ bool AudioConv::loadRemixLibrary()
 {
     CAutoLock guard(lock);
     if (!library)
-        library = LoadLibraryA((filter->moduleFolder() + "TvRemix.dll").c_str());
+        library = loadSiblingLibrary(filter->moduleFolder(), "TvRemix.dll");
     return library != nullptr;
 }
 
@@ -319,7 +319,7 @@ bool AudioConv::upmix(IMediaSample* sample)
 {
     HMODULE& _dll = library;
     if (!_dll)
-        _dll = LoadLibraryA((filter->moduleFolder() + "TvRemix.dll").c_str());
+        _dll = loadSiblingLibrary(filter->moduleFolder(), "TvRemix.dll");
     // clang-format off
     if (!TvAssert(_dll))
         // clang-format on

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <string>
 
+#include "core/sibling_library.h"
 #include "platform/com.h"
 
 // {40869117-031B-465F-B899-9F335331FD45}
@@ -37,7 +38,7 @@ struct ITavioRemix : public IUnknown {
 class RemixHost {
 public:
     virtual void setMixType(int kind, int type, uint32_t channelMask) = 0;
-    virtual std::string moduleFolder() = 0;
+    virtual LibraryFolder moduleFolder() = 0;
 
 protected:
     ~RemixHost() = default;

@@ -19,9 +19,9 @@ namespace {
 
 // Decoders with a sibling library are told the folder it lives in.
 template <class Decoder>
-std::unique_ptr<Adec> create(std::ostream& log, const std::string& moduleFolder)
+std::unique_ptr<Adec> create(std::ostream& log, const LibraryFolder& moduleFolder)
 {
-    if constexpr (std::is_constructible_v<Decoder, std::ostream&, const std::string&>)
+    if constexpr (std::is_constructible_v<Decoder, std::ostream&, const LibraryFolder&>)
         return std::make_unique<Decoder>(log, moduleFolder);
     else
         return std::make_unique<Decoder>(log);
@@ -41,7 +41,7 @@ const DecoderCreationStep creationSteps[] = {
 bool runStep(const DecoderCreationStep& step,
              DecoderList& decoders,
              std::ostream& log,
-             const std::string& moduleFolder)
+             const LibraryFolder& moduleFolder)
 {
     try {
         decoders.push_back(step.create(log, moduleFolder));
@@ -59,7 +59,7 @@ void runCreationSteps(const DecoderCreationStep* steps,
                       size_t count,
                       DecoderList& decoders,
                       std::ostream& log,
-                      const std::string& moduleFolder)
+                      const LibraryFolder& moduleFolder)
 {
     bool previousSucceeded = true;
     for (size_t i = 0; i < count; ++i) {
@@ -69,7 +69,7 @@ void runCreationSteps(const DecoderCreationStep* steps,
     }
 }
 
-void createDecoders(DecoderList& decoders, std::ostream& log, const std::string& moduleFolder)
+void createDecoders(DecoderList& decoders, std::ostream& log, const LibraryFolder& moduleFolder)
 {
     runCreationSteps(creationSteps, sizeof creationSteps / sizeof creationSteps[0], decoders, log,
                      moduleFolder);

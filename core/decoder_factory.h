@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "core/Adec.h"
+#include "core/sibling_library.h"
 
 using DecoderList = std::vector<std::unique_ptr<Adec>>;
 
@@ -15,12 +16,14 @@ using DecoderList = std::vector<std::unique_ptr<Adec>>;
 // decoder library is missing) is left out; the DD+ decoder, when present,
 // replaces the AC-3 decoder. Decoders that drive a sibling library load it
 // from `moduleFolder`.
-void createDecoders(DecoderList& decoders, std::ostream& log, const std::string& moduleFolder = "");
+void createDecoders(DecoderList& decoders,
+                    std::ostream& log,
+                    const LibraryFolder& moduleFolder = std::string());
 
 // One step of the factory: a decoder class and how to make it.
 struct DecoderCreationStep {
     const char* className;
-    std::unique_ptr<Adec> (*create)(std::ostream& log, const std::string& moduleFolder);
+    std::unique_ptr<Adec> (*create)(std::ostream& log, const LibraryFolder& moduleFolder);
     // Runs only if the previous step failed: the two decoders handle the
     // same streams and the first, when its library is present, is preferred.
     bool onlyIfPreviousFailed;
@@ -31,7 +34,7 @@ void runCreationSteps(const DecoderCreationStep* steps,
                       size_t count,
                       DecoderList& decoders,
                       std::ostream& log,
-                      const std::string& moduleFolder = "");
+                      const LibraryFolder& moduleFolder = std::string());
 
 // The major-type and format pre-check of a proposed input type.
 bool isCandidateInputType(const AM_MEDIA_TYPE& mediaType);

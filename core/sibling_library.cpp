@@ -3,10 +3,24 @@
 #include "diagnostics/assertions.h"
 #include "diagnostics/log_file.h"
 
-bool OpenDll(const std::string& folder, const std::string& name, HMODULE* module, void** engine)
+HMODULE loadSiblingLibrary(const LibraryFolder& folder, const std::string& name)
+{
+    if (!folder) {
+        logStream << "error: no folder for " << name << ": the module did not find itself"
+                  << std::endl;
+        return nullptr;
+    }
+    return LoadLibraryA((*folder + name).c_str());
+}
+
+bool OpenDll(const LibraryFolder& folder, const std::string& name, HMODULE* module, void** engine)
 {
     logStream << "OpenDll: " << name << std::endl;
-    return startSiblingLibrary(folder + name, module, engine);
+    if (!folder) {
+        reportError("could not open " + name + ": the module did not find its folder");
+        return false;
+    }
+    return startSiblingLibrary(*folder + name, module, engine);
 }
 
 bool startSiblingLibrary(const std::string& path, HMODULE* module, void** engine)

@@ -20,7 +20,7 @@ bool isWideband(const GUID& subtype)
 
 }  // namespace
 
-AdecAMR::AdecAMR(std::ostream& log, const std::string& libraryFolder)
+AdecAMR::AdecAMR(std::ostream& log, const LibraryFolder& libraryFolder)
     : Adec(log), _libraryFolder(libraryFolder)
 {
 }

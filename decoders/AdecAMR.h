@@ -5,6 +5,7 @@
 #include <string>
 
 #include "core/Adec.h"
+#include "core/sibling_library.h"
 #include "platform/kernel.h"
 
 struct TvAmrDecoder;
@@ -12,7 +13,7 @@ struct TvAmrDecoder;
 class AdecAMR : public Adec {
 public:
     // `libraryFolder`: where TvAmrDec.dll is loaded from (the module's folder).
-    AdecAMR(std::ostream& log, const std::string& libraryFolder);
+    AdecAMR(std::ostream& log, const LibraryFolder& libraryFolder);
     ~AdecAMR() override;
 
     bool accepts(const CMediaType& mediaType) override;
@@ -20,7 +21,7 @@ public:
     TvStatus* process(const uint8_t** readPtr, const uint8_t* end, IMediaSample* out) override;
 
 private:
-    std::string _libraryFolder;
+    LibraryFolder _libraryFolder;
     CMediaType _mediaType;
     TvAmrDecoder* _decoder = nullptr;
     TvStatusAmr _status;

@@ -52,7 +52,7 @@ int32_t frameRate(const uint8_t* words)
 
 }  // namespace
 
-AdecDDPlus::AdecDDPlus(std::ostream& log, const std::string& libraryFolder)
+AdecDDPlus::AdecDDPlus(std::ostream& log, const LibraryFolder& libraryFolder)
     : Adec(log), _libraryFolder(libraryFolder), _pcm(size_t(kMaxSamples) * 6 + 6)
 {
     if (!bind())
@@ -70,7 +70,7 @@ bool AdecDDPlus::bind()
 {
     if (_module)
         return true;
-    HMODULE module = LoadLibraryA((_libraryFolder + kLibraryName).c_str());
+    HMODULE module = loadSiblingLibrary(_libraryFolder, kLibraryName);
     if (!module) {
         _log << "error: TvEac3Dec.dll not found" << std::endl;
         return false;

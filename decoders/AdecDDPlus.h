@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "core/Adec.h"
+#include "core/sibling_library.h"
 #include "decoders/ac3_downmix.h"
 #include "libs/TvEac3Dec/tv_eac3_dec.h"
 #include "platform/kernel.h"
@@ -17,7 +18,7 @@ class AdecDDPlus : public Adec {
 public:
     // `libraryFolder`: where TvEac3Dec.dll is loaded from (the module's
     // folder). Throws when the library or one of its functions is missing.
-    AdecDDPlus(std::ostream& log, const std::string& libraryFolder);
+    AdecDDPlus(std::ostream& log, const LibraryFolder& libraryFolder);
     ~AdecDDPlus() override;
 
     bool accepts(const CMediaType& mediaType) override;
@@ -44,7 +45,7 @@ private:
     TvStatus* decode(uint8_t* frame, const uint8_t** readPtr, IMediaSample* sample);
     void setParam(int32_t number, const void* value);
 
-    std::string _libraryFolder;
+    LibraryFolder _libraryFolder;
     CMediaType _mediaType;
     TvStatusAc3 _status;
     HMODULE _module = nullptr;

@@ -23,7 +23,7 @@ constexpr ptrdiff_t kSearchWindow = 64;
 
 }  // namespace
 
-AdecDolby::AdecDolby(std::ostream& log, const std::string& libraryFolder)
+AdecDolby::AdecDolby(std::ostream& log, const LibraryFolder& libraryFolder)
     : Adec(log), _libraryFolder(libraryFolder)
 {
 }

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "core/Adec.h"
+#include "core/sibling_library.h"
 #include "decoders/ac3_downmix.h"
 #include "platform/kernel.h"
 
@@ -14,7 +15,7 @@ struct TvAc3Decoder;
 class AdecDolby : public Adec {
 public:
     // `libraryFolder`: where TvAc3Lib.dll is loaded from (the module's folder).
-    AdecDolby(std::ostream& log, const std::string& libraryFolder);
+    AdecDolby(std::ostream& log, const LibraryFolder& libraryFolder);
     ~AdecDolby() override;
 
     bool accepts(const CMediaType& mediaType) override;
@@ -39,7 +40,7 @@ private:
     void setParam(int number, const void* value);
     void releaseLibrary();
 
-    std::string _libraryFolder;
+    LibraryFolder _libraryFolder;
     CMediaType _mediaType;
     TvStatusAc3 _status;
     HMODULE _module = nullptr;

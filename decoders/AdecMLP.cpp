@@ -36,7 +36,7 @@ uint32_t presentationMask(uint32_t decoded, int chan)
 
 }  // namespace
 
-AdecMLP::AdecMLP(std::ostream& log, const std::string& libraryFolder)
+AdecMLP::AdecMLP(std::ostream& log, const LibraryFolder& libraryFolder)
     : Adec(log), _libraryFolder(libraryFolder)
 {
 }
@@ -65,7 +65,7 @@ bool AdecMLP::bindLibrary()
 {
     if (_module)
         return true;
-    HMODULE module = LoadLibraryA((_libraryFolder + kLibraryName).c_str());
+    HMODULE module = loadSiblingLibrary(_libraryFolder, kLibraryName);
     if (!module) {
         _log << "error: TvMlpDec.dll not found" << std::endl;
         return false;

@@ -7,13 +7,14 @@
 #include <string>
 
 #include "core/Adec.h"
+#include "core/sibling_library.h"
 #include "libs/TvMlpDec/tv_mlp_dec.h"
 #include "platform/kernel.h"
 
 class AdecMLP : public Adec {
 public:
     // `libraryFolder`: where TvMlpDec.dll is loaded from (the module's folder).
-    AdecMLP(std::ostream& log, const std::string& libraryFolder);
+    AdecMLP(std::ostream& log, const LibraryFolder& libraryFolder);
     ~AdecMLP() override;
 
     bool accepts(const CMediaType& mediaType) override;
@@ -27,7 +28,7 @@ private:
     bool bindLibrary();
     void closeInstance();
 
-    std::string _libraryFolder;
+    LibraryFolder _libraryFolder;
     CMediaType _mediaType;
     TvStatusMlp _status;
     HMODULE _module = nullptr;

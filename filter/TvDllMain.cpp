@@ -63,13 +63,26 @@ HRESULT writeCapabilities()
     return status == ERROR_SUCCESS ? S_OK : E_FAIL;
 }
 
+// The folder of the sibling libraries. A module file under another name does
+// not find itself: the filter is still made, and only the sibling libraries
+// fail to load.
+LibraryFolder siblingFolder()
+{
+    try {
+        return getModuleFolder();
+    } catch (const TvException& e) {
+        logStream << e.what() << std::endl;
+        return std::nullopt;
+    }
+}
+
 }  // namespace
 
 CUnknown* createFilterInstance(IUnknown* outer, HRESULT* result)
 {
     *result = S_OK;
     try {
-        return new TvFilter(outer, result, getModuleFolder());
+        return new TvFilter(outer, result, siblingFolder());
     } catch (const std::exception&) {
         // clang-format off
         TvAssert(0);
@@ -88,7 +101,7 @@ TV_EXPORT void makeTavio2(TvFilter** filter)
     *filter = nullptr;
     try {
         HRESULT hr = S_OK;
-        *filter = new TvFilter(nullptr, &hr, getModuleFolder());
+        *filter = new TvFilter(nullptr, &hr, siblingFolder());
     } catch (...) {
         *filter = nullptr;
     }

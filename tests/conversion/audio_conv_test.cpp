@@ -17,7 +17,7 @@ namespace {
 
 struct SilentHost : RemixHost {
     void setMixType(int, int, uint32_t) override {}
-    std::string moduleFolder() override { return TAVIO_MODULE_DIR "/"; }
+    LibraryFolder moduleFolder() override { return TAVIO_MODULE_DIR "/"; }
 };
 
 class Remixer : public ::testing::Test {
