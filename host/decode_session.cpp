@@ -6,7 +6,6 @@
 #include <memory>
 #include <optional>
 
-#include "core/media_subtypes.h"
 #include "filter/stream_text.h"
 #include "host/format_converter.h"
 #include "host/graph.h"
@@ -45,32 +44,6 @@ size_t bytesBeforeZero(const ReceivedSample& sample, const PcmFormat& format)
     // Nearest sample: the times were rounded from whole samples.
     uint64_t frames = (uint64_t(-sample.start) * format.rate + 5000000) / 10000000;
     return size_t(std::min<uint64_t>(frames * format.blockAlign, sample.data.size()));
-}
-
-// The filter's AAC decoder runs on FAAD2, which gives nothing for the first
-// access unit it decodes: the first audio arrives one unit (1024 samples,
-// 2048 with SBR) after the stream's start, stamped with its own time. Other
-// decoders' first stamp is where their sound starts: Vorbis's, for one, is
-// after zero, and ffmpeg has nothing before it either.
-bool withholdsFirstUnit(const CMediaType& offered)
-{
-    return IsEqualGUID(offered.subtype, MEDIASUBTYPE_MPEG4_AUDIO) ||
-           IsEqualGUID(offered.subtype, MEDIASUBTYPE_MP4_AUDIO);
-}
-
-// Silence that puts a withheld decoder's first audio at its own time, as
-// ffmpeg's decode has it: the container's priming is cut by time, the
-// unit the library kept back is made up for with silence. Bounded, so that a
-// stream whose first stamp is far off cannot fill the file with silence.
-size_t silenceBeforeFirst(const ReceivedSample& sample, const PcmFormat& format)
-{
-    constexpr REFERENCE_TIME kLongestGap = 10000000;  // one second
-    bool zeroIsSilence = format.kind == PcmFormat::Kind::Float ||
-                         (format.kind == PcmFormat::Kind::Integer && format.bits > 8);
-    if (!zeroIsSilence || !sample.hasStart || sample.start <= 0 || sample.start > kLongestGap)
-        return 0;
-    uint64_t frames = (uint64_t(sample.start) * format.rate + 5000000) / 10000000;
-    return size_t(frames) * format.blockAlign;
 }
 
 // The bytes of `frames` frames of delivered PCM; none for S/PDIF bursts,
@@ -462,27 +435,16 @@ DecodeOutcome decodeStream(const FilterFactory& createFilter,
         // is through the filter, then written without its padding.
         bool holding = false;
         std::vector<uint8_t> held;
-        bool timed = input.timesFromPresentationStart();
-        // Until audio after time zero has been written.
-        bool fillStart = timed && withholdsFirstUnit(*chosen.mediaType);
-        auto emit = [&](const uint8_t* data, size_t size) {
-            if (holding)
-                held.insert(held.end(), data, data + size);
-            else
-                audio.write(data, size);
-        };
         sinkFilter->SetSampleHandler([&](const ReceivedSample& sample) {
             if (sample.mediaType)
                 audio.setType(*sample.mediaType);
-            size_t skip = timed ? bytesBeforeZero(sample, audio.currentFormat()) : 0;
-            if (skip >= sample.data.size())
-                return;
-            if (fillStart) {
-                std::vector<uint8_t> silence(silenceBeforeFirst(sample, audio.currentFormat()));
-                emit(silence.data(), silence.size());
-                fillStart = false;
-            }
-            emit(sample.data.data() + skip, sample.data.size() - skip);
+            size_t skip = input.timesFromPresentationStart()
+                              ? bytesBeforeZero(sample, audio.currentFormat())
+                              : 0;
+            if (holding)
+                held.insert(held.end(), sample.data.begin() + long(skip), sample.data.end());
+            else
+                audio.write(sample.data.data() + skip, sample.data.size() - skip);
         });
         graph.Run();
         ProgressBar bar(request.progress);
