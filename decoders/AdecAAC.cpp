@@ -6,6 +6,7 @@
 #include <cstring>
 #include <utility>
 
+#include "config/util.h"
 #include "core/media_subtypes.h"
 #include "diagnostics/assertions.h"
 #include "diagnostics/profiling.h"
@@ -75,6 +76,14 @@ void* AdecAAC::open(CMediaType& mediaType)
     config->outputFormat = kOutput16Bit;
     config->downMatrix = downmix ? 1 : 0;
     NeAACDecSetConfiguration(decoder, config);
+    // A fresh library handle withholds the output of the first access unit
+    // it decodes. The standard's decoder gives every unit's output (the first
+    // overlapped with silence), and containers count their priming from that
+    // first unit; with its frame count set past the first, the library gives
+    // it too. Every re-open after a decode error would otherwise lose one
+    // more unit.
+    if (!PcompatQuirks())
+        NeAACDecPostSeekReset(decoder, 1);
     return decoder;
 }
 

@@ -194,23 +194,26 @@ const Row kRows[] = {
      "s16le", C::Snr, 80, 0, -1152, W{1, 16, 0x4, 44100}},
     {"Mp3VectorNonstandard", "", 0, "minimp3/l3-nonstandard-sin1k0db_lame_vbrtag.bit", "",
      R::Decode, "s16le", C::Snr, 80, 0, 0, W{2, 16, 0x3, 44100}},
-    // AAC through FAAD2 against ffmpeg's decoder; FAAD2 holds one unit back.
-    {"AacM4a", k51, 48000, "-c:a aac in.m4a", "", R::Decode, "s16le", C::Snr, 50, 2048, 0,
+    // AAC through FAAD2 against ffmpeg's decoder, from the first unit on: the
+    // host cuts the container's priming by time.
+    {"AacM4a", k51, 48000, "-c:a aac in.m4a", "", R::Decode, "s16le", C::Snr, 50, 0, 0,
      W{6, 16, 0x3F, 48000}, k51},
-    {"AacAdts", k51, 48000, "-c:a aac -f adts in.aac", "", R::Decode, "s16le", C::Snr, 50, 2048,
-     -1024, W{6, 16, 0x3F, 48000}},
-    {"AacMkv", k51, 48000, "-c:a aac in.mkv", "", R::Decode, "s16le", C::Snr, 50, 2048, -1024,
+    {"AacAdts", k51, 48000, "-c:a aac -f adts in.aac", "", R::Decode, "s16le", C::Snr, 50, 0, 0,
+     W{6, 16, 0x3F, 48000}},
+    {"AacMkv", k51, 48000, "-c:a aac in.mkv", "", R::Decode, "s16le", C::Snr, 50, 0, 0,
+     W{6, 16, 0x3F, 48000}},
+    {"AacTs", k51, 48000, "-c:a aac in.ts", "", R::Decode, "s16le", C::Snr, 50, 0, 0,
      W{6, 16, 0x3F, 48000}},
     {"AacLatmTs", k51, 48000, "-c:a aac -mpegts_flags latm in.ts", "", R::Decode, "s16le", C::Snr,
-     50, 2048, -1024, W{6, 16, 0x3F, 48000}},
-    {"AacLoas", k51, 48000, "-c:a aac -f latm in.loas", "", R::Decode, "s16le", C::Snr, 50, 2048,
-     -1024, W{6, 16, 0x3F, 48000}},
+     50, 0, 0, W{6, 16, 0x3F, 48000}},
+    {"AacLoas", k51, 48000, "-c:a aac -f latm in.loas", "", R::Decode, "s16le", C::Snr, 50, 0, 0,
+     W{6, 16, 0x3F, 48000}},
     // HE-AAC: the file takes the decoded rate (SBR doubles the announced one)
     // and FAAD2's mono on both fronts.
     {"HeAacVectorTs", "", 0, "mediabunny/no-initial-keyframe.ts", "", R::Decode, "s16le", C::Snr,
-     60, 2048, -2048, W{2, 16, 0x3, 44100}},
+     60, 0, 0, W{2, 16, 0x3, 44100}},
     {"HeAacVectorMonoM4a", "", 0, "taglib/zero-length-mdat.m4a", "", R::Decode, "s16le", C::Snr, 60,
-     2048, -2048, W{2, 16, 0x3, 44100}, nullptr, nullptr, nullptr, "", {0}},
+     0, 0, W{2, 16, 0x3, 44100}, nullptr, nullptr, nullptr, "", {0}},
     // Vorbis as float: both decoders are libvorbis-compatible floating point.
     {"VorbisOgg", k51, 48000, "-c:a libvorbis -q:a 6 in.ogg", "--bits float", R::Decode, "f32le",
      C::Snr, 90, 0, 0, W{6, 32, 0x3F, 48000}, k51},
