@@ -90,7 +90,7 @@ bool MpegFrameDecoder::decode(const uint8_t* input,
     result = MpegFrameOutput();
     if (!_mpg123.handle() || !input)
         return true;
-    const FrameHeader first = frameAt(input, size);
+    FrameHeader first = frameAt(input, size);
     std::vector<uint8_t> padded;
     if (first.layer1 && first.size > size && first.size - size <= kLayer1PaddingShortfall) {
         padded.assign(first.size, 0);
@@ -98,6 +98,10 @@ bool MpegFrameDecoder::decode(const uint8_t* input,
         input = padded.data();
         size = padded.size();
     }
+    // Layer I goes to libmpg123 as handed over, a byte too many or not: one
+    // frame per call, as the caller frames it.
+    if (first.layer1)
+        first.size = size;
 
     size_t offset = 0;
     size_t written = 0;

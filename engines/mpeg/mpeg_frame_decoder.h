@@ -21,17 +21,17 @@ public:
     // Null when libmpg123 cannot create a decoder.
     static std::unique_ptr<MpegFrameDecoder> create();
 
-    // Decodes every whole frame from `input` on, each measured by its own
-    // header, stopping at the first that is cut off by `size` or differs in
-    // version, layer, rate or channels from the first: the caller may measure
-    // MPEG-2 layer II with a larger bit-rate row than the frames use, and so
-    // hand over several frames and the head of another at once. `size` may
-    // fall up to 3 bytes short of a lone padded layer I frame, whose padding
-    // slot is 4 bytes while the caller counts 1: the missing tail is decoded
-    // as zeros. Frames whose PCM no longer fits `capacityWords` are decoded
-    // (the filter bank moves on) but not written, and counted. Returns true
-    // on an error in the first frame (no whole frame, bad data, or more
-    // output than `capacityWords`).
+    // Decodes every whole layer II frame from `input` on, each measured by
+    // its own header, stopping at the first that is cut off by `size` or
+    // differs in version, layer, rate or channels from the first: the caller
+    // may measure MPEG-2 layer II with a larger bit-rate row than the frames
+    // use, and so hand over several frames and the head of another at once.
+    // Layer I is one frame of all `size` bytes, which may fall up to 3 bytes
+    // short of a padded frame, whose padding slot is 4 bytes while the caller
+    // counts 1: the missing tail is decoded as zeros. Frames whose PCM no
+    // longer fits `capacityWords` are decoded (the filter bank moves on) but
+    // not written, and counted. Returns true on an error in the first frame
+    // (no whole frame, bad data, or more output than `capacityWords`).
     bool decode(const uint8_t* input,
                 size_t size,
                 int16_t* output,
