@@ -5,50 +5,13 @@
 #include <cstring>
 #include <vector>
 
+#include "engines/mpeg/layer12_frame.h"
+
 namespace {
 
 // Layer I's padding slot is 4 bytes, layer II's and III's 1 byte; a caller
 // counting 1 for every layer is at most 3 bytes short.
 constexpr size_t kLayer1PaddingShortfall = 3;
-
-// A layer I or II frame as its header measures it with the standards' own
-// tables (ISO/IEC 11172-3, ISO/IEC 13818-3), whatever the caller's framing.
-struct FrameHeader {
-    size_t size = 0;  // bytes, padding included; 0 when no frame starts here
-    bool layer1 = false;
-    // Version, layer, sample rate and single channel or not: what must stay
-    // the same for all frames of one call, whose PCM shares one format.
-    uint32_t format = 0;
-};
-
-FrameHeader frameAt(const uint8_t* p, size_t available)
-{
-    static const int kRates[3] = {44100, 48000, 32000};
-    static const int kBitrates[4][15] = {
-        {0, 32, 64, 96, 128, 160, 192, 224, 256, 288, 320, 352, 384, 416, 448},  // MPEG-1 I
-        {0, 32, 48, 56, 64, 80, 96, 112, 128, 160, 192, 224, 256, 320, 384},     // MPEG-1 II
-        {0, 32, 48, 56, 64, 80, 96, 112, 128, 144, 160, 176, 192, 224, 256},     // MPEG-2/2.5 I
-        {0, 8, 16, 24, 32, 40, 48, 56, 64, 80, 96, 112, 128, 144, 160},          // MPEG-2/2.5 II
-    };
-    FrameHeader frame;
-    if (available < 4 || p[0] != 0xFF || (p[1] & 0xE0) != 0xE0)
-        return frame;
-    int version = (p[1] >> 3) & 3;
-    int layerBits = (p[1] >> 1) & 3;
-    int rateIndex = (p[2] >> 2) & 3;
-    int bitrateIndex = p[2] >> 4;
-    if (version == 1 || layerBits < 2 || rateIndex == 3 || bitrateIndex == 0 || bitrateIndex == 15)
-        return frame;
-    frame.layer1 = layerBits == 3;
-    int rate = kRates[rateIndex] >> (version == 3 ? 0 : version == 2 ? 1 : 2);
-    int bitrate = kBitrates[(version == 3 ? 0 : 2) + (frame.layer1 ? 0 : 1)][bitrateIndex];
-    int padding = (p[2] >> 1) & 1;
-    frame.size = frame.layer1 ? size_t((12 * bitrate * 1000 / rate + padding) * 4)
-                              : size_t(144 * bitrate * 1000 / rate + padding);
-    frame.format =
-        uint32_t(p[1] & 0x1E) << 8 | uint32_t(p[2] & 0x0C) << 4 | ((p[3] & 0xC0) == 0xC0 ? 1 : 0);
-    return frame;
-}
 
 }  // namespace
 
@@ -90,7 +53,7 @@ bool MpegFrameDecoder::decode(const uint8_t* input,
     result = MpegFrameOutput();
     if (!_mpg123.handle() || !input)
         return true;
-    FrameHeader first = frameAt(input, size);
+    Layer12Frame first = measureLayer12Frame(input, size);
     std::vector<uint8_t> padded;
     if (first.layer1 && first.size > size && first.size - size <= kLayer1PaddingShortfall) {
         padded.assign(first.size, 0);
@@ -105,9 +68,9 @@ bool MpegFrameDecoder::decode(const uint8_t* input,
 
     size_t offset = 0;
     size_t written = 0;
-    for (FrameHeader frame = first;
+    for (Layer12Frame frame = first;
          frame.size != 0 && frame.size <= size - offset && frame.format == first.format;
-         frame = frameAt(input + offset, size - offset)) {
+         frame = measureLayer12Frame(input + offset, size - offset)) {
         size_t words = 0;
         const int16_t* pcm = decodeOne(input + offset, frame.size, words);
         bool isFirst = offset == 0;
