@@ -1,5 +1,8 @@
 #include "decoders/AdecMPEG.h"
 
+#include <algorithm>
+
+#include "conversion/output_parameters.h"
 #include "decoders/mpeg_header.h"
 #include "diagnostics/assertions.h"
 #include "diagnostics/profiling.h"
@@ -108,13 +111,21 @@ TvStatus* AdecMPEG::decodeLayer12(const uint8_t** readPtr, IMediaSample* out)
     _status.mp3pro = 0;
     BYTE* pcm = nullptr;
     MpegFrameOutput result;
+    // MPEG-2 and 2.5 layer II frames are measured with the layer I bit rates,
+    // so the bytes handed over may hold up to four frames: the engine decodes
+    // them all, into no more than the usable part of the sample (the guard
+    // word behind it is checked at delivery).
+    size_t capacity =
+        size_t(std::max<LONG>(0, std::min<LONG>(out->GetSize(), LONG(PoutputBufferSize()))));
     bool error = !_mpeg || FAILED(out->GetPointer(&pcm)) || !pcm ||
                  _mpeg->decode(*readPtr, size_t(_status.iFrameSize),
-                               reinterpret_cast<int16_t*>(pcm), size_t(out->GetSize()) / 2, result);
+                               reinterpret_cast<int16_t*>(pcm), capacity / 2, result);
     if (error) {
         *readPtr += 1;
         return nullptr;
     }
+    if (result.droppedFrames > 0)
+        _log << "MPEG: no room for " << result.droppedFrames << " frames, dropped" << std::endl;
     _status.chan = result.channels;
     _status.freq = result.sampleRate;
     _status.samples = result.totalSamples / _status.chan;

@@ -9,6 +9,7 @@
 #include "filter/stream_text.h"
 #include "host/format_converter.h"
 #include "host/graph.h"
+#include "host/mpeg_layer2_padding.h"
 #include "host/pcm_format.h"
 #include "host/push_source.h"
 #include "host/sink_filter.h"
@@ -450,8 +451,13 @@ DecodeOutcome decodeStream(const FilterFactory& createFilter,
         ProgressBar bar(request.progress);
         HostPacket packet;
         size_t delivered = 0;
+        std::optional<MpegLayer2Padding> mpegLayout;
+        if (chosen.codec == "mp1" || chosen.codec == "mp2")
+            mpegLayout.emplace();
         while ((request.maxPackets == 0 || delivered++ < request.maxPackets) &&
                input.next(packet)) {
+            if (mpegLayout)
+                mpegLayout->lay(packet.data);
             PushSource::Packet p;
             p.data = packet.data.data();
             p.size = packet.data.size();

@@ -5,31 +5,13 @@
 #include <cstring>
 #include <vector>
 
+#include "engines/mpeg/layer12_frame.h"
+
 namespace {
 
 // Layer I's padding slot is 4 bytes, layer II's and III's 1 byte; a caller
 // counting 1 for every layer is at most 3 bytes short.
 constexpr size_t kLayer1PaddingShortfall = 3;
-
-// The true length of the layer I frame at `p` (4 bytes readable), or 0.
-size_t layer1FrameSize(const uint8_t* p)
-{
-    static const int kRates[3] = {44100, 48000, 32000};
-    static const int kBitrates[2][15] = {
-        {0, 32, 64, 96, 128, 160, 192, 224, 256, 288, 320, 352, 384, 416, 448},
-        {0, 32, 48, 56, 64, 80, 96, 112, 128, 144, 160, 176, 192, 224, 256},
-    };
-    if (p[0] != 0xFF || (p[1] & 0xE6) != 0xE6)
-        return 0;
-    int version = (p[1] >> 3) & 3;
-    int rateIndex = (p[2] >> 2) & 3;
-    int bitrateIndex = p[2] >> 4;
-    if (version == 1 || rateIndex == 3 || bitrateIndex == 0 || bitrateIndex == 15)
-        return 0;
-    int rate = kRates[rateIndex] >> (version == 3 ? 0 : version == 2 ? 1 : 2);
-    int bitrate = kBitrates[version == 3 ? 0 : 1][bitrateIndex];
-    return size_t((12 * bitrate * 1000 / rate + ((p[2] >> 1) & 1)) * 4);
-}
 
 }  // namespace
 
@@ -41,44 +23,79 @@ std::unique_ptr<MpegFrameDecoder> MpegFrameDecoder::create()
     return decoder;
 }
 
+const int16_t* MpegFrameDecoder::decodeOne(const uint8_t* frame, size_t size, size_t& words)
+{
+    mpg123_handle* h = _mpg123.handle();
+    off_t frameNumber = 0;
+    unsigned char* audio = nullptr;
+    size_t bytes = 0;
+    int status = mpg123_feed(h, frame, size);
+    while (status == MPG123_OK || status == MPG123_NEW_FORMAT) {
+        status = mpg123_decode_frame(h, &frameNumber, &audio, &bytes);
+        if (status == MPG123_OK)
+            break;
+    }
+    if (status != MPG123_OK) {
+        // Whatever was fed of a bad frame must not prefix the next one.
+        _mpg123.reopen();
+        return nullptr;
+    }
+    words = bytes / 2;
+    return reinterpret_cast<const int16_t*>(audio);
+}
+
 bool MpegFrameDecoder::decode(const uint8_t* input,
                               size_t size,
                               int16_t* output,
                               size_t capacityWords,
                               MpegFrameOutput& result)
 {
-    mpg123_handle* h = _mpg123.handle();
-    if (!h || !input || size < 4)
+    result = MpegFrameOutput();
+    if (!_mpg123.handle() || !input)
         return true;
-    size_t whole = layer1FrameSize(input);
-    if (whole > size && whole - size <= kLayer1PaddingShortfall) {
-        std::vector<uint8_t> frame(whole, 0);
-        std::memcpy(frame.data(), input, size);
-        if (mpg123_feed(h, frame.data(), frame.size()) != MPG123_OK)
-            return true;
-    } else if (mpg123_feed(h, input, size) != MPG123_OK) {
-        return true;
+    Layer12Frame first = measureLayer12Frame(input, size);
+    std::vector<uint8_t> padded;
+    if (first.layer1 && first.size > size && first.size - size <= kLayer1PaddingShortfall) {
+        padded.assign(first.size, 0);
+        std::memcpy(padded.data(), input, size);
+        input = padded.data();
+        size = padded.size();
     }
+    // Layer I goes to libmpg123 as handed over, a byte too many or not: one
+    // frame per call, as the caller frames it.
+    if (first.layer1)
+        first.size = size;
 
-    off_t frameNumber = 0;
-    unsigned char* audio = nullptr;
-    size_t bytes = 0;
-    int status;
-    do
-        status = mpg123_decode_frame(h, &frameNumber, &audio, &bytes);
-    while (status == MPG123_NEW_FORMAT);
-    if (status != MPG123_OK || bytes > capacityWords * 2) {
-        // Whatever was fed of a bad frame must not prefix the next one.
-        _mpg123.reopen();
-        return true;
+    size_t offset = 0;
+    size_t written = 0;
+    for (Layer12Frame frame = first;
+         frame.size != 0 && frame.size <= size - offset && frame.format == first.format;
+         frame = measureLayer12Frame(input + offset, size - offset)) {
+        size_t words = 0;
+        const int16_t* pcm = decodeOne(input + offset, frame.size, words);
+        bool isFirst = offset == 0;
+        if (isFirst && (!pcm || words > capacityWords)) {
+            _mpg123.reopen();
+            return true;
+        }
+        if (!pcm)
+            break;  // the frames before it stand
+        offset += frame.size;
+        if (words > capacityWords - written) {
+            ++result.droppedFrames;
+            continue;
+        }
+        if (words)
+            std::memcpy(output + written, pcm, words * 2);
+        written += words;
     }
+    if (offset == 0)
+        return true;  // not even the first frame is whole
     long rate = 0;
     int channels = 0;
     int encoding = 0;
-    mpg123_getformat(h, &rate, &channels, &encoding);
-    if (bytes)
-        std::memcpy(output, audio, bytes);
-    result.totalSamples = int(bytes / 2);
+    mpg123_getformat(_mpg123.handle(), &rate, &channels, &encoding);
+    result.totalSamples = int(written);
     result.channels = channels;
     result.sampleRate = int(rate);
     return result.totalSamples == 0 || channels <= 0;

@@ -188,10 +188,24 @@ const Row kRows[] = {
      70, 0, 0, W{2, 16, 0x3, 44100}, nullptr, nullptr, nullptr, "", {}, 1},
     {"Mp2Vob", kStereo, 48000, "-c:a mp2 -b:a 192k -f vob in.vob", "", R::Decode, "s16le", C::Snr,
      70, 0, 0, W{2, 16, 0x3, 48000}, kStereo, nullptr, nullptr, "", {}, 1},
+    // MPEG-2 layer II, which the decoder measures with the layer I bit rates,
+    // below twice the real size here: every frame must come out, whole or
+    // (the program stream) cut across packets.
+    {"Mp2HalfRateRaw", kStereo, 24000, "-c:a mp2 -b:a 128k in.mp2", "", R::Decode, "s16le",
+     C::Snr, 80, 0, 0, W{2, 16, 0x3, 24000}},
+    {"Mp2HalfRateVob", kStereo, 24000, "-c:a mp2 -b:a 96k -f vob in.vob", "", R::Decode, "s16le",
+     C::Snr, 80, 0, 0, W{2, 16, 0x3, 24000}},
     {"Mp3VectorXing", "", 0, "androidx_media/mp3_bear-vbr-xing-header.mp3", "", R::Decode, "s16le",
      C::Snr, 80, 0, 0, W{2, 16, 0x3, 48000}},
     {"Mp2VectorProgramStream", "", 0, "androidx_media/ts_sample_h262_mpeg_audio.ps", "", R::Decode,
      "s16le", C::Snr, 80, 0, -1152, W{1, 16, 0x4, 44100}},
+    // The same as real streams: two overloaded frames the decoders clip
+    // differently; 22.05 kHz with a padded frame, near-silent (the length is
+    // the check).
+    {"Mp2VectorHalfRate", "", 0, "minimp3/l2-nonstandard-test32-size.bit", "", R::Decode, "s16le",
+     C::Snr, 30, 0, 0, W{2, 16, 0x3, 24000}},
+    {"Mp2VectorHalfRate22k", "", 0, "tinytag/mpeg2_22050hz.mp2", "", R::Decode, "s16le", C::Snr, 0,
+     0, 0, W{2, 16, 0x3, 22050}},
     {"Mp3VectorNonstandard", "", 0, "minimp3/l3-nonstandard-sin1k0db_lame_vbrtag.bit", "",
      R::Decode, "s16le", C::Snr, 80, 0, 0, W{2, 16, 0x3, 44100}},
     // AAC through FAAD2 against ffmpeg's decoder, from the first unit on: the

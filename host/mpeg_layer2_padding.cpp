@@ -1,0 +1,73 @@
+#include "host/mpeg_layer2_padding.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "decoders/mpeg_header.h"
+#include "engines/mpeg/layer12_frame.h"
+
+namespace {
+
+struct Span {
+    size_t real = 0;   // the frame's true length; 0 when no header starts here
+    size_t zeros = 0;  // what the decoder measures beyond it
+};
+
+Span spanAt(const uint8_t header[4])
+{
+    Span span;
+    MpegHeader measured;
+    if (!parseMpegHeader(header, 4, measured))
+        return span;
+    // Layer III has no other length than the decoder's.
+    Layer12Frame frame = measureLayer12Frame(header, 4);
+    span.real = frame.size ? frame.size : measured.frameSize;
+    if (measured.version != 3 && measured.layer == 2 && measured.frameSize > span.real)
+        span.zeros = measured.frameSize - span.real;
+    return span;
+}
+
+}  // namespace
+
+void MpegLayer2Padding::lay(std::vector<uint8_t>& packet)
+{
+    const uint8_t* data = packet.data();
+    size_t size = packet.size();
+    laid_.clear();
+    size_t i = 0;
+    while (i < size) {
+        if (frameLeft_ > 0) {
+            size_t n = std::min(frameLeft_, size - i);
+            laid_.insert(laid_.end(), data + i, data + i + n);
+            i += n;
+            frameLeft_ -= n;
+            if (frameLeft_ == 0) {
+                laid_.insert(laid_.end(), zerosOwed_, 0);
+                zerosOwed_ = 0;
+            }
+            continue;
+        }
+        uint8_t header[4];
+        std::memcpy(header, head_, headSize_);
+        size_t fromPacket = std::min(4 - headSize_, size - i);
+        std::memcpy(header + headSize_, data + i, fromPacket);
+        if (headSize_ + fromPacket < 4) {
+            // The packet ends inside what may be a header.
+            laid_.insert(laid_.end(), data + i, data + size);
+            std::memcpy(head_ + headSize_, data + i, fromPacket);
+            headSize_ += fromPacket;
+            break;
+        }
+        Span span = spanAt(header);
+        if (span.real > 0) {
+            frameLeft_ = span.real - headSize_;
+            zerosOwed_ = span.zeros;
+            headSize_ = 0;
+        } else if (headSize_ > 0) {
+            std::memmove(head_, head_ + 1, --headSize_);
+        } else {
+            laid_.push_back(data[i++]);
+        }
+    }
+    packet.swap(laid_);
+}

@@ -1,0 +1,50 @@
+// The host's layout of MPEG-2 layer II frames, wherever packets cut the
+// stream: the same bytes come out, each byte in the packet it came in.
+#include <gtest/gtest.h>
+
+#include "host/mpeg_layer2_padding.h"
+
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+
+Bytes frame(std::initializer_list<uint8_t> header, size_t size)
+{
+    Bytes bytes(header);
+    bytes.resize(size, 0x55);
+    return bytes;
+}
+
+TEST(MpegLayer2Padding, SameLayoutWhereverPacketsCut)
+{
+    // MPEG-2 layer II at 24 kHz, 128 kbit/s: 768 bytes, 1152 as the decoder
+    // measures them; then MPEG-1 layer II, 576 bytes either way.
+    Bytes mpeg2 = frame({0xFF, 0xF4, 0xC4, 0x00}, 768), mpeg1 = frame({0xFF, 0xFC, 0xA4, 0}, 576);
+    Bytes stream = {0xFF, 0xF4, 1, 2, 3}, expected = stream;
+    for (const Bytes* f : {&mpeg2, &mpeg2, &mpeg1}) {
+        stream.insert(stream.end(), f->begin(), f->end());
+        expected.insert(expected.end(), f->begin(), f->end());
+        expected.resize(expected.size() + (f == &mpeg2 ? 384 : 0), 0);
+    }
+    for (size_t cut = 0; cut <= stream.size(); ++cut) {
+        MpegLayer2Padding layout;
+        Bytes first(stream.begin(), stream.begin() + long(cut)),
+            second(stream.begin() + long(cut), stream.end());
+        layout.lay(first);
+        layout.lay(second);
+        size_t zerosInFirst = 384 * ((cut >= 5 + 768) + (cut >= 5 + 2 * 768));
+        ASSERT_EQ(first.size(), cut + zerosInFirst) << cut;
+        first.insert(first.end(), second.begin(), second.end());
+        ASSERT_EQ(first, expected) << cut;
+    }
+    MpegLayer2Padding layout;
+    Bytes laid;
+    for (uint8_t byte : stream) {
+        Bytes packet{byte};
+        layout.lay(packet);
+        laid.insert(laid.end(), packet.begin(), packet.end());
+    }
+    EXPECT_EQ(laid, expected);
+}
+
+}  // namespace
