@@ -2,11 +2,11 @@
 
 #include <cstring>
 #include <fstream>
-#include <mutex>
 
 #include "diagnostics/assertions.h"
 #include "diagnostics/log_file.h"
 #include "diagnostics/profiling.h"
+#include "platform/dshow/crit_sec.h"
 #include "platform/media_guids.h"
 #include "platform/paths.h"
 
@@ -54,8 +54,8 @@ void dumpOutput(const AM_MEDIA_TYPE& type, const BYTE* data, long length)
         return;
     // Opened once per process and shared by every filter, whose streaming
     // threads take turns.
-    static std::mutex lock;
-    std::lock_guard<std::mutex> guard(lock);
+    static CCritSec lock;
+    CAutoLock guard(&lock);
     static std::ofstream out(PoutputLog(), std::ios::out | std::ios::binary | std::ios::trunc);
     static bool headerDone = false;
     dumpOutput(out, headerDone, PwaveHeader(), type, data, length);

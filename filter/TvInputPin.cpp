@@ -1,7 +1,6 @@
 #include "filter/TvInputPin.h"
 
 #include <fstream>
-#include <mutex>
 
 #include "diagnostics/assertions.h"
 #include "filter/TvFilter.h"
@@ -80,8 +79,8 @@ STDMETHODIMP TvInputPin::Receive(IMediaSample* sample)
     if (!PinputLog().empty()) {
         // One raw copy of every input payload, for the whole process: the
         // filters' streaming threads take turns.
-        static std::mutex lock;
-        std::lock_guard<std::mutex> guard(lock);
+        static CCritSec lock;
+        CAutoLock guard(&lock);
         static std::ofstream inputLog(PinputLog(),
                                       std::ios::out | std::ios::binary | std::ios::trunc);
         if (!inputLog.is_open())

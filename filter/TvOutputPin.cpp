@@ -67,7 +67,7 @@ STDMETHODIMP TvOutputPin::NonDelegatingQueryInterface(REFIID riid, void** ppv)
     if (!ppv)
         return E_POINTER;
     if (IsEqualGUID(riid, IID_IMediaPosition) || IsEqualGUID(riid, IID_IMediaSeeking)) {
-        std::lock_guard<std::mutex> guard(_passThruLock);
+        CAutoLock guard(&_passThruLock);
         if (!_positionPassThru) {
             HRESULT hr = S_OK;
             auto* passThru = new CPosPassThru("TvOutputPin position", GetOwner(), &hr, _inputPin);

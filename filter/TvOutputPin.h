@@ -4,7 +4,6 @@
 // converts samples to what the downstream pin accepted.
 #pragma once
 
-#include <mutex>
 #include <ostream>
 
 #include "core/TvStatus.h"
@@ -44,7 +43,7 @@ private:
     std::ostream& _log;
     IPin* _inputPin;
     // Made on the first request for seeking; two threads may ask at once.
-    std::mutex _passThruLock;
+    CCritSec _passThruLock;
     INonDelegatingUnknown* _positionPassThru = nullptr;
     CCritSec _pinLock;
     CMediaType _preferred;  // major type GUID_NULL until first set

@@ -28,20 +28,20 @@ std::string levelText(const uint8_t* pcm, size_t samples, int chan)
 
 void LevelDisplay::attach(HWND box)
 {
-    std::lock_guard<std::mutex> guard(lock_);
+    CAutoLock guard(&lock_);
     box_ = box;
     posted_ = false;
 }
 
 HWND LevelDisplay::box() const
 {
-    std::lock_guard<std::mutex> guard(lock_);
+    CAutoLock guard(&lock_);
     return box_;
 }
 
 void LevelDisplay::show(const std::string& text)
 {
-    std::lock_guard<std::mutex> guard(lock_);
+    CAutoLock guard(&lock_);
     if (!box_)
         return;
     latest_ = text;
@@ -57,7 +57,7 @@ void LevelDisplay::show(const std::string& text)
 
 std::string LevelDisplay::take()
 {
-    std::lock_guard<std::mutex> guard(lock_);
+    CAutoLock guard(&lock_);
     posted_ = false;
     return latest_;
 }

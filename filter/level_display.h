@@ -4,9 +4,9 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <mutex>
 #include <string>
 
+#include "platform/dshow/crit_sec.h"
 #include "platform/window.h"
 
 // For each channel, the binary exponent (as frexp gives it) of the peak
@@ -36,7 +36,7 @@ public:
     std::string take();
 
 private:
-    mutable std::mutex lock_;
+    mutable CCritSec lock_;
     HWND box_ = nullptr;
     std::string latest_;
     bool posted_ = false;
