@@ -7,7 +7,8 @@
 
 Unicode true
 Target amd64-unicode
-SetCompressor /SOLID lzma
+; zlib: a fifth of lzma's compression time for 7.5 MB instead of 4.3.
+SetCompressor zlib
 RequestExecutionLevel admin
 
 !include "LogicLib.nsh"
