@@ -14,7 +14,7 @@
 
 namespace {
 
-constexpr const char* kVersion = "tavio 0.2";
+constexpr const char* kVersion = "tavio " TAVIO_VERSION;
 
 enum ExitCode { Decoded = 0, UsageError = 1, UnreadableInput = 2, NoAudio = 3 };
 
@@ -32,14 +32,15 @@ void usage(FILE* out)
 {
     std::fprintf(
         out,
-        "usage: tavio [decode] [INPUT] [-o OUTPUT] [--stream N] [--bits 16|24|32|float]\n"
-        "             [--output-format FORMAT | --spdif] [-q]\n"
-        "       tavio info INPUT\n"
-        "       tavio --help | --version\n"
+        "Usage: tavio [decode] [OPTION]... [INPUT]\n"
+        "  or:  tavio info INPUT\n"
+        "  or:  tavio --help | --version\n"
         "Decodes an audio stream of INPUT through the Tavio2 decoder filter and writes OUTPUT\n"
         "(default: the input's name with .wav, in the current folder). A .wav name gets a\n"
         "WAVE file (RF64 beyond 4 GiB); '-' or any other name gets the raw bytes.\n"
         "Without INPUT it decodes the sample stream that comes with tavio.\n"
+        "\n"
+        "  -o OUTPUT    the output file\n"
         "  --stream N   decode audio stream N (as 'tavio info' numbers them)\n"
         "  --bits B     accept only that output format, as a sound card that takes\n"
         "               nothing else would; the filter falls back to what it can offer\n"
@@ -52,12 +53,14 @@ void usage(FILE* out)
         "                                E-AC-3 goes out only this way, converted to AC-3\n"
         "  --spdif      short for --output-format spdif-bitstream\n"
         "  -q           no messages but errors\n"
+        "\n"
         "Inputs: DVD-Video/HD-DVD VOB/EVO and DVD-Audio AOB program streams (LPCM, MLP, AC-3,\n"
         "DTS, MPEG audio); raw AC-3, E-AC-3, DTS (also DTS-CD's 14-bit words, .cpt), MPEG audio,\n"
         "AAC/HE-AAC (ADTS, LOAS), AMR-NB/AMR-WB (.amr, .awb), MLP, TrueHD; Matroska/WebM,\n"
         "MP4/M4A/3GP, MPEG-TS/M2TS (AAC also as LATM), Ogg, AVI and WAV. Vorbis (up to 8\n"
         "channels) from Ogg, Matroska/WebM and MP4. DTS decodes its core (DTS-HD, 96/24 and ES\n"
         "included); DTS Express has none.\n"
+        "\n"
         "Exit codes: 0 decoded, 1 usage, 2 unreadable or unsupported input, 3 no audio.\n");
 }
 

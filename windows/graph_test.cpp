@@ -7,13 +7,18 @@
 //      AMR speech (a .amr/.awb file, ten frames to a sample as 3GP files carry
 //      them) to the Sample Grabber by
 //      intelligent connect, which must insert our filter by its registration;
-//   3. runs the graph to the end and compares the grabbed PCM with the Linux
-//      build's output for the same input;
+//   3. runs the graph to the end, checks that the graph loaded MODULE (and
+//      any sibling library from beside it) and compares the grabbed PCM with
+//      the Linux build's output for the same input;
 //   4. (graph_test MODULE --unregister, once after every input) unregisters
 //      and checks that only the capabilities value stays.
+// After an uninstallation, graph_test MODULE INPUT.vob --absent checks that
+// no key of the filter is left and that intelligent connect no longer finds
+// a decoder for the stream.
 // Usage: graph_test MODULE INPUT.vob|INPUT.ogg|INPUT.aac|INPUT.amr|INPUT.awb EXPECTED.pcm
 // [GRABBED.pcm]
 //        graph_test MODULE --unregister
+//        graph_test MODULE INPUT.vob --absent
 // (GRABBED.pcm: where to keep what the grabber collected)
 #include <qedit.h>
 
@@ -429,9 +434,42 @@ Input readAmr(const char* path)
     return input;
 }
 
+// The full path of a module this process has loaded, or "".
+std::string loadedPath(const char* name)
+{
+    HMODULE module = GetModuleHandleA(name);
+    char path[MAX_PATH];
+    DWORD n = module ? GetModuleFileNameA(module, path, sizeof path) : 0;
+    return n > 0 && n < sizeof path ? std::string(path, n) : std::string();
+}
+
+std::string folderOf(const std::string& path)
+{
+    return path.substr(0, path.find_last_of('\\') + 1);
+}
+
+// The graph must have loaded the module the caller names, through its
+// registration, and the sibling libraries it uses from beside it: nothing
+// from another copy (the build folder, when an installation is tested).
+void checkLoadedFrom(const std::string& expectedModule)
+{
+    std::string module = loadedPath("TavioDec2.ax");
+    check(_stricmp(module.c_str(), expectedModule.c_str()) == 0,
+          "the graph loaded " + expectedModule + " (" + module + ")");
+    for (const char* sibling :
+         {"TvRemix.dll", "TvAc3Lib.dll", "TvMlpDec.dll", "TvEac3Dec.dll", "TvAmrDec.dll"}) {
+        std::string path = loadedPath(sibling);
+        if (!path.empty())
+            check(_stricmp(folderOf(path).c_str(), folderOf(module).c_str()) == 0,
+                  std::string(sibling) + " loaded beside the module (" + path + ")");
+    }
+}
+
 // Streams the input's audio through the graph; returns what the grabber
 // collected.
-std::vector<uint8_t> runGraph(const Input& input, const PageCheck& pageCheck)
+std::vector<uint8_t> runGraph(const Input& input,
+                              const PageCheck& pageCheck,
+                              const std::string& modulePath)
 {
     if (!input.type)
         return {};
@@ -524,6 +562,7 @@ std::vector<uint8_t> runGraph(const Input& input, const PageCheck& pageCheck)
         long code = 0;
         check(events->WaitForCompletion(20000, &code) == S_OK && code == EC_COMPLETE,
               "the stream completed");
+        checkLoadedFrom(modulePath);
         if (tavio)
             tavio->Release();
         control->Stop();
@@ -567,12 +606,65 @@ int checkUnregistration(const char* modulePath)
     return failures ? 1 : 0;
 }
 
+// Whether intelligent connect finds a way from the input's stream to PCM.
+bool connectsToPcm(const Input& input)
+{
+    IGraphBuilder* graph = nullptr;
+    IBaseFilter* grabberFilter = nullptr;
+    ISampleGrabber* grabber = nullptr;
+    CoCreateInstance(CLSID_FilterGraph, nullptr, CLSCTX_INPROC_SERVER, IID_IGraphBuilder,
+                     reinterpret_cast<void**>(&graph));
+    CoCreateInstance(kSampleGrabber, nullptr, CLSCTX_INPROC_SERVER, IID_IBaseFilter,
+                     reinterpret_cast<void**>(&grabberFilter));
+    check(graph && grabberFilter && input.type, "filter graph manager and Sample Grabber created");
+    bool connected = false;
+    if (graph && grabberFilter && input.type &&
+        SUCCEEDED(grabberFilter->QueryInterface(IID_ISampleGrabber,
+                                                reinterpret_cast<void**>(&grabber)))) {
+        AM_MEDIA_TYPE pcm{};
+        pcm.majortype = MEDIATYPE_Audio;
+        pcm.subtype = MEDIASUBTYPE_PCM;
+        grabber->SetMediaType(&pcm);
+        PushSource* source = PushSource::Create(*input.type);
+        graph->AddFilter(source, L"Audio source");
+        graph->AddFilter(grabberFilter, L"Sample Grabber");
+        IPin* grabberIn = pinOf(grabberFilter, PINDIR_INPUT);
+        connected = SUCCEEDED(graph->Connect(source->OutputPin(), grabberIn));
+        grabberIn->Release();
+        grabber->Release();
+    }
+    if (grabberFilter)
+        grabberFilter->Release();
+    if (graph)
+        graph->Release();
+    return connected;
+}
+
+// After an uninstallation: no key of the filter is left, and the graph
+// manager finds no decoder for the stream.
+int checkAbsence(const char* vob)
+{
+    CoInitializeEx(nullptr, COINIT_MULTITHREADED);
+    check(!keyExists(L"CLSID\\" + clsidText(CLSID_Tavio2)), "the filter's class key is gone");
+    check(!keyExists(L"CLSID\\" + clsidText(CLSID_TavioPropertyPage)),
+          "the property page's class key is gone");
+    check(!keyExists(kInstance + clsidText(CLSID_Tavio2)),
+          "the filter's instance key (with its capabilities) is gone");
+    check(!mapperFinds(L"Tavio Audio Decoder 2"), "the filter mapper no longer offers Tavio2");
+    check(!connectsToPcm(readVob(vob)), "intelligent connect finds no decoder for the stream");
+    CoUninitialize();
+    std::printf("graph test: %d failed\n", failures);
+    return failures ? 1 : 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv)
 {
     if (argc == 3 && std::string(argv[2]) == "--unregister")
         return checkUnregistration(argv[1]);
+    if (argc == 4 && std::string(argv[3]) == "--absent")
+        return checkAbsence(argv[2]);
     PageCheck pageCheck;
     if (argc == 7 && std::string(argv[4]) == "--page") {
         // The Linux host's lines; the page ends each with CR LF.
@@ -586,7 +678,9 @@ int main(int argc, char** argv)
         std::fprintf(
             stderr,
             "usage: graph_test MODULE INPUT.vob|INPUT.ogg|INPUT.aac|INPUT.amr|INPUT.awb EXPECTED.pcm "
-            "[GRABBED.pcm | --page EXPECTED_PAGE.txt SCREENSHOT.bmp]\n");
+            "[GRABBED.pcm | --page EXPECTED_PAGE.txt SCREENSHOT.bmp]\n"
+            "       graph_test MODULE --unregister\n"
+            "       graph_test MODULE INPUT.vob --absent\n");
         return 2;
     }
     CoInitializeEx(nullptr, COINIT_MULTITHREADED);
@@ -598,6 +692,8 @@ int main(int argc, char** argv)
           "the capabilities key is there");
     check(mapperFinds(L"Tavio Audio Decoder 2"), "the filter mapper offers Tavio2 for DVD LPCM");
 
+    char modulePath[MAX_PATH];
+    DWORD length = GetFullPathNameA(argv[1], MAX_PATH, modulePath, nullptr);
     bool ogg = endsWith(argv[2], ".ogg");
     bool adts = endsWith(argv[2], ".aac");
     bool amr = endsWith(argv[2], ".amr") || endsWith(argv[2], ".awb");
@@ -605,7 +701,7 @@ int main(int argc, char** argv)
                                             : adts ? readAdts(argv[2])
                                             : amr  ? readAmr(argv[2])
                                                    : readVob(argv[2]),
-                                            pageCheck);
+                                            pageCheck, std::string(modulePath, length));
     std::vector<uint8_t> expected = readFile(argv[3]);
     if (argc == 5)
         std::ofstream(argv[4], std::ios::binary)
