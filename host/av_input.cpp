@@ -196,7 +196,6 @@ public:
             latm_.push_back(latm);
             dolby_.push_back(parameters.codec == "ac3" || parameters.codec == "eac3");
             dtsForms_.push_back(dtsForm);
-            adts_.push_back(parameters.codec == "aac" && stream->codecpar->extradata_size == 0);
         }
     }
 
