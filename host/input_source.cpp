@@ -6,6 +6,7 @@
 
 #include "host/av_input.h"
 #include "host/ps_input.h"
+#include "host/raw_mpeg_input.h"
 
 std::unique_ptr<InputSource> openInputSource(const std::string& path, std::string& error)
 {
@@ -28,6 +29,8 @@ std::unique_ptr<InputSource> openInputSource(const std::string& path, std::strin
     if (looksLikeProgramStream(head, size_t(file.gcount())))
         return openProgramStream(path, error);
     auto input = openAvInput(path, error);
+    if (!input)
+        input = openRawMpegAudio(path);
     if (!input)
         error = "not a recognised audio or container format (" + error + ")";
     return input;

@@ -59,7 +59,8 @@ void usage(FILE* out)
         "AAC/HE-AAC (ADTS, LOAS), AMR-NB/AMR-WB (.amr, .awb), MLP, TrueHD; Matroska/WebM,\n"
         "MP4/M4A/3GP, MPEG-TS/M2TS (AAC also as LATM), Ogg, AVI and WAV. Vorbis (up to 8\n"
         "channels) from Ogg, Matroska/WebM and MP4. DTS decodes its core (DTS-HD, 96/24 and ES\n"
-        "included); DTS Express has none.\n"
+        "included); DTS Express has none. MPEG audio that no container format claims is read\n"
+        "as an elementary stream when its frames follow one another.\n"
         "\n"
         "Exit codes: 0 decoded, 1 usage, 2 unreadable or unsupported input, 3 no audio.\n");
 }

@@ -22,10 +22,11 @@ using Bytes = std::vector<uint8_t>;
 using Repack = Bytes (*)(const Bytes&);
 
 enum class Reference {
-    Decode,  // ffmpeg's decode of the stream before any repacking
-    Source,  // the PCM the stream was encoded from
-    Spdif,   // ffmpeg's spdif muxer on the stream, byte for byte
-    Bursts,  // the AC-3 inside our bursts decoded by ffmpeg, against Decode
+    Decode,   // ffmpeg's decode of the stream before any repacking
+    Source,   // the PCM the stream was encoded from
+    Spdif,    // ffmpeg's spdif muxer on the stream, byte for byte
+    Bursts,   // the AC-3 inside our bursts decoded by ffmpeg, against Decode
+    PcmFile,  // the 16-bit PCM that comes with a vector, beside it as .pcm
 };
 enum class Compare { Exact, Lsb, Snr };
 
@@ -206,6 +207,10 @@ const Row kRows[] = {
      C::Snr, 30, 0, 0, W{2, 16, 0x3, 24000}},
     {"Mp2VectorHalfRate22k", "", 0, "tinytag/mpeg2_22050hz.mp2", "", R::Decode, "s16le", C::Snr, 0,
      0, 0, W{2, 16, 0x3, 22050}},
+    // One frame that libavformat does not recognise: fed as MPEG audio
+    // because its frames fill the file.
+    {"Mp2VectorRefusedByProbe", "", 0, "minimp3/ILL2_mono.bit", "", R::PcmFile, "s16le", C::Lsb, 1,
+     0, 0, W{1, 16, 0x4, 48000}},
     {"Mp3VectorNonstandard", "", 0, "minimp3/l3-nonstandard-sin1k0db_lame_vbrtag.bit", "",
      R::Decode, "s16le", C::Snr, 80, 0, 0, W{2, 16, 0x3, 44100}},
     // AAC through FAAD2 against ffmpeg's decoder, from the first unit on: the
@@ -357,8 +362,9 @@ TEST_P(TavioContainers, DecodesLikeItsReference)
 
     std::vector<double> ours = samplesOf(wav.data, formatOf(wav)), reference;
     int channels = row.wave.channels;
-    reference = samplesOf(row.reference == R::Source
-                              ? readBytes(source)
+    reference = samplesOf(row.reference == R::Source ? readBytes(source)
+                          : row.reference == R::PcmFile
+                              ? readBytes(made.substr(0, made.rfind('.')) + ".pcm")
                               : referenceDecode(made, row.referenceFormat, row.referenceOptions),
                           formatOf(row.referenceFormat));
     if (row.reference == R::Bursts) {
