@@ -1,6 +1,8 @@
 #include "host/decode_session.h"
 
 #include <algorithm>
+#include <atomic>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -106,22 +108,40 @@ public:
     }
     void write(const uint8_t* data, size_t size)
     {
-        if (wave_)
+        if (failed())
+            return;
+        size_t written = size;
+        if (wave_) {
             writer_.write(data, size);
-        else if (raw_)
-            failed_ |= std::fwrite(data, 1, size, raw_) != size;
-        bytes_ += size;
+            written = writer_.failed() ? 0 : size;
+        } else if (raw_ && (written = std::fwrite(data, 1, size, raw_)) != size) {
+            failed_ = true;
+            error_ = errno;
+        }
+        bytes_ += written;
+    }
+    bool failed() const { return wave_ ? writer_.failed() : failed_; }
+    // Why a write failed, for the user.
+    std::string error() const
+    {
+        int error = wave_ ? writer_.error() : error_;
+        return error ? std::strerror(error) : "unknown error";
     }
     bool close()
     {
-        if (wave_)
-            return writer_.close();
+        if (wave_) {
+            bool ok = writer_.close();
+            bytes_ = writer_.dataBytes();  // after a failure, what the file keeps
+            return ok;
+        }
         bool ok = !failed_;
         if (raw_ && raw_ != stdout)
             ok &= std::fclose(raw_) == 0;
         else if (raw_)
             ok &= std::fflush(raw_) == 0;
         raw_ = nullptr;
+        if (!ok && !error_)
+            error_ = errno;
         return ok;
     }
     // Before any audio was written: a WAVE file starts again with the header
@@ -143,6 +163,7 @@ private:
     WavWriter writer_;
     FILE* raw_ = nullptr;
     bool failed_ = false;
+    int error_ = 0;
     uint64_t bytes_ = 0;
 };
 
@@ -164,7 +185,7 @@ public:
 
     void write(const uint8_t* data, size_t size)
     {
-        if (!size || failed_)
+        if (!size || failed())
             return;
         PcmFormat now = pcmFormatOf(current_);
         if (!started_) {
@@ -200,24 +221,25 @@ public:
     }
 
     void finish() { drainConverter(); }
-    bool failed() const { return failed_; }
+    bool failed() const { return failed_ || file_.failed(); }
     // "16-bit PCM, 48000 Hz, 2 channels (mask 0x3)", and the first change after audio.
     std::string description() const
     {
-        std::string text = describe(started_ ? fileFormat_ : pcmFormatOf(current_));
+        std::string text = describe(fileFormat());
         if (changedTo_)
             text += "; changed mid-stream to " + describe(*changedTo_);
         return text;
     }
     double seconds() const { return seconds_; }
+    PcmFormat fileFormat() const { return started_ ? fileFormat_ : pcmFormatOf(current_); }
 
 private:
-    // Writes bytes of `format` and counts the time they last.
+    // Writes bytes of `format` and counts the time they last, if written.
     void put(const uint8_t* data, size_t size, const PcmFormat& format)
     {
         file_.write(data, size);
         uint64_t perSecond = uint64_t(format.blockAlign) * format.rate;
-        if (perSecond)
+        if (perSecond && !file_.failed())
             seconds_ += double(size) / double(perSecond);
     }
     void drainConverter()
@@ -286,19 +308,29 @@ struct Released {
 template <class T>
 using Ref = std::unique_ptr<T, Released>;
 
-// What the property page would show for the filter's input or output now.
-std::string filterStreamText(IBaseFilter* filter, bool output)
+// What the property page would show for the filter's input or output now,
+// and the snapshot's values.
+void readFilterStreamInfo(IBaseFilter* filter,
+                          bool output,
+                          std::string& text,
+                          std::optional<StreamInfoRecord>& record)
 {
     ITavioControl* control = nullptr;
-    if (FAILED(filter->QueryInterface(IID_ITavioControl, reinterpret_cast<void**>(&control))))
-        return streamText(nullptr);
     ITavioStreamInfo* info = nullptr;
-    HRESULT hr = output ? control->GetOutputStreamInfo(&info) : control->GetInputStreamInfo(&info);
-    control->Release();
-    std::string text = streamText(SUCCEEDED(hr) ? info : nullptr);
-    if (info)
+    if (SUCCEEDED(filter->QueryInterface(IID_ITavioControl, reinterpret_cast<void**>(&control)))) {
+        HRESULT hr =
+            output ? control->GetOutputStreamInfo(&info) : control->GetInputStreamInfo(&info);
+        control->Release();
+        if (FAILED(hr) && info) {
+            info->Release();
+            info = nullptr;
+        }
+    }
+    text = streamText(info);
+    if (info) {
+        record = readStreamInfo(*info);
         info->Release();
-    return text;
+    }
 }
 
 const struct {
@@ -436,6 +468,7 @@ DecodeOutcome decodeStream(const FilterFactory& createFilter,
         // is through the filter, then written without its padding.
         bool holding = false;
         std::vector<uint8_t> held;
+        std::atomic<bool> writeFailed = false;
         sinkFilter->SetSampleHandler([&](const ReceivedSample& sample) {
             if (sample.mediaType)
                 audio.setType(*sample.mediaType);
@@ -446,6 +479,8 @@ DecodeOutcome decodeStream(const FilterFactory& createFilter,
                 held.insert(held.end(), sample.data.begin() + long(skip), sample.data.end());
             else
                 audio.write(sample.data.data() + skip, sample.data.size() - skip);
+            if (audio.failed())
+                writeFailed = true;
         });
         graph.Run();
         ProgressBar bar(request.progress);
@@ -454,7 +489,11 @@ DecodeOutcome decodeStream(const FilterFactory& createFilter,
         std::optional<MpegLayer2Padding> mpegLayout;
         if (chosen.codec == "mp1" || chosen.codec == "mp2")
             mpegLayout.emplace();
-        while ((request.maxPackets == 0 || delivered++ < request.maxPackets) &&
+        auto stopNow = [&] {
+            outcome.stopped = request.stopRequested && request.stopRequested();
+            return outcome.stopped || writeFailed;
+        };
+        while ((request.maxPackets == 0 || delivered++ < request.maxPackets) && !stopNow() &&
                input.next(packet)) {
             if (mpegLayout)
                 mpegLayout->lay(packet.data);
@@ -478,20 +517,27 @@ DecodeOutcome decodeStream(const FilterFactory& createFilter,
             bar.update(input.progress());
         }
         // Before the end of stream, which resets the decoder.
-        outcome.inputText = filterStreamText(decoder.get(), false);
-        outcome.outputText = filterStreamText(decoder.get(), true);
-        sourceFilter->DeliverEndOfStream();
+        readFilterStreamInfo(decoder.get(), false, outcome.inputText, outcome.inputInfo);
+        readFilterStreamInfo(decoder.get(), true, outcome.outputText, outcome.outputInfo);
+        // A stopped decode ends as a player stops: no end of stream, the
+        // graph stopped, then the file finished with what reached it.
+        if (!outcome.stopped && !writeFailed)
+            sourceFilter->DeliverEndOfStream();
         graph.Stop();
         sinkFilter->SetSampleHandler(nullptr);
         audio.finish();
-        bool closed = !audio.failed() && output.close();
+        uint64_t counted = output.bytes();
+        bool closed = output.close() && !audio.failed();
         outcome.bytes = output.bytes();
         outcome.format = audio.description();
-        outcome.seconds = audio.seconds();
+        outcome.delivered = audio.fileFormat();
+        outcome.seconds = counted ? audio.seconds() * double(outcome.bytes) / double(counted) : 0;
         if (!closed) {
-            outcome.exitCode = 1;
-            outcome.message = request.output + ": writing failed";
-        } else if (outcome.bytes == 0) {
+            char kept[64];
+            std::snprintf(kept, sizeof kept, "; %.2f s of audio kept", outcome.seconds);
+            outcome.exitCode = 4;
+            outcome.message = request.output + ": writing failed (" + output.error() + ")" + kept;
+        } else if (outcome.bytes == 0 && !outcome.stopped) {
             outcome.exitCode = 3;
             outcome.message = "the filter accepted " + chosen.codec + " but produced no audio";
         }

@@ -7,6 +7,8 @@
 #include <string>
 
 #include "host/input_source.h"
+#include "host/pcm_format.h"
+#include "host/stream_info_record.h"
 #include "host/tavio_module.h"
 
 struct DecodeRequest {
@@ -19,17 +21,25 @@ struct DecodeRequest {
     bool progress = false;
     bool announceFormatChanges = false;  // say a mid-stream format change on standard error
     size_t maxPackets = 0;               // stop after this many input packets (0: the whole stream)
+    // Asked between packets; true stops the graph and keeps what was written.
+    std::function<bool()> stopRequested;
 };
 
 struct DecodeOutcome {
-    int exitCode = 0;     // 0 decoded, 2 refused, 3 no audio, 1 output not writable
-    std::string message;  // one line for the user
+    // 0 decoded, 2 refused, 3 no audio, 1 output not writable, 4 writing failed
+    int exitCode = 0;
+    std::string message;   // one line for the user
+    bool stopped = false;  // stopRequested ended the decode early
     uint64_t bytes = 0;
-    double seconds = 0;  // of audio written
-    std::string format;  // what was delivered, e.g. "16-bit PCM, 48000 Hz, 2 channels (mask 0x3)"
-    // The filter's stream text for its input and output, taken at the end.
+    double seconds = 0;   // of audio written
+    std::string format;   // what was delivered, e.g. "16-bit PCM, 48000 Hz, 2 channels (mask 0x3)"
+    PcmFormat delivered;  // the same as values
+    // The filter's stream text for its input and output, taken at the end,
+    // and the snapshots behind it.
     std::string inputText;
     std::string outputText;
+    std::optional<StreamInfoRecord> inputInfo;
+    std::optional<StreamInfoRecord> outputInfo;
 };
 
 // True for the names DecodeRequest::outputFormat takes.

@@ -9,20 +9,23 @@
 #include <string>
 
 #include "host/decode_session.h"
+#include "host/info_report.h"
 #include "host/input_source.h"
+#include "host/interrupt.h"
 #include "host/tavio_module.h"
 
 namespace {
 
 constexpr const char* kVersion = "tavio " TAVIO_VERSION;
 
-enum ExitCode { Decoded = 0, UsageError = 1, UnreadableInput = 2, NoAudio = 3 };
+enum ExitCode { Decoded = 0, UsageError = 1, UnreadableInput = 2, NoAudio = 3, WriteFailed = 4 };
 
 struct Options {
     std::string input;
     std::string output;
     bool quiet = false;
     bool info = false;
+    bool json = false;         // info as one JSON document
     std::string outputFormat;  // empty: the filter's own choice
     int stream = -1;           // audio stream number; -1: the first the filter accepts
     std::string bits;          // empty: any format; else 16, 24, 32 or float
@@ -33,7 +36,7 @@ void usage(FILE* out)
     std::fprintf(
         out,
         "Usage: tavio [decode] [OPTION]... [INPUT]\n"
-        "  or:  tavio info INPUT\n"
+        "  or:  tavio info [--json] INPUT\n"
         "  or:  tavio --help | --version\n"
         "Decodes an audio stream of INPUT through the Tavio2 decoder filter and writes OUTPUT\n"
         "(default: the input's name with .wav, in the current folder). A .wav name gets a\n"
@@ -53,6 +56,7 @@ void usage(FILE* out)
         "                                E-AC-3 goes out only this way, converted to AC-3\n"
         "  --spdif      short for --output-format spdif-bitstream\n"
         "  -q           no messages but errors\n"
+        "  --json       (info) one JSON document on standard output, for scripts\n"
         "\n"
         "Inputs: DVD-Video/HD-DVD VOB/EVO and DVD-Audio AOB program streams (LPCM, MLP, AC-3,\n"
         "DTS, MPEG audio); raw AC-3, E-AC-3, DTS (also DTS-CD's 14-bit words, .cpt), MPEG audio,\n"
@@ -62,7 +66,9 @@ void usage(FILE* out)
         "included); DTS Express has none. MPEG audio that no container format claims is read\n"
         "as an elementary stream when its frames follow one another.\n"
         "\n"
-        "Exit codes: 0 decoded, 1 usage, 2 unreadable or unsupported input, 3 no audio.\n");
+        "Ctrl-C, SIGTERM or SIGHUP stop the decode and keep what was written.\n"
+        "Exit codes: 0 decoded, 1 usage, 2 unreadable or unsupported input, 3 no audio,\n"
+        "4 writing the output failed (what was written is kept), 128 + N stopped by signal N.\n");
 }
 
 bool isNumber(const std::string& text)
@@ -92,6 +98,8 @@ int parse(int argc, char** argv, Options& options)
         }
         if (arg == "-q") {
             options.quiet = true;
+        } else if (arg == "--json") {
+            options.json = true;
         } else if (arg == "--spdif") {
             options.outputFormat = "spdif-bitstream";
         } else if (arg == "--output-format") {
@@ -146,6 +154,10 @@ int parse(int argc, char** argv, Options& options)
         std::fprintf(stderr, "tavio: info needs an input file\n");
         return UsageError;
     }
+    if (options.json && !options.info) {
+        std::fprintf(stderr, "tavio: --json goes with info (see --help)\n");
+        return UsageError;
+    }
     return 0;
 }
 
@@ -166,52 +178,14 @@ std::string findBundledStream()
     return "";
 }
 
-// Prints the page text indented under a heading.
-void printStreamText(const char* heading, const std::string& text)
-{
-    std::printf("    %s:\n", heading);
-    size_t start = 0;
-    while (start < text.size()) {
-        size_t end = text.find("\r\n", start);
-        if (end == std::string::npos)
-            end = text.size();
-        std::printf("      %s\n", text.substr(start, end - start).c_str());
-        start = end + 2;
-    }
-}
-
 int info(TavioModule* module, const Options& options, InputSource& input)
 {
-    const auto& streams = input.streams();
-    std::printf("%s: %s, %zu audio stream%s\n", options.input.c_str(),
-                input.containerName().c_str(), streams.size(), streams.size() == 1 ? "" : "s");
-    for (size_t i = 0; i < streams.size(); ++i) {
-        std::printf("  stream %zu: %s\n", i, streams[i].description.c_str());
-        if (!streams[i].mediaType || !streams[i].noAudio.empty()) {
-            std::printf(
-                "    not decoded: %s\n",
-                (streams[i].mediaType ? streams[i].noAudio : streams[i].unsupported).c_str());
-            continue;
-        }
-        if (!module)
-            continue;
-        // Decode the stream's start to see what the filter makes of it.
-        std::string error;
-        auto fresh = openInputSource(options.input, error);
-        if (!fresh)
-            continue;
-        DecodeRequest request;
-        request.maxPackets = 200;
-        DecodeOutcome outcome = decodeStream(*module, *fresh, i, request);
-        if (outcome.exitCode == 2) {
-            std::printf("    refused by the filter: %s\n", outcome.message.c_str());
-            continue;
-        }
-        std::printf("    output: %s\n", outcome.format.c_str());
-        printStreamText("decoder", outcome.inputText);
-        printStreamText("delivered", outcome.outputText);
-    }
-    return streams.empty() ? NoAudio : Decoded;
+    InfoReport report = examineInput(module, options.input, input);
+    if (options.json)
+        std::fputs(infoJson(report).c_str(), stdout);
+    else
+        printInfoText(report);
+    return report.streams.empty() ? NoAudio : Decoded;
 }
 
 int decode(TavioModule& module, const Options& options, InputSource& input)
@@ -239,9 +213,7 @@ int decode(TavioModule& module, const Options& options, InputSource& input)
             return NoAudio;
         }
     } else {
-        while (stream < streams.size() &&
-               (!streams[stream].mediaType || !streams[stream].noAudio.empty()))
-            ++stream;
+        stream = defaultStream(streams);
         if (stream == streams.size()) {
             // Streams the filter takes but cannot make sound of: say why.
             for (const HostStream& s : streams)
@@ -262,7 +234,14 @@ int decode(TavioModule& module, const Options& options, InputSource& input)
     request.outputFormat = options.outputFormat;
     request.progress = !options.quiet && isatty(2);
     request.announceFormatChanges = true;
+    request.stopRequested = [] { return stopSignal() != 0; };
+    catchStopSignals();
     DecodeOutcome outcome = decodeStream(module, input, stream, request);
+    if (outcome.stopped && outcome.exitCode == 0) {
+        std::fprintf(stderr, "tavio: interrupted, %.2f s of audio written to %s\n", outcome.seconds,
+                     request.output.c_str());
+        return exitCodeForSignal(stopSignal());
+    }
     if (outcome.exitCode != 0) {
         std::fprintf(stderr, "tavio: %s: %s\n", options.input.c_str(), outcome.message.c_str());
         return outcome.exitCode;

@@ -1,20 +1,22 @@
 #include "host/wav_writer.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <cstring>
+#include <filesystem>
 
 namespace {
 
 constexpr uint32_t kDs64Size =
     28;  // RIFF size, data size, sample count (64-bit each), table length
 
-void put32(std::ofstream& out, uint32_t v)
+void put32(std::ostream& out, uint32_t v)
 {
     char b[4] = {char(v), char(v >> 8), char(v >> 16), char(v >> 24)};
     out.write(b, 4);
 }
 
-void put64(std::ofstream& out, uint64_t v)
+void put64(std::ostream& out, uint64_t v)
 {
     put32(out, uint32_t(v));
     put32(out, uint32_t(v >> 32));
@@ -55,6 +57,7 @@ std::vector<uint8_t> fileWaveFormat(const std::vector<uint8_t>& connectionFormat
 
 bool WavWriter::open(const std::string& path, const std::vector<uint8_t>& format)
 {
+    path_ = path;
     file_.open(path, std::ios::binary | std::ios::trunc);
     if (!file_)
         return false;
@@ -77,37 +80,67 @@ bool WavWriter::open(const std::string& path, const std::vector<uint8_t>& format
         file_.put(0);
     file_.write("data", 4);
     put32(file_, 0);
+    headerSize_ = 12 + (8 + kDs64Size) + (8 + formatSize_ + formatSize_ % 2) + 8;
     return bool(file_);
 }
 
 void WavWriter::write(const uint8_t* data, size_t size)
 {
+    if (error_)
+        return;
     file_.write(reinterpret_cast<const char*>(data), std::streamsize(size));
+    if (!file_) {
+        error_ = errno ? errno : EIO;
+        return;
+    }
     data_ += size;
 }
 
 bool WavWriter::close()
 {
-    if (data_ % 2)
+    if (!error_ && data_ % 2)
         file_.put(0);
-    uint64_t padded = formatSize_ + (formatSize_ % 2);
-    uint64_t headerAfterRiff = 4 + (8 + kDs64Size) + (8 + padded) + 8;
-    uint64_t riff = headerAfterRiff + data_ + (data_ % 2);
-    bool rf64 = riff > limit_ || data_ > limit_;
-    file_.seekp(0);
-    file_.write(rf64 ? "RF64" : "RIFF", 4);
-    put32(file_, rf64 ? 0xFFFFFFFFu : uint32_t(riff));
-    if (rf64) {
-        file_.seekp(12);
-        file_.write("ds64", 4);
-        put32(file_, kDs64Size);
-        put64(file_, riff);
-        put64(file_, data_);
-        put64(file_, data_ / blockAlign_);
-        put32(file_, 0);  // no table of other large chunks
-    }
-    file_.seekp(std::streamoff(headerAfterRiff + 8 - 4));
-    put32(file_, rf64 ? 0xFFFFFFFFu : uint32_t(data_));
+    if (!error_ && !file_.flush())
+        error_ = errno ? errno : EIO;
     file_.close();
-    return !file_.fail();
+    if (!error_ && file_.fail())
+        error_ = errno ? errno : EIO;
+    if (error_)
+        keepWhatReachedTheFile();
+    // The sizes go into the header in place, which never makes the file longer.
+    std::fstream header(path_, std::ios::binary | std::ios::in | std::ios::out);
+    writeSizes(header);
+    header.close();
+    return !error_ && !header.fail();
+}
+
+void WavWriter::keepWhatReachedTheFile()
+{
+    std::error_code error;
+    uint64_t size = std::filesystem::file_size(path_, error);
+    // Whole frames, and an even count of bytes so that no pad byte is needed.
+    uint64_t unit = blockAlign_ % 2 ? 2u * blockAlign_ : blockAlign_;
+    data_ = error || size < headerSize_ ? 0 : (size - headerSize_) / unit * unit;
+    if (!error)
+        std::filesystem::resize_file(path_, std::min(size, headerSize_ + data_), error);
+}
+
+void WavWriter::writeSizes(std::ostream& out) const
+{
+    uint64_t riff = headerSize_ - 8 + data_ + (data_ % 2);
+    bool rf64 = riff > limit_ || data_ > limit_;
+    out.seekp(0);
+    out.write(rf64 ? "RF64" : "RIFF", 4);
+    put32(out, rf64 ? 0xFFFFFFFFu : uint32_t(riff));
+    if (rf64) {
+        out.seekp(12);
+        out.write("ds64", 4);
+        put32(out, kDs64Size);
+        put64(out, riff);
+        put64(out, data_);
+        put64(out, data_ / blockAlign_);
+        put32(out, 0);  // no table of other large chunks
+    }
+    out.seekp(std::streamoff(headerSize_ - 4));
+    put32(out, rf64 ? 0xFFFFFFFFu : uint32_t(data_));
 }

@@ -20,8 +20,14 @@ std::vector<uint8_t> fileWaveFormat(const std::vector<uint8_t>& connectionFormat
 class WavWriter {
 public:
     bool open(const std::string& path, const std::vector<uint8_t>& format);
+    // Writes nothing more once a write has failed (disk full, file size limit).
     void write(const uint8_t* data, size_t size);
-    // Fills in the sizes; false if the file could not be written.
+    bool failed() const { return error_ != 0; }
+    // Why writing failed (an errno value), or 0.
+    int error() const { return error_; }
+    // Fills in the sizes; false if the file could not be written. After a
+    // failed write the file keeps the whole sample frames that reached it,
+    // and its sizes say so as far as the header can still be written.
     bool close();
     uint64_t dataBytes() const { return data_; }
 
@@ -32,7 +38,14 @@ public:
     void setRiffLimitForTesting(uint64_t limit) { limit_ = limit; }
 
 private:
+    // Cuts the data to the whole, even-sized frames that reached the file.
+    void keepWhatReachedTheFile();
+    void writeSizes(std::ostream& out) const;
+
+    std::string path_;
     std::ofstream file_;
+    int error_ = 0;
+    uint32_t headerSize_ = 0;  // bytes before the data
     uint64_t data_ = 0;
     uint32_t formatSize_ = 0;
     uint16_t blockAlign_ = 1;

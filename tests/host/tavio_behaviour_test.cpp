@@ -2,6 +2,10 @@
 // codes, listing, stream choice, format changes and output formats.
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <map>
+#include <sstream>
+
 #include "host/tavio_run.h"
 #include "support/ffmpeg.h"
 #include "support/pcm.h"
@@ -90,6 +94,78 @@ TEST(Tavio, InfoListsTheAudioStreams)
         EXPECT_EQ(runTavio(std::string(asked) + " >" + listing), 0) << asked;
 }
 
+// info --json carries the listing's numbers: a path that needs escaping, the
+// bundled LPCM and 5.1 AC-3 (its details record), read back by Python's json.
+TEST(Tavio, InfoJsonCarriesTheListingsValues)
+{
+    REQUIRE_FFMPEG();
+    TempFolder folder;
+    std::string odd = folder.file("quote\"back\\slash\ttab \xC3\xA9 \xFF.vob");
+    ASSERT_TRUE(runCommand("cp " + std::string(TAVIO_SAMPLE_STREAM) + " '" + odd + "'"));
+    std::string ac3 = folder.file("in.ac3"), listing = folder.file("info.txt");
+    ASSERT_TRUE(encodeTones(ac3, {"FL+FR+FC+LFE+SL+SR"}, "-c:a ac3"));
+    // One "key.path=value" line per value; strings unquoted.
+    const std::string flatten =
+        "python3 -c \"import json,sys\n"
+        "def f(p,v):\n"
+        "  if isinstance(v,dict): [f(p+k+'.',x) for k,x in v.items()]\n"
+        "  elif isinstance(v,list): [f(p+str(i)+'.',x) for i,x in enumerate(v)]\n"
+        "  else: print(p[:-1]+'='+(v if isinstance(v,str) else json.dumps(v)))\n"
+        "f('',json.load(sys.stdin))\"";
+    struct Case {
+        std::string input;
+        std::vector<std::string> expected;  // key=value
+    } cases[] = {
+        {odd,
+         {"input.path=" + odd.substr(0, odd.size() - 5) + "\xEF\xBF\xBD.vob",
+          "input.container=MPEG program stream", "streams.0.chosen=true",
+          "streams.0.output.channelMask=3", "streams.0.decoder.streamType=lpcm"}},
+        {ac3,
+         {"streams.0.output.channels=6", "streams.0.output.channelMask=63",
+          "streams.0.decoder.ac3.acmod=7", "streams.0.decoder.ac3.lfe=true",
+          "streams.0.delivered.channels=6"}},
+    };
+    for (const Case& c : cases) {
+        ASSERT_TRUE(runCommand(kTavio + " info '" + c.input + "' >" + listing));
+        std::string text = readText(listing);
+        bool ok = false;
+        auto out = commandOutput(kTavio + " info --json '" + c.input + "' | " + flatten, &ok);
+        ASSERT_TRUE(ok) << c.input;
+        std::map<std::string, std::string> json;
+        std::istringstream flat(std::string(out.begin(), out.end()));
+        for (std::string line; std::getline(flat, line);)
+            json[line.substr(0, line.find('='))] = line.substr(line.find('=') + 1);
+        for (const std::string& pair : c.expected)
+            EXPECT_EQ(json[pair.substr(0, pair.find('='))], pair.substr(pair.find('=') + 1));
+        // The listing's own numbers, rebuilt from the JSON values.
+        auto at = [&](const std::string& key) { return json["streams.0." + key]; };
+        auto hex = [&](const std::string& key) {
+            char text[16];
+            std::snprintf(text, sizeof text, "0x%x", unsigned(std::stoul(at(key))));
+            return std::string(text);
+        };
+        std::string output =
+            (at("output.float") == "true" ? "32-bit float" : at("output.bits") + "-bit PCM") +
+            ", " + at("output.rate") + " Hz, " + at("output.channels") + " channels (mask " +
+            hex("output.channelMask") + ")";
+        std::vector<std::string> lines = {"output: " + output};
+        for (std::string record : {"decoder", "delivered"})
+            lines.insert(lines.end(), {"bitrate: " + at(record + ".bitRate"),
+                                       "framesize: " + at(record + ".frameSize"),
+                                       "Frequency:" + at(record + ".sampleRate"),
+                                       "Bits: " + at(record + ".bitsPerSample") +
+                                           " mask: " + hex(record + ".channelMask"),
+                                       "Channels: " + at(record + ".channels")});
+        if (json.count("streams.0.decoder.ac3.acmod"))
+            lines.insert(lines.end(),
+                         {"acmod: " + at("decoder.ac3.acmod"), "bsmod: " + at("decoder.ac3.bsmod"),
+                          "surmod: " + at("decoder.ac3.dsurmod"),
+                          at("decoder.ac3.lfe") == "true" ? "lf: 1" : "lf: 0"});
+        for (const std::string& line : lines)
+            EXPECT_NE(text.find(line), std::string::npos) << line << " in\n" << text;
+    }
+}
+
 // --stream picks the audio stream by its index among the file's audio
 // streams; --output-format reaches the filter through its codec API: 5.1
 // AC-3 as decoded, downmixed for S/PDIF, and downmixed surround-compatible.
@@ -123,6 +199,52 @@ TEST(Tavio, StreamAndOutputFormatOptions)
     EXPECT_TRUE(data[0] == reference);
     EXPECT_EQ(data[3].size(), data[4].size());
     EXPECT_FALSE(data[3] == data[4]) << "the surround-compatible downmix equals the plain one";
+}
+
+// Stopped by a signal once a megabyte is written, or by a full disk (a file
+// size limit), tavio stops the graph and leaves a WAVE file whose sizes count
+// what it wrote, as ffmpeg reads it too.
+TEST(Tavio, AStoppedDecodeKeepsWhatItWrote)
+{
+    REQUIRE_FFMPEG();
+    TempFolder folder;
+    // Ten minutes: thirty copies of 20 s of stereo MPEG layer II.
+    std::string part = folder.file("part.mp2"), input = folder.file("long.mp2");
+    ASSERT_TRUE(encodeTones(part, {"FL+FR", 48000, 20.0}, "-c:a mp2"));
+    ASSERT_TRUE(runCommand("for i in $(seq 30); do cat " + part + "; done >" + input));
+    const std::string out = folder.file("out.wav"),
+                      whileShort = "while kill -0 $p 2>/dev/null && [ $(stat -c %s " + out +
+                                   " 2>/dev/null || echo 0) -lt 1000000 ]; do sleep 0.01; done; ";
+    struct Case {
+        std::string before;  // shell commands before tavio starts
+        std::string after;   // ... and while it runs
+        int code;
+        const char* says;
+    } cases[] = {
+        {"", whileShort + "kill -INT $p;", 130, "tavio: interrupted, "},
+        {"", whileShort + "kill -TERM $p;", 143, "tavio: interrupted, "},
+        {"", whileShort + "kill -HUP $p;", 129, "tavio: interrupted, "},
+        {"ulimit -f 2000;", "", 4, "writing failed (File too large); "},
+    };
+    for (const Case& c : cases) {
+        std::string errors = folder.file("errors.txt");
+        int status = std::system(("(rm -f " + out + "; " + c.before + kTavio + " " + input +
+                                  " -q --bits 16 -o " + out + " 2>" + errors + " & p=$!; " +
+                                  c.after + " wait $p)")
+                                     .c_str());
+        EXPECT_EQ(WEXITSTATUS(status), c.code) << c.after;
+        std::string said = readText(errors);
+        EXPECT_EQ(lineCount(said), 1) << said;
+        EXPECT_NE(said.find(c.says), std::string::npos) << said;
+        WavFile wav = readWav(out);
+        EXPECT_EQ(wav.riffSize, std::filesystem::file_size(out) - 8);
+        EXPECT_EQ(wav.dataSizeField, wav.data.size());
+        EXPECT_GT(wav.data.size(), 0u);
+        EXPECT_LT(wav.data.size(), 600u * 48000 * 4);
+        EXPECT_EQ(wav.data.size() % 4, 0u);
+        auto decoded = commandOutput("ffmpeg -v error -i " + out + " -f s16le - | wc -c");
+        EXPECT_EQ(std::stoul(std::string(decoded.begin(), decoded.end())), wav.data.size());
+    }
 }
 
 // A layout change after audio was written: the WAVE file keeps the first
