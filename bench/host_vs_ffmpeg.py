@@ -26,7 +26,8 @@ import tempfile
 FORMATS = {
     "dvd-lpcm": ("-c:a pcm_dvd -sample_fmt s16 -f vob", "in.vob", "-f s16le", ""),
     "bluray-lpcm": ("-c:a pcm_bluray -sample_fmt s32 -f mpegts -mpegts_m2ts_mode 1", "in.m2ts", "-f s32le", ""),
-    # AC-3 goes through AdecDDPlus (float frames, written as 32-bit integers).
+    # AC-3 goes through AdecDDPlus (float frames, which the host writes as
+    # float; ffmpeg's float-to-integer conversion costs it next to nothing).
     "ac3": ("-c:a ac3 -b:a 448k", "in.ac3", "-f s32le", ""),
     # E-AC-3 pass-through: converted to 640 kbit/s AC-3 in IEC 61937 bursts.
     "eac3-spdif": ("-c:a eac3 -b:a 640k", "in.eac3", "-c:a ac3 -b:a 640k -f spdif", "--spdif"),
