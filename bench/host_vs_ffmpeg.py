@@ -6,8 +6,10 @@ MPEG audio; AMR, which ffmpeg cannot encode here, is mono speech-band tones made
 with the codec libraries' own encoders) and decoded by both to raw PCM thrown
 away; the figure is the ratio of CPU times (user + system of the child
 processes), the best of several rounds, so a busy machine skews both sides
-alike. Usage:
-    bench/host_vs_ffmpeg.py TAVIO [--seconds N] [--rounds N] [--format NAME ...]
+alike. With --floors (the folder of the programs bench/floors builds), each
+format also gets tavio's CPU time against its codec library called directly,
+writing the sample format tavio writes. Usage:
+    bench/host_vs_ffmpeg.py TAVIO [--seconds N] [--rounds N] [--format NAME ...] [--floors DIR]
 """
 import argparse
 import ctypes
@@ -24,7 +26,8 @@ import tempfile
 FORMATS = {
     "dvd-lpcm": ("-c:a pcm_dvd -sample_fmt s16 -f vob", "in.vob", "-f s16le", ""),
     "bluray-lpcm": ("-c:a pcm_bluray -sample_fmt s32 -f mpegts -mpegts_m2ts_mode 1", "in.m2ts", "-f s32le", ""),
-    # AC-3 goes through AdecDDPlus (float frames, written as 32-bit integers).
+    # AC-3 goes through AdecDDPlus (float frames, which the host writes as
+    # float; ffmpeg's float-to-integer conversion costs it next to nothing).
     "ac3": ("-c:a ac3 -b:a 448k", "in.ac3", "-f s32le", ""),
     # E-AC-3 pass-through: converted to 640 kbit/s AC-3 in IEC 61937 bursts.
     "eac3-spdif": ("-c:a eac3 -b:a 640k", "in.eac3", "-c:a ac3 -b:a 640k -f spdif", "--spdif"),
@@ -42,6 +45,22 @@ FORMATS = {
     # Made by make_amr, not by ffmpeg: 12.2 kbit/s narrow band, 23.85 wide band.
     "amr-nb": (None, "in.amr", "-f s16le", ""),
     "amr-wb": (None, "in.awb", "-f s16le", ""),
+}
+
+# The floor program and its sample-format argument per format, where tavio's
+# engine is a library of its own; the LPCM formats, whose floor is ffmpeg's
+# read and copy, and E-AC-3 pass-through, whose decode and AC-3 encode ffmpeg
+# does with the same libavcodec calls, have none.
+FLOORS = {
+    "ac3": ("packet_floor", "0"),
+    "truehd": ("packet_floor", "24"),
+    "dts": ("packet_floor", "24"),
+    "aac": ("packet_floor", "16"),
+    "mp3": ("mpg123_floor",),
+    "mp2": ("mpg123_floor",),
+    "vorbis": ("vorbis_floor",),
+    "amr-nb": ("amr_floor",),
+    "amr-wb": ("amr_floor",),
 }
 
 # ffmpeg's AAC encoder codes 5.1(side) with a program config element that
@@ -94,6 +113,7 @@ def main():
     parser.add_argument("--seconds", type=int, default=600)
     parser.add_argument("--rounds", type=int, default=3)
     parser.add_argument("--format", action="append", choices=sorted(FORMATS))
+    parser.add_argument("--floors", help="folder of the floor programs (build/bench/floors)")
     args = parser.parse_args()
     tones = "|".join(f"0.3*sin({330 + 110 * c}*2*PI*t)" for c in range(6))
     with tempfile.TemporaryDirectory() as folder:
@@ -111,11 +131,23 @@ def main():
             ours = [args.tavio, "-q", *tavio_options.split(), path, "-o", "/dev/null"]
             reference = ["ffmpeg", "-v", "error", "-threads", "1", "-i", path, *reference_output.split(), "-y",
                          "/dev/null"]
-            best = None
+            floor = None
+            if args.floors and name in FLOORS:
+                program, *floor_options = FLOORS[name]
+                floor = [os.path.join(args.floors, program), path, *floor_options]
+            best = best_floor = None
             for _ in range(args.rounds):
-                ratio = cpu_seconds(ours) / max(cpu_seconds(reference), 1e-6)
+                tavio = cpu_seconds(ours)
+                ratio = tavio / max(cpu_seconds(reference), 1e-6)
                 best = ratio if best is None else min(best, ratio)
+                if floor:
+                    ratio = tavio / max(cpu_seconds(floor), 1e-6)
+                    best_floor = ratio if best_floor is None else min(best_floor, ratio)
             print(f"{name}: {args.seconds} s of {layout}, tavio / ffmpeg CPU time = {best:.2f}")
+            if best_floor is not None:
+                print(f"{name}: tavio / library floor CPU time = {best_floor:.2f}")
+            elif args.floors:
+                print(f"{name}: tavio / library floor CPU time = {best:.2f} (the floor is ffmpeg)")
     return 0
 
 
