@@ -215,10 +215,8 @@ public:
         dolbySelected_ = dolby_[n];
         latmParser_.reset(latm_[n] ? new LatmParser : nullptr);
         latmTime_.reset();
-        dtsConverter_.reset();
-        if (dtsForms_[n] != DtsWordForm::None && dtsForms_[n] != DtsWordForm::BigEndian16)
-            dtsConverter_.emplace(dtsForms_[n]);
-        sourceOffset_ = 0;
+        dtsForm_ = dtsForms_[n];
+        restartParsers();
         for (unsigned i = 0; i < context_->nb_streams; ++i)
             context_->streams[i]->discard = int(i) == selected_ ? AVDISCARD_DEFAULT : AVDISCARD_ALL;
         // Packets read ahead for other streams are of no use now.
@@ -261,6 +259,31 @@ public:
     }
 
     bool timesFromPresentationStart() const override { return true; }
+
+    bool seek(REFERENCE_TIME time) override
+    {
+        AVStream* stream = context_->streams[selected_];
+        int64_t target = av_rescale_q(time, AVRational{1, 10000000}, stream->time_base) +
+                         (origin_ == AV_NOPTS_VALUE ? 0 : origin_);
+        // Backwards to a packet at or before the target: audio packets are
+        // all key points, and the window after the decoder cuts the rest.
+        if (avformat_seek_file(context_.get(), selected_, INT64_MIN, target, target, 0) < 0 &&
+            av_seek_frame(context_.get(), selected_, target, AVSEEK_FLAG_BACKWARD) < 0)
+            return false;
+        readAhead_.clear();
+        restartParsers();
+        return true;
+    }
+
+    std::optional<REFERENCE_TIME> duration() const override
+    {
+        const AVStream* stream = context_->streams[selected_];
+        if (stream->duration != AV_NOPTS_VALUE)
+            return av_rescale_q(stream->duration, stream->time_base, AVRational{1, 10000000});
+        if (context_->duration != AV_NOPTS_VALUE)
+            return context_->duration * 10;  // AV_TIME_BASE is 1 MHz
+        return std::nullopt;
+    }
 
     double progress() const override
     {
@@ -376,6 +399,19 @@ private:
         }
     }
 
+    // Parsers that carry state from one packet to the next start afresh
+    // (a new stream, or a seek).
+    void restartParsers()
+    {
+        if (latmParser_)
+            latmParser_.reset(new LatmParser);
+        latmTime_.reset();
+        dtsConverter_.reset();
+        if (dtsForm_ != DtsWordForm::None && dtsForm_ != DtsWordForm::BigEndian16)
+            dtsConverter_.emplace(dtsForm_);
+        sourceOffset_ = 0;
+    }
+
     bool nextLatmUnit(HostPacket& packet)
     {
         if (!latmParser_->next(packet.data))
@@ -471,6 +507,7 @@ private:
     std::unique_ptr<LatmParser> latmParser_;
     std::optional<REFERENCE_TIME> latmTime_;  // of the packet the next unit starts in
     std::vector<DtsWordForm> dtsForms_;
+    DtsWordForm dtsForm_ = DtsWordForm::None;  // of the chosen stream
     std::optional<DtsCoreStreamConverter> dtsConverter_;
     int64_t sourceOffset_ = 0;  // bytes of the selected stream read so far
     std::deque<Packet> readAhead_;

@@ -14,6 +14,7 @@
 #include "host/mpeg_layer2_padding.h"
 #include "host/pcm_format.h"
 #include "host/push_source.h"
+#include "host/seek_window.h"
 #include "host/sink_filter.h"
 #include "host/wav_writer.h"
 #include "platform/codecapi.h"
@@ -464,6 +465,16 @@ DecodeOutcome decodeStream(const FilterFactory& createFilter,
     }
     if (outcome.exitCode == 0) {
         DeliveredAudio audio(output, connected, request.announceFormatChanges);
+        SeekingFeed feed(*sourceFilter, input);
+        std::optional<SeekWindow> window;
+        if (request.start || request.duration)
+            window.emplace(request.duration);
+        // Written audio passes the window of --start/--duration first.
+        auto emit = [&](const uint8_t* data, size_t size) {
+            SeekWindow::Cut cut = window ? window->cut(size, audio.currentFormat())
+                                         : SeekWindow::Cut{0, size};
+            audio.write(data + cut.skip, cut.keep);
+        };
         // The audio of a packet with end padding is held until the packet
         // is through the filter, then written without its padding.
         bool holding = false;
@@ -472,17 +483,26 @@ DecodeOutcome decodeStream(const FilterFactory& createFilter,
         sinkFilter->SetSampleHandler([&](const ReceivedSample& sample) {
             if (sample.mediaType)
                 audio.setType(*sample.mediaType);
-            size_t skip = input.timesFromPresentationStart()
+            // The window drops what lies before its start, priming included.
+            size_t skip = !window && input.timesFromPresentationStart()
                               ? bytesBeforeZero(sample, audio.currentFormat())
                               : 0;
+            if (window)
+                window->place(sample.hasStart, sample.start, audio.currentFormat());
             if (holding)
                 held.insert(held.end(), sample.data.begin() + long(skip), sample.data.end());
             else
-                audio.write(sample.data.data() + skip, sample.data.size() - skip);
+                emit(sample.data.data() + skip, sample.data.size() - skip);
             if (audio.failed())
                 writeFailed = true;
         });
         graph.Run();
+        if (window) {
+            std::optional<REFERENCE_TIME> stop;
+            if (request.duration)
+                stop = request.start.value_or(0) + *request.duration;
+            seekThroughGraph(sinkFilter->InputPin(), request.start, stop);
+        }
         ProgressBar bar(request.progress);
         HostPacket packet;
         size_t delivered = 0;
@@ -491,15 +511,21 @@ DecodeOutcome decodeStream(const FilterFactory& createFilter,
             mpegLayout.emplace();
         auto stopNow = [&] {
             outcome.stopped = request.stopRequested && request.stopRequested();
-            return outcome.stopped || writeFailed;
+            return outcome.stopped || writeFailed || (window && window->full());
         };
-        while ((request.maxPackets == 0 || delivered++ < request.maxPackets) && !stopNow() &&
-               input.next(packet)) {
+        bool pastEnd = false;
+        while ((request.maxPackets == 0 || delivered++ < request.maxPackets) && !stopNow()) {
+            SeekingFeed::Step step = feed.applyPendingSeek();
+            if (step == SeekingFeed::Step::Seeked && window)
+                window->restart();
+            if ((pastEnd = step == SeekingFeed::Step::PastEnd) || !input.next(packet))
+                break;
             if (mpegLayout)
                 mpegLayout->lay(packet.data);
             PushSource::Packet p;
             p.data = packet.data.data();
             p.size = packet.data.size();
+            feed.prepare(packet, p.discontinuity);
             p.start = packet.hasTime ? &packet.start : nullptr;
             holding = packet.paddingFrames > 0;
             if (p.size > size_t(kSourceBufferSize))
@@ -511,7 +537,7 @@ DecodeOutcome decodeStream(const FilterFactory& createFilter,
                 // Padding longer than the packet's audio is ignored, as
                 // libavcodec ignores it, so that lengths stay equal to its.
                 size_t padding = paddingBytes(packet.paddingFrames, audio.currentFormat());
-                audio.write(held.data(), held.size() - (padding <= held.size() ? padding : 0));
+                emit(held.data(), held.size() - (padding <= held.size() ? padding : 0));
                 held.clear();
             }
             bar.update(input.progress());
@@ -537,6 +563,12 @@ DecodeOutcome decodeStream(const FilterFactory& createFilter,
             std::snprintf(kept, sizeof kept, "; %.2f s of audio kept", outcome.seconds);
             outcome.exitCode = 4;
             outcome.message = request.output + ": writing failed (" + output.error() + ")" + kept;
+        } else if (outcome.bytes == 0 && !outcome.stopped && (request.start || pastEnd)) {
+            char text[96];
+            std::snprintf(text, sizeof text, "no audio from %.3f s on: the stream ends before",
+                          double(request.start.value_or(0)) / 1e7);
+            outcome.exitCode = 3;
+            outcome.message = text;
         } else if (outcome.bytes == 0 && !outcome.stopped) {
             outcome.exitCode = 3;
             outcome.message = "the filter accepted " + chosen.codec + " but produced no audio";

@@ -21,6 +21,10 @@ struct DecodeRequest {
     bool progress = false;
     bool announceFormatChanges = false;  // say a mid-stream format change on standard error
     size_t maxPackets = 0;               // stop after this many input packets (0: the whole stream)
+    // Where to start, sought as a player's seek bar does, and how much audio
+    // to keep from there (100 ns); unset: from the start, to the end.
+    std::optional<REFERENCE_TIME> start;
+    std::optional<REFERENCE_TIME> duration;
     // Asked between packets; true stops the graph and keeps what was written.
     std::function<bool()> stopRequested;
 };

@@ -50,6 +50,12 @@ public:
     // Whether times count from the presentation's start, so that audio
     // stamped before zero is priming the container cuts (MP4 edit lists).
     virtual bool timesFromPresentationStart() const { return false; }
+    // Moves reading back to a point at or before `time` (counted from the
+    // stream's start), from where next() goes on with timed packets; false
+    // when the stream has nothing there (past its end).
+    virtual bool seek(REFERENCE_TIME time) = 0;
+    // How long the chosen stream lasts, when the input knows.
+    virtual std::optional<REFERENCE_TIME> duration() const { return std::nullopt; }
 };
 
 // Opens a file: MPEG program streams (DVD-Video VOB, DVD-Audio AOB, HD-DVD

@@ -9,6 +9,7 @@
 #include <fstream>
 #include <map>
 #include <memory>
+#include <optional>
 
 #include "host/av_input.h"
 #include "host/parsers/disc_lpcm_headers.h"
@@ -21,6 +22,10 @@ namespace {
 constexpr uint8_t kPrivateStream1 = 0xBD;
 // How much of the file is scanned for the list of streams.
 constexpr size_t kScanBytes = 8 << 20;
+// DVD and HD-DVD packs are one 2048-byte sector; seeking lands on their starts.
+constexpr uint64_t kPackSize = 2048;
+// How far a seek looks for a time stamp of the chosen stream.
+constexpr size_t kProbeBytes = 1 << 20;
 
 bool endsWithNoCase(const std::string& text, const std::string& suffix)
 {
@@ -101,7 +106,31 @@ public:
             recutter_ = std::make_unique<LpcmRecutter>(dvdAudio_ ? LpcmRecutter::Packing::DvdAudio
                                                                  : LpcmRecutter::Packing::DvdVideo);
         file_.open(path_, std::ios::binary);
+        origin_ = firstTimeFrom(0).value_or(0);
         return bool(file_);
+    }
+
+    bool seek(REFERENCE_TIME time) override
+    {
+        // Bisection on whole packs: the last pack from which the chosen
+        // stream's first timed packet is at or before the target.
+        uint64_t low = 0, high = (size_ + kPackSize - 1) / kPackSize;
+        while (high - low > 1) {
+            uint64_t middle = (low + high) / 2;
+            std::optional<REFERENCE_TIME> first = firstTimeFrom(middle * kPackSize);
+            (first && *first <= time ? low : high) = middle;
+        }
+        file_.clear();
+        file_.seekg(std::streamoff(low * kPackSize));
+        read_ = low * kPackSize;
+        reader_ = ProgramStreamReader();
+        finished_ = !file_;
+        // The disc decoders read their private headers from a timed payload on.
+        awaitingTime_ = true;
+        if (recutter_)
+            recutter_ = std::make_unique<LpcmRecutter>(dvdAudio_ ? LpcmRecutter::Packing::DvdAudio
+                                                                 : LpcmRecutter::Packing::DvdVideo);
+        return !finished_;
     }
 
     bool next(HostPacket& out) override
@@ -110,8 +139,10 @@ public:
         for (;;) {
             while (reader_.next(packet)) {
                 if (packet.streamId != selected_.streamId ||
-                    packet.substreamId != selected_.substreamId)
+                    packet.substreamId != selected_.substreamId ||
+                    (awaitingTime_ && !packet.hasPts))
                     continue;
+                awaitingTime_ = false;
                 out.hasTime = packet.hasPts;
                 if (recutter_ && !recutter_->recut(packet.payload, out.hasTime))
                     continue;
@@ -119,7 +150,7 @@ public:
                 size_t skip =
                     stripSubstreamHeader_ ? std::min<size_t>(4, packet.payload.size()) : 0;
                 out.data.assign(packet.payload.begin() + long(skip), packet.payload.end());
-                out.start = packet.ptsReferenceTime;
+                out.start = packet.ptsReferenceTime - origin_;
                 return true;
             }
             if (finished_)
@@ -138,6 +169,26 @@ public:
     double progress() const override { return size_ ? double(read_) / double(size_) : 0; }
 
 private:
+    // The time of the chosen stream's first timed packet after `offset`,
+    // from the stream's start.
+    std::optional<REFERENCE_TIME> firstTimeFrom(uint64_t offset) const
+    {
+        std::ifstream file(path_, std::ios::binary);
+        file.seekg(std::streamoff(offset));
+        ProgramStreamReader reader;
+        std::vector<uint8_t> chunk(kPackSize * 16);
+        PesPacket packet;
+        for (size_t scanned = 0; file && scanned < kProbeBytes; scanned += chunk.size()) {
+            file.read(reinterpret_cast<char*>(chunk.data()), std::streamsize(chunk.size()));
+            reader.append(chunk.data(), size_t(file.gcount()));
+            while (reader.next(packet))
+                if (packet.streamId == selected_.streamId &&
+                    packet.substreamId == selected_.substreamId && packet.hasPts)
+                    return packet.ptsReferenceTime - origin_;
+        }
+        return std::nullopt;
+    }
+
     void describe(const StreamKey& key,
                   const PesPacket& first,
                   const std::vector<ProbedStream>& probed)
@@ -218,6 +269,8 @@ private:
     std::vector<uint8_t> chunk_ = std::vector<uint8_t>(64 * 1024);
     uint64_t read_ = 0;
     bool finished_ = false;
+    REFERENCE_TIME origin_ = 0;  // the chosen stream's first time stamp
+    bool awaitingTime_ = false;  // after a seek, until a timed packet
 };
 
 }  // namespace

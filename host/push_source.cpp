@@ -18,8 +18,17 @@ TV_DEFINE_GUID(CLSID_TavioPushSource,
                0xB4);
 
 PushSourcePin::PushSourcePin(PushSource* filter, CCritSec* lock, HRESULT* phr)
-    : CBaseOutputPin("PushSourcePin", filter, lock, phr, WIDE("Out")), m_pSource(filter)
+    : CBaseOutputPin("PushSourcePin", filter, lock, phr, WIDE("Out")),
+      m_pSource(filter),
+      m_seeking(GetOwner())
 {
+}
+
+STDMETHODIMP PushSourcePin::NonDelegatingQueryInterface(REFIID riid, void** ppv)
+{
+    if (ppv && IsEqualGUID(riid, IID_IMediaSeeking))
+        return GetInterface(static_cast<IMediaSeeking*>(&m_seeking), ppv);
+    return CBaseOutputPin::NonDelegatingQueryInterface(riid, ppv);
 }
 
 HRESULT PushSourcePin::CheckMediaType(const CMediaType* mt)

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "host/source_seeking.h"
 #include "platform/dshow/streams.h"
 
 class PushSource;
@@ -18,9 +19,13 @@ public:
     HRESULT CheckMediaType(const CMediaType* mt) override;
     HRESULT GetMediaType(int position, CMediaType* mt) override;
     HRESULT DecideBufferSize(IMemAllocator* allocator, ALLOCATOR_PROPERTIES* request) override;
+    // IMediaSeeking, as a player's seek bar reaches it through the decoder.
+    STDMETHODIMP NonDelegatingQueryInterface(REFIID riid, void** ppv) override;
+    SourceSeeking& Seeking() { return m_seeking; }
 
 private:
     PushSource* m_pSource;
+    SourceSeeking m_seeking;
 };
 
 class PushSource : public CBaseFilter {
@@ -34,6 +39,7 @@ public:
     int GetPinCount() override { return 1; }
     CBasePin* GetPin(int n) override;
     PushSourcePin* OutputPin() { return &m_pin; }
+    SourceSeeking& Seeking() { return m_pin.Seeking(); }
 
     struct Packet {
         const uint8_t* data = nullptr;

@@ -79,6 +79,15 @@ public:
         return !packet.data.empty();
     }
     double progress() const override { return size_ ? double(read_) / double(size_) : 1.0; }
+    // From the start again: only the first packet is timed, and the window
+    // after the decoder drops what comes before the target.
+    bool seek(REFERENCE_TIME) override
+    {
+        file_.clear();
+        file_.seekg(0);
+        read_ = 0;
+        return bool(file_);
+    }
 
 private:
     std::ifstream file_;

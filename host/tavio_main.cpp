@@ -6,6 +6,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <optional>
 #include <string>
 
 #include "host/decode_session.h"
@@ -29,6 +30,7 @@ struct Options {
     std::string outputFormat;  // empty: the filter's own choice
     int stream = -1;           // audio stream number; -1: the first the filter accepts
     std::string bits;          // empty: any format; else 16, 24, 32 or float
+    std::optional<REFERENCE_TIME> start, duration;
 };
 
 void usage(FILE* out)
@@ -55,6 +57,9 @@ void usage(FILE* out)
         "               spdif-bitstream  AC-3 and DTS passed through as IEC 61937 bursts;\n"
         "                                E-AC-3 goes out only this way, converted to AC-3\n"
         "  --spdif      short for --output-format spdif-bitstream\n"
+        "  --start T    start at T, sought as a player's seek bar seeks: the output begins\n"
+        "               with the frame at T (seconds, mm:ss or hh:mm:ss, with decimals)\n"
+        "  --duration D keep D of audio (the same forms), from T or from the start\n"
         "  -q           no messages but errors\n"
         "  --json       (info) one JSON document on standard output, for scripts\n"
         "\n"
@@ -74,6 +79,30 @@ void usage(FILE* out)
 bool isNumber(const std::string& text)
 {
     return !text.empty() && text.find_first_not_of("0123456789") == std::string::npos;
+}
+
+// "90", "1.5", "01:30", "1:02:03.250" as 100 ns units; nothing when malformed.
+std::optional<REFERENCE_TIME> parseTime(const std::string& text)
+{
+    REFERENCE_TIME total = 0;
+    size_t begin = 0, fields = 0;
+    for (;;) {
+        size_t colon = text.find(':', begin);
+        std::string field = text.substr(begin, colon == std::string::npos ? colon : colon - begin);
+        bool last = colon == std::string::npos;
+        size_t dot = last ? field.find('.') : std::string::npos;
+        std::string whole = field.substr(0, dot);
+        std::string fraction = dot == std::string::npos ? "0" : field.substr(dot + 1);
+        if (!isNumber(whole) || !isNumber(fraction) || whole.size() > 9 || ++fields > 3 ||
+            (fields > 1 && std::atoll(whole.c_str()) >= 60))
+            return std::nullopt;
+        total = total * 60 + std::atoll(whole.c_str()) * 10000000;
+        if (last) {
+            fraction = (fraction + "0000000").substr(0, 7);
+            return total + std::atoll(fraction.c_str());
+        }
+        begin = colon + 1;
+    }
 }
 
 // -1: stop with success (help, version); 0: go on; else the exit code.
@@ -136,6 +165,18 @@ int parse(int argc, char** argv, Options& options)
                 return UsageError;
             }
             options.bits = bits;
+        } else if (arg == "--start" || arg == "--duration") {
+            const char* t = value("a time");
+            std::optional<REFERENCE_TIME> time = t ? parseTime(t) : std::nullopt;
+            if (!time || (arg == "--duration" && *time == 0)) {
+                if (t)
+                    std::fprintf(stderr,
+                                 "tavio: %s takes a time such as 90, 1.5, 01:30 or 1:02:03.250; "
+                                 "not %s\n",
+                                 arg.c_str(), t);
+                return UsageError;
+            }
+            (arg == "--start" ? options.start : options.duration) = time;
         } else if (i == 1 && arg == "decode") {
             continue;
         } else if (i == 1 && arg == "info") {
@@ -232,6 +273,8 @@ int decode(TavioModule& module, const Options& options, InputSource& input)
     request.output = options.output.empty() ? defaultOutput(options.input) : options.output;
     request.bits = options.bits;
     request.outputFormat = options.outputFormat;
+    request.start = options.start;
+    request.duration = options.duration;
     request.progress = !options.quiet && isatty(2);
     request.announceFormatChanges = true;
     request.stopRequested = [] { return stopSignal() != 0; };

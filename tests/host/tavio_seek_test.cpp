@@ -1,0 +1,153 @@
+// --start and --duration against ffmpeg's accurate seek (-ss and -t before
+// -i) on the same file, one row per codec and container: the output must
+// begin within one codec frame of ffmpeg's and match it in content.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <iostream>
+
+#include "host/tavio_run.h"
+#include "support/ffmpeg.h"
+#include "support/pcm.h"
+#include "support/program_stream_builder.h"
+#include "support/row_name.h"
+
+// Named: the tests build as one unit, beside the container table's helpers.
+namespace seek_table {
+
+using Bytes = std::vector<uint8_t>;
+
+struct SeekRow {
+    const char* name;
+    // ffmpeg's output options and file name for the made signal, or a
+    // vector's path when `vector` is set.
+    const char* made;
+    const char* reference;  // ffmpeg's raw format of the same samples
+    double minSnr;          // dB; above 150 means equal
+    long frame;             // the codec's frame: how far start and length may be off
+    Bytes (*repack)(const Bytes&) = nullptr;
+    const char* input = nullptr;  // the repacked file's name
+    bool vector = false;
+    const char* options = "";
+};
+
+void PrintTo(const SeekRow& row, std::ostream* out)
+{
+    *out << row.name;
+}
+
+Bytes aobLpcm(const Bytes& bigEndian)
+{
+    return psbuild::dvdAudioLpcmProgramStream(bigEndian, 2000, 0x00, 1, 4);
+}
+Bytes aobMlp(const Bytes& mlp)
+{
+    return psbuild::discMlpProgramStream(mlp, false);
+}
+Bytes evoMlp(const Bytes& mlp)
+{
+    return psbuild::discMlpProgramStream(mlp, true);
+}
+
+// clang-format off
+const SeekRow kSeekRows[] = {
+    {"LpcmVob", "-c:a pcm_dvd -sample_fmt s16 -f vob in.vob", "s16le", 200, 0},
+    {"LpcmAob", "-f s16be in.pcm", "s16le", 200, 0, aobLpcm, "in.aob"},
+    {"LpcmM2ts", "-c:a pcm_bluray -sample_fmt s32 -mpegts_m2ts_mode 1 in.m2ts", "s24le", 200, 0},
+    {"Ac3Vob", "-c:a ac3 -f vob in.vob", "f32le", 60, 1536},
+    {"Ac3Mkv", "-c:a ac3 in.mkv", "f32le", 60, 1536},
+    {"DtsTs", "-c:a dca -strict -2 in.ts", "s32le", 60, 512},
+    {"DtsVob", "-c:a dca -strict -2 -f vob in.vob", "s32le", 60, 512},
+    {"MlpAob", "-c:a mlp -strict -2 -f mlp in.mlp", "s24le", 200, 40, aobMlp, "in.aob"},
+    {"TrueHdEvo", "-c:a truehd -strict -2 -f truehd in.thd", "s24le", 200, 40, evoMlp, "in.evo"},
+    {"TrueHdM2ts", "-c:a truehd -strict -2 in.m2ts", "s24le", 200, 40},
+    {"Mp2Vob", "-c:a mp2 -b:a 192k -f vob in.vob", "s16le", 40, 1152},
+    {"Mp3Raw", "-c:a libmp3lame -b:a 192k in.mp3", "s16le", 40, 1152},
+    {"AacM4a", "-c:a aac in.m4a", "s16le", 40, 1024},
+    {"AacAdts", "-c:a aac -f adts in.aac", "s16le", 40, 1024},
+    {"HeAacVectorTs", "mediabunny/no-initial-keyframe.ts", "s16le", 30, 2048, nullptr, nullptr,
+     true},
+    {"VorbisOgg", "-c:a libvorbis -q:a 6 in.ogg", "f32le", 60, 1024, nullptr, nullptr, false,
+     "--bits float"},
+    {"AmrNbVector", "androidx_media/amr_sample_nb.amr", "s16le", 20, 160, nullptr, nullptr, true},
+    {"AmrWbVector", "androidx_media/amr_sample_wb.amr", "s16le", 10, 320, nullptr, nullptr, true},
+};
+// clang-format on
+
+// A stereo sweep: unlike a steady tone it matches itself at one shift only.
+const char* kSweep =
+    "-f lavfi -i 'aevalsrc=0.5*sin(2*PI*(100+400*t)*t)|0.5*sin(2*PI*(150+300*t)*t)"
+    ":s=48000:d=4'";
+constexpr const char* kStart = "1.3";
+constexpr const char* kDuration = "1";
+
+SampleFormat formatOf(const std::string& f)
+{
+    return f == "s24le"   ? SampleFormat::S24
+           : f == "s32le" ? SampleFormat::S32
+           : f == "f32le" ? SampleFormat::F32
+                          : SampleFormat::S16;
+}
+
+SampleFormat formatOf(const WavFile& wav)
+{
+    if (wav.bitsPerSample() == 32)
+        return wav.read16(24) == 3 ? SampleFormat::F32 : SampleFormat::S32;
+    return wav.bitsPerSample() == 24 ? SampleFormat::S24 : SampleFormat::S16;
+}
+
+class TavioSeek : public ::testing::TestWithParam<SeekRow> {
+protected:
+    TempFolder folder;
+};
+
+TEST_P(TavioSeek, StartsAndEndsWhereFfmpegDoes)
+{
+    const SeekRow& row = GetParam();
+    REQUIRE_FFMPEG();
+    std::string made;
+    if (row.vector) {
+        REQUIRE_VECTOR(row.made);
+        made = vectorPath(row.made);
+    } else {
+        std::string recipe = row.made;
+        made = folder.file(recipe.substr(recipe.rfind(' ') + 1));
+        ASSERT_TRUE(runCommand(std::string("ffmpeg -v error -nostdin ") + kSweep + " " +
+                               recipe.substr(0, recipe.rfind(' ')) + " -y " + made));
+    }
+    std::string input = made, referenceInput = "";
+    if (row.repack) {
+        input = folder.file(row.input);
+        writeBytes(input, row.repack(readBytes(made)));
+        if (std::string(row.input) == "in.aob")
+            referenceInput = "-f s16be -ar 48000 -ac 2 ";
+    }
+    if (std::string(row.made).find(".pcm") == std::string::npos)
+        referenceInput = "";
+    std::string out = folder.file("out.wav"), errors;
+    ASSERT_EQ(runTavio(input + " -q " + row.options + " --start " + kStart + " --duration " +
+                           kDuration + " -o " + out,
+                       &errors),
+              0)
+        << errors;
+    WavFile wav = readWav(out);
+    int channels = wav.channels();
+    std::vector<double> ours = samplesOf(wav.data, formatOf(wav));
+    std::vector<double> reference = samplesOf(
+        referenceDecode(made, row.reference,
+                        referenceInput + "-ss " + kStart + " -t " + kDuration),
+        formatOf(row.reference));
+    ASSERT_FALSE(ours.empty());
+    ASSERT_FALSE(reference.empty());
+    PcmMatch match = alignedSnr(reference, ours, channels);
+    long frames = long(ours.size()) / channels, referenceFrames = long(reference.size()) / channels;
+    std::cout << "[ seek ] " << row.name << ": offset " << match.shift << " frames, " << match.snr
+              << " dB, " << frames << " frames vs " << referenceFrames << std::endl;
+    EXPECT_LE(std::labs(match.shift), row.frame);
+    EXPECT_GE(match.snr, row.minSnr > 150 ? 1e300 : row.minSnr);
+    EXPECT_LE(std::labs(frames - referenceFrames), row.frame);
+}
+
+INSTANTIATE_TEST_SUITE_P(Rows, TavioSeek, ::testing::ValuesIn(kSeekRows), RowName());
+
+}  // namespace seek_table
