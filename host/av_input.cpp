@@ -1,5 +1,6 @@
 #include "host/av_input.h"
 
+#include <algorithm>
 #include <cctype>
 #include <deque>
 #include <optional>
@@ -263,8 +264,18 @@ public:
     bool seek(REFERENCE_TIME time) override
     {
         AVStream* stream = context_->streams[selected_];
-        int64_t target = av_rescale_q(time, AVRational{1, 10000000}, stream->time_base) +
-                         (origin_ == AV_NOPTS_VALUE ? 0 : origin_);
+        int64_t origin = origin_ == AV_NOPTS_VALUE ? 0 : origin_;
+        // A little earlier than asked, so that the decoder's overlap, bit
+        // reservoir or SBR has settled by the time the window opens.
+        constexpr REFERENCE_TIME kPreroll = 2000000;
+        int64_t target = av_rescale_q(std::max<REFERENCE_TIME>(time - kPreroll, 0),
+                                      AVRational{1, 10000000}, stream->time_base) +
+                         origin;
+        // Elementary streams carry no times: after a seek into one the
+        // parser's count restarts from a guess. From the start, the count is
+        // exact, and the window after the decoder skips to the target.
+        if (context_->iformat->flags & AVFMT_GENERIC_INDEX)
+            target = std::min(target, origin);
         // Backwards to a packet at or before the target: audio packets are
         // all key points, and the window after the decoder cuts the rest.
         if (avformat_seek_file(context_.get(), selected_, INT64_MIN, target, target, 0) < 0 &&
