@@ -471,8 +471,8 @@ DecodeOutcome decodeStream(const FilterFactory& createFilter,
             window.emplace(request.duration);
         // Written audio passes the window of --start/--duration first.
         auto emit = [&](const uint8_t* data, size_t size) {
-            SeekWindow::Cut cut = window ? window->cut(size, audio.currentFormat())
-                                         : SeekWindow::Cut{0, size};
+            SeekWindow::Cut cut =
+                window ? window->cut(size, audio.currentFormat()) : SeekWindow::Cut{0, size};
             audio.write(data + cut.skip, cut.keep);
         };
         // The audio of a packet with end padding is held until the packet

@@ -228,9 +228,9 @@ HRESULT seekThroughGraph(IPin* rendererInput,
     if (FAILED(hr))
         return hr;
     LONGLONG current = start.value_or(0), end = stop.value_or(0);
-    hr = seeking->SetPositions(&current,
-                               start ? AM_SEEKING_AbsolutePositioning : AM_SEEKING_NoPositioning,
-                               &end, stop ? AM_SEEKING_AbsolutePositioning : AM_SEEKING_NoPositioning);
+    hr = seeking->SetPositions(
+        &current, start ? AM_SEEKING_AbsolutePositioning : AM_SEEKING_NoPositioning, &end,
+        stop ? AM_SEEKING_AbsolutePositioning : AM_SEEKING_NoPositioning);
     seeking->Release();
     return hr;
 }
@@ -251,9 +251,8 @@ SeekingFeed::Step SeekingFeed::applyPendingSeek()
         return Step::PastEnd;
     m_segmentStart = request->start;
     m_discontinuity = true;
-    m_source.DeliverNewSegment(request->start,
-                               request->stop.value_or(std::numeric_limits<REFERENCE_TIME>::max()),
-                               1.0);
+    m_source.DeliverNewSegment(
+        request->start, request->stop.value_or(std::numeric_limits<REFERENCE_TIME>::max()), 1.0);
     return Step::Seeked;
 }
 

@@ -31,10 +31,10 @@ TEST(SeekFlush, EverySampleAfterASeekIsTheAudioOfItsStamp)
     REQUIRE_FFMPEG();
     TempFolder folder;
     std::string file = folder.file("in.mkv");
-    ASSERT_TRUE(runCommand(
-        "ffmpeg -v error -nostdin -f lavfi -i 'aevalsrc=0.5*sin(2*PI*(100+400*t)*t)|"
-        "0.5*sin(2*PI*(150+300*t)*t):s=48000:d=4' -c:a ac3 -y " +
-        file));
+    ASSERT_TRUE(
+        runCommand("ffmpeg -v error -nostdin -f lavfi -i 'aevalsrc=0.5*sin(2*PI*(100+400*t)*t)|"
+                   "0.5*sin(2*PI*(150+300*t)*t):s=48000:d=4' -c:a ac3 -y " +
+                   file));
     std::vector<double> reference = samplesOf(referenceDecode(file, "f32le"), SampleFormat::F32);
     std::string error;
     auto input = openInputSource(file, error);
