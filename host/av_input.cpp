@@ -268,9 +268,9 @@ public:
         // A little earlier than asked, so that the decoder's overlap, bit
         // reservoir or SBR has settled by the time the window opens.
         constexpr REFERENCE_TIME kPreroll = 2000000;
-        int64_t target = av_rescale_q(std::max<REFERENCE_TIME>(time - kPreroll, 0),
-                                      AVRational{1, 10000000}, stream->time_base) +
-                         origin;
+        // Before zero too: MP4's priming is there.
+        int64_t target =
+            av_rescale_q(time - kPreroll, AVRational{1, 10000000}, stream->time_base) + origin;
         // Elementary streams carry no times: after a seek into one the
         // parser's count restarts from a guess. From the start, the count is
         // exact, and the window after the decoder skips to the target.

@@ -51,6 +51,10 @@ TEST(Tavio, FailuresEndWithTheirExitCodeAndOneLine)
         {"--output-format stereo a.vob", 1, ""},
         {sample + " --stream 1", 1, ""},
         {"info", 1, ""},
+        {sample + " --start -1", 1, "--start takes a time"},
+        {sample + " --start 1:70", 1, "--start takes a time"},
+        {sample + " --duration 0", 1, "--duration takes a time"},
+        {sample + " --start 1:00:00", 3, "no audio from 3600.000 s on"},
         {folder.file("missing.vob"), 2, ""},
         {folder.file("notes.txt"), 2, ""},
         {folder.path(), 2, ""},  // a folder is no input

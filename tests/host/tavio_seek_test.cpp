@@ -32,6 +32,7 @@ struct SeekRow {
     const char* input = nullptr;  // the repacked file's name
     bool vector = false;
     const char* options = "";
+    const char* start = "1.3";
 };
 
 void PrintTo(const SeekRow& row, std::ostream* out)
@@ -66,6 +67,8 @@ const SeekRow kSeekRows[] = {
     {"Mp2Vob", "-c:a mp2 -b:a 192k -f vob in.vob", "s16le", 80, 1152},
     {"Mp3Raw", "-c:a libmp3lame -b:a 192k in.mp3", "s16le", 90, 1152},
     {"AacM4a", "-c:a aac in.m4a", "s16le", 90, 1024},
+    // From zero: the pre-roll reaches back into MP4's priming.
+    {"AacM4aFromZero", "-c:a aac in.m4a", "s16le", 80, 1024, nullptr, nullptr, false, "", "0"},
     {"AacAdts", "-c:a aac -f adts in.aac", "s16le", 90, 1024},
     {"HeAacVectorTs", "mediabunny/no-initial-keyframe.ts", "s16le", 55, 2048, nullptr, nullptr,
      true},
@@ -76,14 +79,14 @@ const SeekRow kSeekRows[] = {
 };
 // clang-format on
 
-// LPCM in a VOB made by ffmpeg: its muxer stamps each packet some 1.4
-// frames short of what it carries, and the host goes by the stamps as a
-// player does; at 1.3 s that adds up to 108 frames.
+// LPCM in a VOB made by ffmpeg: the muxer's stamps and the filter's stamps
+// for DVD-Video LPCM put the audio up to one packet (some 500 frames) away
+// from where its count puts it, and the host goes by the stamps as a player
+// does; at 1.3 s the measured difference is 108 frames.
 // A stereo sweep: unlike a steady tone it matches itself at one shift only.
 const char* kSweep =
     "-f lavfi -i 'aevalsrc=0.5*sin(2*PI*(100+400*t)*t)|0.5*sin(2*PI*(150+300*t)*t)"
     ":s=48000:d=4'";
-constexpr const char* kStart = "1.3";
 constexpr const char* kDuration = "1";
 
 SampleFormat formatOf(const std::string& f)
@@ -128,7 +131,7 @@ TEST_P(TavioSeek, StartsAndEndsWhereFfmpegDoes)
     if (std::string(row.made).find(".pcm") != std::string::npos)
         referenceInput = "-f s16be -ar 48000 -ch_layout 5.1";
     std::string out = folder.file("out.wav"), errors;
-    ASSERT_EQ(runTavio(input + " -q " + row.options + " --start " + kStart + " --duration " +
+    ASSERT_EQ(runTavio(input + " -q " + row.options + " --start " + row.start + " --duration " +
                            kDuration + " -o " + out,
                        &errors),
               0)
@@ -138,7 +141,7 @@ TEST_P(TavioSeek, StartsAndEndsWhereFfmpegDoes)
     std::vector<double> ours = samplesOf(wav.data, formatOf(wav));
     std::vector<double> whole =
         samplesOf(referenceDecode(made, row.reference, referenceInput), formatOf(row.reference));
-    size_t first = size_t(std::atof(kStart) * wav.sampleRate()) * size_t(channels);
+    size_t first = size_t(std::atof(row.start) * wav.sampleRate()) * size_t(channels);
     size_t count = size_t(std::atof(kDuration) * wav.sampleRate()) * size_t(channels);
     ASSERT_LT(first, whole.size());
     std::vector<double> reference(whole.begin() + long(first),
