@@ -9,8 +9,10 @@
 #include <optional>
 
 #include "filter/stream_text.h"
+#include "host/burst_unpacker.h"
 #include "host/format_converter.h"
 #include "host/graph.h"
+#include "host/host_media_types.h"
 #include "host/mpeg_layer2_padding.h"
 #include "host/pcm_format.h"
 #include "host/push_source.h"
@@ -23,6 +25,9 @@
 namespace {
 
 constexpr LONG kSourceBufferSize = 256 * 1024;
+// The AC-3 encoder behind the filter's E-AC-3 conversion delays the sound by
+// one block's overlap.
+constexpr int64_t kConversionDelayFrames = 256;
 
 bool endsWith(const std::string& text, const std::string& suffix)
 {
@@ -38,15 +43,16 @@ WAVEFORMATEX waveOf(const CMediaType& type)
     return wave;
 }
 
-// How many leading bytes of a delivered sample lie before time zero: audio
-// the container marks as priming, which players do not play.
-size_t bytesBeforeZero(const ReceivedSample& sample, const PcmFormat& format)
+// How many leading bytes of a delivered sample lie before time `from`: audio
+// the container marks as priming, which players do not play, or the delay
+// of the AC-3 conversion.
+size_t bytesBefore(const ReceivedSample& sample, const PcmFormat& format, REFERENCE_TIME from)
 {
-    if (!sample.hasStart || sample.start >= 0 || !format.blockAlign || !format.rate ||
+    if (!sample.hasStart || sample.start >= from || !format.blockAlign || !format.rate ||
         format.kind == PcmFormat::Kind::Spdif)
         return 0;
     // Nearest sample: the times were rounded from whole samples.
-    uint64_t frames = (uint64_t(-sample.start) * format.rate + 5000000) / 10000000;
+    uint64_t frames = (uint64_t(from - sample.start) * format.rate + 5000000) / 10000000;
     return size_t(std::min<uint64_t>(frames * format.blockAlign, sample.data.size()));
 }
 
@@ -311,10 +317,10 @@ using Ref = std::unique_ptr<T, Released>;
 
 // What the property page would show for the filter's input or output now,
 // and the snapshot's values.
-void readFilterStreamInfo(IBaseFilter* filter,
-                          bool output,
-                          std::string& text,
-                          std::optional<StreamInfoRecord>& record)
+void readPinStreamInfo(IBaseFilter* filter,
+                       bool output,
+                       std::string& text,
+                       std::optional<StreamInfoRecord>& record)
 {
     ITavioControl* control = nullptr;
     ITavioStreamInfo* info = nullptr;
@@ -332,6 +338,36 @@ void readFilterStreamInfo(IBaseFilter* filter,
         record = readStreamInfo(*info);
         info->Release();
     }
+}
+
+// The conversion takes an E-AC-3 access unit only when it can see that no
+// dependent substream follows it: the bytes after the stream's last unit
+// must be readable. Bytes that hold no sync word let it go.
+void deliverEac3Tail(PushSource& source)
+{
+    static const uint8_t kTail[256] = {};
+    PushSource::Packet tail;
+    tail.data = kTail;
+    tail.size = sizeof kTail;
+    source.Deliver(tail);
+}
+
+// A filter's pin by name. The pin lives as long as its filter, which the
+// caller holds, so no reference is kept.
+IPin* pinOf(IBaseFilter* filter, LPCWSTR name)
+{
+    IPin* pin = nullptr;
+    if (filter && SUCCEEDED(filter->FindPin(name, &pin)) && pin)
+        pin->Release();
+    return pin;
+}
+
+FilterStreamInfo readFilterStreamInfo(IBaseFilter* filter)
+{
+    FilterStreamInfo info;
+    readPinStreamInfo(filter, false, info.inputText, info.inputInfo);
+    readPinStreamInfo(filter, true, info.outputText, info.outputInfo);
+    return info;
 }
 
 const struct {
@@ -397,23 +433,24 @@ DecodeOutcome decodeStream(const FilterFactory& createFilter,
         outcome.message = chosen.codec + ": " + chosen.unsupported;
         return outcome;
     }
-    // The filter turns E-AC-3 into sound only as AC-3 bursts for a receiver.
-    if (chosen.codec == "eac3" && request.outputFormat != "spdif-bitstream") {
-        outcome.exitCode = 3;
-        outcome.message =
-            "E-AC-3 plays only through S/PDIF pass-through to a receiver: use --spdif";
-        return outcome;
-    }
+    // The filter makes sound of E-AC-3 only as AC-3 bursts for a receiver.
+    // Without one, a player puts the bursts' AC-3 frames through a second
+    // decoder; so does tavio.
+    bool throughAc3 = chosen.codec == "eac3" && request.outputFormat != "spdif-bitstream";
     Ref<IBaseFilter> decoder(createFilter());
-    if (!decoder) {
+    Ref<IBaseFilter> ac3Decoder(throughAc3 ? createFilter() : nullptr);
+    if (!decoder || (throughAc3 && !ac3Decoder)) {
         outcome.exitCode = 2;
         outcome.message = "the decoder module could not create a filter";
         return outcome;
     }
-    if (!request.outputFormat.empty() &&
-        FAILED(setOutputFormat(decoder.get(), request.outputFormat))) {
+    // The filter whose output is written.
+    IBaseFilter* last = throughAc3 ? ac3Decoder.get() : decoder.get();
+    if ((throughAc3 && FAILED(setOutputFormat(decoder.get(), "spdif-bitstream"))) ||
+        (!request.outputFormat.empty() && FAILED(setOutputFormat(last, request.outputFormat)))) {
         outcome.exitCode = 2;
-        outcome.message = "the filter refused the output format " + request.outputFormat;
+        outcome.message = "the filter refused the output format " +
+                          (request.outputFormat.empty() ? "spdif-bitstream" : request.outputFormat);
         return outcome;
     }
     input.select(stream);
@@ -429,31 +466,49 @@ DecodeOutcome decodeStream(const FilterFactory& createFilter,
     Graph graph;
     graph.Add(source.get(), WIDE("source"));
     graph.Add(decoder.get(), WIDE("Tavio2"));
-    graph.Add(sink.get(), WIDE("sink"));
-    IPin* rawInput = nullptr;
-    IPin* rawOutput = nullptr;
-    decoder->FindPin(WIDE("Input"), &rawInput);
-    decoder->FindPin(WIDE("Output"), &rawOutput);
-    Ref<IPin> decoderInput(rawInput), decoderOutput(rawOutput);
-
-    HRESULT hr = decoderInput && decoderOutput
-                     ? graph.Connect(sourceFilter->OutputPin(), decoderInput.get())
-                     : E_FAIL;
+    HRESULT hr = graph.Connect(sourceFilter->OutputPin(), pinOf(decoder.get(), WIDE("Input")));
     if (FAILED(hr)) {
         outcome.exitCode = 2;
         outcome.message =
             "the filter refused the " + chosen.codec + " stream (" + platform::errorName(hr) + ")";
-    } else if (std::optional<CMediaType> floatType =
-                   request.bits.empty() ? offeredFloatType(decoderOutput.get()) : std::nullopt;
-               FAILED(hr = graph.Connect(decoderOutput.get(), sinkFilter->InputPin(),
-                                         floatType ? &*floatType : nullptr))) {
-        outcome.exitCode = 2;
-        outcome.message =
-            request.bits.empty()
-                ? "the filter offers no output format (" + platform::errorName(hr) + ")"
-                : "the filter offers no " +
-                      (request.bits == "float" ? std::string("float") : request.bits + "-bit") +
-                      " output for this stream (" + platform::errorName(hr) + ")";
+    }
+    Ref<IBaseFilter> unpacker;
+    if (throughAc3 && outcome.exitCode == 0) {
+        WAVEFORMATEX eac3 = waveOf(*chosen.mediaType);
+        REFERENCE_TIME encoderDelay =
+            eac3.nSamplesPerSec ? kConversionDelayFrames * 10000000LL / eac3.nSamplesPerSec : 0;
+        BurstUnpacker* unpackerFilter = BurstUnpacker::Create(
+            ac3MediaType(int(eac3.nSamplesPerSec), std::min<int>(eac3.nChannels, 6)), encoderDelay);
+        unpacker.reset(unpackerFilter);
+        graph.Add(unpacker.get(), WIDE("burst unpacker"));
+        graph.Add(ac3Decoder.get(), WIDE("Tavio2 (AC-3)"));
+        if (FAILED(hr = graph.Connect(pinOf(decoder.get(), WIDE("Output")),
+                                      unpackerFilter->InputPin())) ||
+            FAILED(hr = graph.Connect(unpackerFilter->OutputPin(),
+                                      pinOf(ac3Decoder.get(), WIDE("Input"))))) {
+            outcome.exitCode = 2;
+            outcome.message = "the AC-3 conversion of E-AC-3 could not be set up (" +
+                              platform::errorName(hr) + ")";
+        }
+        outcome.conversion = "E-AC-3 went through the filter's conversion to 640 kbit/s AC-3";
+        if (eac3.nChannels > 6)
+            outcome.conversion += ", which carries 5.1 at most";
+    }
+    graph.Add(sink.get(), WIDE("sink"));
+    IPin* lastOutput = pinOf(last, WIDE("Output"));
+    if (outcome.exitCode == 0) {
+        std::optional<CMediaType> floatType =
+            request.bits.empty() ? offeredFloatType(lastOutput) : std::nullopt;
+        hr = graph.Connect(lastOutput, sinkFilter->InputPin(), floatType ? &*floatType : nullptr);
+        if (FAILED(hr)) {
+            outcome.exitCode = 2;
+            outcome.message =
+                request.bits.empty()
+                    ? "the filter offers no output format (" + platform::errorName(hr) + ")"
+                    : "the filter offers no " +
+                          (request.bits == "float" ? std::string("float") : request.bits + "-bit") +
+                          " output for this stream (" + platform::errorName(hr) + ")";
+        }
     }
     CMediaType connected;
     if (outcome.exitCode == 0) {
@@ -480,12 +535,18 @@ DecodeOutcome decodeStream(const FilterFactory& createFilter,
         bool holding = false;
         std::vector<uint8_t> held;
         std::atomic<bool> writeFailed = false;
+        // Audio stamped before this time is not written: before zero, the
+        // priming a container marks; through the AC-3 conversion, before the
+        // first packet, the conversion's delay.
+        std::optional<REFERENCE_TIME> cutBefore;
+        if (input.timesFromPresentationStart())
+            cutBefore = 0;
         sinkFilter->SetSampleHandler([&](const ReceivedSample& sample) {
             if (sample.mediaType)
                 audio.setType(*sample.mediaType);
             // The window drops what lies before its start, priming included.
-            size_t skip = !window && input.timesFromPresentationStart()
-                              ? bytesBeforeZero(sample, audio.currentFormat())
+            size_t skip = !window && cutBefore
+                              ? bytesBefore(sample, audio.currentFormat(), *cutBefore)
                               : 0;
             if (window)
                 window->place(sample.hasStart, sample.start, audio.currentFormat());
@@ -522,6 +583,8 @@ DecodeOutcome decodeStream(const FilterFactory& createFilter,
                 break;
             if (mpegLayout)
                 mpegLayout->lay(packet.data);
+            if (throughAc3 && !cutBefore && packet.hasTime)
+                cutBefore = packet.start;
             PushSource::Packet p;
             p.data = packet.data.data();
             p.size = packet.data.size();
@@ -543,12 +606,16 @@ DecodeOutcome decodeStream(const FilterFactory& createFilter,
             bar.update(input.progress());
         }
         // Before the end of stream, which resets the decoder.
-        readFilterStreamInfo(decoder.get(), false, outcome.inputText, outcome.inputInfo);
-        readFilterStreamInfo(decoder.get(), true, outcome.outputText, outcome.outputInfo);
+        outcome.filters.push_back(readFilterStreamInfo(decoder.get()));
+        if (ac3Decoder)
+            outcome.filters.push_back(readFilterStreamInfo(ac3Decoder.get()));
         // A stopped decode ends as a player stops: no end of stream, the
         // graph stopped, then the file finished with what reached it.
-        if (!outcome.stopped && !writeFailed)
+        if (!outcome.stopped && !writeFailed) {
+            if (chosen.codec == "eac3")
+                deliverEac3Tail(*sourceFilter);
             sourceFilter->DeliverEndOfStream();
+        }
         graph.Stop();
         sinkFilter->SetSampleHandler(nullptr);
         audio.finish();

@@ -4,7 +4,9 @@
 
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "host/input_source.h"
 #include "host/pcm_format.h"
@@ -29,6 +31,15 @@ struct DecodeRequest {
     std::function<bool()> stopRequested;
 };
 
+// What the property page would show for one Tavio2 filter's input and output
+// (taken at the end), and the snapshots behind it.
+struct FilterStreamInfo {
+    std::string inputText;
+    std::string outputText;
+    std::optional<StreamInfoRecord> inputInfo;
+    std::optional<StreamInfoRecord> outputInfo;
+};
+
 struct DecodeOutcome {
     // 0 decoded, 2 refused, 3 no audio, 1 output not writable, 4 writing failed
     int exitCode = 0;
@@ -38,12 +49,12 @@ struct DecodeOutcome {
     double seconds = 0;   // of audio written
     std::string format;   // what was delivered, e.g. "16-bit PCM, 48000 Hz, 2 channels (mask 0x3)"
     PcmFormat delivered;  // the same as values
-    // The filter's stream text for its input and output, taken at the end,
-    // and the snapshots behind it.
-    std::string inputText;
-    std::string outputText;
-    std::optional<StreamInfoRecord> inputInfo;
-    std::optional<StreamInfoRecord> outputInfo;
+    // Each Tavio2 filter of the graph, the one taking the input first. E-AC-3
+    // decoded to PCM goes through two: the first converts it to AC-3 bursts,
+    // the second decodes the AC-3 it carries.
+    std::vector<FilterStreamInfo> filters;
+    // Set when the sound went through the AC-3 conversion: one line saying so.
+    std::string conversion;
 };
 
 // True for the names DecodeRequest::outputFormat takes.

@@ -130,6 +130,11 @@ bool splitXiphHeaders(const std::vector<uint8_t>& extradata,
            headers[1][0] == 3 && headers[2].size() >= 7 && headers[2][0] == 5;
 }
 
+CMediaType ac3MediaType(int sampleRate, int channels)
+{
+    return waveMediaType(MEDIATYPE_Audio, MEDIASUBTYPE_DOLBY_AC3, kTagAc3, sampleRate, channels, 0);
+}
+
 std::optional<CMediaType> hostMediaType(const AudioStreamParameters& s, std::string& why)
 {
     const GUID& major = s.inProgramStream ? MEDIATYPE_MPEG2_PES : MEDIATYPE_Audio;

@@ -24,6 +24,9 @@ CMediaType waveMediaType(const GUID& major,
                          int bitsPerSample,
                          const std::vector<uint8_t>& extra = {});
 
+// Raw AC-3 as the filter takes it from a splitter (no container of its own).
+CMediaType ac3MediaType(int sampleRate, int channels);
+
 // Splits Vorbis set-up data in Xiph lacing (a count byte, then 255-laced
 // sizes of all but the last packet) into its three header packets.
 bool splitXiphHeaders(const std::vector<uint8_t>& extradata,

@@ -7,9 +7,9 @@
 namespace {
 
 // Prints the page text indented under a heading.
-void printStreamText(const char* heading, const std::string& text)
+void printStreamText(const std::string& heading, const std::string& text)
 {
-    std::printf("    %s:\n", heading);
+    std::printf("    %s:\n", heading.c_str());
     size_t start = 0;
     while (start < text.size()) {
         size_t end = text.find("\r\n", start);
@@ -132,8 +132,14 @@ void printInfoText(const InfoReport& report)
             continue;
         }
         std::printf("    output: %s\n", s.outcome->format.c_str());
-        printStreamText("decoder", s.outcome->inputText);
-        printStreamText("delivered", s.outcome->outputText);
+        if (!s.outcome->conversion.empty())
+            std::printf("    %s\n", s.outcome->conversion.c_str());
+        // With the conversion, the second filter is the one decoding AC-3.
+        for (size_t f = 0; f < s.outcome->filters.size(); ++f) {
+            std::string stage = f == 0 ? "" : "AC-3 ";
+            printStreamText(stage + "decoder", s.outcome->filters[f].inputText);
+            printStreamText(stage + "delivered", s.outcome->filters[f].outputText);
+        }
     }
 }
 
@@ -158,8 +164,16 @@ std::string infoJson(const InfoReport& report)
             json.member("refused", s.outcome->message);
         } else if (s.outcome) {
             writeFormat(json.key("output"), s.outcome->delivered);
-            writeRecord(json.key("decoder"), s.outcome->inputInfo);
-            writeRecord(json.key("delivered"), s.outcome->outputInfo);
+            const std::vector<FilterStreamInfo>& filters = s.outcome->filters;
+            if (!filters.empty()) {
+                writeRecord(json.key("decoder"), filters[0].inputInfo);
+                writeRecord(json.key("delivered"), filters[0].outputInfo);
+            }
+            if (filters.size() > 1) {
+                json.member("conversion", s.outcome->conversion);
+                writeRecord(json.key("ac3Decoder"), filters[1].inputInfo);
+                writeRecord(json.key("ac3Delivered"), filters[1].outputInfo);
+            }
         }
         json.endObject();
     }

@@ -54,14 +54,16 @@ void usage(FILE* out)
         "               matrix-stereo    a stereo downmix that keeps the surround\n"
         "                                matrix-encoded (Lt/Rt for AC-3)\n"
         "               spdif-pcm        a stereo downmix for an S/PDIF link\n"
-        "               spdif-bitstream  AC-3 and DTS passed through as IEC 61937 bursts;\n"
-        "                                E-AC-3 goes out only this way, converted to AC-3\n"
+        "               spdif-bitstream  AC-3 and DTS passed through as IEC 61937 bursts,\n"
+        "                                E-AC-3 converted to 640 kbit/s AC-3 bursts\n"
         "  --spdif      short for --output-format spdif-bitstream\n"
         "  --start T    start at T, sought as a player's seek bar seeks: the output begins\n"
         "               with the frame at T (seconds, mm:ss or hh:mm:ss, with decimals)\n"
         "  --duration D keep D of audio (the same forms), from T or from the start\n"
         "  -q           no messages but errors\n"
         "  --json       (info) one JSON document on standard output, for scripts\n"
+        "\n"
+        "E-AC-3 without --spdif is decoded from those AC-3 bursts by a second filter (5.1 at most).\n"
         "\n"
         "Inputs: DVD-Video/HD-DVD VOB/EVO and DVD-Audio AOB program streams (LPCM, MLP, AC-3,\n"
         "DTS, MPEG audio); raw AC-3, E-AC-3, DTS (also DTS-CD's 14-bit words, .cpt), MPEG audio,\n"
@@ -293,6 +295,8 @@ int decode(TavioModule& module, const Options& options, InputSource& input)
         std::fprintf(stderr, "tavio: %s: stream %zu, %s -> %s: %s, %.2f s\n", options.input.c_str(),
                      stream, streams[stream].description.c_str(), request.output.c_str(),
                      outcome.format.c_str(), outcome.seconds);
+    if (!options.quiet && !outcome.conversion.empty())
+        std::fprintf(stderr, "tavio: %s\n", outcome.conversion.c_str());
     return Decoded;
 }
 

@@ -119,22 +119,26 @@ Eac3ToAc3::Result Eac3ToAc3::convert(const uint8_t* unit,
     filled_ = 0;
     std::fill(std::begin(present_), std::end(present_), false);
     // Program 0 only: each independent substream 0 frame goes to the decoder
-    // with the dependent frames that extend it; other programs are left out.
-    size_t pieceStart = 0, pieceEnd = 0;
+    // with the dependent frame that extends it; other programs are left out.
+    // libavcodec decodes one dependent substream per program and refuses a
+    // frame followed by a second, so further ones (channels beyond those the
+    // first adds, which 5.1 could not carry anyway) are left out too.
     bool inProgram = false, ok = true;
+    piece_.clear();
     forEachSyncFrame(unit, size, [&](size_t offset, const DolbySyncFrame& frame) {
         bool independent = frame.strmtyp != kEac3Dependent;
         if (independent) {
-            if (inProgram && pieceEnd > pieceStart)
-                ok = ok && decodePiece(unit + pieceStart, pieceEnd - pieceStart);
+            if (inProgram && !piece_.empty())
+                ok = ok && decodePiece(piece_.data(), piece_.size());
+            piece_.clear();
             inProgram = frame.substreamid == 0;
-            pieceStart = pieceEnd = offset;
         }
-        if (inProgram)
-            pieceEnd = offset + static_cast<size_t>(frame.frameSize);
+        if (inProgram && (independent || frame.substreamid == 0))
+            piece_.insert(piece_.end(), unit + offset,
+                          unit + offset + static_cast<size_t>(frame.frameSize));
     });
-    if (inProgram && pieceEnd > pieceStart)
-        ok = ok && decodePiece(unit + pieceStart, pieceEnd - pieceStart);
+    if (inProgram && !piece_.empty())
+        ok = ok && decodePiece(piece_.data(), piece_.size());
     if (!ok || filled_ != kSamples)
         return Result::DecodeError;
     return encode(out, capacity, written);

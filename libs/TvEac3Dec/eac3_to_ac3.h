@@ -7,6 +7,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <vector>
 
 struct AVCodecContext;
 struct AVFrame;
@@ -45,6 +46,7 @@ private:
     AVFrame* decoded_ = nullptr;
     AVFrame* input_ = nullptr;
     AVPacket* packet_ = nullptr;
+    std::vector<uint8_t> piece_;  // one program's frames for the decoder
     uint64_t encoderMask_ = 0;
     int encoderRate_ = 0;
     float pcm_[kSlots][kSamples];

@@ -63,7 +63,6 @@ TEST(Tavio, FailuresEndWithTheirExitCodeAndOneLine)
         {made("pcm.wav", toneInput({})), 2, "pcm_s16le: the filter has no decoder"},
         {made("hi.vob", toneInput({}) + " -c:a pcm_dvd -sample_fmt s32 -f vob") + " --bits float",
          2, "offers no float output"},
-        {made("in.eac3", toneInput({}) + " -c:a eac3"), 3, "use --spdif"},
         {vectorPath("androidx_media/ts_sample_dts_express.ts"), 3, "DTS Express"},
         {vectorPath("shakapackager/9ch.ogg"), 2, "the filter refused the vorbis stream"},
     };
@@ -99,15 +98,18 @@ TEST(Tavio, InfoListsTheAudioStreams)
 }
 
 // info --json carries the listing's numbers: a path that needs escaping, the
-// bundled LPCM and 5.1 AC-3 (its details record), read back by Python's json.
+// bundled LPCM, 5.1 AC-3 (its details record) and E-AC-3 (both filters of the
+// AC-3 conversion), read back by Python's json.
 TEST(Tavio, InfoJsonCarriesTheListingsValues)
 {
     REQUIRE_FFMPEG();
     TempFolder folder;
     std::string odd = folder.file("quote\"back\\slash\ttab \xC3\xA9 \xFF.vob");
     ASSERT_TRUE(runCommand("cp " + std::string(TAVIO_SAMPLE_STREAM) + " '" + odd + "'"));
-    std::string ac3 = folder.file("in.ac3"), listing = folder.file("info.txt");
+    std::string ac3 = folder.file("in.ac3"), eac3 = folder.file("in.eac3"),
+                listing = folder.file("info.txt");
     ASSERT_TRUE(encodeTones(ac3, {"FL+FR+FC+LFE+SL+SR"}, "-c:a ac3"));
+    ASSERT_TRUE(encodeTones(eac3, {"FL+FR+FC+LFE+SL+SR"}, "-c:a eac3 -b:a 256k"));
     // One "key.path=value" line per value; strings unquoted.
     const std::string flatten =
         "python3 -c \"import json,sys\n"
@@ -128,6 +130,10 @@ TEST(Tavio, InfoJsonCarriesTheListingsValues)
          {"streams.0.output.channels=6", "streams.0.output.channelMask=63",
           "streams.0.decoder.ac3.acmod=7", "streams.0.decoder.ac3.lfe=true",
           "streams.0.delivered.channels=6"}},
+        {eac3,
+         {"streams.0.output.channels=6", "streams.0.decoder.bitRate=256",
+          "streams.0.ac3Decoder.bitRate=640", "streams.0.ac3Decoder.ac3.acmod=7",
+          "streams.0.ac3Delivered.channels=6"}},
     };
     for (const Case& c : cases) {
         ASSERT_TRUE(runCommand(kTavio + " info '" + c.input + "' >" + listing));
