@@ -545,9 +545,8 @@ DecodeOutcome decodeStream(const FilterFactory& createFilter,
             if (sample.mediaType)
                 audio.setType(*sample.mediaType);
             // The window drops what lies before its start, priming included.
-            size_t skip = !window && cutBefore
-                              ? bytesBefore(sample, audio.currentFormat(), *cutBefore)
-                              : 0;
+            size_t skip =
+                !window && cutBefore ? bytesBefore(sample, audio.currentFormat(), *cutBefore) : 0;
             if (window)
                 window->place(sample.hasStart, sample.start, audio.currentFormat());
             if (holding)
