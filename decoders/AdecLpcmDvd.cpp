@@ -173,6 +173,15 @@ TvStatus* AdecLpcmDvd::process(const uint8_t** readPtr, const uint8_t* pend, IMe
             return nullptr;
         pend = p + size;
     }
+    // 24-bit samples come in pairs of frames: an odd last frame waits for
+    // the next packet, and the frame reported is what is converted.
+    if (_status.stype == ST24Bit) {
+        samples -= samples % 2;
+        if (samples == 0)
+            return nullptr;
+        size = samples * sampleSize;
+        pend = p + size;
+    }
     _status.samples = samples;
     _status.iFrameSize = size;
     dest->SetActualDataLength(size);

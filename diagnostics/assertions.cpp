@@ -8,6 +8,7 @@
 namespace {
 
 std::atomic<unsigned long> firedAssertions{0};
+std::atomic<AssertionHandler> assertionHandler{nullptr};
 
 // Only the source's own name: neither the build folder nor the extension is
 // part of the message.
@@ -26,14 +27,21 @@ std::string sourceName(const char* path)
 bool tvAssertionFailed(const char* source, int line, const char* condition)
 {
     firedAssertions.fetch_add(1, std::memory_order_relaxed);
-    logStream << "error: TvAssert: " << sourceName(source) << " " << line << "'" << condition << "'"
-              << std::endl;
+    const std::string name = sourceName(source);
+    logStream << "error: TvAssert: " << name << " " << line << "'" << condition << "'" << std::endl;
+    if (AssertionHandler handler = assertionHandler.load(std::memory_order_acquire))
+        handler(name.c_str(), line, condition);
     return false;
 }
 
 unsigned long assertionCount()
 {
     return firedAssertions.load(std::memory_order_relaxed);
+}
+
+void setAssertionHandler(AssertionHandler handler)
+{
+    assertionHandler.store(handler, std::memory_order_release);
 }
 
 TvException::TvException(const std::string& text) : message(text)

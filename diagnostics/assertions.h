@@ -16,6 +16,13 @@ bool tvAssertionFailed(const char* source, int line, const char* condition);
 // one that should not have fired.
 unsigned long assertionCount();
 
+// Called after each failed assertion has been logged and counted, with the
+// source name the log line carries. Tests and fuzz targets install one to make
+// an assertion that their input should not cause fatal; with none installed
+// (the product) an assertion only logs. Set it before any decoding starts.
+using AssertionHandler = void (*)(const char* source, int line, const char* condition);
+void setAssertionHandler(AssertionHandler handler);
+
 // The source name assertion lines carry. By default the file's own base name;
 // a file whose name differs from the one its log lines are known by defines
 // it before its first #include, in one line:

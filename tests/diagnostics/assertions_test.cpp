@@ -28,6 +28,39 @@ TEST_F(DiagnosticsTest, FailedAssertionIsCountedWritesOneLineAndGoesOn)
               "error: TvAssert: assertions_test " + std::to_string(line) + "'1 + 1 == 3'");
 }
 
+// What a handler sees must name the assertion as its log line does, and the
+// line must already be written when it runs: a fuzz target aborts in it.
+struct SeenAssertion {
+    std::string source;
+    int line = 0;
+    std::string condition;
+    size_t linesLogged = 0;
+};
+SeenAssertion seen;
+CapturedLog* capturing = nullptr;
+
+TEST_F(DiagnosticsTest, HandlerSeesTheLoggedAssertionAndCanBeRemoved)
+{
+    CapturedLog log(root);
+    capturing = &log;
+    seen = {};
+    setAssertionHandler([](const char* source, int line, const char* condition) {
+        seen = {source, line, condition, capturing->lines().size()};
+    });
+    TvAssert(2 + 2 == 5);
+    int line = __LINE__ - 1;
+    setAssertionHandler(nullptr);
+    EXPECT_EQ(seen.source, "assertions_test");
+    EXPECT_EQ(seen.line, line);
+    EXPECT_EQ(seen.condition, "2 + 2 == 5");
+    EXPECT_EQ(seen.linesLogged, 1u);
+    seen = {};
+    TvAssert(2 + 2 == 5);
+    EXPECT_EQ(seen.line, 0) << "a removed handler was still called";
+    EXPECT_EQ(log.lines().size(), 2u);
+    capturing = nullptr;
+}
+
 TEST_F(DiagnosticsTest, ExceptionLogsOnceAtTheThrow)
 {
     CapturedLog log(root);
