@@ -71,11 +71,6 @@ bool AdecDTS::findFrame(const uint8_t** readPtr, const uint8_t* end)
             p += 4;
             continue;
         }
-        // A termination frame may count no samples at all: nothing to deliver.
-        if (dtsFrameSamples(header) <= 0) {
-            ++p;
-            continue;
-        }
         *readPtr = p;
         _status.samples = dtsFrameSamples(header);
         _status.iFrameSize = header.frameBytes;
@@ -113,14 +108,9 @@ TvStatus* AdecDTS::process(const uint8_t** readPtr, const uint8_t* end, IMediaSa
         _status.stype = ST24Bit;
         // The condition is also the logged text, spaced as it is logged.
         // clang-format off
-        bool decoded = TvAssert(3*_status.chan*_status.samples < outSize) && decode(frame, buffer, outSize);
+        if (TvAssert(3*_status.chan*_status.samples < outSize) && decode(frame, buffer, outSize))
+            out->SetActualDataLength(3 * _status.chan * _status.samples);
         // clang-format on
-        // A frame the engine refuses is dropped: its bytes count as skipped.
-        if (!decoded) {
-            *readPtr += _status.iFrameSize;
-            return nullptr;
-        }
-        out->SetActualDataLength(3 * _status.chan * _status.samples);
     }
     *readPtr += _status.iFrameSize;
     return &_status;

@@ -184,19 +184,10 @@ TvStatus* AdecLPCM::process(const uint8_t** readPtr, const uint8_t* pend, IMedia
     TV_PROFILE_SCOPE("AdecLPCM::process");
     const uint8_t* p = *readPtr;
     int32_t size = static_cast<int32_t>(pend - p);
+    _status.iFrameSize = size;
     // Whole pairs of sample frames only; a record without channels (a bad
     // format block) converts nothing rather than dividing by zero.
-    int32_t samples = _status.chan > 0 ? size / byteSize(_status) / _status.chan / 2 * 2 : 0;
-    // Less than a pair of sample frames: nothing to deliver yet, and the
-    // status of the last frame stays as it was. Bytes without channels to
-    // read them by can never make a frame: dropped.
-    if (samples == 0) {
-        if (_status.chan <= 0)
-            *readPtr = pend;
-        return nullptr;
-    }
-    _status.iFrameSize = size;
-    _status.samples = samples;
+    _status.samples = _status.chan > 0 ? size / byteSize(_status) / _status.chan / 2 * 2 : 0;
     // clang-format off
     TvAssert(_status.samples *byteSize(_status) * _status.chan == _status.iFrameSize);
     // clang-format on

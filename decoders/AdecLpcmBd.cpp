@@ -136,18 +136,14 @@ TvStatus* AdecLpcmBd::process(const uint8_t** readPtr, const uint8_t* end, IMedi
     _status.chan = layout->outputChannels;
     _status.channelMask = layout->mask;
 
-    int sampleBytes = stype == ST16Bit ? 2 : 3;
-    int32_t xsize = sampleBytes * layout->codedChannels;
-    // A payload without one whole sample frame has nothing to deliver: a
-    // frame of no samples would break the caller's contract.
-    if (payload_size < xsize)
-        return nullptr;
     int32_t bytesPerChannel = payload_size / layout->codedChannels;
     int32_t outLength = layout->outputChannels * bytesPerChannel;
     dest->SetActualDataLength(outLength);
 
     const uint8_t* samples = p + 4;
     int32_t size = payload_size;
+    int sampleBytes = stype == ST16Bit ? 2 : 3;
+    int32_t xsize = sampleBytes * layout->codedChannels;
     TvAssert(size % xsize == 0);
     int frames = size / xsize;
     if (sampleBytes == 2)

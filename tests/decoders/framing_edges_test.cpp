@@ -76,8 +76,9 @@ INSTANTIATE_TEST_SUITE_P(Rows, Framing, ::testing::Values(
     // A record without a rate: the receive loop asserts on it.
     FramingCase{"dts SFREQ 4 has no rate", Decoder::Dts, dtsFrame(1, 31, 16, 1000, 4), true, 1, 512, 0, 0, 1},
     FramingCase{"dts 1024 samples at 44.1 kHz", Decoder::Dts, dtsFrame(1, 31, 32, 2000, 8), true, 1, 1024, 44100, 0, 0},
-    // Dropped: its bytes are passed over, with no record and no output.
-    FramingCase{"dts undecodable frame", Decoder::Dts, dtsFrame(1, 31, 16, 1000, 13), false, 0, 0, 0, 1000, 0},
+    // Its record comes back without output, which the receive loop asserts
+    // on; the frame is consumed all the same.
+    FramingCase{"dts undecodable frame", Decoder::Dts, dtsFrame(1, 31, 16, 1000, 13), false, 1, 512, 48000, 0, 1},
     FramingCase{"dts frame too large for its burst", Decoder::Dts, dtsFrame(1, 31, 16, 2041, 13) + std::vector<uint8_t>(100), true, 0, 0, 0, 2141, 0},
     FramingCase{"dts garbage before a frame", Decoder::Dts, kGarbage + dtsFrame(1, 31, 16, 900, 13), true, 1, 512, 48000, 3, 0},
     FramingCase{"dts 16 bytes are not enough to look at", Decoder::Dts, dtsFrame(1, 31, 16, 16, 13), true, 0, 0, 0, 0, 0},
