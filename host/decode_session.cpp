@@ -39,7 +39,7 @@ WAVEFORMATEX waveOf(const CMediaType& type)
 
 // How many leading bytes of a delivered sample lie before time zero: audio
 // the container marks as priming, which players do not play.
-size_t bytesBeforeZero(const ReceivedSample& sample, const PcmFormat& format)
+size_t bytesBeforeZero(const SampleView& sample, const PcmFormat& format)
 {
     if (!sample.hasStart || sample.start >= 0 || !format.blockAlign || !format.rate ||
         format.kind == PcmFormat::Kind::Spdif)
@@ -469,7 +469,7 @@ DecodeOutcome decodeStream(const FilterFactory& createFilter,
         bool holding = false;
         std::vector<uint8_t> held;
         std::atomic<bool> writeFailed = false;
-        sinkFilter->SetSampleHandler([&](const ReceivedSample& sample) {
+        sinkFilter->SetSampleHandler([&](const SampleView& sample) {
             if (sample.mediaType)
                 audio.setType(*sample.mediaType);
             size_t skip = input.timesFromPresentationStart()
