@@ -8,14 +8,14 @@ away; the figure is the ratio of CPU times (user + system of the child
 processes), the best of several rounds, so a busy machine skews both sides
 alike. With --floors (the folder of the programs bench/floors builds), each
 format also gets tavio's CPU time against its codec library called directly,
-writing the sample format tavio writes. Usage:
+writing the sample format tavio writes. Each format's line of figures gives
+every program's least CPU time and its peak resident size. Usage:
     bench/host_vs_ffmpeg.py TAVIO [--seconds N] [--rounds N] [--format NAME ...] [--floors DIR]
 """
 import argparse
 import ctypes
 import math
 import os
-import resource
 import subprocess
 import sys
 import tempfile
@@ -100,11 +100,16 @@ def make_amr(path, seconds, wideband):
     close(state)
 
 
-def cpu_seconds(command):
-    before = resource.getrusage(resource.RUSAGE_CHILDREN)
-    subprocess.run(command, check=True, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-    after = resource.getrusage(resource.RUSAGE_CHILDREN)
-    return (after.ru_utime - before.ru_utime) + (after.ru_stime - before.ru_stime)
+def run_measured(command):
+    """CPU seconds (user + system) and peak resident size in MiB of one run;
+    wait4 gives that child's own figures, where RUSAGE_CHILDREN would keep
+    the largest peak of every child so far."""
+    child = subprocess.Popen(command, stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+    _, status, usage = os.wait4(child.pid, 0)
+    child.returncode = os.waitstatus_to_exitcode(status)
+    if child.returncode != 0:
+        raise subprocess.CalledProcessError(child.returncode, command)
+    return usage.ru_utime + usage.ru_stime, usage.ru_maxrss / 1024
 
 
 def main():
@@ -136,18 +141,30 @@ def main():
                 program, *floor_options = FLOORS[name]
                 floor = [os.path.join(args.floors, program), path, *floor_options]
             best = best_floor = None
+            # The least CPU time and the largest peak resident size of each program.
+            least = {}
+            peak = {}
+
+            def measured(program, command):
+                seconds, mebibytes = run_measured(command)
+                least[program] = min(least.get(program, seconds), seconds)
+                peak[program] = max(peak.get(program, 0), mebibytes)
+                return max(seconds, 1e-6)
+
             for _ in range(args.rounds):
-                tavio = cpu_seconds(ours)
-                ratio = tavio / max(cpu_seconds(reference), 1e-6)
+                tavio = measured("tavio", ours)
+                ratio = tavio / measured("ffmpeg", reference)
                 best = ratio if best is None else min(best, ratio)
                 if floor:
-                    ratio = tavio / max(cpu_seconds(floor), 1e-6)
+                    ratio = tavio / measured("floor", floor)
                     best_floor = ratio if best_floor is None else min(best_floor, ratio)
             print(f"{name}: {args.seconds} s of {layout}, tavio / ffmpeg CPU time = {best:.2f}")
             if best_floor is not None:
                 print(f"{name}: tavio / library floor CPU time = {best_floor:.2f}")
             elif args.floors:
                 print(f"{name}: tavio / library floor CPU time = {best:.2f} (the floor is ffmpeg)")
+            print(f"{name}: least CPU s / peak resident MiB: " +
+                  ", ".join(f"{program} {least[program]:.3f} / {peak[program]:.1f}" for program in least))
     return 0
 
 

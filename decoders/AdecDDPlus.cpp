@@ -25,21 +25,6 @@ constexpr size_t kHeaderWords = 64;
 constexpr int32_t kMaxSamples = 1536;
 constexpr LONG spdifOutSize = 6144;
 
-// Clamped to full scale on the float's bits after narrowing (the same as
-// narrowing the clamped value), so that no comparison that may trap keeps the
-// loop from vectorising. NaN stays NaN.
-float clipped(double sample)
-{
-    auto narrow = static_cast<float>(sample);
-    uint32_t bits;
-    std::memcpy(&bits, &narrow, 4);
-    uint32_t magnitude = bits & 0x7FFFFFFFu;
-    bool beyond = magnitude > 0x3F800000u && magnitude <= 0x7F800000u;
-    bits = beyond ? (bits & 0x80000000u) | 0x3F800000u : bits;
-    std::memcpy(&narrow, &bits, 4);
-    return narrow;
-}
-
 // The sample rate of the syncframe whose first words (little-endian) are at
 // `words`; 0 when they hold none.
 int32_t frameRate(const uint8_t* words)
@@ -361,11 +346,23 @@ TvStatus* AdecDDPlus::decode(uint8_t* frame, const uint8_t** readPtr, IMediaSamp
     }
 
     TvStatusAc3* status = &_status;
+    LONG outsize = sample->GetSize();
+    LONG length = status->chan * status->samples * 4;
+    BYTE* pcm = nullptr;
+    bool fits = length <= outsize && status->samples <= kMaxSamples &&
+                SUCCEEDED(sample->GetPointer(&pcm)) && pcm;
+    // The library writes float straight into the output sample when it has
+    // room for every routing position at every stride; otherwise into
+    // scratch. A frame with no room at all is still decoded, so that the
+    // decoder's state runs on, and passed over without output.
+    size_t reach = size_t(std::max(status->chan, 1)) * kMaxSamples + 6;
+    bool inPlace = fits && size_t(outsize) >= reach * sizeof(float);
+    float* out = inPlace ? reinterpret_cast<float*>(pcm) : _pcm.data();
     const int32_t* row = ac3RoutingRow(acmod, lfeon != 0);
     pp_bufdesc channels[6];
     ddpi_output ddout{};
     for (int k = 0; k < 6; ++k) {
-        channels[k] = {_pcm.data() + row[k], kMaxSamples, std::max(status->chan, 1), 0};
+        channels[k] = {nullptr, kMaxSamples, std::max(status->chan, 1), 0, out + row[k]};
         ddout.pp_dec_bufdesc[k] = &channels[k];
     }
     ddpi_frame_desc desc{reinterpret_cast<const int16_t*>(frame), uint32_t(status->iFrameSize / 2),
@@ -377,23 +374,16 @@ TvStatus* AdecDDPlus::decode(uint8_t* frame, const uint8_t** readPtr, IMediaSamp
         return nullptr;
     }
 
-    LONG outsize = sample->GetSize();
     // clang-format off
     TvAssert(status->chan*status->samples*2 < outsize);
     TvAssert(status->samples == ddout.pp_dec_bufdesc[0]->nsamples);
     // clang-format on
-    BYTE* pcm = nullptr;
-    LONG length = status->chan * status->samples * 4;
-    if (length > outsize || status->samples > kMaxSamples || FAILED(sample->GetPointer(&pcm)) ||
-        !pcm) {
-        // No room for the whole frame: passed over without output.
+    if (!fits) {
         *readPtr += status->iFrameSize;
         return nullptr;
     }
-    auto* out = reinterpret_cast<float*>(pcm);
-    size_t count = size_t(status->chan) * size_t(status->samples);
-    for (size_t i = 0; i < count; ++i)
-        out[i] = clipped(_pcm[i]);
+    if (!inPlace)
+        std::memcpy(pcm, _pcm.data(), size_t(length));
     sample->SetActualDataLength(length);
     status->spdif = false;
     *readPtr += status->iFrameSize;

@@ -64,7 +64,7 @@ private:
     bool _spdif = false;
     Ac3DownmixRequest _downmix;
     int _karaokeMode = 0;
-    // The library's double samples, interleaved, before they become floats;
+    // Scratch for a frame that cannot be decoded in place, interleaved;
     // room for every routing position at every stride.
-    std::vector<double> _pcm;
+    std::vector<float> _pcm;
 };

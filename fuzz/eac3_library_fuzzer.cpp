@@ -56,7 +56,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
         out.ac3 = ac3.data();
         out.ac3Capacity = int32_t(ac3.size());
         for (int k = 0; k < 6; ++k) {
-            channels[k] = {pcm.data() + k, 1536, 6, 0};
+            channels[k] = {pcm.data() + k, 1536, 6, 0, nullptr};
             out.pp_dec_bufdesc[k] = &channels[k];
         }
         ddpi_dcv_processframe(instance, &frame, &out);

@@ -308,7 +308,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size)
     PushSource* source = PushSource::Create(type, 65536, 4);
     SinkFilter* sink = SinkFilter::Create();
     // The sink forgets what it receives: only the filter's handling matters.
-    sink->SetSampleHandler([](const ReceivedSample&) {});
+    sink->SetSampleHandler([](const SampleView&) {});
     {
         Graph graph;
         graph.Add(source, WIDE("source"));

@@ -46,7 +46,7 @@ WAVEFORMATEX waveOf(const CMediaType& type)
 // How many leading bytes of a delivered sample lie before time `from`: audio
 // the container marks as priming, which players do not play, or the delay
 // of the AC-3 conversion.
-size_t bytesBefore(const ReceivedSample& sample, const PcmFormat& format, REFERENCE_TIME from)
+size_t bytesBefore(const SampleView& sample, const PcmFormat& format, REFERENCE_TIME from)
 {
     if (!sample.hasStart || sample.start >= from || !format.blockAlign || !format.rate ||
         format.kind == PcmFormat::Kind::Spdif)
@@ -541,7 +541,7 @@ DecodeOutcome decodeStream(const FilterFactory& createFilter,
         std::optional<REFERENCE_TIME> cutBefore;
         if (input.timesFromPresentationStart())
             cutBefore = 0;
-        sinkFilter->SetSampleHandler([&](const ReceivedSample& sample) {
+        sinkFilter->SetSampleHandler([&](const SampleView& sample) {
             if (sample.mediaType)
                 audio.setType(*sample.mediaType);
             // The window drops what lies before its start, priming included.

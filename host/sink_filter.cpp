@@ -48,33 +48,31 @@ STDMETHODIMP SinkInputPin::Receive(IMediaSample* sample)
     HRESULT hr = CBaseInputPin::Receive(sample);
     if (hr != S_OK)
         return hr;
-    // Receive calls come one at a time, from the streaming thread: one record
-    // serves them all, so that a handler sees samples without an allocation
-    // each. A recorded sample moves its buffer out.
-    ReceivedSample& record = m_record;
     AM_SAMPLE2_PROPERTIES* props = SampleProps();
+    SampleView view;
     if (props->pbBuffer && props->lActual > 0)
-        record.data.assign(props->pbBuffer, props->pbBuffer + props->lActual);
-    else
-        record.data.clear();
-    record.hasStart = props->dwSampleFlags & AM_SAMPLE_TIMEVALID;
-    record.hasStop = props->dwSampleFlags & AM_SAMPLE_STOPVALID;
-    record.start = props->tStart;
-    record.stop = props->tStop;
-    record.discontinuity = props->dwSampleFlags & AM_SAMPLE_DATADISCONTINUITY;
-    record.syncPoint = props->dwSampleFlags & AM_SAMPLE_SPLICEPOINT;
-    record.preroll = props->dwSampleFlags & AM_SAMPLE_PREROLL;
-    record.mediaType.reset();
+        view.data = {props->pbBuffer, size_t(props->lActual)};
+    view.hasStart = props->dwSampleFlags & AM_SAMPLE_TIMEVALID;
+    view.hasStop = props->dwSampleFlags & AM_SAMPLE_STOPVALID;
+    view.start = props->tStart;
+    view.stop = props->tStop;
+    view.discontinuity = props->dwSampleFlags & AM_SAMPLE_DATADISCONTINUITY;
+    view.syncPoint = props->dwSampleFlags & AM_SAMPLE_SPLICEPOINT;
+    view.preroll = props->dwSampleFlags & AM_SAMPLE_PREROLL;
     if ((props->dwSampleFlags & AM_SAMPLE_TYPECHANGED) && props->pMediaType)
-        record.mediaType = CMediaType(*props->pMediaType);
+        view.mediaType = CMediaType(*props->pMediaType);
 
     std::unique_lock<std::mutex> guard(m_pSink->m_recordLock);
-    if (record.mediaType)
-        m_pSink->m_latestType = *record.mediaType;
-    if (m_pSink->m_handler)
-        m_pSink->m_handler(record);
-    else
+    if (view.mediaType)
+        m_pSink->m_latestType = *view.mediaType;
+    if (m_pSink->m_handler) {
+        m_pSink->m_handler(view);
+    } else {
+        ReceivedSample record;
+        static_cast<SampleProperties&>(record) = view;
+        record.data.assign(view.data.begin(), view.data.end());
         m_pSink->m_samples.push_back(std::move(record));
+    }
     m_pSink->m_changed.notify_all();
     // A blocking sink holds the streaming thread, as a full renderer would,
     // until it is unblocked or flushed.
@@ -168,7 +166,7 @@ void SinkFilter::SetBlocking(bool block)
     m_changed.notify_all();
 }
 
-void SinkFilter::SetSampleHandler(std::function<void(const ReceivedSample&)> handler)
+void SinkFilter::SetSampleHandler(std::function<void(const SampleView&)> handler)
 {
     std::lock_guard<std::mutex> guard(m_recordLock);
     m_handler = std::move(handler);

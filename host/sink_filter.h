@@ -9,12 +9,12 @@
 #include <functional>
 #include <mutex>
 #include <optional>
+#include <span>
 #include <vector>
 
 #include "platform/dshow/streams.h"
 
-struct ReceivedSample {
-    std::vector<BYTE> data;
+struct SampleProperties {
     bool hasStart = false;
     bool hasStop = false;
     REFERENCE_TIME start = 0;
@@ -23,6 +23,17 @@ struct ReceivedSample {
     bool syncPoint = false;
     bool preroll = false;
     std::optional<CMediaType> mediaType;  // the type attached to the sample
+};
+
+// A sample kept by the sink: its own copy of the bytes.
+struct ReceivedSample : SampleProperties {
+    std::vector<BYTE> data;
+};
+
+// A sample as a handler sees it: the bytes stay in the decoder's buffer and
+// are valid only during the call, so passing them on copies nothing.
+struct SampleView : SampleProperties {
+    std::span<const BYTE> data;
 };
 
 class SinkFilter;
@@ -42,8 +53,6 @@ public:
 
 private:
     SinkFilter* m_pSink;
-    // Filled by each Receive; its buffer keeps its capacity between samples.
-    ReceivedSample m_record;
 };
 
 class SinkFilter : public CBaseFilter {
@@ -63,7 +72,7 @@ public:
     void SetBlocking(bool block);
     // Hands each sample to `handler` (on the streaming thread) instead of
     // keeping it, so a long stream does not pile up in memory.
-    void SetSampleHandler(std::function<void(const ReceivedSample&)> handler);
+    void SetSampleHandler(std::function<void(const SampleView&)> handler);
 
     // Snapshots, safe to take from any thread.
     std::vector<ReceivedSample> Samples();
@@ -97,5 +106,5 @@ private:
     HRESULT m_receiveResult = S_OK;
     bool m_blocking = false;
     std::optional<CMediaType> m_latestType;
-    std::function<void(const ReceivedSample&)> m_handler;
+    std::function<void(const SampleView&)> m_handler;
 };

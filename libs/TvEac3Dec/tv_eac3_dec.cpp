@@ -19,6 +19,21 @@ namespace {
 
 constexpr int kSamples = 1536;
 
+// Clamped to full scale on the float's bits after narrowing (the same as
+// narrowing the clamped value), so that no comparison that may trap keeps the
+// loop from vectorising. NaN stays NaN.
+float clipped(double sample)
+{
+    auto narrow = static_cast<float>(sample);
+    uint32_t bits;
+    std::memcpy(&bits, &narrow, 4);
+    uint32_t magnitude = bits & 0x7FFFFFFFu;
+    bool beyond = magnitude > 0x3F800000u && magnitude <= 0x7F800000u;
+    bits = beyond ? (bits & 0x80000000u) | 0x3F800000u : bits;
+    std::memcpy(&narrow, &bits, 4);
+    return narrow;
+}
+
 class Eac3Instance {
 public:
     short setParam(int32_t number, const void* value)
@@ -190,7 +205,7 @@ private:
             if (slots[k] == kSpeakerNone)
                 continue;
             pp_bufdesc* d = out->pp_dec_bufdesc[k];
-            if (!d || !d->samples || d->capacity < kSamples || d->stride < 1)
+            if (!d || !(d->samples || d->floatSamples) || d->capacity < kSamples || d->stride < 1)
                 return kDdpiBufferTooSmall;
         }
         for (int k = 0; k < 6; ++k) {
@@ -198,8 +213,13 @@ private:
                 continue;
             const float* mixed = mix(matrix[slots[k]], speakers);
             pp_bufdesc* d = out->pp_dec_bufdesc[k];
-            for (int n = 0; n < kSamples; ++n)
-                d->samples[size_t(n) * size_t(d->stride)] = double(mixed[n]) * gain_;
+            auto stride = size_t(d->stride);
+            if (d->floatSamples)
+                for (int n = 0; n < kSamples; ++n)
+                    d->floatSamples[size_t(n) * stride] = clipped(double(mixed[n]) * gain_);
+            else
+                for (int n = 0; n < kSamples; ++n)
+                    d->samples[size_t(n) * stride] = double(mixed[n]) * gain_;
         }
         for (pp_bufdesc* d : out->pp_dec_bufdesc)
             if (d)

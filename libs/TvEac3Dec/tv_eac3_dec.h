@@ -82,7 +82,8 @@ enum DdpiError : short {
 //   4: L - R S - -   (LFE: L - R LFE - S)     5: L R C S - -  (LFE: L R C LFE - S)
 //   6: L - R Ls Rs - (LFE: L - R LFE Ls Rs)   7: L C R Ls Rs LFE
 // Downmix, karaoke and dual-mono as TvAc3Lib (A/52 7.8), in float; the
-// samples are written as doubles, full scale 1.0, not clipped.
+// samples are written as doubles, full scale 1.0, not clipped (or as clamped
+// floats, see pp_bufdesc).
 #pragma once
 
 #include <cstdint>
@@ -107,8 +108,12 @@ struct ddpi_frame_params {
 struct pp_bufdesc {
     double* samples;
     int32_t capacity;  // samples the channel can hold (1536 for a frame)
-    int32_t stride;    // doubles between consecutive samples
+    int32_t stride;    // samples between consecutive samples of the channel
     int32_t nsamples;  // written by processframe
+    // When set, the channel is written here instead, as floats clamped to
+    // full scale (NaN kept), with the same capacity and stride: a caller
+    // that plays float needs no pass of its own over the doubles.
+    float* floatSamples;
 };
 
 struct ddpi_output {

@@ -9,6 +9,14 @@ extern "C" {
 #include <libavutil/opt.h>
 }
 
+namespace {
+
+// Enough for the access units of common streams, so that the buffer is
+// rarely made again as their sizes vary.
+constexpr size_t kFirstBufferBytes = 8192;
+
+}  // namespace
+
 bool AvMlpDecoder::available()
 {
     return avcodec_find_decoder(AV_CODEC_ID_MLP) && avcodec_find_decoder(AV_CODEC_ID_TRUEHD);
@@ -52,12 +60,19 @@ bool AvMlpDecoder::decode(const uint8_t* unit,
     mask = 0;
     if (!ready())
         return false;
-    // libavcodec reads a little past the end of a packet: give it its padding.
-    if (av_new_packet(packet_, int(length)) < 0)
-        return false;
+    // One buffer serves every unit: a new one only when a unit outgrows it or
+    // libavcodec still holds a reference to it.
+    if (!packet_->buf || packet_->buf->size < length + AV_INPUT_BUFFER_PADDING_SIZE ||
+        !av_buffer_is_writable(packet_->buf)) {
+        av_packet_unref(packet_);
+        if (av_new_packet(packet_, int(std::max(length, kFirstBufferBytes))) < 0)
+            return false;
+    }
+    packet_->size = int(length);
     std::copy(unit, unit + length, packet_->data);
+    // libavcodec reads a little past the end of a packet: zeroed padding.
+    std::fill_n(packet_->data + length, AV_INPUT_BUFFER_PADDING_SIZE, uint8_t(0));
     int sent = avcodec_send_packet(context_, packet_);
-    av_packet_unref(packet_);
     if (sent < 0 || avcodec_receive_frame(context_, frame_) < 0)
         return false;
     int n = frame_->nb_samples;

@@ -141,7 +141,7 @@ TEST_P(BoundedMemory, InputBufferMemoryAndCallTimeStayBounded)
     build(seed.type);
     // Millions of log lines would only measure the logs.
     quietLogs();
-    sink->SetSampleHandler([&](const ReceivedSample&) { ++outputSamples; });
+    sink->SetSampleHandler([&](const SampleView&) { ++outputSamples; });
     for (Hostility kind :
          {Hostility::RandomBytes, Hostility::ValidPacketThenGarbage, Hostility::AlmostSyncs}) {
         ASSERT_EQ(source->DeliverBeginFlush(), S_OK);

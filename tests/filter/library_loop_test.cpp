@@ -60,7 +60,7 @@ Round decodeWithFreshFilter(const DecoderRow& row, const DecoderSeed& seed, bool
     PushSource* source = PushSource::Create(seed.type, 65536, 4);
     SinkFilter* sink = SinkFilter::Create();
     Round round;
-    sink->SetSampleHandler([&](const ReceivedSample& s) {
+    sink->SetSampleHandler([&](const SampleView& s) {
         ++round.samplesOut;
         round.bytesOut += s.data.size();
     });

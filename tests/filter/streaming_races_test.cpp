@@ -141,7 +141,7 @@ TEST_P(StreamingRaces, ApplicationCallsMeetTheStreamingThread)
     ASSERT_EQ(filter->QueryInterface(IID_ICodecAPI, reinterpret_cast<void**>(&codecApi)), S_OK);
     std::atomic<size_t> delivered{0};
     std::atomic<size_t> bursts{0};
-    sink->SetSampleHandler([&](const ReceivedSample& s) {
+    sink->SetSampleHandler([&](const SampleView& s) {
         ++delivered;
         // An AC-3 S/PDIF burst starts with its two sync words.
         if (s.data.size() >= 4 && s.data[0] == 0x72 && s.data[1] == 0xF8 && s.data[2] == 0x1F &&

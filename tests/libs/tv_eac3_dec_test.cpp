@@ -3,6 +3,7 @@
 // output buffers checked before use and E-AC-3 converted to AC-3.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstring>
@@ -105,7 +106,8 @@ TEST(TvEac3Dec, OutputBuffersAreCheckedBeforeUse)
     std::vector<uint8_t> frame = swapped({stream.begin(), stream.begin() + first.frameSize});
     ddpi_frame_desc desc = describe(frame);
     std::vector<double> samples(1536 * 2, 7.0);
-    pp_bufdesc left{samples.data(), 1535, 2, 0}, right{samples.data() + 1, 1536, 2, 0};
+    pp_bufdesc left{samples.data(), 1535, 2, 0, nullptr},
+        right{samples.data() + 1, 1536, 2, 0, nullptr};
     ddpi_output out{};
     out.pp_dec_bufdesc[0] = &left;
     out.pp_dec_bufdesc[2] = &right;
@@ -134,6 +136,46 @@ TEST(TvEac3Dec, OutputBuffersAreCheckedBeforeUse)
     EXPECT_EQ(convert.ac3Words, 1280);  // the frames themselves are checked as S/PDIF bursts
     EXPECT_EQ(ddpi_dcv_close(memory.get()), kDdpiOk);
     EXPECT_EQ(ddpi_dcv_close(memory.get()), kDdpiNotOpen);
+}
+
+// A float destination gets the double destination's samples, narrowed and
+// clamped to full scale, each channel at its own place.
+TEST(TvEac3Dec, FloatOutputIsTheDoubleOutputClamped)
+{
+    REQUIRE_FFMPEG();
+    TempFolder folder;
+    std::string ac3 = folder.file("loud.ac3");
+    ASSERT_TRUE(encodeTones(ac3, {"FL+FR+FC", 48000, 0.1, 1.0}, "-c:a ac3 -b:a 192k -f ac3"));
+    std::vector<uint8_t> stream = readBytes(ac3);
+    DolbySyncFrame first;
+    ASSERT_TRUE(parseDolbySyncFrame(stream.data(), stream.size(), first));
+    std::vector<uint8_t> frame = swapped({stream.begin(), stream.begin() + first.frameSize});
+    ddpi_frame_desc desc = describe(frame);
+    uint32_t size = 0;
+    ASSERT_EQ(ddpi_dcv_query(&size), kDdpiOk);
+    std::vector<double> doubles(1536 * 2);
+    std::vector<float> floats(1536 * 2);
+    pp_bufdesc toDouble[2] = {{doubles.data(), 1536, 2, 0, nullptr},
+                              {doubles.data() + 1, 1536, 2, 0, nullptr}};
+    pp_bufdesc toFloat[2] = {{nullptr, 1536, 2, 0, floats.data()},
+                             {nullptr, 1536, 2, 0, floats.data() + 1}};
+    for (pp_bufdesc* channels : {toDouble, toFloat}) {
+        // One fresh instance each, so that both decode the frame alike.
+        std::unique_ptr<std::max_align_t[]> memory(
+            new std::max_align_t[size / sizeof(std::max_align_t) + 1]);
+        ASSERT_EQ(ddpi_dcv_open(memory.get()), kDdpiOk);
+        int32_t stereo = 2, noLfe = 0, noRange = 0;
+        ddpi_dcv_setprocessparam(memory.get(), kDdpiOutputMode, &stereo);
+        ddpi_dcv_setprocessparam(memory.get(), kDdpiOutputLfe, &noLfe);
+        ddpi_dcv_setprocessparam(memory.get(), kDdpiRangeMode, &noRange);
+        ddpi_output out{};
+        out.pp_dec_bufdesc[0] = &channels[0];
+        out.pp_dec_bufdesc[2] = &channels[1];
+        EXPECT_EQ(ddpi_dcv_processframe(memory.get(), &desc, &out), kDdpiOk);
+        ddpi_dcv_close(memory.get());
+    }
+    for (size_t i = 0; i < doubles.size(); ++i)
+        ASSERT_EQ(floats[i], std::clamp(static_cast<float>(doubles[i]), -1.0f, 1.0f)) << i;
 }
 
 template <typename T>
