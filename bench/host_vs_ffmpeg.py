@@ -31,6 +31,9 @@ FORMATS = {
     "ac3": ("-c:a ac3 -b:a 448k", "in.ac3", "-f s32le", ""),
     # E-AC-3 pass-through: converted to 640 kbit/s AC-3 in IEC 61937 bursts.
     "eac3-spdif": ("-c:a eac3 -b:a 640k", "in.eac3", "-c:a ac3 -b:a 640k -f spdif", "--spdif"),
+    # E-AC-3 to PCM: tavio converts it to AC-3 and decodes that (an encode
+    # and a second decode on top of ffmpeg's one decode, so no goal is set).
+    "eac3": ("-c:a eac3 -b:a 640k", "in.eac3", "-f f32le", ""),
     # 24-bit TrueHD; ffmpeg's decoder gives 32-bit words, tavio 24-bit samples.
     "truehd": ("-c:a truehd -strict -2 -sample_fmt s32", "in.thd", "-f s32le", ""),
     # MPEG audio carries at most two channels: the 5.1 tones are mixed down.
