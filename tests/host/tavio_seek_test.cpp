@@ -66,6 +66,8 @@ const SeekRow kSeekRows[] = {
     {"DtsVob", "-c:a dca -strict -2 -f vob in.vob", "s32le", 100, 512},
     {"MlpAob", "-c:a mlp -strict -2 -f mlp in.mlp", "s24le", 200, 40, aobMlp, "in.aob"},
     {"TrueHdEvo", "-c:a truehd -strict -2 -f truehd in.thd", "s24le", 200, 40, evoMlp, "in.evo"},
+    // Layer I: no encoder makes it, so a conformance stream, 0.59 s long.
+    {"Mp1Vector", "minimp3/l1-fl4.bit", "s16le", 60, 384, nullptr, nullptr, true, "", "0.2"},
     {"Mp2Vob", "-c:a mp2 -b:a 192k -f vob in.vob", "s16le", 80, 1152},
     {"Mp3Raw", "-c:a libmp3lame -b:a 192k in.mp3", "s16le", 90, 1152},
     {"AacM4a", "-c:a aac in.m4a", "s16le", 90, 1024},
