@@ -36,6 +36,7 @@ SeekWindow::Cut SeekWindow::cut(size_t size, const PcmFormat& format)
     if (format.kind == PcmFormat::Kind::Spdif)
         return first >= 0 && first < stop ? Cut{0, size} : Cut{size, 0};
     int64_t from = std::clamp<int64_t>(-first, 0, frames);
-    int64_t to = std::clamp<int64_t>(stop - first, from, frames);
+    // Without a length the window has no end (and `stop - first` could overflow).
+    int64_t to = length_ ? std::clamp<int64_t>(stop - first, from, frames) : frames;
     return {size_t(from) * format.blockAlign, size_t(to - from) * format.blockAlign};
 }
