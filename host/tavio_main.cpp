@@ -83,6 +83,9 @@ bool isNumber(const std::string& text)
     return !text.empty() && text.find_first_not_of("0123456789") == std::string::npos;
 }
 
+// Longer than any stream: a million hours.
+constexpr REFERENCE_TIME kLongestTime = 1000000LL * 3600 * 10000000;
+
 // "90", "1.5", "01:30", "1:02:03.250" as 100 ns units; nothing when malformed.
 std::optional<REFERENCE_TIME> parseTime(const std::string& text)
 {
@@ -99,6 +102,8 @@ std::optional<REFERENCE_TIME> parseTime(const std::string& text)
             (fields > 1 && std::atoll(whole.c_str()) >= 60))
             return std::nullopt;
         total = total * 60 + std::atoll(whole.c_str()) * 10000000;
+        if (total > kLongestTime)  // and the next field's * 60 cannot overflow
+            return std::nullopt;
         if (last) {
             fraction = (fraction + "0000000").substr(0, 7);
             return total + std::atoll(fraction.c_str());

@@ -53,6 +53,7 @@ TEST(Tavio, FailuresEndWithTheirExitCodeAndOneLine)
         {"info", 1, ""},
         {sample + " --start -1", 1, "--start takes a time"},
         {sample + " --start 1:70", 1, "--start takes a time"},
+        {sample + " --start 999999999:00:00", 1, "--start takes a time"},
         {sample + " --duration 0", 1, "--duration takes a time"},
         {sample + " --start 1:00:00", 3, "no audio from 3600.000 s on"},
         {folder.file("missing.vob"), 2, ""},
