@@ -42,7 +42,7 @@ bool positionOf(const LONGLONG* value,
 
 std::optional<SourceSeeking::Request> SourceSeeking::TakeRequest()
 {
-    std::lock_guard<std::mutex> guard(m_lock);
+    CAutoLock guard(&m_lock);
     if (!m_pending)
         return std::nullopt;
     m_pending = false;
@@ -51,7 +51,7 @@ std::optional<SourceSeeking::Request> SourceSeeking::TakeRequest()
 
 void SourceSeeking::SetDuration(std::optional<REFERENCE_TIME> duration)
 {
-    std::lock_guard<std::mutex> guard(m_lock);
+    CAutoLock guard(&m_lock);
     m_duration = duration;
 }
 
@@ -108,7 +108,7 @@ STDMETHODIMP SourceSeeking::GetDuration(LONGLONG* duration)
 {
     if (!duration)
         return E_POINTER;
-    std::lock_guard<std::mutex> guard(m_lock);
+    CAutoLock guard(&m_lock);
     if (!m_duration)
         return E_NOTIMPL;
     *duration = *m_duration;
@@ -119,7 +119,7 @@ STDMETHODIMP SourceSeeking::GetStopPosition(LONGLONG* stop)
 {
     if (!stop)
         return E_POINTER;
-    std::lock_guard<std::mutex> guard(m_lock);
+    CAutoLock guard(&m_lock);
     if (!m_stop && !m_duration)
         return E_NOTIMPL;
     *stop = m_stop ? *m_stop : *m_duration;
@@ -155,7 +155,7 @@ STDMETHODIMP SourceSeeking::SetPositions(LONGLONG* current,
     bool stops = (stopFlags & AM_SEEKING_PositioningBitsMask) != AM_SEEKING_NoPositioning;
     if ((moves && !current) || (stops && !stop))
         return E_POINTER;
-    std::lock_guard<std::mutex> guard(m_lock);
+    CAutoLock guard(&m_lock);
     std::optional<REFERENCE_TIME> start, end;
     if (!positionOf(current, currentFlags, m_start, start) ||
         !positionOf(stop, stopFlags, m_stop.value_or(m_start), end))
@@ -175,7 +175,7 @@ STDMETHODIMP SourceSeeking::SetPositions(LONGLONG* current,
 
 STDMETHODIMP SourceSeeking::GetPositions(LONGLONG* current, LONGLONG* stop)
 {
-    std::lock_guard<std::mutex> guard(m_lock);
+    CAutoLock guard(&m_lock);
     if (current)
         *current = m_start;
     if (stop)
@@ -185,7 +185,7 @@ STDMETHODIMP SourceSeeking::GetPositions(LONGLONG* current, LONGLONG* stop)
 
 STDMETHODIMP SourceSeeking::GetAvailable(LONGLONG* earliest, LONGLONG* latest)
 {
-    std::lock_guard<std::mutex> guard(m_lock);
+    CAutoLock guard(&m_lock);
     if (earliest)
         *earliest = 0;
     if (latest)

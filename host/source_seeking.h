@@ -4,7 +4,6 @@
 // that pushes packets carries them out between two packets (SeekingFeed).
 #pragma once
 
-#include <mutex>
 #include <optional>
 
 #include "host/input_source.h"
@@ -65,7 +64,7 @@ public:
 
 private:
     IUnknown* m_owner;
-    std::mutex m_lock;
+    CCritSec m_lock;
     REFERENCE_TIME m_start = 0;  // of the latest request
     std::optional<REFERENCE_TIME> m_stop;
     std::optional<REFERENCE_TIME> m_duration;
