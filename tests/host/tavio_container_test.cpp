@@ -305,21 +305,6 @@ const Row kRows[] = {
 };
 // clang-format on
 
-SampleFormat formatOf(const std::string& f)
-{
-    return f == "s24le"   ? SampleFormat::S24
-           : f == "s32le" ? SampleFormat::S32
-           : f == "f32le" ? SampleFormat::F32
-                          : SampleFormat::S16;
-}
-
-SampleFormat formatOf(const WavFile& wav)
-{
-    if (wav.bitsPerSample() == 32)
-        return wav.read16(24) == 3 ? SampleFormat::F32 : SampleFormat::S32;
-    return wav.bitsPerSample() == 24 ? SampleFormat::S24 : SampleFormat::S16;
-}
-
 // The AC-3 frames inside a run of 6144-byte bursts, back in stream order.
 Bytes burstPayloads(const Bytes& bursts)
 {
@@ -403,7 +388,7 @@ TEST_P(TavioContainers, DecodesLikeItsReference)
         return;
     }
 
-    std::vector<double> ours = samplesOf(wav.data, formatOf(wav)), reference;
+    std::vector<double> ours = samplesOf(wav.data, wav.sampleFormat()), reference;
     int channels = row.wave.channels;
     if (row.reference == R::Converted) {
         std::string bursts = folder.file("bursts.wav");
@@ -415,7 +400,7 @@ TEST_P(TavioContainers, DecodesLikeItsReference)
                           : row.reference == R::PcmFile
                               ? readBytes(made.substr(0, made.rfind('.')) + ".pcm")
                               : referenceDecode(made, row.referenceFormat, row.referenceOptions),
-                          formatOf(row.referenceFormat));
+                          sampleFormatNamed(row.referenceFormat));
     if (row.reference == R::Bursts) {
         writeBytes(folder.file("bursts.ac3"), burstPayloads(wav.data));
         ours = samplesOf(referenceDecode(folder.file("bursts.ac3"), "s16le"), SampleFormat::S16);

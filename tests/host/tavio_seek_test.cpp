@@ -93,21 +93,6 @@ const char* kSweep =
     ":s=48000:d=4'";
 constexpr const char* kDuration = "1";
 
-SampleFormat formatOf(const std::string& f)
-{
-    return f == "s24le"   ? SampleFormat::S24
-           : f == "s32le" ? SampleFormat::S32
-           : f == "f32le" ? SampleFormat::F32
-                          : SampleFormat::S16;
-}
-
-SampleFormat formatOf(const WavFile& wav)
-{
-    if (wav.bitsPerSample() == 32)
-        return wav.read16(24) == 3 ? SampleFormat::F32 : SampleFormat::S32;
-    return wav.bitsPerSample() == 24 ? SampleFormat::S24 : SampleFormat::S16;
-}
-
 class TavioSeek : public ::testing::TestWithParam<SeekRow> {
 protected:
     TempFolder folder;
@@ -142,9 +127,9 @@ TEST_P(TavioSeek, StartsAndEndsWhereFfmpegDoes)
         << errors;
     WavFile wav = readWav(out);
     int channels = wav.channels();
-    std::vector<double> ours = samplesOf(wav.data, formatOf(wav));
-    std::vector<double> whole =
-        samplesOf(referenceDecode(made, row.reference, referenceInput), formatOf(row.reference));
+    std::vector<double> ours = samplesOf(wav.data, wav.sampleFormat());
+    std::vector<double> whole = samplesOf(referenceDecode(made, row.reference, referenceInput),
+                                          sampleFormatNamed(row.reference));
     size_t first = size_t(std::atof(row.start) * wav.sampleRate()) * size_t(channels);
     size_t count = size_t(std::atof(kDuration) * wav.sampleRate()) * size_t(channels);
     ASSERT_LT(first, whole.size());

@@ -17,6 +17,14 @@ int bytesPerSample(SampleFormat format)
     }
 }
 
+SampleFormat sampleFormatNamed(const std::string& ffmpegName)
+{
+    return ffmpegName == "s24le"   ? SampleFormat::S24
+           : ffmpegName == "s32le" ? SampleFormat::S32
+           : ffmpegName == "f32le" ? SampleFormat::F32
+                                   : SampleFormat::S16;
+}
+
 std::vector<double> samplesOf(const std::vector<uint8_t>& bytes, SampleFormat format)
 {
     size_t width = size_t(bytesPerSample(format));

@@ -6,11 +6,15 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
 enum class SampleFormat { S16, S24, S32, F32 };
 
 int bytesPerSample(SampleFormat format);
+
+// The format ffmpeg names s16le, s24le, s32le or f32le (anything else: S16).
+SampleFormat sampleFormatNamed(const std::string& ffmpegName);
 
 // Interleaved little-endian samples scaled so that full scale is 1.0.
 std::vector<double> samplesOf(const std::vector<uint8_t>& bytes, SampleFormat format);

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "support/pcm.h"
+
 struct WavFile {
     std::string form;  // "RIFF" or "RF64"
     uint32_t riffSize = 0;
@@ -23,6 +25,15 @@ struct WavFile {
     uint16_t bitsPerSample() const { return read16(14); }
     // dwChannelMask of an extensible format, else 0.
     uint32_t channelMask() const { return format.size() >= 24 ? read32(20) : 0; }
+
+    // The sample format of the data chunk (a 32-bit extensible format with
+    // subformat 3 holds floats).
+    SampleFormat sampleFormat() const
+    {
+        if (bitsPerSample() == 32)
+            return read16(24) == 3 ? SampleFormat::F32 : SampleFormat::S32;
+        return bitsPerSample() == 24 ? SampleFormat::S24 : SampleFormat::S16;
+    }
 
     uint16_t read16(size_t at) const
     {
