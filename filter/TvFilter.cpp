@@ -208,8 +208,7 @@ HRESULT TvFilter::setInputType(const CMediaType* type)
     if (!status)
         return VFW_E_TYPE_NOT_ACCEPTED;
     // Payloads of PES and DVD packs carry a private header per packet.
-    bool packed = IsEqualGUID(type->majortype, MEDIATYPE_MPEG2_PES) ||
-                  IsEqualGUID(type->majortype, MEDIATYPE_DVD_ENCRYPTED_PACK);
+    bool packed = hasPacketHeaders(*type);
     Adec* chosen = _decoding.decoder;
     _decoding.buffer.setDecoder(packed && chosen->wantsPrivateHeader() ? chosen : nullptr);
     _decoding.buffer.clear();
