@@ -75,6 +75,8 @@ size_t convertTo16Bit(uint8_t* data, size_t length, TvSampleType from)
     switch (from) {
         case ST16Bit:
             return length;
+        // 20-bit samples sit in the upper bits of a 24-bit container.
+        case ST20Bit:
         case ST24Bit:
             return convertEach<3, int16_t>(data, length, round24To16);
         case ST32Bit:

@@ -9,8 +9,9 @@
 #include "platform/strmif.h"
 
 // Converts `length` bytes of `from` samples to 16-bit in place; returns the
-// new length (twice the sample count). 16-bit input is left alone; an
-// unknown type is asserted, left unconverted, and its length doubled.
+// new length (twice the sample count). 16-bit input is left alone; 20-bit
+// input is rounded as the 24-bit container it is stored in; an unknown type
+// (8-bit) is asserted, left unconverted, and its length doubled.
 size_t convertTo16Bit(uint8_t* data, size_t length, TvSampleType from);
 // Float samples to 32-bit integers in place (values beyond +-1 are clamped,
 // +1.0 wraps to 0x80000000 as recorded output expects); returns the length.

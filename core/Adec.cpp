@@ -3,6 +3,7 @@
 #include <cstring>
 
 #include "core/status_helpers.h"
+#include "platform/media_guids.h"
 
 TvStatus* Adec::setSpdif(bool)
 {
@@ -16,6 +17,12 @@ bool Adec::wantsPrivateHeader()
 bool Adec::parsePacketHeader(const uint8_t**, const uint8_t*)
 {
     return true;
+}
+
+bool hasPacketHeaders(const AM_MEDIA_TYPE& mediaType)
+{
+    return IsEqualGUID(mediaType.majortype, MEDIATYPE_MPEG2_PES) ||
+           IsEqualGUID(mediaType.majortype, MEDIATYPE_DVD_ENCRYPTED_PACK);
 }
 
 void readWaveFormat(const AM_MEDIA_TYPE& mediaType, TvStatus& status)

@@ -43,3 +43,6 @@ protected:
 // wave format (extensible formats give valid bits and mask). A format block
 // shorter than a WAVEFORMATEX leaves the record untouched.
 void readWaveFormat(const AM_MEDIA_TYPE& mediaType, TvStatus& status);
+// Whether the type's payloads come in PES or DVD packs, each with a private
+// header in front of its audio.
+bool hasPacketHeaders(const AM_MEDIA_TYPE& mediaType);

@@ -63,7 +63,7 @@ HRESULT ReceiveLoop::receive(IMediaSample* in)
             out->Release();
             continue;
         }
-        hr = host_.deliver(out, state_.outputStatus);
+        hr = host_.deliver(out, frameStatus_.get());
         log_ << " delivery result: " << platform::errorName(hr) << std::endl;
         if (hr != S_OK) {
             host_.flush();
@@ -129,6 +129,11 @@ bool ReceiveLoop::process(IMediaSample* out)
     TvStatus* remixed = host_.remix(out, istatus);
     ostatus = remixed ? remixed : istatus;
     TvAssertWorded(ostatus->samples > 0, "_ostatus->samples > 0");
+    if (out->GetActualDataLength() > 0) {
+        state_.lastInput.reset(istatus->clone());
+        state_.lastOutput.reset(ostatus->clone());
+        frameStatus_ = state_.lastOutput;
+    }
     host_.showLevels(out);
     log_ << "delivering: " << out->GetActualDataLength();
     if (t == kNoTime) {

@@ -4,6 +4,7 @@
 // re-initialises decoding.
 #pragma once
 
+#include <memory>
 #include <ostream>
 
 #include "core/Adec.h"
@@ -37,8 +38,14 @@ protected:
 struct DecodingState {
     TvBuffer buffer;
     Adec* decoder = nullptr;
-    TvStatus* inputStatus = nullptr;   // the last decoded frame's
-    TvStatus* outputStatus = nullptr;  // the same after the remix step
+    // The frame being made: the decoder's and the remixer's own records,
+    // which they rewrite between frames.
+    TvStatus* inputStatus = nullptr;
+    TvStatus* outputStatus = nullptr;
+    // Copies of the same, made when the last frame with output was
+    // decoded: what the stream information tells, up to a new input type.
+    std::shared_ptr<const TvStatus> lastInput;
+    std::shared_ptr<const TvStatus> lastOutput;
 };
 
 class ReceiveLoop {
@@ -61,4 +68,8 @@ private:
     DecodingState& state_;
     CCritSec& streamLock_;
     std::ostream& log_;
+    // The status the frame `process` made goes out with: its own copy, so
+    // that a decoder rewriting its record meanwhile (an S/PDIF switch, a mix
+    // type from the application thread) cannot change it during delivery.
+    std::shared_ptr<const TvStatus> frameStatus_;
 };

@@ -82,6 +82,12 @@ uint32_t defaultChannelMask(int chan)
     return 0xFFu >> shift;
 }
 
+void fitMaskToCount(TvStatus& status)
+{
+    if (status.chan > 0 && status.chan <= 8)
+        status.channelMask = reportedChannelMask(status);
+}
+
 uint32_t reportedChannelMask(const TvStatus& status)
 {
     if (status.channelMask != 0 && maskChannelCount(status.channelMask) == status.chan)

@@ -17,6 +17,11 @@ int maskChannelCount(uint32_t mask);
 // The mask assumed for a channel count: one channel is front centre, five have
 // no LFE; otherwise the lowest n speaker bits. Asserts 1 <= chan <= 8.
 uint32_t defaultChannelMask(int chan);
+// A record whose mask does not fit its channel count (a plain wave format of
+// more than two channels names none; a header that gives only a count leaves
+// the format block's) takes the default mask of its count, the one it is
+// reported with anyway. Counts outside 1..8 are left alone.
+void fitMaskToCount(TvStatus& status);
 // The record's mask where it agrees with its channel count, else the default.
 uint32_t reportedChannelMask(const TvStatus& status);
 // Duration of one frame in 100 ns units (truncated).

@@ -26,12 +26,6 @@ constexpr int32_t dvdAudioHeaderFields = 11;
 constexpr uint8_t order[36] = {30, 19, 18, 31, 21, 20, 32, 23, 22, 12, 1, 0, 13, 3, 2, 14, 5,  4,
                                33, 25, 24, 34, 27, 26, 35, 29, 28, 15, 7, 6, 16, 9, 8, 17, 11, 10};
 
-bool isPacked(const CMediaType& type)
-{
-    return IsEqualGUID(type.majortype, MEDIATYPE_MPEG2_PES) ||
-           IsEqualGUID(type.majortype, MEDIATYPE_DVD_ENCRYPTED_PACK);
-}
-
 }  // namespace
 
 bool AdecLPCM::accepts(const CMediaType& mediaType)
@@ -47,13 +41,19 @@ TvStatus* AdecLPCM::init(const CMediaType& mediaType)
     _status.group1Channels = _status.chan;
     _status.group2Channels = 0;
     _firstAccessUnitTime = 0;
+    // Without packet headers the format block is all there is to tell the
+    // rate and the channels.
+    if (!hasPacketHeaders(mediaType) && (_status.freq <= 0 || _status.chan <= 0)) {
+        _log << "error: LPCM without rate or channels" << std::endl;
+        return nullptr;
+    }
     return &_status;
 }
 
 bool AdecLPCM::parsePacketHeader(const uint8_t** readPtr, const uint8_t* end)
 {
     // Plain audio samples carry no private header.
-    if (!isPacked(_mediaType))
+    if (!hasPacketHeaders(_mediaType))
         return true;
     bool ok = false;
     if (IsEqualGUID(_mediaType.subtype, MEDIASUBTYPE_DVDA_AUDIO_LPCM))
@@ -193,6 +193,7 @@ TvStatus* AdecLPCM::process(const uint8_t** readPtr, const uint8_t* pend, IMedia
     // clang-format on
     int32_t oFrameSize = byteSize(_status) * _status.samples * _status.chan;
     _status.chan = _status.group1Channels + _status.group2Channels;
+    fitMaskToCount(_status);
 
     BYTE* out = nullptr;
     if (!dest || FAILED(dest->GetPointer(&out)) || !out)

@@ -41,6 +41,12 @@ TvStatus* AdecLpcmDvd::init(const CMediaType& mediaType)
     _channelAssignment = 0;
     _timeStampBytes = 0;
     readWaveFormat(mediaType, _status);
+    // Without packet headers the format block is all there is to tell the
+    // rate and the channels.
+    if (!hasPacketHeaders(mediaType) && (_status.freq <= 0 || _status.chan <= 0)) {
+        _log << "error: LPCM without rate or channels" << std::endl;
+        return nullptr;
+    }
     return &_status;
 }
 
@@ -184,6 +190,7 @@ TvStatus* AdecLpcmDvd::process(const uint8_t** readPtr, const uint8_t* pend, IMe
     }
     _status.samples = samples;
     _status.iFrameSize = size;
+    fitMaskToCount(_status);
     dest->SetActualDataLength(size);
 
     if (_status.stype == ST16Bit) {

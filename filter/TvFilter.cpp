@@ -208,12 +208,13 @@ HRESULT TvFilter::setInputType(const CMediaType* type)
     if (!status)
         return VFW_E_TYPE_NOT_ACCEPTED;
     // Payloads of PES and DVD packs carry a private header per packet.
-    bool packed = IsEqualGUID(type->majortype, MEDIATYPE_MPEG2_PES) ||
-                  IsEqualGUID(type->majortype, MEDIATYPE_DVD_ENCRYPTED_PACK);
+    bool packed = hasPacketHeaders(*type);
     Adec* chosen = _decoding.decoder;
     _decoding.buffer.setDecoder(packed && chosen->wantsPrivateHeader() ? chosen : nullptr);
     _decoding.buffer.clear();
     _decoding.inputStatus = _decoding.outputStatus = nullptr;
+    _decoding.lastInput.reset();
+    _decoding.lastOutput.reset();
     _outputPin->setPreferredType(status);
     return S_OK;
 }
@@ -298,13 +299,13 @@ void TvFilter::setMixType(int kind, int mixType, uint32_t mask)
 TvStatus* TvFilter::inputStatus()
 {
     CAutoLock streaming(&_streamLock);
-    return _decoding.inputStatus ? _decoding.inputStatus->clone() : nullptr;
+    return _decoding.lastInput ? _decoding.lastInput->clone() : nullptr;
 }
 
 TvStatus* TvFilter::outputStatus()
 {
     CAutoLock streaming(&_streamLock);
-    return _decoding.outputStatus ? _decoding.outputStatus->clone() : nullptr;
+    return _decoding.lastOutput ? _decoding.lastOutput->clone() : nullptr;
 }
 
 // A snapshot of a status copy; E_FAIL when there is none yet.

@@ -126,7 +126,8 @@ public:
     void setMixType(int kind, int mixType, uint32_t mask) override;
     LibraryFolder moduleFolder() override { return _moduleFolder; }
 
-    // Copies of the current statuses (null when none), owned by the caller.
+    // Copies of the statuses of the last frame that had output (null when
+    // none since the input type was set), owned by the caller.
     TvStatus* inputStatus();
     TvStatus* outputStatus();
 

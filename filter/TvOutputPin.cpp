@@ -272,7 +272,10 @@ HRESULT TvOutputPin::deliver(IMediaSample* m, const TvStatus* status)
         m->SetDiscontinuity(TRUE);
         _log << "attached discontinuity" << std::endl;
     }
-    if (status->stype != _outType && !status->spdif) {
+    // 20-bit samples travel in a 24-bit container: a 24-bit connection
+    // takes them as they are.
+    bool sameContainer = status->stype == ST20Bit && _outType == ST24Bit;
+    if (status->stype != _outType && !sameContainer && !status->spdif) {
         if (_outType == ST32Bit) {
             TvAssert(status->stype == STFloat);
             convertFloatToInt(m);

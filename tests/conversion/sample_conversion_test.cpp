@@ -46,6 +46,9 @@ const ConversionCase kConversions[] = {
     {"Int24To16", ST24Bit, false,
      bytes24({-0x800000, -1, 0, 1, 0x7FFFFF, 0x7FFF80, 0x7FFF7F, 0x000080, -0x000081, 0x123456}),
      bytesOf<int16_t>({-32768, 0, 0, 0, 32767, 32767, 32767, 1, -1, 0x1234})},
+    // 20-bit samples fill the upper bits of a 24-bit container and round alike.
+    {"Int20To16", ST20Bit, false, bytes24({-0x800000, 0x7FFFF0, 0x000080, -0x000090, 0x123450}),
+     bytesOf<int16_t>({-32768, 32767, 1, -1, 0x1234})},
     {"Int32To16", ST32Bit, false,
      bytesOf<int32_t>(
          {INT32_MIN, -1, 0, 1, INT32_MAX, int32_t(0xFFFF8000), 0x00008000, 0x12345678}),

@@ -117,7 +117,8 @@ constexpr bool kAccepted = true, kRefused = false;
 
 // clang-format off
 INSTANTIATE_TEST_SUITE_P(Rows, LpcmHeaders, ::testing::Values(
-    HeaderCase{"dvd 24-bit 96k 6ch", V, dvd, dvdHeader(2, 1, 6), kAccepted, 7, 96000, 6, ST24Bit},
+    // The header tells no mask: six channels over a stereo format block take the default one.
+    HeaderCase{"dvd 24-bit 96k 6ch", V, dvd, dvdHeader(2, 1, 6), kAccepted, 7, 96000, 6, ST24Bit, 0x3F},
     HeaderCase{"dvd 6 bytes", V, dvd, changed(dvdHeader(0, 0, 2), 6, -1), kRefused},
     HeaderCase{"dvd quantisation 3", V, dvd, dvdHeader(3, 0, 2), kRefused},
     HeaderCase{"dvd frequency 2", V, dvd, dvdHeader(0, 2, 2), kRefused},
@@ -143,11 +144,41 @@ INSTANTIATE_TEST_SUITE_P(Rows, LpcmHeaders, ::testing::Values(
     HeaderCase{"dvda first access unit after two frames", A, dvda, dvdaHeader(0x22, 0x11, 17, 8, 36), kAccepted, 12, 96000, 6, ST24Bit, 0, 208},
     HeaderCase{"dvda 3 bytes", A, dvda, {0xA0, 0, 0}, kRefused},
     HeaderCase{"dvda plain audio has no header", A, plainDvda(2, 16), {}, kAccepted, 0, 48000, 2, ST16Bit},
+    HeaderCase{"dvda plain 6ch: the format block names no mask", A, plainDvda(6, 16), {}, kAccepted, 0, 48000, 6, ST16Bit, 0x3F},
     HeaderCase{"dvda typed as dvd-video, 96 kHz", A, dvd, dvdHeader(2, 1, 2, 4 + 12), kAccepted, 7, 96000, 2, ST24Bit, 0, 208},
     HeaderCase{"dvda typed as dvd-video, a syncword", A, dvd, changed(dvdHeader(0, 0, 2), 0, 0x80), kRefused},
     HeaderCase{"dvda another subtype", A, pesType(MEDIASUBTYPE_PCM), dvdHeader(0, 0, 2), kRefused}),
     caseName<HeaderCase>);
 // clang-format on
+
+// Without packet headers the format block alone tells the rate and the
+// channels: a block without them refuses the type. With headers, they come
+// from the first packet.
+TEST(LpcmPackets, FormatBlocksWithoutRateOrChannels)
+{
+    struct Case {
+        Decoder decoder;
+        GUID major, subtype;
+        DWORD rate;
+        WORD channels;
+        bool usable;
+    };
+    const GUID &audio = MEDIATYPE_Audio, &pes = MEDIATYPE_MPEG2_PES,
+               &dvdLpcm = MEDIASUBTYPE_DVD_LPCM_AUDIO, &dvdaLpcm = MEDIASUBTYPE_DVDA_AUDIO_LPCM;
+    const Case cases[] = {
+        {V, audio, dvdLpcm, 0, 2, false},    {V, audio, dvdLpcm, 48000, 0, false},
+        {V, audio, dvdLpcm, 48000, 2, true}, {V, pes, dvdLpcm, 0, 2, true},
+        {A, audio, dvdaLpcm, 0, 2, false},   {A, audio, dvdaLpcm, 48000, 0, false},
+        {A, pes, dvdaLpcm, 0, 0, true},
+    };
+    for (const Case& c : cases) {
+        std::ostringstream log;
+        auto decoder = makeDecoder(c.decoder, log);
+        CMediaType type = waveType(c.major, c.subtype, WAVE_FORMAT_PCM, c.rate, c.channels, 16);
+        EXPECT_EQ(decoder->init(type) != nullptr, c.usable)
+            << int(c.decoder) << " " << c.rate << " Hz, " << c.channels << " channels";
+    }
+}
 
 // "0125" as {0, 1, 2, 5}.
 std::vector<int> digits(const std::string& text)

@@ -186,6 +186,14 @@ struct SinkCase {
 const SinkCase kSinkCases[] = {
     {"TakesEverythingNativeUnconverted", nullptr, status(2, ST24Bit), ST24Bit,
      {{status(2, ST24Bit), {1, 2, 3, 4, 5, 6}, S_OK, {1, 2, 3, 4, 5, 6}, false}}},
+    // 20-bit samples are stored in 24-bit containers: the 24-bit connection
+    // that the first offer makes takes them byte for byte.
+    {"TwentyBitGoesOutInItsTwentyFourBitContainer", nullptr, status(2, ST20Bit), ST24Bit,
+     {{status(2, ST20Bit), {0x10, 0x32, 0x54, 0xF0, 0xFF, 0xFF}, S_OK,
+       {0x10, 0x32, 0x54, 0xF0, 0xFF, 0xFF}, false}}},
+    {"SixteenBitOnlyGetsTwentyBitRoundedAsTwentyFour", isPcm16, status(2, ST20Bit), ST16Bit,
+     {{status(2, ST20Bit), {0x80, 0xFF, 0x7F, 0x90, 0xFF, 0xFF}, S_OK, {0xFF, 0x7F, 0x00, 0x00},
+       false}}},
     // 0x7FFF80 rounds to 32767, 0x000080 to 1; 0.5 to 16384, -1 to -32767.
     {"SixteenBitOnlyGetsTwentyFourBitAndFloatConverted", isPcm16, status(2, ST24Bit), ST16Bit,
      {{status(2, ST24Bit), {0x80, 0xFF, 0x7F, 0x80, 0, 0}, S_OK, {0xFF, 0x7F, 0x01, 0x00}, false},

@@ -136,6 +136,21 @@ TEST_F(StreamInfoFilter, SnapshotsDescribeTheDecodedStreamStayFixedAndFillThePag
     EXPECT_EQ(streamText(output), before);
     output->Release();
 
+    // A discontinuity re-initialises the decoder: until the next frame both
+    // records still tell the last one.
+    ITavioStreamInfo* input = nullptr;
+    ASSERT_EQ(control->GetInputStreamInfo(&input), S_OK);
+    std::string inputBefore = streamText(input);
+    input->Release();
+    const uint8_t nothing = 0;
+    ASSERT_EQ(push(&nothing, 0, nullptr, true), S_OK);
+    ASSERT_EQ(control->GetInputStreamInfo(&input), S_OK);
+    EXPECT_EQ(streamText(input), inputBefore);
+    input->Release();
+    ASSERT_EQ(control->GetOutputStreamInfo(&output), S_OK);
+    EXPECT_EQ(streamText(output), before);
+    output->Release();
+
     openPage();
     EXPECT_EQ(platform::windowText(GetDlgItem(page->dialog(), kStreamTextItem)), before);
     EXPECT_FALSE(IsWindowVisible(GetDlgItem(page->dialog(), kStatisticsItem)));

@@ -2,7 +2,8 @@
 // the AC-3 stream details all have something to do) while the application
 // thread flushes, stops and restarts the graph, switches S/PDIF through both
 // of the filter's interfaces, reads the codec API and the stream
-// information, one kind of call per case and then all of them at once, with
+// information, changes the remix settings (the decoder then downmixes
+// itself), one kind of call per case and then all of them at once, with
 // and without media types carried in-band by the samples. Built with
 // ThreadSanitizer (scripts/test), any unguarded shared state or inverted lock
 // order between the two threads is reported: every path takes the filter's
@@ -76,6 +77,14 @@ public:
         VariantInit(&value);
         EXPECT_EQ(codecApi->GetValue(&CODECAPI_CURRENT_AUDIO_OUTPUT_FORMAT, &value), S_OK);
         VariantClear(&value);
+    }
+    // The decoder's own downmix on and off: the record of each frame changes.
+    void mixTypes(int round)
+    {
+        ITavioRemix* remix = nullptr;
+        ASSERT_EQ(filter->QueryInterface(IID_ITavioRemix, reinterpret_cast<void**>(&remix)), S_OK);
+        EXPECT_EQ(remix->SetDownmixType(0, round % 2 ? 104 : 101), S_OK);
+        remix->Release();
     }
     void readStreamInformation(int)
     {
@@ -188,6 +197,9 @@ const RaceCase kRaces[] = {
     {"SpdifThroughCodecApi", {&StreamingRaces::spdifThroughCodecApi}, false},
     {"CodecApiReads", {&StreamingRaces::readCodecApi}, false},
     {"StreamInformation", {&StreamingRaces::readStreamInformation}, false},
+    {"MixTypesWithStreamInformation",
+     {&StreamingRaces::mixTypes, &StreamingRaces::readStreamInformation},
+     false},
     {"InBandTypeChangesWithStreamInformation", {&StreamingRaces::readStreamInformation}, true},
     {"EverythingWithInBandTypeChanges",
      {&StreamingRaces::flush, &StreamingRaces::spdifThroughControl,
