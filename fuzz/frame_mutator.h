@@ -14,8 +14,9 @@
 void repairDolbyFrames(uint8_t* data, size_t size);
 
 // MLP and TrueHD access units: the major sync checksum, the check nibble of
-// the unit header and substream directory, and each substream's parity and
-// checksum bytes where its directory entry says they are present.
+// the unit header and substream directory, the checksum of a restart header
+// that opens a substream, and each substream's parity and checksum bytes
+// where its directory entry says they are present.
 void repairMlpUnits(uint8_t* data, size_t size);
 
 // DTS core frames: the header fields a core decoder refuses (deficit count,

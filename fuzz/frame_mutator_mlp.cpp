@@ -72,6 +72,42 @@ void repairMajorSync(uint8_t* sync, size_t bytes)
     sync[bytes - 1] = uint8_t(crc);
 }
 
+uint32_t getBits(const uint8_t* p, size_t at, int count)
+{
+    uint32_t value = 0;
+    for (int i = 0; i < count; ++i, ++at)
+        value = value << 1 | ((p[at / 8] >> (7 - at % 8)) & 1);
+    return value;
+}
+
+// A substream whose first block starts with a restart header: two flag bits
+// (parameters and restart header present), then the header from its sync
+// word (14 bits, 0x31EA or 0x31EB) through the channel assignments, six bits
+// for each matrix channel, and an 8-bit checksum: the remainder of the
+// header's bits, read as a polynomial, divided by x^8 + x^4 + x^3 + x^2 + 1.
+void repairRestartHeader(uint8_t* s, size_t bytes)
+{
+    constexpr size_t kStart = 2, kFixedBits = 113;
+    if (bytes * 8 < kStart + kFixedBits || getBits(s, 0, 2) != 3 ||
+        (getBits(s, kStart, 14) | 1) != 0x31EB)
+        return;
+    size_t matrixChannels = getBits(s, kStart + 38, 4) + 1;
+    size_t bits = kFixedBits + 6 * matrixChannels;
+    if (kStart + bits + 8 > bytes * 8)
+        return;
+    uint32_t remainder = 0;
+    for (size_t i = 0; i < bits; ++i) {
+        remainder = remainder << 1 | getBits(s, kStart + i, 1);
+        if (remainder & 0x100)
+            remainder ^= 0x11D;
+    }
+    for (int i = 0; i < 8; ++i) {
+        size_t at = kStart + bits + size_t(i);
+        uint8_t mask = uint8_t(0x80 >> (at % 8));
+        s[at / 8] = uint8_t((remainder >> (7 - i) & 1) ? s[at / 8] | mask : s[at / 8] & ~mask);
+    }
+}
+
 // A substream's last two bytes when its entry has the check flag: the XOR of
 // its other bytes with 0xA9, then the CRC-8 from 0x3C of all but the last of
 // those bytes, XORed with that last byte.
@@ -106,6 +142,7 @@ bool repairUnit(uint8_t* u, size_t length, size_t syncBytes, int substreams)
         size_t end = size_t(big16(e) & 0xFFF) * 2;
         if (end < start || end > dataBytes)
             break;
+        repairRestartHeader(data + start, end - start);
         if (e[0] & 0x20)
             repairSubstream(data + start, end - start);
         start = end;

@@ -17,6 +17,11 @@
 #include "support/ffmpeg.h"
 
 extern "C" short ddpi_dcv_checkframe(const ddpi_frame_desc* frame);
+extern "C" MlpDecoder* mlpDecoderInit(const MlpInitRecord* init, int version);
+extern "C" const MlpResult* mlpDecoderRun(MlpDecoder* instance,
+                                          const uint8_t* input,
+                                          MlpSampleRow* matrix);
+extern "C" void mlpDecoderClose(MlpDecoder* instance);
 
 namespace {
 
@@ -40,10 +45,20 @@ bool dolbyFrameChecks(const Bytes& s)
     return ddpi_dcv_checkframe(&desc) == kDdpiOk;
 }
 
-bool mlpUnitChecks(const Bytes& s)
+// The first access unit alone, decoded by the library: it yields samples
+// only when its checks and those of libavcodec's decoder pass.
+bool mlpUnitDecodes(const Bytes& s)
 {
     AccessUnit unit;
-    return checkAccessUnit(s.data(), s.size(), nullptr, unit) == AccessUnitCheck::kValid;
+    if (checkAccessUnit(s.data(), s.size(), nullptr, unit) != AccessUnitCheck::kValid)
+        return false;
+    MlpDecoder* mlp = mlpDecoderInit(nullptr, kMlpRecordVersion);
+    static MlpSampleRow matrix[kMlpMaxSamples];
+    mlp->intface.inbufEnd = int32_t(unit.length);
+    mlp->intface.consumed = 0;
+    bool decoded = mlpDecoderRun(mlp, s.data(), matrix)->samplesDecoded > 0;
+    mlpDecoderClose(mlp);
+    return decoded;
 }
 
 bool dtsFrameDecodes(const Bytes& s)
@@ -69,8 +84,8 @@ struct Stream {
 const Stream kStreams[] = {
     {"s.ac3", "-c:a ac3 -f ac3", repairDolbyFrames, dolbyFrameChecks},
     {"s.eac3", "-c:a eac3 -f eac3", repairDolbyFrames, dolbyFrameChecks},
-    {"s.thd", "-c:a truehd -sample_fmt s32 -strict -2 -f truehd", repairMlpUnits, mlpUnitChecks},
-    {"s.mlp", "-c:a mlp -sample_fmt s32 -strict -2 -f mlp", repairMlpUnits, mlpUnitChecks},
+    {"s.thd", "-c:a truehd -sample_fmt s32 -strict -2 -f truehd", repairMlpUnits, mlpUnitDecodes},
+    {"s.mlp", "-c:a mlp -sample_fmt s32 -strict -2 -f mlp", repairMlpUnits, mlpUnitDecodes},
     {"s.dts", "-c:a dca -strict -2 -f dts", repairDtsFrames, dtsFrameDecodes},
 };
 
