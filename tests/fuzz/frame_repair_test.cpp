@@ -151,9 +151,10 @@ TEST(FrameRepair, AlteredFramesPassAgain)
         altered[c.at] ^= c.mask;
         EXPECT_FALSE(stream.accepted(altered)) << stream.name << " at " << c.at;
         EXPECT_TRUE(stream.accepted(repaired(stream, altered))) << stream.name << " at " << c.at;
-        if (c.bothOrders)
+        if (c.bothOrders) {
             EXPECT_EQ(repaired(stream, swapped(altered)), swapped(repaired(stream, altered)))
                 << stream.name << " at " << c.at;
+        }
     }
 }
 
