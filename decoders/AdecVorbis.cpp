@@ -6,6 +6,7 @@
 
 #include "config/util.h"
 #include "diagnostics/assertions.h"
+#include "diagnostics/log_file.h"
 #include "diagnostics/profiling.h"
 #include "platform/media_guids.h"
 
@@ -229,7 +230,8 @@ TvStatus* AdecVorbis::process(const uint8_t** readPtr, const uint8_t* end, IMedi
     float** pcm = nullptr;
     int n;
     while ((n = vorbis_synthesis_pcmout(_pvd, &pcm)) > 0) {
-        _log << "vorbis_pcmout: " << n << std::endl;
+        if (logging(_log))
+            _log << "vorbis_pcmout: " << n << std::endl;
         if (!(long(chan) * n + written < capacity))
             break;  // stays in the library for the next packet
         kInterleave[chan](pcm, row, n, words + written);
