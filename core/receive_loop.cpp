@@ -37,8 +37,9 @@ HRESULT ReceiveLoop::receive(IMediaSample* in)
         return VFW_E_NOT_CONNECTED;
     if (in->IsDiscontinuity() == S_OK)
         host_.flush();
-    log_ << "receive: buffer= " << buffer.size() << " size= " << in->GetActualDataLength()
-         << std::endl;
+    if (logging(log_))
+        log_ << "receive: buffer= " << buffer.size() << " size= " << in->GetActualDataLength()
+             << std::endl;
     if (in->GetActualDataLength() == 0)
         return S_OK;
     {
@@ -64,7 +65,8 @@ HRESULT ReceiveLoop::receive(IMediaSample* in)
             continue;
         }
         hr = host_.deliver(out, frameStatus_.get());
-        log_ << " delivery result: " << platform::errorName(hr) << std::endl;
+        if (logging(log_))
+            log_ << " delivery result: " << platform::errorName(hr) << std::endl;
         if (hr != S_OK) {
             host_.flush();
             out->Release();
@@ -135,9 +137,12 @@ bool ReceiveLoop::process(IMediaSample* out)
         frameStatus_ = state_.lastOutput;
     }
     host_.showLevels(out);
-    log_ << "delivering: " << out->GetActualDataLength();
+    const bool logged = logging(log_);
+    if (logged)
+        log_ << "delivering: " << out->GetActualDataLength();
     if (t == kNoTime) {
-        log_ << std::endl;
+        if (logged)
+            log_ << std::endl;
         return true;
     }
     REFERENCE_TIME t1 = t + istatus->timeOffset;
@@ -149,6 +154,7 @@ bool ReceiveLoop::process(IMediaSample* out)
         out->SetTime(&t1, &t2);
     if (PallTimeStamps())
         buffer.setNextTimeStamp(t2);
-    log_ << " t1=" << t1 << " t2=" << t2 << std::endl;
+    if (logged)
+        log_ << " t1=" << t1 << " t2=" << t2 << std::endl;
     return true;
 }

@@ -9,6 +9,7 @@
 #include "config/util.h"
 #include "core/media_subtypes.h"
 #include "diagnostics/assertions.h"
+#include "diagnostics/log_file.h"
 #include "diagnostics/profiling.h"
 
 namespace {
@@ -148,7 +149,8 @@ TvStatus* AdecAAC::process(const uint8_t** readPtr, const uint8_t* end, IMediaSa
         _log << "AAC: error " << int(frameInfo.error) << std::endl;
         return nullptr;
     }
-    _log << "AAC: returned samples= " << frameInfo.samples << std::endl;
+    if (logging(_log))
+        _log << "AAC: returned samples= " << frameInfo.samples << std::endl;
     if (frameInfo.samples == 0 || !pcm)
         return nullptr;
     // The assertion texts are the conditions as written, spacing included.

@@ -12,6 +12,7 @@
 #include "decoders/ac3_spdif.h"
 #include "decoders/eac3_header.h"
 #include "diagnostics/assertions.h"
+#include "diagnostics/log_file.h"
 #include "diagnostics/profiling.h"
 #include "platform/media_guids.h"
 
@@ -255,8 +256,9 @@ bool AdecDDPlus::findFrame(const uint8_t** readPtr, const uint8_t* end)
         _status.freq = frameRate(p);
     _status.channelMask = ac3ChannelMask(params.acmod, params.lfeon != 0);
     _status.chan = maskChannelCount(_status.channelMask);
-    _log << "ac3 frame: " << _status.iFrameSize << " acmod: " << _status.acmod
-         << " bsid: " << _status.bsid << std::endl;
+    if (logging(_log))
+        _log << "ac3 frame: " << _status.iFrameSize << " acmod: " << _status.acmod
+             << " bsid: " << _status.bsid << std::endl;
     return true;
 }
 
@@ -283,7 +285,8 @@ TvStatus* AdecDDPlus::process(const uint8_t** readPtr, const uint8_t* end, IMedi
 TvStatus* AdecDDPlus::processSpdif(uint8_t* frame, const uint8_t** readPtr, IMediaSample* sample)
 {
     TV_PROFILE_SCOPE("processSpdif");
-    _log << "ac3: do spdif" << std::endl;
+    if (logging(_log))
+        _log << "ac3: do spdif" << std::endl;
     BYTE* burst = nullptr;
     bool fits = TvAssert(sample->GetSize() >= spdifOutSize);
     if (!fits || FAILED(sample->GetPointer(&burst)) || !burst) {
@@ -328,7 +331,8 @@ TvStatus* AdecDDPlus::processSpdif(uint8_t* frame, const uint8_t** readPtr, IMed
 
 TvStatus* AdecDDPlus::decode(uint8_t* frame, const uint8_t** readPtr, IMediaSample* sample)
 {
-    _log << "ac3: do decode " << std::endl;
+    if (logging(_log))
+        _log << "ac3: do decode " << std::endl;
     // The condition is also the logged text, spaced as it is logged.
     // clang-format off
     TvAssert(sample->GetSize() >= 1536*12);

@@ -3,6 +3,7 @@
 #include "decoders/dts_header.h"
 #include "decoders/dts_spdif.h"
 #include "diagnostics/assertions.h"
+#include "diagnostics/log_file.h"
 #include "diagnostics/profiling.h"
 #include "engines/dts/dts_engine.h"
 #include "platform/media_guids.h"
@@ -78,8 +79,9 @@ bool AdecDTS::findFrame(const uint8_t** readPtr, const uint8_t* end)
         // Until the engine has decoded the frame: stereo.
         _status.chan = 2;
         _status.channelMask = 3;
-        _log << "DTS: size: " << header.frameBytes << " freq: " << _status.freq
-             << " samples: " << _status.samples << std::endl;
+        if (logging(_log))
+            _log << "DTS: size: " << header.frameBytes << " freq: " << _status.freq
+                 << " samples: " << _status.samples << std::endl;
         return true;
     }
     *readPtr = p;
@@ -128,8 +130,9 @@ bool AdecDTS::decode(const uint8_t* frame, uint8_t* out, long outSize)
     }
     status.chan = fi.channels;
     status.channelMask = fi.channelMask;
-    _log << "dtsDecodeFrame: " << fi.channels << " channels "
-         << " mask " << fi.channelMask << std::endl;
+    if (logging(_log))
+        _log << "dtsDecodeFrame: " << fi.channels << " channels "
+             << " mask " << fi.channelMask << std::endl;
     // clang-format off
     TvAssert(fi.samples == status.chan * status.samples);
     TvAssert(fi.samplerate == status.freq);

@@ -10,6 +10,7 @@
 #include "decoders/ac3_header.h"
 #include "decoders/ac3_spdif.h"
 #include "diagnostics/assertions.h"
+#include "diagnostics/log_file.h"
 #include "diagnostics/profiling.h"
 #include "libs/TvAc3Lib/tv_ac3_lib.h"
 #include "platform/media_guids.h"
@@ -139,10 +140,11 @@ bool AdecDolby::findFrame(const uint8_t** readPtr, const uint8_t* end)
     _status.stype = ST16Bit;
     _status.samples = kSamplesPerFrame;
     _status.bitRate = ac3BitRate(header.frameSize, header.freq);
-    _log << "AC3: outmode: " << _status.acmod << " lf: " << int(_status.lfeon)
-         << " bsid: " << _status.bsid << " freq: " << _status.freq << " chan: " << _status.chan
-         << " framesize: " << _status.iFrameSize << " bsmod: " << _status.bsmod
-         << " mask: " << _status.channelMask << std::endl;
+    if (logging(_log))
+        _log << "AC3: outmode: " << _status.acmod << " lf: " << int(_status.lfeon)
+             << " bsid: " << _status.bsid << " freq: " << _status.freq << " chan: " << _status.chan
+             << " framesize: " << _status.iFrameSize << " bsmod: " << _status.bsmod
+             << " mask: " << _status.channelMask << std::endl;
     return true;
 }
 
@@ -164,7 +166,8 @@ TvStatus* AdecDolby::process(const uint8_t** readPtr, const uint8_t* end, IMedia
 TvStatus* AdecDolby::wrapSpdif(uint8_t* frame, const uint8_t** readPtr, IMediaSample* sample)
 {
     TV_PROFILE_SCOPE("AC3 SPDIF");
-    _log << "ac3: do spdif" << std::endl;
+    if (logging(_log))
+        _log << "ac3: do spdif" << std::endl;
     BYTE* burst = nullptr;
     // The condition is also the logged text, spaced as it is logged.
     // clang-format off
@@ -189,7 +192,8 @@ TvStatus* AdecDolby::wrapSpdif(uint8_t* frame, const uint8_t** readPtr, IMediaSa
 TvStatus* AdecDolby::decode(uint8_t* frame, const uint8_t** readPtr, IMediaSample* sample)
 {
     TV_PROFILE_SCOPE("AC3 decoder");
-    _log << "ac3: do decode " << std::endl;
+    if (logging(_log))
+        _log << "ac3: do decode " << std::endl;
     // The condition is also the logged text, spaced as it is logged.
     // clang-format off
     TvAssert(sample->GetSize() >= 1536*12);

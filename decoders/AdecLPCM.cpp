@@ -8,6 +8,7 @@
 #include "core/status_helpers.h"
 #include "decoders/dvd_audio_rate.h"
 #include "diagnostics/assertions.h"
+#include "diagnostics/log_file.h"
 #include "diagnostics/profiling.h"
 #include "platform/media_guids.h"
 
@@ -150,7 +151,8 @@ bool AdecLPCM::parseDvdVideoHeader(const uint8_t** readPtr, const uint8_t* end)
         return false;
     }
     int32_t first_access_unit_pointer = readBigEndian16(p + 2) - 4;
-    _log << "number: " << int(p[1]) << " " << first_access_unit_pointer << std::endl;
+    if (logging(_log))
+        _log << "number: " << int(p[1]) << " " << first_access_unit_pointer << std::endl;
     BitReader bf(p + 5, 1);
     int quantisation = static_cast<int>(bf.get(2));
     int frequency = static_cast<int>(bf.get(2));

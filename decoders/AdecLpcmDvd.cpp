@@ -7,6 +7,7 @@
 #include "core/bit_reader.h"
 #include "core/status_helpers.h"
 #include "diagnostics/assertions.h"
+#include "diagnostics/log_file.h"
 #include "diagnostics/profiling.h"
 #include "platform/media_guids.h"
 
@@ -79,7 +80,8 @@ bool AdecLpcmDvd::parseDvdVideoHeader(const uint8_t** readPtr, const uint8_t* en
         return false;  // not an LPCM substream: the header is refused
     int pointer = readBigEndian16(p + 2);
     _timeStampBytes = size - pointer + 4;
-    _log << "number: " << int(p[1]) << " " << _timeStampBytes << std::endl;
+    if (logging(_log))
+        _log << "number: " << int(p[1]) << " " << _timeStampBytes << std::endl;
 
     BitReader bf(p + 5, 1);
     int quantisation = static_cast<int>(bf.get(2));
@@ -115,7 +117,8 @@ bool AdecLpcmDvd::parseHdDvdHeader(const uint8_t** readPtr, const uint8_t* end)
         return false;
     int pointer = readBigEndian16(p + 2);
     _timeStampBytes = pointer - 6;
-    _log << "number: " << int(p[1]) << " " << _timeStampBytes << std::endl;
+    if (logging(_log))
+        _log << "number: " << int(p[1]) << " " << _timeStampBytes << std::endl;
 
     BitReader bf(p + 4, 5);
     bf.skip(7);

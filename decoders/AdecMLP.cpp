@@ -6,6 +6,7 @@
 #include "config/util.h"
 #include "decoders/dvd_audio_rate.h"
 #include "diagnostics/assertions.h"
+#include "diagnostics/log_file.h"
 #include "diagnostics/profiling.h"
 #include "platform/media_guids.h"
 
@@ -169,8 +170,9 @@ TvStatus* AdecMLP::process(const uint8_t** readPtr, const uint8_t* end, IMediaSa
     LONG written = 0;
     int frequencyCode = -1;
     while (size - written > kRoomPerCall) {
-        _log << "MLP buffer: " << _mlp->intface.inbufEnd << " " << _mlp->intface.consumed
-             << std::endl;
+        if (logging(_log))
+            _log << "MLP buffer: " << _mlp->intface.inbufEnd << " " << _mlp->intface.consumed
+                 << std::endl;
         const int32_t consumedBefore = _mlp->intface.consumed;
         const MlpResult* result = _run(_mlp, p, _matrix);
         // clang-format off
@@ -215,9 +217,10 @@ TvStatus* AdecMLP::process(const uint8_t** readPtr, const uint8_t* end, IMediaSa
         } else {
             break;
         }
-        _log << " samples: " << result->samplesDecoded << " chan: " << chan
-             << " freq: " << frequencyCode << " multichan: " << result->multichannel
-             << " twochan: " << result->twoChannel << std::endl;
+        if (logging(_log))
+            _log << " samples: " << result->samplesDecoded << " chan: " << chan
+                 << " freq: " << frequencyCode << " multichan: " << result->multichannel
+                 << " twochan: " << result->twoChannel << std::endl;
         // A presentation must lie within a row (and so within the room).
         if (selector < 0 || chan <= 0 || selector + chan > kMlpColumns)
             break;
@@ -255,7 +258,8 @@ TvStatus* AdecMLP::process(const uint8_t** readPtr, const uint8_t* end, IMediaSa
     _status.iFrameSize = _mlp->intface.consumed;
     _status.majorSync = _syncKind;
     _status.samples = produced / (_status.chan * kBytesPerSample);
-    _log << "outsize: " << produced << std::endl;
+    if (logging(_log))
+        _log << "outsize: " << produced << std::endl;
     int frequency = dvdAudioFrequency(frequencyCode);
     if (frequency != 0)
         _status.freq = frequency;

@@ -5,6 +5,7 @@
 #include "conversion/output_parameters.h"
 #include "decoders/mpeg_header.h"
 #include "diagnostics/assertions.h"
+#include "diagnostics/log_file.h"
 #include "diagnostics/profiling.h"
 #include "platform/media_guids.h"
 
@@ -84,15 +85,19 @@ bool AdecMPEG::updateStatus(const uint8_t** readPtr, const uint8_t* end)
     _status.samples = int32_t(header.samples) / _status.chan;
     _status.layer = header.layer;
     _status.mpeg = 4 - header.version;
-    _log << "mpeg: " << _status.mpeg << " layer: " << _status.layer << " srate: " << _status.freq
-         << " brate: " << header.bitrate << " chan: " << _status.chan
-         << " isize: " << _status.iFrameSize;
+    const bool logged = logging(_log);
+    if (logged)
+        _log << "mpeg: " << _status.mpeg << " layer: " << _status.layer
+             << " srate: " << _status.freq << " brate: " << header.bitrate
+             << " chan: " << _status.chan << " isize: " << _status.iFrameSize;
     if (_status.iFrameSize > end - p) {
         _status.samples = 0;
         _status.iFrameSize = 0;
-        _log << " incomplete";
+        if (logged)
+            _log << " incomplete";
     }
-    _log << std::endl;
+    if (logged)
+        _log << std::endl;
     return true;
 }
 
@@ -130,7 +135,8 @@ TvStatus* AdecMPEG::decodeLayer12(const uint8_t** readPtr, IMediaSample* out)
     _status.freq = result.sampleRate;
     _status.samples = result.totalSamples / _status.chan;
     *readPtr += _status.iFrameSize;
-    _log << "iFrameSize: " << _status.iFrameSize << std::endl;
+    if (logging(_log))
+        _log << "iFrameSize: " << _status.iFrameSize << std::endl;
     return finish(out, long(_status.chan) * _status.samples * 2);
 }
 

@@ -6,6 +6,7 @@
 
 #include "config/util.h"
 #include "diagnostics/assertions.h"
+#include "diagnostics/log_file.h"
 #include "diagnostics/profiling.h"
 #include "platform/media_guids.h"
 
@@ -106,6 +107,7 @@ void AdecVorbis::releaseLibraryObjects()
         delete _pvi;
         _pvi = nullptr;
     }
+    _headers.clear();
     _packetNumber = 0;
 }
 
@@ -140,6 +142,22 @@ TvStatus* AdecVorbis::init(const CMediaType& mt)
     _status = TvStatusVorbis();
     if (!TvAssert(*mt.FormatType() == FORMAT_VorbisFormat2))
         return nullptr;
+    if (sameHeaders(mt)) {
+        // A reconnection with the same headers: what the library built from
+        // them (codebooks, synthesis tables) stays, and decoding starts over
+        // as after a fresh start, whose first block only primes the overlap.
+        vorbis_synthesis_restart(_pvd);
+        const uint8_t* p1 = mt.Format() + sizeof(VORBISFORMAT2);
+        VORBISFORMAT2 format;
+        std::memcpy(&format, mt.Format(), sizeof format);
+        for (uint32_t size : format.HeaderSize) {
+            if (logging(_log))
+                _log << "Ogg::readHeader " << int(p1[0]) << std::endl;
+            p1 += size;
+        }
+        _packetNumber = 3;
+        return finishInit(format);
+    }
     releaseLibraryObjects();
     TvAssert(_pvi == 0 && _pvc == 0);
     _pvi = new vorbis_info;
@@ -174,7 +192,19 @@ TvStatus* AdecVorbis::init(const CMediaType& mt)
     }
     _pvb = new vorbis_block;
     vorbis_block_init(_pvd, _pvb);
+    _headers.assign(mt.Format(), mt.Format() + mt.FormatLength());
+    return finishInit(format);
+}
 
+bool AdecVorbis::sameHeaders(const CMediaType& mt) const
+{
+    return _pvb && mt.Format() && mt.FormatLength() == _headers.size() &&
+           std::memcmp(mt.Format(), _headers.data(), _headers.size()) == 0;
+}
+
+TvStatus* AdecVorbis::finishInit(const VORBISFORMAT2& format)
+{
+    const VORBISFORMAT2* pv = &format;
     int chan = int(pv->Channels);
     if (pv->Channels > kMaxChannels)
         return nullptr;
@@ -229,7 +259,8 @@ TvStatus* AdecVorbis::process(const uint8_t** readPtr, const uint8_t* end, IMedi
     float** pcm = nullptr;
     int n;
     while ((n = vorbis_synthesis_pcmout(_pvd, &pcm)) > 0) {
-        _log << "vorbis_pcmout: " << n << std::endl;
+        if (logging(_log))
+            _log << "vorbis_pcmout: " << n << std::endl;
         if (!(long(chan) * n + written < capacity))
             break;  // stays in the library for the next packet
         kInterleave[chan](pcm, row, n, words + written);

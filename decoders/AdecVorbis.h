@@ -5,6 +5,7 @@
 #pragma once
 
 #include <cstdint>
+#include <vector>
 
 #include "core/Adec.h"
 
@@ -37,6 +38,12 @@ private:
     // moves `p` past it; false when the library (or the signature) refuses it.
     bool readHeader(const uint8_t*& p, uint32_t size);
     void releaseLibraryObjects();
+    // Whether the media type carries the headers the library objects were
+    // made from.
+    bool sameHeaders(const CMediaType& mediaType) const;
+    // The stream's channels and rate, checked against the identification
+    // header, once the library is ready.
+    TvStatus* finishInit(const VORBISFORMAT2& format);
 
     int32_t _packetNumber = 0;
     TvStatusVorbis _status;
@@ -44,4 +51,6 @@ private:
     vorbis_comment* _pvc = nullptr;
     vorbis_dsp_state* _pvd = nullptr;
     vorbis_block* _pvb = nullptr;
+    // The format block the objects above were made from.
+    std::vector<uint8_t> _headers;
 };

@@ -3,7 +3,8 @@
 // writers cannot corrupt the stream (their lines may still interleave, as
 // they always could). Text is kept until the next flush (std::endl) or until
 // 4 KiB have gathered. A log that is not open swallows what is written, and
-// the stream reports it as bad, like an unopened file stream.
+// the stream reports it as bad from the start, like an unopened file stream;
+// a line that costs something to make asks logging() first.
 #pragma once
 
 #include <cstdio>
@@ -53,7 +54,8 @@ private:
 
 class LogFile : public std::ostream {
 public:
-    LogFile() : std::ostream(&buffer_) {}
+    // Bad until opened, so that insertions return at once.
+    LogFile() : std::ostream(&buffer_) { setstate(std::ios::badbit); }
     LogFile(const std::string& path, std::ios::openmode mode) : LogFile() { open(path, mode); }
 
     void open(const std::string& path, std::ios::openmode mode = std::ios::out | std::ios::trunc)
@@ -67,12 +69,21 @@ public:
     {
         if (!buffer_.close())
             setstate(std::ios::failbit);
+        setstate(std::ios::badbit);
     }
     bool is_open() { return buffer_.isOpen(); }
 
 private:
     LockedFileBuffer buffer_;
 };
+
+// Whether what is written to `log` reaches its file: false for a log that is
+// not open or that failed to write, so that the streaming path skips making
+// lines nobody reads.
+inline bool logging(const std::ostream& log)
+{
+    return log.good();
+}
 
 // The process-wide log; unopened (and so silent) unless the module start-up
 // opens it.

@@ -182,19 +182,28 @@ private:
 class DeliveredAudio {
 public:
     DeliveredAudio(OutputFile& file, const CMediaType& connected, bool announce)
-        : file_(file), current_(connected), fileFormat_(pcmFormatOf(connected)), announce_(announce)
+        : file_(file),
+          current_(connected),
+          currentFormat_(pcmFormatOf(connected)),
+          fileFormat_(currentFormat_),
+          announce_(announce)
     {
         announced_ = fileFormat_;
     }
 
-    void setType(const CMediaType& type) { current_ = type; }
-    PcmFormat currentFormat() const { return pcmFormatOf(current_); }
+    // The format is read from a type once, when it arrives, not per sample.
+    void setType(const CMediaType& type)
+    {
+        current_ = type;
+        currentFormat_ = pcmFormatOf(current_);
+    }
+    const PcmFormat& currentFormat() const { return currentFormat_; }
 
     void write(const uint8_t* data, size_t size)
     {
         if (!size || failed())
             return;
-        PcmFormat now = pcmFormatOf(current_);
+        const PcmFormat& now = currentFormat_;
         if (!started_) {
             started_ = true;
             fileFormat_ = announced_ = now;
@@ -238,7 +247,7 @@ public:
         return text;
     }
     double seconds() const { return seconds_; }
-    PcmFormat fileFormat() const { return started_ ? fileFormat_ : pcmFormatOf(current_); }
+    PcmFormat fileFormat() const { return started_ ? fileFormat_ : currentFormat_; }
 
 private:
     // Writes bytes of `format` and counts the time they last, if written.
@@ -269,6 +278,7 @@ private:
 
     OutputFile& file_;
     CMediaType current_;
+    PcmFormat currentFormat_;
     PcmFormat fileFormat_;
     PcmFormat announced_;
     std::optional<PcmFormat> changedTo_;
