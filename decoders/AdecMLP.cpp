@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <bit>
+#include <cstring>
 
 #include "config/util.h"
 #include "decoders/dvd_audio_rate.h"
@@ -33,6 +34,41 @@ uint32_t presentationMask(uint32_t decoded, int chan)
     if (PcompatQuirks() || std::popcount(decoded) != chan)
         return 0xFFFFu >> (16 - chan);
     return decoded;
+}
+
+// The low three bytes of columns first..first+chan-1 of each row, little-endian;
+// returns the end. On a little-endian machine each sample goes out as one
+// four-byte store whose top byte the next sample overwrites (a third of the
+// stores of the byte loop, which showed in TrueHD profiles); the last sample
+// goes byte by byte, so nothing is written past the block.
+uint8_t* packLow24(const MlpSampleRow* rows, int count, int first, int chan, uint8_t* o)
+{
+    auto storeBytes = [&o](uint32_t sample) {
+        *o++ = uint8_t(sample);
+        *o++ = uint8_t(sample >> 8);
+        *o++ = uint8_t(sample >> 16);
+    };
+    if (count <= 0)
+        return o;
+    if constexpr (std::endian::native == std::endian::little) {
+        for (int row = 0; row < count - 1; ++row)
+            for (int k = 0; k < chan; ++k) {
+                const uint32_t sample = uint32_t(rows[row][first + k]);
+                std::memcpy(o, &sample, 4);
+                o += 3;
+            }
+        for (int k = 0; k < chan - 1; ++k) {
+            const uint32_t sample = uint32_t(rows[count - 1][first + k]);
+            std::memcpy(o, &sample, 4);
+            o += 3;
+        }
+        storeBytes(uint32_t(rows[count - 1][first + chan - 1]));
+        return o;
+    }
+    for (int row = 0; row < count; ++row)
+        for (int k = 0; k < chan; ++k)
+            storeBytes(uint32_t(rows[row][first + k]));
+    return o;
 }
 
 }  // namespace
@@ -233,14 +269,7 @@ TvStatus* AdecMLP::process(const uint8_t** readPtr, const uint8_t* end, IMediaSa
             break;
         }
 
-        uint8_t* o = dest + written;
-        for (int row = 0; row < result->samplesDecoded; ++row)
-            for (int k = 0; k < chan; ++k) {
-                uint32_t sample = uint32_t(_matrix[row][selector + k]);
-                *o++ = uint8_t(sample);
-                *o++ = uint8_t(sample >> 8);
-                *o++ = uint8_t(sample >> 16);
-            }
+        uint8_t* o = packLow24(_matrix, result->samplesDecoded, selector, chan, dest + written);
         written = LONG(o - dest);
         out->SetActualDataLength(written);
         _status.chan = chan;
