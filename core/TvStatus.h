@@ -54,6 +54,9 @@ struct TvStatus {
 
     // A heap copy of the most-derived record, owned by the caller.
     virtual TvStatus* clone() const = 0;
+    // Copies `other` into this record when both are of one kind (one record
+    // class per kind); false, and nothing copied, otherwise.
+    virtual bool assignFrom(const TvStatus& other) = 0;
     virtual ~TvStatus() = default;
     virtual int formatId() const = 0;
 
@@ -67,6 +70,13 @@ protected:
 template <class Derived, int Kind>
 struct TvStatusOf : TvStatus {
     TvStatus* clone() const override { return new Derived(static_cast<const Derived&>(*this)); }
+    bool assignFrom(const TvStatus& other) override
+    {
+        if (other.formatId() != Kind)
+            return false;
+        static_cast<Derived&>(*this) = static_cast<const Derived&>(other);
+        return true;
+    }
     int formatId() const override { return Kind; }
 };
 

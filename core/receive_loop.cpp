@@ -26,6 +26,16 @@ bool onWindows9x()
     return found;
 }
 
+// Copies a frame's record into `kept`, over the kept record when it is of the
+// same kind: no allocation per frame. Only the streaming thread writes these
+// copies, and other threads read them under the stream lock; the delivery of
+// the previous frame, which shares the output copy, has ended by now.
+void keepCopy(std::shared_ptr<TvStatus>& kept, const TvStatus& from)
+{
+    if (!kept || !kept->assignFrom(from))
+        kept.reset(from.clone());
+}
+
 }  // namespace
 
 HRESULT ReceiveLoop::receive(IMediaSample* in)
@@ -132,8 +142,8 @@ bool ReceiveLoop::process(IMediaSample* out)
     ostatus = remixed ? remixed : istatus;
     TvAssertWorded(ostatus->samples > 0, "_ostatus->samples > 0");
     if (out->GetActualDataLength() > 0) {
-        state_.lastInput.reset(istatus->clone());
-        state_.lastOutput.reset(ostatus->clone());
+        keepCopy(state_.lastInput, *istatus);
+        keepCopy(state_.lastOutput, *ostatus);
         frameStatus_ = state_.lastOutput;
     }
     host_.showLevels(out);

@@ -44,8 +44,8 @@ struct DecodingState {
     TvStatus* outputStatus = nullptr;
     // Copies of the same, made when the last frame with output was
     // decoded: what the stream information tells, up to a new input type.
-    std::shared_ptr<const TvStatus> lastInput;
-    std::shared_ptr<const TvStatus> lastOutput;
+    std::shared_ptr<TvStatus> lastInput;
+    std::shared_ptr<TvStatus> lastOutput;
 };
 
 class ReceiveLoop {
