@@ -13,15 +13,10 @@
 #include "engines/dts/dts_engine.h"
 #include "fuzz/frame_mutator.h"
 #include "libs/TvEac3Dec/tv_eac3_dec.h"
-#include "libs/TvMlpDec/mlp_access_unit.h"
 #include "support/ffmpeg.h"
+#include "support/mlp_library.h"
 
 extern "C" short ddpi_dcv_checkframe(const ddpi_frame_desc* frame);
-extern "C" MlpDecoder* mlpDecoderInit(const MlpInitRecord* init, int version);
-extern "C" const MlpResult* mlpDecoderRun(MlpDecoder* instance,
-                                          const uint8_t* input,
-                                          MlpSampleRow* matrix);
-extern "C" void mlpDecoderClose(MlpDecoder* instance);
 
 namespace {
 

@@ -6,14 +6,8 @@
 
 #include <tuple>
 
-#include "libs/TvMlpDec/mlp_access_unit.h"
 #include "support/ffmpeg.h"
-
-extern "C" MlpDecoder* mlpDecoderInit(const MlpInitRecord* init, int version);
-extern "C" const MlpResult* mlpDecoderRun(MlpDecoder* instance,
-                                          const uint8_t* input,
-                                          MlpSampleRow* matrix);
-extern "C" void mlpDecoderClose(MlpDecoder* instance);
+#include "support/mlp_library.h"
 
 namespace {
 
