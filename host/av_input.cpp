@@ -313,6 +313,7 @@ private:
         int stream = -1;
         std::vector<uint8_t> data;
         int64_t pts = AV_NOPTS_VALUE;
+        int64_t duration = 0;       // in the stream's time base
         uint32_t discardAtEnd = 0;  // samples of padding at the packet's end
     };
 
@@ -342,6 +343,7 @@ private:
             out.stream = packet->stream_index;
             out.data.assign(packet->data, packet->data + packet->size);
             out.pts = packet->pts;
+            out.duration = packet->duration;
             readDiscard(packet, out);
         }
         av_packet_free(&packet);
@@ -369,6 +371,7 @@ private:
             p.stream = packet->stream_index;
             p.data.assign(packet->data, packet->data + packet->size);
             p.pts = packet->pts;
+            p.duration = packet->duration;
             readDiscard(packet, p);
             av_packet_free(&packet);
             readAhead_.push_back(p);
@@ -405,6 +408,7 @@ private:
             p.stream = packet->stream_index;
             p.data.assign(packet->data, packet->data + packet->size);
             p.pts = packet->pts;
+            p.duration = packet->duration;
             av_packet_free(&packet);
             readAhead_.push_back(std::move(p));
         }
@@ -466,6 +470,11 @@ private:
             if (shift != 0)
                 packet.start += shift * 10000000 / byteRate;
         }
+        // Converted DTS hands on frames across packets: their lengths are
+        // no longer the packets'.
+        packet.duration = !dtsConverter_ && p.duration > 0
+                              ? av_rescale_q(p.duration, stream->time_base, AVRational{1, 10000000})
+                              : 0;
     }
 
     // The first bytes of a stream's packets, read ahead and kept for later.
@@ -489,6 +498,7 @@ private:
             p.stream = packet->stream_index;
             p.data.assign(packet->data, packet->data + packet->size);
             p.pts = packet->pts;
+            p.duration = packet->duration;
             av_packet_free(&packet);
             take(p);
             readAhead_.push_back(std::move(p));

@@ -10,6 +10,7 @@
 
 #include "filter/stream_text.h"
 #include "host/burst_unpacker.h"
+#include "host/coalesced_input.h"
 #include "host/format_converter.h"
 #include "host/graph.h"
 #include "host/host_media_types.h"
@@ -530,7 +531,9 @@ DecodeOutcome decodeStream(const FilterFactory& createFilter,
     }
     if (outcome.exitCode == 0) {
         DeliveredAudio audio(output, connected, request.announceFormatChanges);
-        SeekingFeed feed(*sourceFilter, input);
+        // A count of packets to deliver counts the input's own packets.
+        CoalescedInput packets(input, request.maxPackets ? std::string() : chosen.codec);
+        SeekingFeed feed(*sourceFilter, packets);
         std::optional<SeekWindow> window;
         if (request.start || request.duration)
             window.emplace(request.duration);
@@ -588,7 +591,7 @@ DecodeOutcome decodeStream(const FilterFactory& createFilter,
             SeekingFeed::Step step = feed.applyPendingSeek();
             if (step == SeekingFeed::Step::Seeked && window)
                 window->restart();
-            if ((pastEnd = step == SeekingFeed::Step::PastEnd) || !input.next(packet))
+            if ((pastEnd = step == SeekingFeed::Step::PastEnd) || !packets.next(packet))
                 break;
             if (mpegLayout)
                 mpegLayout->lay(packet.data);
@@ -612,7 +615,7 @@ DecodeOutcome decodeStream(const FilterFactory& createFilter,
                 emit(held.data(), held.size() - (padding <= held.size() ? padding : 0));
                 held.clear();
             }
-            bar.update(input.progress());
+            bar.update(packets.progress());
         }
         // Before the end of stream, which resets the decoder.
         outcome.filters.push_back(readFilterStreamInfo(decoder.get()));

@@ -28,6 +28,9 @@ struct HostPacket {
     std::vector<uint8_t> data;
     bool hasTime = false;
     REFERENCE_TIME start = 0;  // 100 ns
+    // How long the packet's audio lasts, when the container says; 0 when
+    // it does not.
+    REFERENCE_TIME duration = 0;
     // Frames at the end of this packet's decoded audio that the container
     // marks as padding (Matroska's DiscardPadding, the granule position of
     // Ogg's last page, an MP3's LAME/Info tag).
