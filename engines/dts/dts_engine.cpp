@@ -3,6 +3,12 @@
 #include <algorithm>
 #include <climits>
 #include <cmath>
+#include <cstring>
+#include <vector>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -14,6 +20,7 @@ struct DtsEngine {
     AVCodecContext* context = nullptr;
     AVPacket* packet = nullptr;
     AVFrame* frame = nullptr;
+    std::vector<int32_t> words;  // a frame's samples as 24-bit values, plane by plane
 };
 
 namespace {
@@ -44,37 +51,105 @@ int32_t clip24(int64_t v)
     return v > kMax24 ? kMax24 : v < kMin24 ? kMin24 : int32_t(v);
 }
 
+// One plane of float samples as 24-bit values: scaled from full scale 1.0
+// (a power of two, so exactly), clipped, rounded to nearest (ties to even)
+// as lrintf rounds; four at a time where SSE2 is there.
+void floatsToWords(const float* src, int n, int32_t* out)
+{
+    int i = 0;
+#if defined(__SSE2__)
+    const __m128 scale = _mm_set1_ps(8388608.0f);
+    const __m128 low = _mm_set1_ps(-8388608.0f);
+    const __m128 high = _mm_set1_ps(8388607.0f);
+    for (; i + 4 <= n; i += 4) {
+        __m128 v = _mm_mul_ps(_mm_loadu_ps(src + i), scale);
+        // The sample is the second operand: a NaN passes both, as it passes
+        // the clamp below, and converts as lrintf converts it.
+        v = _mm_max_ps(low, _mm_min_ps(high, v));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + i), _mm_cvtps_epi32(v));
+    }
+#endif
+    for (; i < n; ++i)
+        out[i] = int32_t(std::lrintf(std::clamp(src[i] * 8388608.0f, -8388608.0f, 8388607.0f)));
+}
+
+// Planes of n 24-bit values interleaved into rows of three-byte samples,
+// each stored with four bytes (little-endian: the low three first) whose
+// spare byte the next sample overwrites; the last gets three, as the output
+// ends there. A channel count known at compile time unrolls the row.
+template <int Channels>
+void packRows(const int32_t* words, int n, uint8_t* out)
+{
+    const int32_t* planes[Channels];
+    for (int c = 0; c < Channels; ++c)
+        planes[c] = words + size_t(c) * size_t(n);
+    for (int i = 0; i + 1 < n; ++i)
+        for (int c = 0; c < Channels; ++c, out += 3)
+            std::memcpy(out, planes[c] + i, 4);
+    for (int c = 0; c + 1 < Channels; ++c, out += 3)
+        std::memcpy(out, planes[c] + n - 1, 4);
+    put24(out, planes[Channels - 1][n - 1]);
+}
+
 // Planar decoder output to interleaved 24-bit: floats rounded from full scale
-// 1.0, 32-bit integers from their top 24 bits, 16-bit integers widened.
-void interleave(const AVFrame* frame, int channels, uint8_t* out)
+// 1.0, 32-bit integers from their top 24 bits, 16-bit integers widened. Each
+// plane becomes 24-bit values first, then the rows are packed.
+void interleave(const AVFrame* frame, int channels, uint8_t* out, std::vector<int32_t>& words)
 {
     const int n = frame->nb_samples;
+    if (channels <= 0 || n <= 0)
+        return;
+    words.resize(size_t(channels) * size_t(n));
     for (int c = 0; c < channels; ++c) {
-        uint8_t* dst = out + 3 * c;
-        const size_t stride = size_t(3 * channels);
+        int32_t* plane = words.data() + size_t(c) * size_t(n);
         switch (frame->format) {
-            case AV_SAMPLE_FMT_FLTP: {
-                const float* src = reinterpret_cast<const float*>(frame->extended_data[c]);
-                // Scaling by a power of two is exact in float; the clip comes
-                // before the conversion so that no value overflows it.
-                for (int i = 0; i < n; ++i, dst += stride) {
-                    float v = std::clamp(src[i] * 8388608.0f, -8388608.0f, 8388607.0f);
-                    put24(dst, int32_t(std::lrintf(v)));
-                }
+            case AV_SAMPLE_FMT_FLTP:
+                floatsToWords(reinterpret_cast<const float*>(frame->extended_data[c]), n, plane);
                 break;
-            }
             case AV_SAMPLE_FMT_S32P: {
                 const int32_t* src = reinterpret_cast<const int32_t*>(frame->extended_data[c]);
-                for (int i = 0; i < n; ++i, dst += stride)
-                    put24(dst, clip24((int64_t(src[i]) + 128) >> 8));
+                for (int i = 0; i < n; ++i)
+                    plane[i] = clip24((int64_t(src[i]) + 128) >> 8);
                 break;
             }
             default: {  // AV_SAMPLE_FMT_S16P
                 const int16_t* src = reinterpret_cast<const int16_t*>(frame->extended_data[c]);
-                for (int i = 0; i < n; ++i, dst += stride)
-                    put24(dst, int32_t(src[i]) * 256);
+                for (int i = 0; i < n; ++i)
+                    plane[i] = int32_t(src[i]) * 256;
                 break;
             }
+        }
+    }
+    switch (channels) {
+        case 1:
+            packRows<1>(words.data(), n, out);
+            break;
+        case 2:
+            packRows<2>(words.data(), n, out);
+            break;
+        case 3:
+            packRows<3>(words.data(), n, out);
+            break;
+        case 4:
+            packRows<4>(words.data(), n, out);
+            break;
+        case 5:
+            packRows<5>(words.data(), n, out);
+            break;
+        case 6:
+            packRows<6>(words.data(), n, out);
+            break;
+        case 7:
+            packRows<7>(words.data(), n, out);
+            break;
+        case 8:
+            packRows<8>(words.data(), n, out);
+            break;
+        default: {
+            uint8_t* dst = out;
+            for (int i = 0; i < n; ++i)
+                for (int c = 0; c < channels; ++c, dst += 3)
+                    put24(dst, words[size_t(c) * size_t(n) + size_t(i)]);
         }
     }
 }
@@ -151,7 +226,7 @@ DtsFrameInfo dtsEngineDecode(DtsEngine* engine,
     else if (!output || bytes > capacity)
         info.error = kDtsEngineOutputTooSmall;
     if (info.error == 0) {
-        interleave(decoded, channels, output);
+        interleave(decoded, channels, output, engine->words);
         info.channels = channels;
         info.samples = channels * decoded->nb_samples;
         info.samplerate = decoded->sample_rate;
