@@ -178,12 +178,13 @@ TvStatus* AdecMPEG::decodeLayer3(const uint8_t** readPtr, IMediaSample* out)
         _status.chan = i->GetEffChannels();
         _status.freq = i->GetOutSFreq();
     }
-    _log << "MP3PRO: "
-         << " layer: " << i->GetLayer() << " MPEG: " << i->GetMpegVersion()
-         << " Bitrate: " << i->GetBitrate() << " chan: " << i->GetChannels()
-         << " sfreq: " << i->GetSFreq() << " effchan: " << i->GetEffChannels()
-         << " effsfreq: " << i->GetEffSFreq() << " outsfreq: " << i->GetOutSFreq()
-         << " mp3pro: " << int(i->GetMp3Pro()) << std::endl;
+    if (logging(_log))
+        _log << "MP3PRO: "
+             << " layer: " << i->GetLayer() << " MPEG: " << i->GetMpegVersion()
+             << " Bitrate: " << i->GetBitrate() << " chan: " << i->GetChannels()
+             << " sfreq: " << i->GetSFreq() << " effchan: " << i->GetEffChannels()
+             << " effsfreq: " << i->GetEffSFreq() << " outsfreq: " << i->GetOutSFreq()
+             << " mp3pro: " << int(i->GetMp3Pro()) << std::endl;
     _status.samples = 1152;
     return finish(out, long(total));
 }

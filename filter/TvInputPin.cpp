@@ -93,20 +93,25 @@ STDMETHODIMP TvInputPin::Receive(IMediaSample* sample)
     HRESULT hr = CBaseInputPin::Receive(sample);
 
     std::ostream& log = _filter->log();
-    log << "Receive: size: " << sample->GetActualDataLength();
-    REFERENCE_TIME start = 0, stop = 0;
-    HRESULT timed = sample->GetTime(&start, &stop);
-    if (timed == S_OK)
-        log << " t1=" << start << " t2=" << stop;
-    else if (timed == VFW_S_NO_STOP_TIME)
-        log << " Start: " << start;
-    else
-        log << " No Time";
+    const bool logged = logging(log);
+    if (logged) {
+        log << "Receive: size: " << sample->GetActualDataLength();
+        REFERENCE_TIME start = 0, stop = 0;
+        HRESULT timed = sample->GetTime(&start, &stop);
+        if (timed == S_OK)
+            log << " t1=" << start << " t2=" << stop;
+        else if (timed == VFW_S_NO_STOP_TIME)
+            log << " Start: " << start;
+        else
+            log << " No Time";
+    }
     if (sample->IsDiscontinuity() == S_OK) {
-        log << " discont";
+        if (logged)
+            log << " discont";
         _filter->outputPin()->setDiscontinuity();
     }
-    log << std::endl;
+    if (logged)
+        log << std::endl;
 
     if (hr == S_OK) {
         AM_MEDIA_TYPE* carried = nullptr;
