@@ -13,26 +13,12 @@
 #include "libs/TvAc3Lib/av_ac3_decoder.h"
 #include "libs/TvEac3Dec/access_unit.h"
 #include "libs/TvEac3Dec/eac3_to_ac3.h"
+#include "libs/TvEac3Dec/interleave.h"
 #include "platform/module_exports.h"
 
 namespace {
 
 constexpr int kSamples = 1536;
-
-// Clamped to full scale on the float's bits after narrowing (the same as
-// narrowing the clamped value), so that no comparison that may trap keeps the
-// loop from vectorising. NaN stays NaN.
-float clipped(double sample)
-{
-    auto narrow = static_cast<float>(sample);
-    uint32_t bits;
-    std::memcpy(&bits, &narrow, 4);
-    uint32_t magnitude = bits & 0x7FFFFFFFu;
-    bool beyond = magnitude > 0x3F800000u && magnitude <= 0x7F800000u;
-    bits = beyond ? (bits & 0x80000000u) | 0x3F800000u : bits;
-    std::memcpy(&narrow, &bits, 4);
-    return narrow;
-}
 
 class Eac3Instance {
 public:
@@ -208,19 +194,24 @@ private:
             if (!d || !(d->samples || d->floatSamples) || d->capacity < kSamples || d->stride < 1)
                 return kDdpiBufferTooSmall;
         }
-        for (int k = 0; k < 6; ++k) {
-            if (slots[k] == kSpeakerNone)
-                continue;
-            const float* mixed = mix(matrix[slots[k]], speakers);
-            pp_bufdesc* d = out->pp_dec_bufdesc[k];
-            auto stride = size_t(d->stride);
-            if (d->floatSamples)
-                for (int n = 0; n < kSamples; ++n)
-                    d->floatSamples[size_t(n) * stride] = clipped(double(mixed[n]) * gain_);
-            else
-                for (int n = 0; n < kSamples; ++n)
-                    d->samples[size_t(n) * stride] = double(mixed[n]) * gain_;
-        }
+        std::array<const float*, 6> sources{};
+        for (int k = 0; k < 6; ++k)
+            if (slots[k] != kSpeakerNone)
+                sources[k] = mix(matrix[slots[k]], speakers, mixed_[k]);
+        if (!writeInterleaved(out, sources))
+            for (int k = 0; k < 6; ++k) {
+                if (!sources[k])
+                    continue;
+                const float* from = sources[k];
+                pp_bufdesc* d = out->pp_dec_bufdesc[k];
+                auto stride = size_t(d->stride);
+                if (d->floatSamples)
+                    for (int n = 0; n < kSamples; ++n)
+                        d->floatSamples[size_t(n) * stride] = clampToUnit(from[n] * gain_);
+                else
+                    for (int n = 0; n < kSamples; ++n)
+                        d->samples[size_t(n) * stride] = double(from[n]) * gain_;
+            }
         for (pp_bufdesc* d : out->pp_dec_bufdesc)
             if (d)
                 d->nsamples = kSamples;
@@ -250,10 +241,45 @@ private:
         return m;
     }
 
-    const float* mix(const std::array<float, kSpeakerCount>& row,
-                     const std::array<const float*, kSpeakerCount>& speakers)
+    // Float channels that fill every place of one interleaved buffer (each
+    // output channel at its own offset, the stride their count) are written
+    // in one pass; false leaves them to the per-channel loops.
+    bool writeInterleaved(const ddpi_output* out, const std::array<const float*, 6>& sources)
     {
-        // A speaker passed through unchanged needs no sum.
+        int count = 0;
+        float* base = nullptr;
+        for (int k = 0; k < 6; ++k) {
+            if (!sources[k])
+                continue;
+            const pp_bufdesc* d = out->pp_dec_bufdesc[k];
+            if (!d->floatSamples)
+                return false;
+            ++count;
+            if (!base || d->floatSamples < base)
+                base = d->floatSamples;
+        }
+        std::array<const float*, 6> ordered{};
+        for (int k = 0; k < 6; ++k) {
+            if (!sources[k])
+                continue;
+            const pp_bufdesc* d = out->pp_dec_bufdesc[k];
+            ptrdiff_t place = d->floatSamples - base;
+            if (d->stride != count || place >= count || ordered[size_t(place)])
+                return false;
+            ordered[size_t(place)] = sources[k];
+        }
+        if (count == 0)
+            return false;
+        interleaveClamped(ordered.data(), count, gain_, kSamples, base);
+        return true;
+    }
+
+    // The row's sum of speakers in `into`, or the speaker itself when the
+    // row passes one through unchanged.
+    static const float* mix(const std::array<float, kSpeakerCount>& row,
+                            const std::array<const float*, kSpeakerCount>& speakers,
+                            float* into)
+    {
         int single = -1, terms = 0;
         for (int i = 0; i < kSpeakerCount; ++i)
             if (row[i] != 0 && speakers[i]) {
@@ -262,17 +288,18 @@ private:
             }
         if (terms == 1 && row[single] == 1.0f)
             return speakers[single];
-        std::fill(mixed_, mixed_ + kSamples, 0.0f);
+        std::fill(into, into + kSamples, 0.0f);
         for (int i = 0; i < kSpeakerCount; ++i)
             if (row[i] != 0 && speakers[i])
                 for (int n = 0; n < kSamples; ++n)
-                    mixed_[n] += row[i] * speakers[i][n];
-        return mixed_;
+                    into[n] += row[i] * speakers[i][n];
+        return into;
     }
 
     std::unique_ptr<AvAc3Decoder> decoder_;
     std::unique_ptr<Eac3ToAc3> transcoder_;
-    float mixed_[kSamples];
+    // A sum per output channel: all are written out together.
+    float mixed_[6][kSamples];
     int32_t outputMode_ = 7;
     int32_t outputLfe_ = 1;
     int32_t rangeMode_ = 2;
