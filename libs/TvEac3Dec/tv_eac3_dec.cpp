@@ -327,6 +327,27 @@ Eac3Instance* running(void* memory)
     return std::launder(reinterpret_cast<Eac3Instance*>(block->storage));
 }
 
+// Measures the frame handed over, whose end ends the unit: kDdpiOk with
+// `unit` filled, or why not.
+short measureFrame(const ddpi_frame_desc* frame, AccessUnit& unit)
+{
+    if (!frame || !frame->words)
+        return kDdpiNullArgument;
+    size_t available = size_t(std::min(frame->nwords, frame->capacity)) * 2;
+    switch (
+        measureAccessUnit(reinterpret_cast<const uint8_t*>(frame->words), available, unit, true)) {
+        case MeasureResult::Whole:
+            return kDdpiOk;
+        case MeasureResult::Incomplete:
+            return kDdpiBufferTooSmall;
+        case MeasureResult::NoSync:
+            return kDdpiNoSync;
+        case MeasureResult::BadHeader:
+            break;
+    }
+    return kDdpiBadHeader;
+}
+
 // The frame's words back in stream byte order, in a buffer of its own (kept
 // by the thread, so that frames after the first allocate nothing).
 bool streamOrder(const ddpi_frame_desc* frame,
@@ -334,28 +355,11 @@ bool streamOrder(const ddpi_frame_desc* frame,
                  std::vector<uint8_t>& bytes,
                  short& error)
 {
-    error = kDdpiNullArgument;
-    if (!frame || !frame->words)
+    error = measureFrame(frame, unit);
+    if (error != kDdpiOk)
         return false;
-    size_t available = size_t(std::min(frame->nwords, frame->capacity)) * 2;
-    const auto* words = reinterpret_cast<const uint8_t*>(frame->words);
-    // The frame is handed over whole: its end ends the unit.
-    switch (measureAccessUnit(words, available, unit, true)) {
-        case MeasureResult::Whole:
-            break;
-        case MeasureResult::Incomplete:
-            error = kDdpiBufferTooSmall;
-            return false;
-        case MeasureResult::NoSync:
-            error = kDdpiNoSync;
-            return false;
-        case MeasureResult::BadHeader:
-            error = kDdpiBadHeader;
-            return false;
-    }
     bytes.resize(unit.bytes);
-    swapBytes16(bytes.data(), words, unit.bytes / 2);
-    error = kDdpiOk;
+    swapBytes16(bytes.data(), reinterpret_cast<const uint8_t*>(frame->words), unit.bytes / 2);
     return true;
 }
 
@@ -431,11 +435,13 @@ TV_C_EXPORT short ddpi_dcv_getframeparam(const ddpi_frame_desc* frame, ddpi_fram
 TV_C_EXPORT short ddpi_dcv_checkframe(const ddpi_frame_desc* frame)
 {
     AccessUnit unit;
-    thread_local std::vector<uint8_t> bytes;
-    short error;
-    if (!streamOrder(frame, unit, bytes, error))
+    short error = measureFrame(frame, unit);
+    if (error != kDdpiOk)
         return error;
-    return checkAccessUnitCrcs(bytes.data(), bytes.size()) ? kDdpiOk : kDdpiCrcError;
+    // Checked where the words lie, without a copy in stream order.
+    return checkAccessUnitCrcs(reinterpret_cast<const uint8_t*>(frame->words), unit.bytes, true)
+               ? kDdpiOk
+               : kDdpiCrcError;
 }
 
 TV_C_EXPORT short ddpi_dcv_processframe(void* instance,

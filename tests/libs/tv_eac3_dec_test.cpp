@@ -13,9 +13,14 @@
 
 #include "core/bit_reader.h"  // swapBytes16
 #include "decoders/eac3_header.h"
+#include "libs/TvEac3Dec/dolby_crc.h"
 #include "libs/TvEac3Dec/interleave.h"
 #include "libs/TvEac3Dec/tv_eac3_dec.h"
 #include "support/ffmpeg.h"
+
+extern "C" {
+#include <libavutil/crc.h>
+}
 
 extern "C" {
 short ddpi_dcv_query(uint32_t* size);
@@ -256,6 +261,29 @@ TEST(TvEac3Dec, InterleavingClampsEveryValue)
                 }
             EXPECT_EQ(out.back(), 7.0f);
         }
+}
+
+// The syncframe CRC over stream bytes or little-endian words, folded or a
+// byte at a time, against libavutil's CRC-16 of the stream bytes: lengths
+// around the 16-byte folds and a whole 448 kbit/s frame.
+TEST(TvEac3Dec, CrcOfEitherWordOrderIsTheStreamCrc)
+{
+    std::vector<uint8_t> stream(2 * 2048);
+    uint32_t seed = 12345;
+    for (uint8_t& byte : stream) {
+        seed = seed * 1103515245u + 12345u;
+        byte = static_cast<uint8_t>(seed >> 23);
+    }
+    std::vector<uint8_t> words = swapped(stream);
+    for (size_t count : {0, 1, 7, 8, 9, 15, 16, 17, 24, 31, 32, 33, 896, 2047}) {
+        // libavutil hands a most-significant-bit-first CRC back byte-swapped.
+        auto crc = av_crc(av_crc_get_table(AV_CRC_16_ANSI), 0, stream.data(), 2 * count);
+        auto expected = static_cast<uint16_t>((crc >> 8) | ((crc & 0xFF) << 8));
+        EXPECT_EQ(dolbyCrc16(stream.data(), count, false), expected) << count;
+        EXPECT_EQ(dolbyCrc16(words.data(), count, true), expected) << count;
+        EXPECT_EQ(dolbyCrc16Bytewise(stream.data(), count, false), expected) << count;
+        EXPECT_EQ(dolbyCrc16Bytewise(words.data(), count, true), expected) << count;
+    }
 }
 
 template <typename T>
