@@ -2,16 +2,20 @@
 
 uint32_t BitReader::get(int count)
 {
+    // The bits left in each byte at a time, most significant first.
     uint32_t value = 0;
-    for (int i = 0; i < count; ++i) {
+    while (count > 0) {
         size_t byte = position_ >> 3;
-        uint32_t bit = 0;
+        int used = static_cast<int>(position_ & 7);
+        int take = 8 - used < count ? 8 - used : count;
+        uint32_t bits = 0;
         if (byte < size_)
-            bit = (data_[byte] >> (7 - (position_ & 7))) & 1;
+            bits = (uint32_t(data_[byte]) >> (8 - used - take)) & ((1u << take) - 1);
         else
             overrun_ = true;
-        value = (value << 1) | bit;
-        ++position_;
+        value = (value << take) | bits;
+        position_ += static_cast<size_t>(take);
+        count -= take;
     }
     return value;
 }

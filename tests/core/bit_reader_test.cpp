@@ -29,6 +29,28 @@ TEST(BitReader, ReadingPastTheEndGivesZerosAndFlagsOverrun)
     EXPECT_TRUE(empty.overrun());
 }
 
+// Every field width at every bit offset, across the end of the data too,
+// against the bits picked out one by one.
+TEST(BitReader, EveryWidthAtEveryOffset)
+{
+    const uint8_t data[] = {0xA5, 0x3C, 0xF0, 0x0F, 0x96, 0x69};
+    auto bitAt = [&](size_t position) {
+        return position / 8 < sizeof data ? (data[position / 8] >> (7 - position % 8)) & 1u : 0u;
+    };
+    for (int offset = 0; offset < 16; ++offset)
+        for (int width = 0; width <= 32; ++width) {
+            BitReader bf(data, sizeof data);
+            bf.skip(offset);
+            uint32_t expected = 0;
+            for (int i = 0; i < width; ++i)
+                expected = (expected << 1) | bitAt(size_t(offset + i));
+            EXPECT_EQ(bf.get(width), expected) << offset << " " << width;
+            EXPECT_EQ(bf.overrun(), offset + width > int(8 * sizeof data))
+                << offset << " " << width;
+            EXPECT_EQ(bf.bitPosition(), size_t(offset + width));
+        }
+}
+
 TEST(BitReader, BigEndianReadsAndSwap)
 {
     const uint8_t data[] = {0x12, 0x34, 0x56, 0x78};
