@@ -7,6 +7,28 @@
 
 namespace {
 
+// Parses a header in stream byte order. Each frame is measured and checked
+// through several entry points, so the last header's record is kept (by the
+// thread) and handed back for the same bytes: the parse depends on nothing
+// else.
+bool parseHeaderOnce(const uint8_t (&header)[kDolbySyncHeaderBytes], DolbySyncFrame& frame)
+{
+    struct Last {
+        uint8_t header[kDolbySyncHeaderBytes];
+        bool valid = false;
+        bool parsed;
+        DolbySyncFrame frame;
+    };
+    thread_local Last last;
+    if (!last.valid || !std::equal(header, header + kDolbySyncHeaderBytes, last.header)) {
+        std::copy(header, header + kDolbySyncHeaderBytes, last.header);
+        last.parsed = parseDolbySyncFrame(header, kDolbySyncHeaderBytes, last.frame);
+        last.valid = true;
+    }
+    frame = last.frame;
+    return last.parsed;
+}
+
 // Reads the header of a syncframe in either byte order.
 bool readHeader(const uint8_t* p, size_t available, DolbySyncFrame& frame)
 {
@@ -17,7 +39,7 @@ bool readHeader(const uint8_t* p, size_t available, DolbySyncFrame& frame)
         swapBytes16(header, p, kDolbySyncHeaderBytes / 2);
     else
         std::copy(p, p + kDolbySyncHeaderBytes, header);
-    return parseDolbySyncFrame(header, kDolbySyncHeaderBytes, frame);
+    return parseHeaderOnce(header, frame);
 }
 
 bool startsAccessUnit(const DolbySyncFrame& frame)
@@ -35,7 +57,7 @@ bool readSwappedHeader(const uint8_t* p, size_t available, DolbySyncFrame& frame
         return false;
     uint8_t header[kDolbySyncHeaderBytes];
     swapBytes16(header, p, kDolbySyncHeaderBytes / 2);
-    return parseDolbySyncFrame(header, kDolbySyncHeaderBytes, frame);
+    return parseHeaderOnce(header, frame);
 }
 
 }  // namespace

@@ -225,7 +225,7 @@ private:
         int mode = outputMode_ == 2 && stereoMode_ == 1 ? 0 : outputMode_;
         bool karaoke = info.bsmod == 7 && info.acmod >= 2;
         Ac3MixRequest request{mode, outputLfe_ != 0, karaoke ? 3 : 0, dualMono_};
-        Ac3Matrix m = mixMatrix(info, request);
+        Ac3Matrix m = baseMatrix(info, request);
         if (!karaoke)
             return m;
         Ac3Matrix base = m;
@@ -239,6 +239,27 @@ private:
         m[kSpeakerR][v1] += static_cast<float>(karaoke_[1]) * base[kSpeakerL][v1];
         m[kSpeakerL][kSpeakerRs] += static_cast<float>(karaoke_[3]) * base[kSpeakerR][kSpeakerRs];
         return m;
+    }
+
+    // mixMatrix's result, worked out again only when the frame's layout or
+    // mix levels or the request change, which few streams ever do.
+    const Ac3Matrix& baseMatrix(const Ac3FrameInfo& info, const Ac3MixRequest& request)
+    {
+        const Ac3FrameInfo& i = mixInfo_;
+        const Ac3MixRequest& r = mixRequest_;
+        bool same = mixKnown_ && i.bsid == info.bsid && i.bsmod == info.bsmod &&
+                    i.acmod == info.acmod && i.lfeon == info.lfeon &&
+                    i.centreMixLevel == info.centreMixLevel &&
+                    i.surroundMixLevel == info.surroundMixLevel &&
+                    r.outputMode == request.outputMode && r.outputLfe == request.outputLfe &&
+                    r.karaokeMode == request.karaokeMode && r.dualMonoMode == request.dualMonoMode;
+        if (!same) {
+            mixBase_ = mixMatrix(info, request);
+            mixInfo_ = info;
+            mixRequest_ = request;
+            mixKnown_ = true;
+        }
+        return mixBase_;
     }
 
     // Float channels that fill every place of one interleaved buffer (each
@@ -298,6 +319,10 @@ private:
 
     std::unique_ptr<AvAc3Decoder> decoder_;
     std::unique_ptr<Eac3ToAc3> transcoder_;
+    Ac3FrameInfo mixInfo_;
+    Ac3MixRequest mixRequest_;
+    Ac3Matrix mixBase_{};
+    bool mixKnown_ = false;
     // A sum per output channel: all are written out together.
     float mixed_[6][kSamples];
     int32_t outputMode_ = 7;
