@@ -26,12 +26,15 @@ void TvBuffer::append(IMediaSample* sample)
     LONG actual = sample->GetActualDataLength();
     const uint8_t* p = start;
     const uint8_t* end = start + (actual > 0 ? actual : 0);
-    logStream << "Buffer size: " << _size << " sample size: " << (end - p);
+    bool logged = logging(logStream);
+    if (logged)
+        logStream << "Buffer size: " << _size << " sample size: " << (end - p);
     if (_decoder && !_decoder->parsePacketHeader(&p, end)) {
         // An unusable private header drops its packet's payload.
         p = end;
     }
-    logStream << std::endl;
+    if (logged)
+        logStream << std::endl;
     uint32_t length = static_cast<uint32_t>(end - p);
 
     if (_begin != 0) {

@@ -92,21 +92,27 @@ STDMETHODIMP TvInputPin::Receive(IMediaSample* sample)
     }
     HRESULT hr = CBaseInputPin::Receive(sample);
 
+    // The lines of every sample are only made when the log is written.
     std::ostream& log = _filter->log();
-    log << "Receive: size: " << sample->GetActualDataLength();
-    REFERENCE_TIME start = 0, stop = 0;
-    HRESULT timed = sample->GetTime(&start, &stop);
-    if (timed == S_OK)
-        log << " t1=" << start << " t2=" << stop;
-    else if (timed == VFW_S_NO_STOP_TIME)
-        log << " Start: " << start;
-    else
-        log << " No Time";
+    bool logged = logging(log);
+    if (logged) {
+        log << "Receive: size: " << sample->GetActualDataLength();
+        REFERENCE_TIME start = 0, stop = 0;
+        HRESULT timed = sample->GetTime(&start, &stop);
+        if (timed == S_OK)
+            log << " t1=" << start << " t2=" << stop;
+        else if (timed == VFW_S_NO_STOP_TIME)
+            log << " Start: " << start;
+        else
+            log << " No Time";
+    }
     if (sample->IsDiscontinuity() == S_OK) {
-        log << " discont";
+        if (logged)
+            log << " discont";
         _filter->outputPin()->setDiscontinuity();
     }
-    log << std::endl;
+    if (logged)
+        log << std::endl;
 
     if (hr == S_OK) {
         AM_MEDIA_TYPE* carried = nullptr;
@@ -120,7 +126,8 @@ STDMETHODIMP TvInputPin::Receive(IMediaSample* sample)
         CAutoLock lock(&_receiveLock);
         hr = _filter->receive(sample);
     }
-    log << "Receive finished: " << hr << " " << platform::errorName(hr) << std::endl;
+    if (logged)
+        log << "Receive finished: " << hr << " " << platform::errorName(hr) << std::endl;
     return hr;
 }
 
