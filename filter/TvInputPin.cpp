@@ -92,6 +92,7 @@ STDMETHODIMP TvInputPin::Receive(IMediaSample* sample)
     }
     HRESULT hr = CBaseInputPin::Receive(sample);
 
+    // The lines of every sample are only made when the log is written.
     std::ostream& log = _filter->log();
     const bool logged = logging(log);
     if (logged) {
@@ -125,7 +126,8 @@ STDMETHODIMP TvInputPin::Receive(IMediaSample* sample)
         CAutoLock lock(&_receiveLock);
         hr = _filter->receive(sample);
     }
-    log << "Receive finished: " << hr << " " << platform::errorName(hr) << std::endl;
+    if (logged)
+        log << "Receive finished: " << hr << " " << platform::errorName(hr) << std::endl;
     return hr;
 }
 

@@ -101,6 +101,10 @@ struct FormatCloser {
 };
 using FormatContext = std::unique_ptr<AVFormatContext, FormatCloser>;
 
+struct PacketFreer {
+    void operator()(AVPacket* packet) const { av_packet_free(&packet); }
+};
+
 // The containers and elementary streams that can carry audio the filter
 // decodes. Anything else (images above all, which libavformat would decode
 // to learn their parameters) is refused at once.
@@ -233,7 +237,8 @@ public:
 
     bool next(HostPacket& packet) override
     {
-        Packet p;
+        // Kept from call to call, so that its bytes' room is reused.
+        Packet& p = current_;
         for (;;) {
             if (latmParser_ && nextLatmUnit(packet))
                 return true;
@@ -335,7 +340,9 @@ private:
             readAhead_.pop_front();
             return true;
         }
-        AVPacket* packet = av_packet_alloc();
+        if (!packet_)
+            packet_.reset(av_packet_alloc());
+        AVPacket* packet = packet_.get();
         if (!packet)
             return false;
         bool got = av_read_frame(context_.get(), packet) >= 0;
@@ -346,7 +353,7 @@ private:
             out.duration = packet->duration;
             readDiscard(packet, out);
         }
-        av_packet_free(&packet);
+        av_packet_unref(packet);
         return got;
     }
 
@@ -532,6 +539,8 @@ private:
     std::optional<DtsCoreStreamConverter> dtsConverter_;
     int64_t sourceOffset_ = 0;  // bytes of the selected stream read so far
     std::deque<Packet> readAhead_;
+    Packet current_;                                 // the packet read last
+    std::unique_ptr<AVPacket, PacketFreer> packet_;  // libavformat's, emptied after each read
     int selected_ = -1;
     bool stripAdts_ = false;
     bool dolbySelected_ = false;

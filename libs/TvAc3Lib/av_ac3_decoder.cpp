@@ -1,5 +1,7 @@
 #include "libs/TvAc3Lib/av_ac3_decoder.h"
 
+#include <algorithm>
+
 extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavutil/channel_layout.h>
@@ -62,6 +64,7 @@ void AvAc3Decoder::open()
 
 AvAc3Decoder::~AvAc3Decoder()
 {
+    av_buffer_unref(&input_);
     av_packet_free(&packet_);
     av_frame_free(&frame_);
     avcodec_free_context(&context_);
@@ -97,10 +100,23 @@ bool AvAc3Decoder::decode(const uint8_t* frame,
 {
     if (!ready())
         return false;
-    // libavcodec reads a little past the end of a packet: give it its padding.
-    if (av_new_packet(packet_, static_cast<int>(size)) < 0)
+    // libavcodec reads a little past the end of a packet: the frame goes into
+    // a buffer with that padding, kept from frame to frame once the decoder
+    // has let go of it (as it does when it has decoded the frame).
+    size_t padded = size + AV_INPUT_BUFFER_PADDING_SIZE;
+    if (!input_ || !av_buffer_is_writable(input_) || input_->size < padded) {
+        av_buffer_unref(&input_);
+        input_ = av_buffer_alloc(std::max<size_t>(padded, 4096 + AV_INPUT_BUFFER_PADDING_SIZE));
+        if (!input_)
+            return false;
+    }
+    std::copy(frame, frame + size, input_->data);
+    std::fill(input_->data + size, input_->data + padded, uint8_t(0));
+    packet_->buf = av_buffer_ref(input_);
+    if (!packet_->buf)
         return false;
-    std::copy(frame, frame + size, packet_->data);
+    packet_->data = input_->data;
+    packet_->size = static_cast<int>(size);
     int sent = avcodec_send_packet(context_, packet_);
     av_packet_unref(packet_);
     if (sent < 0)

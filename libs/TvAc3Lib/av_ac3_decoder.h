@@ -11,6 +11,7 @@
 struct AVCodecContext;
 struct AVFrame;
 struct AVPacket;
+struct AVBufferRef;
 
 class AvAc3Decoder {
 public:
@@ -43,6 +44,7 @@ private:
     AVCodecContext* context_ = nullptr;
     AVFrame* frame_ = nullptr;
     AVPacket* packet_ = nullptr;
+    AVBufferRef* input_ = nullptr;  // the padded copy of the frame decoded
     float drcScale_ = 1.0f;
     bool heavy_ = false;
     int dialogueTarget_ = 0;

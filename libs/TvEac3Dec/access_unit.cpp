@@ -2,13 +2,32 @@
 
 #include <algorithm>
 
-extern "C" {
-#include <libavutil/crc.h>
-}
-
 #include "core/bit_reader.h"
+#include "libs/TvEac3Dec/dolby_crc.h"
 
 namespace {
+
+// Parses a header in stream byte order. Each frame is measured and checked
+// through several entry points, so the last header's record is kept (by the
+// thread) and handed back for the same bytes: the parse depends on nothing
+// else.
+bool parseHeaderOnce(const uint8_t (&header)[kDolbySyncHeaderBytes], DolbySyncFrame& frame)
+{
+    struct Last {
+        uint8_t header[kDolbySyncHeaderBytes];
+        bool valid = false;
+        bool parsed;
+        DolbySyncFrame frame;
+    };
+    thread_local Last last;
+    if (!last.valid || !std::equal(header, header + kDolbySyncHeaderBytes, last.header)) {
+        std::copy(header, header + kDolbySyncHeaderBytes, last.header);
+        last.parsed = parseDolbySyncFrame(header, kDolbySyncHeaderBytes, last.frame);
+        last.valid = true;
+    }
+    frame = last.frame;
+    return last.parsed;
+}
 
 // Reads the header of a syncframe in either byte order.
 bool readHeader(const uint8_t* p, size_t available, DolbySyncFrame& frame)
@@ -20,7 +39,7 @@ bool readHeader(const uint8_t* p, size_t available, DolbySyncFrame& frame)
         swapBytes16(header, p, kDolbySyncHeaderBytes / 2);
     else
         std::copy(p, p + kDolbySyncHeaderBytes, header);
-    return parseDolbySyncFrame(header, kDolbySyncHeaderBytes, frame);
+    return parseHeaderOnce(header, frame);
 }
 
 bool startsAccessUnit(const DolbySyncFrame& frame)
@@ -31,9 +50,14 @@ bool startsAccessUnit(const DolbySyncFrame& frame)
 // The unit may not grow past what the library takes in one frame.
 constexpr size_t kMaxUnitBytes = 65536;
 
-uint16_t crc16(const uint8_t* p, size_t size)
+// Reads the header of a syncframe in little-endian words only.
+bool readSwappedHeader(const uint8_t* p, size_t available, DolbySyncFrame& frame)
 {
-    return static_cast<uint16_t>(av_crc(av_crc_get_table(AV_CRC_16_ANSI), 0, p, size));
+    if (available < kDolbySyncHeaderBytes)
+        return false;
+    uint8_t header[kDolbySyncHeaderBytes];
+    swapBytes16(header, p, kDolbySyncHeaderBytes / 2);
+    return parseHeaderOnce(header, frame);
 }
 
 }  // namespace
@@ -79,26 +103,30 @@ MeasureResult measureAccessUnit(const uint8_t* p, size_t available, AccessUnit& 
     return MeasureResult::Whole;
 }
 
-bool checkAccessUnitCrcs(const uint8_t* p, size_t bytes)
+bool checkAccessUnitCrcs(const uint8_t* p, size_t bytes, bool littleEndianWords)
 {
-    bool ok = bytes > 0;
-    size_t covered = 0;
-    forEachSyncFrame(p, bytes, [&](size_t offset, const DolbySyncFrame& frame) {
+    size_t offset = 0;
+    DolbySyncFrame frame;
+    while (offset < bytes) {
         const uint8_t* f = p + offset;
+        if (!(littleEndianWords ? readSwappedHeader(f, bytes - offset, frame)
+                                : parseDolbySyncFrame(f, bytes - offset, frame)))
+            return false;
         size_t size = static_cast<size_t>(frame.frameSize);
-        covered = offset + size;
+        if (size > bytes - offset)
+            return false;
         // The CRC of everything after the sync word up to a check word,
         // that word included, is zero for an intact frame. AC-3's crc1 ends
         // the first 5/8 of the frame, so its CRC, zero, starts the rest's.
-        size_t firstPart = 2;
+        size_t words = size / 2, firstPart = 1;
         if (!frame.eac3) {
-            size_t words = size / 2;
-            firstPart = ((words >> 1) + (words >> 3)) * 2;
-            if (crc16(f + 2, firstPart - 2) != 0)
-                ok = false;
+            firstPart = (words >> 1) + (words >> 3);
+            if (dolbyCrc16(f + 2, firstPart - 1, littleEndianWords) != 0)
+                return false;
         }
-        if (ok && crc16(f + firstPart, size - firstPart) != 0)
-            ok = false;
-    });
-    return ok && covered == bytes;
+        if (dolbyCrc16(f + 2 * firstPart, words - firstPart, littleEndianWords) != 0)
+            return false;
+        offset += size;
+    }
+    return bytes > 0;
 }

@@ -40,7 +40,8 @@ void forEachSyncFrame(const uint8_t* p, size_t bytes, Visit visit)
     }
 }
 
-// True when every syncframe of the unit (stream byte order) passes its CRCs:
-// AC-3 crc1 over the first 5/8 of the frame and crc2 over the whole (A/52
-// 5.4.1.2, 5.4.1.4), the E-AC-3 crc over the whole frame (Annex E).
-bool checkAccessUnitCrcs(const uint8_t* p, size_t bytes);
+// True when every syncframe of the whole unit, in stream byte order or all in
+// little-endian words, passes its CRCs: AC-3 crc1 over the first 5/8 of the
+// frame and crc2 over the whole (A/52 5.4.1.2, 5.4.1.4), the E-AC-3 crc over
+// the whole frame (Annex E).
+bool checkAccessUnitCrcs(const uint8_t* p, size_t bytes, bool littleEndianWords = false);

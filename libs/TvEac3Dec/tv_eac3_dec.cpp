@@ -13,26 +13,12 @@
 #include "libs/TvAc3Lib/av_ac3_decoder.h"
 #include "libs/TvEac3Dec/access_unit.h"
 #include "libs/TvEac3Dec/eac3_to_ac3.h"
+#include "libs/TvEac3Dec/interleave.h"
 #include "platform/module_exports.h"
 
 namespace {
 
 constexpr int kSamples = 1536;
-
-// Clamped to full scale on the float's bits after narrowing (the same as
-// narrowing the clamped value), so that no comparison that may trap keeps the
-// loop from vectorising. NaN stays NaN.
-float clipped(double sample)
-{
-    auto narrow = static_cast<float>(sample);
-    uint32_t bits;
-    std::memcpy(&bits, &narrow, 4);
-    uint32_t magnitude = bits & 0x7FFFFFFFu;
-    bool beyond = magnitude > 0x3F800000u && magnitude <= 0x7F800000u;
-    bits = beyond ? (bits & 0x80000000u) | 0x3F800000u : bits;
-    std::memcpy(&narrow, &bits, 4);
-    return narrow;
-}
 
 class Eac3Instance {
 public:
@@ -208,19 +194,24 @@ private:
             if (!d || !(d->samples || d->floatSamples) || d->capacity < kSamples || d->stride < 1)
                 return kDdpiBufferTooSmall;
         }
-        for (int k = 0; k < 6; ++k) {
-            if (slots[k] == kSpeakerNone)
-                continue;
-            const float* mixed = mix(matrix[slots[k]], speakers);
-            pp_bufdesc* d = out->pp_dec_bufdesc[k];
-            auto stride = size_t(d->stride);
-            if (d->floatSamples)
-                for (int n = 0; n < kSamples; ++n)
-                    d->floatSamples[size_t(n) * stride] = clipped(double(mixed[n]) * gain_);
-            else
-                for (int n = 0; n < kSamples; ++n)
-                    d->samples[size_t(n) * stride] = double(mixed[n]) * gain_;
-        }
+        std::array<const float*, 6> sources{};
+        for (int k = 0; k < 6; ++k)
+            if (slots[k] != kSpeakerNone)
+                sources[k] = mix(matrix[slots[k]], speakers, mixed_[k]);
+        if (!writeInterleaved(out, sources))
+            for (int k = 0; k < 6; ++k) {
+                if (!sources[k])
+                    continue;
+                const float* from = sources[k];
+                pp_bufdesc* d = out->pp_dec_bufdesc[k];
+                auto stride = size_t(d->stride);
+                if (d->floatSamples)
+                    for (int n = 0; n < kSamples; ++n)
+                        d->floatSamples[size_t(n) * stride] = clampToUnit(from[n] * gain_);
+                else
+                    for (int n = 0; n < kSamples; ++n)
+                        d->samples[size_t(n) * stride] = double(from[n]) * gain_;
+            }
         for (pp_bufdesc* d : out->pp_dec_bufdesc)
             if (d)
                 d->nsamples = kSamples;
@@ -234,7 +225,7 @@ private:
         int mode = outputMode_ == 2 && stereoMode_ == 1 ? 0 : outputMode_;
         bool karaoke = info.bsmod == 7 && info.acmod >= 2;
         Ac3MixRequest request{mode, outputLfe_ != 0, karaoke ? 3 : 0, dualMono_};
-        Ac3Matrix m = mixMatrix(info, request);
+        Ac3Matrix m = baseMatrix(info, request);
         if (!karaoke)
             return m;
         Ac3Matrix base = m;
@@ -250,10 +241,66 @@ private:
         return m;
     }
 
-    const float* mix(const std::array<float, kSpeakerCount>& row,
-                     const std::array<const float*, kSpeakerCount>& speakers)
+    // mixMatrix's result, worked out again only when the frame's layout or
+    // mix levels or the request change, which few streams ever do.
+    const Ac3Matrix& baseMatrix(const Ac3FrameInfo& info, const Ac3MixRequest& request)
     {
-        // A speaker passed through unchanged needs no sum.
+        const Ac3FrameInfo& i = mixInfo_;
+        const Ac3MixRequest& r = mixRequest_;
+        bool same = mixKnown_ && i.bsid == info.bsid && i.bsmod == info.bsmod &&
+                    i.acmod == info.acmod && i.lfeon == info.lfeon &&
+                    i.centreMixLevel == info.centreMixLevel &&
+                    i.surroundMixLevel == info.surroundMixLevel &&
+                    r.outputMode == request.outputMode && r.outputLfe == request.outputLfe &&
+                    r.karaokeMode == request.karaokeMode && r.dualMonoMode == request.dualMonoMode;
+        if (!same) {
+            mixBase_ = mixMatrix(info, request);
+            mixInfo_ = info;
+            mixRequest_ = request;
+            mixKnown_ = true;
+        }
+        return mixBase_;
+    }
+
+    // Float channels that fill every place of one interleaved buffer (each
+    // output channel at its own offset, the stride their count) are written
+    // in one pass; false leaves them to the per-channel loops.
+    bool writeInterleaved(const ddpi_output* out, const std::array<const float*, 6>& sources)
+    {
+        int count = 0;
+        float* base = nullptr;
+        for (int k = 0; k < 6; ++k) {
+            if (!sources[k])
+                continue;
+            const pp_bufdesc* d = out->pp_dec_bufdesc[k];
+            if (!d->floatSamples)
+                return false;
+            ++count;
+            if (!base || d->floatSamples < base)
+                base = d->floatSamples;
+        }
+        std::array<const float*, 6> ordered{};
+        for (int k = 0; k < 6; ++k) {
+            if (!sources[k])
+                continue;
+            const pp_bufdesc* d = out->pp_dec_bufdesc[k];
+            ptrdiff_t place = d->floatSamples - base;
+            if (d->stride != count || place >= count || ordered[size_t(place)])
+                return false;
+            ordered[size_t(place)] = sources[k];
+        }
+        if (count == 0)
+            return false;
+        interleaveClamped(ordered.data(), count, gain_, kSamples, base);
+        return true;
+    }
+
+    // The row's sum of speakers in `into`, or the speaker itself when the
+    // row passes one through unchanged.
+    static const float* mix(const std::array<float, kSpeakerCount>& row,
+                            const std::array<const float*, kSpeakerCount>& speakers,
+                            float* into)
+    {
         int single = -1, terms = 0;
         for (int i = 0; i < kSpeakerCount; ++i)
             if (row[i] != 0 && speakers[i]) {
@@ -262,17 +309,22 @@ private:
             }
         if (terms == 1 && row[single] == 1.0f)
             return speakers[single];
-        std::fill(mixed_, mixed_ + kSamples, 0.0f);
+        std::fill(into, into + kSamples, 0.0f);
         for (int i = 0; i < kSpeakerCount; ++i)
             if (row[i] != 0 && speakers[i])
                 for (int n = 0; n < kSamples; ++n)
-                    mixed_[n] += row[i] * speakers[i][n];
-        return mixed_;
+                    into[n] += row[i] * speakers[i][n];
+        return into;
     }
 
     std::unique_ptr<AvAc3Decoder> decoder_;
     std::unique_ptr<Eac3ToAc3> transcoder_;
-    float mixed_[kSamples];
+    Ac3FrameInfo mixInfo_;
+    Ac3MixRequest mixRequest_;
+    Ac3Matrix mixBase_{};
+    bool mixKnown_ = false;
+    // A sum per output channel: all are written out together.
+    float mixed_[6][kSamples];
     int32_t outputMode_ = 7;
     int32_t outputLfe_ = 1;
     int32_t rangeMode_ = 2;
@@ -300,6 +352,27 @@ Eac3Instance* running(void* memory)
     return std::launder(reinterpret_cast<Eac3Instance*>(block->storage));
 }
 
+// Measures the frame handed over, whose end ends the unit: kDdpiOk with
+// `unit` filled, or why not.
+short measureFrame(const ddpi_frame_desc* frame, AccessUnit& unit)
+{
+    if (!frame || !frame->words)
+        return kDdpiNullArgument;
+    size_t available = size_t(std::min(frame->nwords, frame->capacity)) * 2;
+    switch (
+        measureAccessUnit(reinterpret_cast<const uint8_t*>(frame->words), available, unit, true)) {
+        case MeasureResult::Whole:
+            return kDdpiOk;
+        case MeasureResult::Incomplete:
+            return kDdpiBufferTooSmall;
+        case MeasureResult::NoSync:
+            return kDdpiNoSync;
+        case MeasureResult::BadHeader:
+            break;
+    }
+    return kDdpiBadHeader;
+}
+
 // The frame's words back in stream byte order, in a buffer of its own (kept
 // by the thread, so that frames after the first allocate nothing).
 bool streamOrder(const ddpi_frame_desc* frame,
@@ -307,28 +380,11 @@ bool streamOrder(const ddpi_frame_desc* frame,
                  std::vector<uint8_t>& bytes,
                  short& error)
 {
-    error = kDdpiNullArgument;
-    if (!frame || !frame->words)
+    error = measureFrame(frame, unit);
+    if (error != kDdpiOk)
         return false;
-    size_t available = size_t(std::min(frame->nwords, frame->capacity)) * 2;
-    const auto* words = reinterpret_cast<const uint8_t*>(frame->words);
-    // The frame is handed over whole: its end ends the unit.
-    switch (measureAccessUnit(words, available, unit, true)) {
-        case MeasureResult::Whole:
-            break;
-        case MeasureResult::Incomplete:
-            error = kDdpiBufferTooSmall;
-            return false;
-        case MeasureResult::NoSync:
-            error = kDdpiNoSync;
-            return false;
-        case MeasureResult::BadHeader:
-            error = kDdpiBadHeader;
-            return false;
-    }
     bytes.resize(unit.bytes);
-    swapBytes16(bytes.data(), words, unit.bytes / 2);
-    error = kDdpiOk;
+    swapBytes16(bytes.data(), reinterpret_cast<const uint8_t*>(frame->words), unit.bytes / 2);
     return true;
 }
 
@@ -404,11 +460,13 @@ TV_C_EXPORT short ddpi_dcv_getframeparam(const ddpi_frame_desc* frame, ddpi_fram
 TV_C_EXPORT short ddpi_dcv_checkframe(const ddpi_frame_desc* frame)
 {
     AccessUnit unit;
-    thread_local std::vector<uint8_t> bytes;
-    short error;
-    if (!streamOrder(frame, unit, bytes, error))
+    short error = measureFrame(frame, unit);
+    if (error != kDdpiOk)
         return error;
-    return checkAccessUnitCrcs(bytes.data(), bytes.size()) ? kDdpiOk : kDdpiCrcError;
+    // Checked where the words lie, without a copy in stream order.
+    return checkAccessUnitCrcs(reinterpret_cast<const uint8_t*>(frame->words), unit.bytes, true)
+               ? kDdpiOk
+               : kDdpiCrcError;
 }
 
 TV_C_EXPORT short ddpi_dcv_processframe(void* instance,

@@ -7,13 +7,20 @@
 #include <array>
 #include <cmath>
 #include <cstring>
+#include <limits>
 #include <memory>
 #include <tuple>
 
 #include "core/bit_reader.h"  // swapBytes16
 #include "decoders/eac3_header.h"
+#include "libs/TvEac3Dec/dolby_crc.h"
+#include "libs/TvEac3Dec/interleave.h"
 #include "libs/TvEac3Dec/tv_eac3_dec.h"
 #include "support/ffmpeg.h"
+
+extern "C" {
+#include <libavutil/crc.h>
+}
 
 extern "C" {
 short ddpi_dcv_query(uint32_t* size);
@@ -139,43 +146,144 @@ TEST(TvEac3Dec, OutputBuffersAreCheckedBeforeUse)
 }
 
 // A float destination gets the double destination's samples, narrowed and
-// clamped to full scale, each channel at its own place.
+// clamped to full scale, each channel at its own place: interleaved in one
+// buffer (two and six channels take the vector path, five the plain one) or
+// apart, and scaled by the gain.
 TEST(TvEac3Dec, FloatOutputIsTheDoubleOutputClamped)
 {
     REQUIRE_FFMPEG();
+    struct Row {
+        const char* speakers;
+        int32_t mode, lfe;
+        std::vector<int> places;  // per output channel, -1 for none
+        int stride;
+        float gain;
+    };
+    const Row rows[] = {
+        {"FL+FR", 2, 0, {0, -1, 1, -1, -1, -1}, 2, 1.0f},
+        {"FL+FR", 2, 0, {0, -1, 3, -1, -1, -1}, 4, 1.0f},
+        {"FL+FR+FC+LFE+SL+SR", 7, 1, {0, 2, 1, 4, 5, 3}, 6, 1.0f},
+        {"FL+FR+FC+LFE+SL+SR", 7, 1, {0, 2, 1, 4, 5, 3}, 6, 0.75f},
+        {"FL+FR+FC+LFE+SL+SR", 7, 0, {0, 2, 1, 3, 4, -1}, 5, 1.0f},
+    };
     TempFolder folder;
-    std::string ac3 = folder.file("loud.ac3");
-    ASSERT_TRUE(encodeTones(ac3, {"FL+FR+FC", 48000, 0.1, 1.0}, "-c:a ac3 -b:a 192k -f ac3"));
-    std::vector<uint8_t> stream = readBytes(ac3);
-    DolbySyncFrame first;
-    ASSERT_TRUE(parseDolbySyncFrame(stream.data(), stream.size(), first));
-    std::vector<uint8_t> frame = swapped({stream.begin(), stream.begin() + first.frameSize});
-    ddpi_frame_desc desc = describe(frame);
-    uint32_t size = 0;
-    ASSERT_EQ(ddpi_dcv_query(&size), kDdpiOk);
-    std::vector<double> doubles(1536 * 2);
-    std::vector<float> floats(1536 * 2);
-    pp_bufdesc toDouble[2] = {{doubles.data(), 1536, 2, 0, nullptr},
-                              {doubles.data() + 1, 1536, 2, 0, nullptr}};
-    pp_bufdesc toFloat[2] = {{nullptr, 1536, 2, 0, floats.data()},
-                             {nullptr, 1536, 2, 0, floats.data() + 1}};
-    for (pp_bufdesc* channels : {toDouble, toFloat}) {
-        // One fresh instance each, so that both decode the frame alike.
-        std::unique_ptr<std::max_align_t[]> memory(
-            new std::max_align_t[size / sizeof(std::max_align_t) + 1]);
-        ASSERT_EQ(ddpi_dcv_open(memory.get()), kDdpiOk);
-        int32_t stereo = 2, noLfe = 0, noRange = 0;
-        ddpi_dcv_setprocessparam(memory.get(), kDdpiOutputMode, &stereo);
-        ddpi_dcv_setprocessparam(memory.get(), kDdpiOutputLfe, &noLfe);
-        ddpi_dcv_setprocessparam(memory.get(), kDdpiRangeMode, &noRange);
-        ddpi_output out{};
-        out.pp_dec_bufdesc[0] = &channels[0];
-        out.pp_dec_bufdesc[2] = &channels[1];
-        EXPECT_EQ(ddpi_dcv_processframe(memory.get(), &desc, &out), kDdpiOk);
-        ddpi_dcv_close(memory.get());
+    for (const Row& row : rows) {
+        std::string ac3 = folder.file("loud.ac3");
+        ASSERT_TRUE(encodeTones(ac3, {row.speakers, 48000, 0.1, 1.0}, "-c:a ac3 -b:a 448k -f ac3"));
+        std::vector<uint8_t> stream = readBytes(ac3);
+        DolbySyncFrame first;
+        ASSERT_TRUE(parseDolbySyncFrame(stream.data(), stream.size(), first));
+        std::vector<uint8_t> frame = swapped({stream.begin(), stream.begin() + first.frameSize});
+        ddpi_frame_desc desc = describe(frame);
+        uint32_t size = 0;
+        ASSERT_EQ(ddpi_dcv_query(&size), kDdpiOk);
+        std::vector<double> doubles(1536 * size_t(row.stride), 7.0);
+        std::vector<float> floats(1536 * size_t(row.stride), 7.0f);
+        pp_bufdesc toDouble[6], toFloat[6];
+        for (int k = 0; k < 6; ++k) {
+            toDouble[k] = {doubles.data() + row.places[k], 1536, row.stride, 0, nullptr};
+            toFloat[k] = {nullptr, 1536, row.stride, 0, floats.data() + row.places[k]};
+        }
+        for (pp_bufdesc* channels : {toDouble, toFloat}) {
+            // One fresh instance each, so that both decode the frame alike.
+            std::unique_ptr<std::max_align_t[]> memory(
+                new std::max_align_t[size / sizeof(std::max_align_t) + 1]);
+            ASSERT_EQ(ddpi_dcv_open(memory.get()), kDdpiOk);
+            int32_t noRange = 0;
+            ddpi_dcv_setprocessparam(memory.get(), kDdpiOutputMode, &row.mode);
+            ddpi_dcv_setprocessparam(memory.get(), kDdpiOutputLfe, &row.lfe);
+            ddpi_dcv_setprocessparam(memory.get(), kDdpiRangeMode, &noRange);
+            ddpi_dcv_setprocessparam(memory.get(), kDdpiGain, &row.gain);
+            ddpi_output out{};
+            for (int k = 0; k < 6; ++k)
+                out.pp_dec_bufdesc[k] = row.places[k] < 0 ? nullptr : &channels[k];
+            EXPECT_EQ(ddpi_dcv_processframe(memory.get(), &desc, &out), kDdpiOk);
+            ddpi_dcv_close(memory.get());
+        }
+        // Places no channel takes keep what they held.
+        for (size_t i = 0; i < doubles.size(); ++i) {
+            float expected =
+                doubles[i] == 7.0 ? 7.0f : std::clamp(static_cast<float>(doubles[i]), -1.0f, 1.0f);
+            ASSERT_EQ(floats[i], expected)
+                << row.speakers << " stride " << row.stride << " at " << i;
+        }
+        auto silent = row.stride - std::count_if(row.places.begin(), row.places.end(),
+                                                 [](int place) { return place >= 0; });
+        EXPECT_EQ(std::count(floats.begin(), floats.end(), 7.0f), 1536 * silent);
     }
-    for (size_t i = 0; i < doubles.size(); ++i)
-        ASSERT_EQ(floats[i], std::clamp(static_cast<float>(doubles[i]), -1.0f, 1.0f)) << i;
+}
+
+// Every sample through each channel count (the vector paths and the plain
+// one, with a tail of three frames past the last four): the float product,
+// clamped to full scale, at its interleaved place; a NaN stays a NaN.
+TEST(TvEac3Dec, InterleavingClampsEveryValue)
+{
+    const float inf = std::numeric_limits<float>::infinity();
+    const float values[] = {-std::numeric_limits<float>::max(),
+                            -inf,
+                            -1.5f,
+                            -1.0f,
+                            -std::numeric_limits<float>::denorm_min(),
+                            -0.0f,
+                            0.0f,
+                            0.25f,
+                            1.0f,
+                            std::nextafter(1.0f, 2.0f),
+                            std::numeric_limits<float>::max(),
+                            inf,
+                            std::numeric_limits<float>::quiet_NaN(),
+                            1.9f,
+                            -1.3333f};
+    constexpr size_t kFrames = 15;
+    for (float gain : {1.0f, 0.75f, 0.0f})
+        for (int count = 1; count <= 6; ++count) {
+            // Channel c starts c values further on, so that each place sees every value.
+            std::vector<std::vector<float>> planes(static_cast<size_t>(count));
+            std::vector<const float*> channels;
+            for (int c = 0; c < count; ++c) {
+                for (size_t n = 0; n < kFrames; ++n)
+                    planes[size_t(c)].push_back(values[(n + size_t(c)) % std::size(values)]);
+                channels.push_back(planes[size_t(c)].data());
+            }
+            std::vector<float> out(kFrames * size_t(count) + 1, 7.0f);
+            interleaveClamped(channels.data(), count, gain, kFrames, out.data());
+            for (size_t n = 0; n < kFrames; ++n)
+                for (int c = 0; c < count; ++c) {
+                    double product = double(planes[size_t(c)][n]) * gain;
+                    float expected = std::isnan(product) ? static_cast<float>(product)
+                                     : product > 1.0     ? 1.0f
+                                     : product < -1.0    ? -1.0f
+                                                         : static_cast<float>(product);
+                    float got = out[n * size_t(count) + size_t(c)];
+                    ASSERT_EQ(std::memcmp(&got, &expected, 4), 0)
+                        << "gain " << gain << " count " << count << " frame " << n << " channel "
+                        << c << ": " << got << " for " << expected;
+                }
+            EXPECT_EQ(out.back(), 7.0f);
+        }
+}
+
+// The syncframe CRC over stream bytes or little-endian words, folded or a
+// byte at a time, against libavutil's CRC-16 of the stream bytes: lengths
+// around the 16-byte folds and a whole 448 kbit/s frame.
+TEST(TvEac3Dec, CrcOfEitherWordOrderIsTheStreamCrc)
+{
+    std::vector<uint8_t> stream(2 * 2048);
+    uint32_t seed = 12345;
+    for (uint8_t& byte : stream) {
+        seed = seed * 1103515245u + 12345u;
+        byte = static_cast<uint8_t>(seed >> 23);
+    }
+    std::vector<uint8_t> words = swapped(stream);
+    for (size_t count : {0, 1, 7, 8, 9, 15, 16, 17, 24, 31, 32, 33, 896, 2047}) {
+        // libavutil hands a most-significant-bit-first CRC back byte-swapped.
+        auto crc = av_crc(av_crc_get_table(AV_CRC_16_ANSI), 0, stream.data(), 2 * count);
+        auto expected = static_cast<uint16_t>((crc >> 8) | ((crc & 0xFF) << 8));
+        EXPECT_EQ(dolbyCrc16(stream.data(), count, false), expected) << count;
+        EXPECT_EQ(dolbyCrc16(words.data(), count, true), expected) << count;
+        EXPECT_EQ(dolbyCrc16Bytewise(stream.data(), count, false), expected) << count;
+        EXPECT_EQ(dolbyCrc16Bytewise(words.data(), count, true), expected) << count;
+    }
 }
 
 template <typename T>
