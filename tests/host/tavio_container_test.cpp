@@ -281,8 +281,6 @@ const Row kRows[] = {
      C::Snr, 90, 0, 0, W{6, 32, 0x3F, 48000}, k51},
     {"VorbisWebm", k51, 48000, "-c:a libvorbis -q:a 6 in.webm", "--bits float", R::Decode, "f32le",
      C::Snr, 90, 0, 0, W{6, 32, 0x3F, 48000}},
-    {"VorbisVectorOgg", "", 0, "androidx_media/ogg_bear_vorbis.ogg", "--bits float", R::Decode,
-     "f32le", C::Snr, 90, 0, 0, W{2, 32, 0x3, 48000}},
     {"VorbisVectorWebmMono", "", 0, "androidx/mkv_bbb_1ch_12kHz_q10_vorbis.webm", "--bits float",
      R::Decode, "f32le", C::Snr, 90, 0, 0, W{1, 32, 0x4, 12000}},
     // Float decoders deliver float by default: peaks at +1.38 stay as they are.
@@ -300,8 +298,6 @@ const Row kRows[] = {
      14, 320, 0, W{1, 16, 0x4, 16000}, nullptr, nullptr, "in.awb"},
     {"AmrNbVector3gp", "", 0, "androidx_media/3gp_bbb_mono_8kHz_12.2kbps_amrnb.3gp", "", R::Decode,
      "s16le", C::Snr, 28, 320, -50, W{1, 16, 0x4, 8000}},
-    {"AmrVectorMov3gp", "", 0, "mp4parser/MOV00006.3gp", "", R::Decode, "s16le", C::Snr, 24, 320, 0,
-     W{1, 16, 0x4, 8000}},
 };
 // clang-format on
 
