@@ -67,14 +67,8 @@ struct Row {
 
 // Repackings a container cannot make: disc program streams, word forms,
 // byte-swapped Dolby words.
-Bytes aobMlp(const Bytes& mlp)
-{
-    return psbuild::discMlpProgramStream(mlp, false);
-}
-Bytes evoMlp(const Bytes& mlp)
-{
-    return psbuild::discMlpProgramStream(mlp, true);
-}
+constexpr auto aobMlp = psbuild::discMlpProgramStream<false>;
+constexpr auto evoMlp = psbuild::discMlpProgramStream<true>;
 Bytes aobLpcm16Six(const Bytes& bigEndian)
 {
     return psbuild::dvdAudioLpcmProgramStream(bigEndian, 2400, 0x00, 17, 12);
@@ -94,13 +88,6 @@ Bytes dts14LittleInWav(const Bytes& core)
     put("", 1, 2), put("", 2, 2), put("", 44100, 4), put("", 44100 * 4, 4), put("", 4, 2);
     put("", 16, 2), put("data", uint32_t(words.size()), 4);
     out.insert(out.end(), words.begin(), words.end());
-    return out;
-}
-Bytes swapPairs(const Bytes& stream)
-{
-    Bytes out = stream;
-    for (size_t i = 0; i + 1 < out.size(); i += 2)
-        std::swap(out[i], out[i + 1]);
     return out;
 }
 
@@ -142,7 +129,7 @@ const Row kRows[] = {
     {"Ac3Wav", k51Side, 48000, "-c:a ac3 in.wav", "--bits 16", R::Decode, "s16le", C::Lsb, 1, 0, 0,
      W{6, 16, 0x3F, 48000}},
     {"Ac3ByteSwapped", k51Side, 48000, "-c:a ac3 in.ac3", "--bits 16", R::Decode, "s16le", C::Lsb,
-     1, 0, 0, W{6, 16, 0x3F, 48000}, k51Side, swapPairs, "swapped.ac3"},
+     1, 0, 0, W{6, 16, 0x3F, 48000}, k51Side, [](const Bytes& b) { return swappedPairs(b); }, "swapped.ac3"},
     // 2/2 is delivered quadraphonic (0x33), not as the connection's 0xF.
     {"Ac3TwoTwoVector", "", 0, "dlbframe337/dd_6ch_acmod22.ac3", "--bits 16", R::Decode, "s16le",
      C::Lsb, 1, 0, 0, W{4, 16, 0x33, 48000}},
