@@ -59,6 +59,11 @@ TEST(Streaming, ReceiveIsRefusedWhileThePinCannotTakeSamples)
             << c.what;
         sample->Release();
         EXPECT_EQ(pins.input->received.size(), c.expected == S_OK ? 1u : 0u) << c.what;
+        if (!c.connect)  // nor does anything else reach a pin not there
+            for (HRESULT hr :
+                 {pins.output->DeliverEndOfStream(), pins.output->DeliverBeginFlush(),
+                  pins.output->DeliverEndFlush(), pins.output->DeliverNewSegment(0, 1, 1.0)})
+                EXPECT_EQ(hr, VFW_E_NOT_CONNECTED);
     }
 }
 
