@@ -62,8 +62,9 @@ TEST(Streaming, ReceiveIsRefusedWhileThePinCannotTakeSamples)
         if (!c.connect)  // nor does anything else reach a pin not there
             for (HRESULT hr :
                  {pins.output->DeliverEndOfStream(), pins.output->DeliverBeginFlush(),
-                  pins.output->DeliverEndFlush(), pins.output->DeliverNewSegment(0, 1, 1.0)})
+                  pins.output->DeliverEndFlush(), pins.output->DeliverNewSegment(0, 1, 1.0)}) {
                 EXPECT_EQ(hr, VFW_E_NOT_CONNECTED);
+            }
     }
 }
 
