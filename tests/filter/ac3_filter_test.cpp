@@ -1,14 +1,16 @@
 // AC-3 through the whole filter: the decode equals ffmpeg's, the DVD karaoke
-// property reaches the decoder through the input pin, and the stream
-// information tells the layout as coded and as delivered. (What each codec API
-// format does to a live stream is checked through tavio's --output-format.)
+// property reaches the decoder through the input pin, the stream information
+// tells the layout as coded and as delivered, and each codec API format
+// changes a live stream.
 #include <gtest/gtest.h>
 
 #include "filter/karaoke_mode.h"
 #include "filter/stream_text.h"
+#include "platform/codecapi.h"
 #include "support/ffmpeg.h"
 #include "support/files.h"
 #include "support/filter_harness.h"
+#include "support/guid_variant.h"
 #include "support/media_types.h"
 #include "support/pcm.h"
 
@@ -112,6 +114,53 @@ TEST_F(Ac3Filter, DownmixedStreamTellsTheCodedAndTheDeliveredLayout)
                   100 * tonePower(pcm, 2, 1 - side, tone, 48000, 4800))
             << speaker;
     }
+}
+
+// A live 5.1 AC-3 stream under each format: bursts, six channels, and two
+// kinds of stereo (the surround-compatible downmix differs from the plain one).
+TEST_F(Ac3Filter, EachCodecApiFormatChangesALiveStream)
+{
+    REQUIRE_FFMPEG();
+    TempFolder folder;
+    std::string path = folder.file("s.ac3");
+    ASSERT_TRUE(encodeTones(path, k51, "-c:a ac3 -b:a 384k -f ac3"));
+    const std::vector<uint8_t> stream = readBytes(path);
+    struct Case {
+        const GUID* format;
+        uint16_t formatTag;  // of the delivered type
+        int channels;
+    } cases[] = {
+        {&CODECAPI_AUDIO_OUTPUT_FORMAT_SPDIF_BITSTREAM, 0x0092, 2},
+        {&CODECAPI_AUDIO_OUTPUT_FORMAT_PCM_STEREO, 0xFFFE, 6},
+        {&CODECAPI_AUDIO_OUTPUT_FORMAT_PCM_STEREO_MATRIXENCODED, 0xFFFE, 2},
+        {&CODECAPI_AUDIO_OUTPUT_FORMAT_SPDIF_PCM, 0xFFFE, 2},
+    };
+    build(ac3Type());
+    ICodecAPI* api = nullptr;
+    ASSERT_EQ(filter->QueryInterface(IID_ICodecAPI, reinterpret_cast<void**>(&api)), S_OK);
+    std::vector<std::vector<uint8_t>> outputs;
+    for (const Case& c : cases) {
+        SCOPED_TRACE(c.formatTag);
+        VARIANT value = guidVariant(*c.format);
+        ASSERT_EQ(api->SetValue(&CODECAPI_CURRENT_AUDIO_OUTPUT_FORMAT, &value), S_OK);
+        VariantClear(&value);
+        sink->ClearRecords();
+        pushInPieces(stream, 1000);
+        auto samples = sink->Samples();
+        ASSERT_FALSE(samples.empty());
+        CMediaType delivered = sink->CurrentType();
+        for (const auto& s : samples)
+            if (s.mediaType)
+                delivered = *s.mediaType;
+        const auto* format = reinterpret_cast<const WAVEFORMATEX*>(delivered.pbFormat);
+        EXPECT_EQ(format->wFormatTag, c.formatTag);
+        if (c.formatTag != 0x0092) {
+            EXPECT_EQ(format->nChannels, c.channels);
+        }
+        outputs.push_back(output());
+    }
+    api->Release();
+    EXPECT_FALSE(outputs[2] == outputs[3]) << "matrix-encoded and plain stereo downmixes are alike";
 }
 
 }  // namespace

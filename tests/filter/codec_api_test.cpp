@@ -1,7 +1,7 @@
 // The filter's ICodecAPI as one table: a property and a value in, the
 // result, and what the filter then does (S/PDIF switch, remixer target,
 // AC-3 and other downmixes, the value read back). What the formats do to a
-// live AC-3 stream is checked through tavio's --output-format and --spdif.
+// live AC-3 stream is in the AC-3 filter tests.
 #include <gtest/gtest.h>
 
 #include <string>
