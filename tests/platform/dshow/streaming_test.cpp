@@ -1,7 +1,6 @@
-// Samples crossing a connection, the input pin's refusals while it cannot
-// take them, and its allocator. (Flushes, segments and end of stream are
-// checked through the whole filter, a refused type change mid-stream through
-// the host's graph.)
+// Samples, flushes, end of stream and segments crossing a connection, the
+// input pin's refusals while it cannot take them, and its allocator. (A
+// refused type change mid-stream is checked through the host's graph.)
 #include <gtest/gtest.h>
 
 #include "test_filters.h"
@@ -31,6 +30,14 @@ public:
         sample->SetActualDataLength(16);
         return sample;
     }
+    // Delivers one sample through `pin` and gives back the answer.
+    HRESULT deliver(TestOutputPin* pin)
+    {
+        IMediaSample* s = sample();
+        HRESULT hr = pin->Deliver(s);
+        s->Release();
+        return hr;
+    }
     IMemAllocator* allocator = nullptr;
 };
 
@@ -59,13 +66,29 @@ TEST(Streaming, ReceiveIsRefusedWhileThePinCannotTakeSamples)
             << c.what;
         sample->Release();
         EXPECT_EQ(pins.input->received.size(), c.expected == S_OK ? 1u : 0u) << c.what;
-        if (!c.connect)  // nor does anything else reach a pin not there
-            for (HRESULT hr :
-                 {pins.output->DeliverEndOfStream(), pins.output->DeliverBeginFlush(),
-                  pins.output->DeliverEndFlush(), pins.output->DeliverNewSegment(0, 1, 1.0)}) {
-                EXPECT_EQ(hr, VFW_E_NOT_CONNECTED);
-            }
     }
+}
+
+TEST(Streaming, FlushEndOfStreamAndSegmentReachTheInputPin)
+{
+    PinPair pins;
+    SampleSource source;
+    EXPECT_EQ(pins.output->DeliverEndOfStream(), VFW_E_NOT_CONNECTED);
+    EXPECT_EQ(pins.output->DeliverBeginFlush(), VFW_E_NOT_CONNECTED);
+    EXPECT_EQ(pins.output->DeliverEndFlush(), VFW_E_NOT_CONNECTED);
+    EXPECT_EQ(pins.output->DeliverNewSegment(0, 1, 1.0), VFW_E_NOT_CONNECTED);
+    ASSERT_EQ(pins.connect(), S_OK);
+    ASSERT_EQ(pins.pause(), S_OK);
+    pins.log.clear();
+    EXPECT_EQ(pins.output->DeliverBeginFlush(), S_OK);
+    EXPECT_EQ(source.deliver(pins.output), S_FALSE);  // dropped while flushing
+    EXPECT_EQ(pins.output->DeliverEndFlush(), S_OK);
+    EXPECT_EQ(pins.output->DeliverNewSegment(1000, 9000, 1.0), S_OK);
+    EXPECT_EQ(source.deliver(pins.output), S_OK);
+    EXPECT_EQ(pins.output->DeliverEndOfStream(), S_OK);
+    const CallLog expected = {"in.BeginFlush",           "in.Receive 1", "in.EndFlush",
+                              "in.NewSegment 1000 9000", "in.Receive 0", "in.EndOfStream"};
+    EXPECT_EQ(pins.log, expected);
 }
 
 // Disconnecting decommits the input pin's allocator and lets go of it.
