@@ -28,6 +28,12 @@ short ddpi_dcv_processframe(void* instance, const ddpi_frame_desc* frame, ddpi_o
 
 namespace {
 
+std::vector<uint8_t> swapped(std::vector<uint8_t> bytes)
+{
+    swapBytes16(bytes.data(), bytes.data(), bytes.size() / 2);
+    return bytes;
+}
+
 ddpi_frame_desc describe(const std::vector<uint8_t>& words, size_t bytes = SIZE_MAX)
 {
     uint32_t count = uint32_t(std::min(bytes, words.size()) / 2);
@@ -48,7 +54,7 @@ TEST(TvEac3Dec, AccessUnitsAreMeasuredAndChecked)
     ASSERT_EQ(second.strmtyp, kEac3Dependent);
     size_t unit = size_t(first.frameSize + second.frameSize);
 
-    std::vector<uint8_t> words = swappedPairs(stream);
+    std::vector<uint8_t> words = swapped(stream);
     std::vector<uint8_t> headOnly = stream;
     swapBytes16(headOnly.data(), headOnly.data(), 64);
     for (const auto* buffer : {&words, &headOnly}) {
@@ -97,7 +103,7 @@ TEST(TvEac3Dec, OutputBuffersAreCheckedBeforeUse)
     std::vector<uint8_t> stream = readBytes(ac3);
     DolbySyncFrame first;
     ASSERT_TRUE(parseDolbySyncFrame(stream.data(), stream.size(), first));
-    std::vector<uint8_t> frame = swappedPairs({stream.begin(), stream.begin() + first.frameSize});
+    std::vector<uint8_t> frame = swapped({stream.begin(), stream.begin() + first.frameSize});
     ddpi_frame_desc desc = describe(frame);
     std::vector<double> samples(1536 * 2, 7.0);
     pp_bufdesc left{samples.data(), 1535, 2, 0, nullptr},
@@ -114,7 +120,7 @@ TEST(TvEac3Dec, OutputBuffersAreCheckedBeforeUse)
     EXPECT_EQ(ddpi_dcv_processframe(memory.get(), &desc, &out), kDdpiOk);
     EXPECT_EQ(left.nsamples, 1536);
 
-    std::vector<uint8_t> unit = swappedPairs(readBytes(eac3));
+    std::vector<uint8_t> unit = swapped(readBytes(eac3));
     ddpi_frame_params params{};
     ddpi_frame_desc whole = describe(unit);
     ASSERT_EQ(ddpi_dcv_getframeparam(&whole, &params), kDdpiOk);
@@ -143,7 +149,7 @@ TEST(TvEac3Dec, FloatOutputIsTheDoubleOutputClamped)
     std::vector<uint8_t> stream = readBytes(ac3);
     DolbySyncFrame first;
     ASSERT_TRUE(parseDolbySyncFrame(stream.data(), stream.size(), first));
-    std::vector<uint8_t> frame = swappedPairs({stream.begin(), stream.begin() + first.frameSize});
+    std::vector<uint8_t> frame = swapped({stream.begin(), stream.begin() + first.frameSize});
     ddpi_frame_desc desc = describe(frame);
     uint32_t size = 0;
     ASSERT_EQ(ddpi_dcv_query(&size), kDdpiOk);
