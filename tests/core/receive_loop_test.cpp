@@ -13,6 +13,7 @@
 #include "core/receive_loop.h"
 #include "core/receive_parameters.h"
 #include "support/assertion_guard.h"
+#include "support/files.h"
 #include "support/memory_sample.h"
 
 namespace {
@@ -67,12 +68,6 @@ std::vector<uint8_t> frame(char kind, const std::vector<uint8_t>& payload)
     bytes[1] = uint8_t(payload.size());
     std::copy(payload.begin(), payload.end(), bytes.begin() + 2);
     return bytes;
-}
-
-std::vector<uint8_t> operator+(std::vector<uint8_t> a, const std::vector<uint8_t>& b)
-{
-    a.insert(a.end(), b.begin(), b.end());
-    return a;
 }
 
 // 48 stereo samples (10 000 units of 100 ns at 48 kHz) of one value.

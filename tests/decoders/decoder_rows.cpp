@@ -215,12 +215,6 @@ std::vector<uint8_t> hex(const std::string& text)
     return out;
 }
 
-std::vector<uint8_t> operator+(std::vector<uint8_t> a, const std::vector<uint8_t>& b)
-{
-    a.insert(a.end(), b.begin(), b.end());
-    return a;
-}
-
 double peak(const std::vector<double>& samples)
 {
     double most = 0;

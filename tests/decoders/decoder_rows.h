@@ -125,9 +125,6 @@ std::vector<std::vector<uint8_t>> mlpPackets(const std::vector<uint8_t>& stream,
 // "0012ff" as {0x00, 0x12, 0xFF}.
 std::vector<uint8_t> hex(const std::string& text);
 
-// Byte strings one after the other.
-std::vector<uint8_t> operator+(std::vector<uint8_t> a, const std::vector<uint8_t>& b);
-
 // The largest magnitude among the samples.
 double peak(const std::vector<double>& samples);
 

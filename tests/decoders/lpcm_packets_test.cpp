@@ -197,13 +197,6 @@ std::vector<uint8_t> counting(size_t size, int step = 3)
     return bytes;
 }
 
-std::vector<uint8_t> swapped16(std::vector<uint8_t> bytes)
-{
-    for (size_t i = 0; i + 1 < bytes.size(); i += 2)
-        std::swap(bytes[i], bytes[i + 1]);
-    return bytes;
-}
-
 // One call of a decoder on raw payload bytes: what it consumed, reported and
 // wrote (the whole declared output buffer when `buffer` is set).
 struct ConversionCase {
@@ -261,14 +254,14 @@ const std::vector<uint8_t> kNothing;
 // clang-format off
 INSTANTIATE_TEST_SUITE_P(Rows, LpcmConversion, ::testing::Values(
     // Half a stereo frame at the end; then half a word too, copied as it is.
-    ConversionCase{"dvd 16-bit with a partial frame", V, dvd, counting(1022), 4096, true, 1022, 255, 1022, swapped16(counting(1022))},
-    ConversionCase{"dvd 16-bit with a partial word", V, dvd, counting(1023), 4096, true, 1023, 255, 1023, changed(swapped16(counting(1023)), 1022, counting(1023).back())},
+    ConversionCase{"dvd 16-bit with a partial frame", V, dvd, counting(1022), 4096, true, 1022, 255, 1022, swappedPairs(counting(1022))},
+    ConversionCase{"dvd 16-bit with a partial word", V, dvd, counting(1023), 4096, true, 1023, 255, 1023, changed(swappedPairs(counting(1023)), 1022, counting(1023).back())},
     ConversionCase{"dvd 20-bit is consumed as silence", V, pesType(MEDIASUBTYPE_DVD_LPCM_AUDIO, 2, 20), std::vector<uint8_t>(600, 0x5A), 4096, true, 600, 100, 600, std::vector<uint8_t>(600, 0)},
     ConversionCase{"dvd 24-bit three-channel pair", V, pesType(MEDIASUBTYPE_DVD_LPCM_AUDIO, 3, 24), threeChannelPair(true), 64, true, 18, 2, 18, threeChannelPair(false)},
     ConversionCase{"dvd 24-bit odd trailing frame is left", V, pesType(MEDIASUBTYPE_DVD_LPCM_AUDIO, 2, 24), std::vector<uint8_t>(18, 0x11), 64, true, 12, 2, 12, kNothing},
     ConversionCase{"dvd nothing to convert", V, dvd, hex("010203"), 64, false, 0, 0, 0, kNothing},
     ConversionCase{"dvd output room decides", V, dvd, std::vector<uint8_t>(400, 0x22), 100, true, 96, 24, 96, std::vector<uint8_t>(96, 0x22)},
-    ConversionCase{"dvda odd 16-bit frame count: swapped, not counted", A, plainDvda(2, 16), counting(12, 1), 64, true, 12, 2, 12, swapped16(counting(12, 1))},
+    ConversionCase{"dvda odd 16-bit frame count: swapped, not counted", A, plainDvda(2, 16), counting(12, 1), 64, true, 12, 2, 12, swappedPairs(counting(12, 1))},
     ConversionCase{"dvda 20-bit is consumed as silence", A, plainDvda(2, 20), std::vector<uint8_t>(24, 0x33), 64, true, 24, 4, 24, std::vector<uint8_t>(20, 0)},
     ConversionCase{"dvda 16-bit output room decides", A, plainDvda(2, 16), std::vector<uint8_t>(480, 0x22), 100, true, 480, 120, 480, std::vector<uint8_t>(100, 0x22)}),
     caseName<ConversionCase>);

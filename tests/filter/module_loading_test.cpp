@@ -21,6 +21,11 @@ protected:
 TEST_F(ModuleLoading, TheFolderIsTheLoadedModulesOwn)
 {
     EXPECT_EQ(getModuleFolder(), std::string(TAVIO_MODULE_DIR) + "/");
+    auto entry = reinterpret_cast<const void*>(GetProcAddress(module, "DllGetClassObject"));
+    EXPECT_EQ(platform::moduleContaining(entry), module);
+    char tiny[4] = {'x', 'x', 'x', 'x'};  // cut and terminated, and the size reported
+    EXPECT_EQ(GetModuleFileNameA(module, tiny, sizeof tiny), DWORD(sizeof tiny));
+    EXPECT_EQ(tiny[3], 0);
 }
 
 TEST_F(ModuleLoading, SiblingLibrariesStartOrAreRefused)

@@ -7,7 +7,6 @@
 #include <string>
 #include <vector>
 
-#include "core/bit_reader.h"  // swapBytes16
 #include "decoders/dts_header.h"
 #include "decoders/eac3_header.h"
 #include "engines/dts/dts_engine.h"
@@ -22,12 +21,6 @@ namespace {
 
 using Bytes = std::vector<uint8_t>;
 
-Bytes swapped(Bytes bytes)
-{
-    swapBytes16(bytes.data(), bytes.data(), bytes.size() / 2);
-    return bytes;
-}
-
 // Whether the first frame of a stream passes the checks its decoder makes.
 bool dolbyFrameChecks(const Bytes& s)
 {
@@ -35,7 +28,7 @@ bool dolbyFrameChecks(const Bytes& s)
     if (!parseDolbySyncFrame(s.data(), s.size(), frame))
         return false;
     uint32_t words = uint32_t(frame.frameSize / 2);
-    Bytes inWords = swapped(Bytes(s.begin(), s.begin() + frame.frameSize));
+    Bytes inWords = swappedPairs(Bytes(s.begin(), s.begin() + frame.frameSize));
     ddpi_frame_desc desc{reinterpret_cast<const int16_t*>(inWords.data()), words, words};
     return ddpi_dcv_checkframe(&desc) == kDdpiOk;
 }
@@ -107,7 +100,7 @@ TEST(FrameRepair, IntactStreamsStayAsTheyAre)
         ASSERT_GT(bytes.size(), 4000u) << stream.name;
         EXPECT_TRUE(stream.accepted(bytes)) << stream.name;
         EXPECT_EQ(repaired(stream, bytes), bytes) << stream.name;
-        EXPECT_EQ(repaired(stream, swapped(bytes)), swapped(bytes)) << stream.name;
+        EXPECT_EQ(repaired(stream, swappedPairs(bytes)), swappedPairs(bytes)) << stream.name;
     }
 }
 
@@ -147,7 +140,8 @@ TEST(FrameRepair, AlteredFramesPassAgain)
         EXPECT_FALSE(stream.accepted(altered)) << stream.name << " at " << c.at;
         EXPECT_TRUE(stream.accepted(repaired(stream, altered))) << stream.name << " at " << c.at;
         if (c.bothOrders) {
-            EXPECT_EQ(repaired(stream, swapped(altered)), swapped(repaired(stream, altered)))
+            EXPECT_EQ(repaired(stream, swappedPairs(altered)),
+                      swappedPairs(repaired(stream, altered)))
                 << stream.name << " at " << c.at;
         }
     }

@@ -40,17 +40,11 @@ void PrintTo(const SeekRow& row, std::ostream* out)
     *out << row.name;
 }
 
+constexpr auto aobMlp = psbuild::discMlpProgramStream<false>;
+constexpr auto evoMlp = psbuild::discMlpProgramStream<true>;
 Bytes aobLpcm(const Bytes& bigEndian)
 {
     return psbuild::dvdAudioLpcmProgramStream(bigEndian, 2400, 0x00, 17, 12);
-}
-Bytes aobMlp(const Bytes& mlp)
-{
-    return psbuild::discMlpProgramStream(mlp, false);
-}
-Bytes evoMlp(const Bytes& mlp)
-{
-    return psbuild::discMlpProgramStream(mlp, true);
 }
 
 // clang-format off

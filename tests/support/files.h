@@ -12,6 +12,12 @@ std::string readText(const std::string& path);
 void writeBytes(const std::string& path, const std::vector<uint8_t>& bytes);
 void writeText(const std::string& path, const std::string& text);
 
+// Byte strings one after the other.
+std::vector<uint8_t> operator+(std::vector<uint8_t> a, const std::vector<uint8_t>& b);
+// Each pair of bytes swapped, as 16-bit words in the other order; an odd last
+// byte stays where it is.
+std::vector<uint8_t> swappedPairs(std::vector<uint8_t> bytes);
+
 // A fresh folder under /tmp, removed with everything in it when the object goes.
 class TempFolder {
 public:

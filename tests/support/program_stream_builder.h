@@ -88,7 +88,8 @@ inline Bytes programEnd()
 // MLP as discs carry it, one private stream 1 packet per pack: DVD-Audio
 // (substream 0xA1 behind a header of 4 + 3 bytes) or HD-DVD (substream 0xB0
 // behind 5 bytes), the payload cut wherever the pack ends.
-inline Bytes discMlpProgramStream(const Bytes& mlp, bool hdDvd)
+template <bool hdDvd>
+Bytes discMlpProgramStream(const Bytes& mlp)
 {
     Bytes stream;
     constexpr size_t kPayload = 2000;

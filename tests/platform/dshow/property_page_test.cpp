@@ -92,10 +92,6 @@ TEST(PropertyPage, TheFrameProtocolInOrder)
     EXPECT_EQ(page->IsPageDirty(), S_FALSE);
     EXPECT_EQ(page->applied, 2);
 
-    PROPPAGEINFO info;
-    ASSERT_EQ(page->GetPageInfo(&info), S_OK);
-    EXPECT_EQ(platform::toUtf8(info.pszTitle), "Tavio");
-    CoTaskMemFree(info.pszTitle);
     ASSERT_EQ(page->SetObjects(0, nullptr), S_OK);
     EXPECT_EQ(page->connected, nullptr);
     ASSERT_EQ(page->SetPageSite(nullptr), S_OK);
