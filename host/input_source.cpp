@@ -5,6 +5,7 @@
 #include <fstream>
 
 #include "host/av_input.h"
+#include "host/elementary_audio_input.h"
 #include "host/ps_input.h"
 #include "host/raw_mpeg_input.h"
 
@@ -28,6 +29,9 @@ std::unique_ptr<InputSource> openInputSource(const std::string& path, std::strin
     }
     if (looksLikeProgramStream(head, size_t(file.gcount())))
         return openProgramStream(path, error);
+    // Bare MPEG audio and AMR are read without libavformat, which then stays unloaded.
+    if (auto input = openElementaryAudio(path))
+        return input;
     auto input = openAvInput(path, error);
     if (!input)
         input = openRawMpegAudio(path);

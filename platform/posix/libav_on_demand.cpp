@@ -20,6 +20,7 @@ extern "C" {
 #include <libavformat/avformat.h>
 #include <libavutil/avutil.h>
 #include <libavutil/channel_layout.h>
+#include <libavutil/crc.h>
 #include <libavutil/opt.h>
 #include <libswresample/swresample.h>
 }
@@ -181,6 +182,54 @@ int av_strerror(int errnum, char* errbuf, size_t errbuf_size)
     return -1;
 }
 
+int av_frame_get_buffer(AVFrame* frame, int align)
+{
+    REAL(Util, av_frame_get_buffer);
+    return real ? real(frame, align) : AVERROR(ENOMEM);
+}
+int av_buffer_is_writable(const AVBufferRef* buf)
+{
+    REAL(Util, av_buffer_is_writable);
+    return real ? real(buf) : 0;
+}
+int av_opt_set(void* obj, const char* name, const char* val, int search_flags)
+{
+    REAL(Util, av_opt_set);
+    return real ? real(obj, name, val, search_flags) : AVERROR(ENOSYS);
+}
+int av_opt_set_double(void* obj, const char* name, double val, int search_flags)
+{
+    REAL(Util, av_opt_set_double);
+    return real ? real(obj, name, val, search_flags) : AVERROR(ENOSYS);
+}
+int av_channel_layout_copy(AVChannelLayout* dst, const AVChannelLayout* src)
+{
+    REAL(Util, av_channel_layout_copy);
+    return real ? real(dst, src) : AVERROR(ENOSYS);
+}
+enum AVChannel av_channel_layout_channel_from_index(const AVChannelLayout* channel_layout,
+                                                    unsigned int idx)
+{
+    REAL(Util, av_channel_layout_channel_from_index);
+    return real ? real(channel_layout, idx) : AV_CHAN_NONE;
+}
+int av_channel_layout_index_from_channel(const AVChannelLayout* channel_layout,
+                                         enum AVChannel channel)
+{
+    REAL(Util, av_channel_layout_index_from_channel);
+    return real ? real(channel_layout, channel) : AVERROR(ENOSYS);
+}
+const AVCRC* av_crc_get_table(AVCRCId crc_id)
+{
+    REAL(Util, av_crc_get_table);
+    return real ? real(crc_id) : nullptr;
+}
+uint32_t av_crc(const AVCRC* ctx, uint32_t crc, const uint8_t* buffer, size_t length)
+{
+    REAL(Util, av_crc);
+    return real && ctx ? real(ctx, crc, buffer, length) : crc;
+}
+
 // libavcodec
 AVPacket* av_packet_alloc(void)
 {
@@ -248,6 +297,22 @@ const char* avcodec_get_name(enum AVCodecID id)
 {
     REAL(Codec, avcodec_get_name);
     return real ? real(id) : nullptr;
+}
+
+const AVCodec* avcodec_find_encoder(enum AVCodecID id)
+{
+    REAL(Codec, avcodec_find_encoder);
+    return real ? real(id) : nullptr;
+}
+int avcodec_send_frame(AVCodecContext* avctx, const AVFrame* frame)
+{
+    REAL(Codec, avcodec_send_frame);
+    return real ? real(avctx, frame) : AVERROR(ENOSYS);
+}
+int avcodec_receive_packet(AVCodecContext* avctx, AVPacket* avpkt)
+{
+    REAL(Codec, avcodec_receive_packet);
+    return real ? real(avctx, avpkt) : AVERROR(ENOSYS);
 }
 
 // libavformat

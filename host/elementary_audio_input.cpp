@@ -1,0 +1,342 @@
+#include "host/elementary_audio_input.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
+
+#include "decoders/mpeg_header.h"
+#include "engines/mpeg/layer12_frame.h"
+#include "host/host_media_types.h"
+#include "host/parsers/mpeg_audio_tags.h"
+
+namespace {
+
+// A file mapped into memory for as long as the input reads it.
+class MappedFile {
+public:
+    explicit MappedFile(const std::string& path)
+    {
+        int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+        if (fd < 0)
+            return;
+        struct stat info;
+        if (fstat(fd, &info) == 0 && S_ISREG(info.st_mode) && info.st_size > 0) {
+            void* data = mmap(nullptr, size_t(info.st_size), PROT_READ, MAP_PRIVATE, fd, 0);
+            if (data != MAP_FAILED) {
+                data_ = static_cast<const uint8_t*>(data);
+                size_ = size_t(info.st_size);
+                madvise(data, size_, MADV_SEQUENTIAL);
+            }
+        }
+        ::close(fd);
+    }
+    ~MappedFile()
+    {
+        if (data_)
+            munmap(const_cast<uint8_t*>(data_), size_);
+    }
+    MappedFile(const MappedFile&) = delete;
+    MappedFile& operator=(const MappedFile&) = delete;
+
+    const uint8_t* data() const { return data_; }
+    size_t size() const { return size_; }
+
+private:
+    const uint8_t* data_ = nullptr;
+    size_t size_ = 0;
+};
+
+// n * scale / divisor rounded to the nearest, halves away from zero, as
+// libavutil rescales time stamps.
+int64_t rescale(int64_t n, int64_t scale, int64_t divisor)
+{
+    __int128 product = __int128(n) * scale;
+    __int128 half = divisor / 2;
+    return int64_t(product >= 0 ? (product + half) / divisor : -((-product + half) / divisor));
+}
+
+// One frame of the stream: where it starts, its length (the last may be cut
+// short), and its first sample's number.
+struct Frame {
+    size_t offset;
+    size_t size;
+    int64_t sample;
+};
+
+// Everything the input hands on, worked out when the file is opened.
+struct Layout {
+    std::string containerName;
+    AudioStreamParameters parameters;
+    std::string description;
+    std::vector<Frame> frames;
+    uint32_t frameSamples = 0;  // per channel
+    // Time stamps: samples count in ticks of `tickRate` per second, from
+    // `origin` ticks (the encoder delay, which the host cuts as audio before zero).
+    int64_t tickRate = 0;
+    int64_t ticksPerSample = 0;
+    int64_t origin = 0;
+    // Samples at the stream's end that are encoder padding: from
+    // firstPadding up to lastPadding.
+    int64_t firstPadding = -1;
+    int64_t lastPadding = -1;
+    std::optional<int64_t> durationTicks;
+};
+
+class ElementaryAudioInput : public InputSource {
+public:
+    ElementaryAudioInput(std::unique_ptr<MappedFile> file, Layout layout)
+        : file_(std::move(file)), layout_(std::move(layout))
+    {
+        HostStream stream;
+        stream.codec = layout_.parameters.codec;
+        stream.description = layout_.description;
+        stream.mediaType = hostMediaType(layout_.parameters, stream.unsupported);
+        streams_.push_back(std::move(stream));
+    }
+
+    std::string containerName() const override { return layout_.containerName; }
+    const std::vector<HostStream>& streams() const override { return streams_; }
+    bool select(size_t stream) override { return stream == 0; }
+    bool timesFromPresentationStart() const override { return true; }
+
+    bool next(HostPacket& packet) override
+    {
+        if (next_ >= layout_.frames.size())
+            return false;
+        const Frame& frame = layout_.frames[next_++];
+        const uint8_t* p = file_->data() + frame.offset;
+        packet.data.assign(p, p + frame.size);
+        packet.hasTime = true;
+        packet.start = rescale(frame.sample * layout_.ticksPerSample - layout_.origin, 10000000,
+                               layout_.tickRate);
+        packet.paddingFrames = 0;
+        int64_t end = frame.sample + layout_.frameSamples;
+        if (layout_.firstPadding >= 0 && end >= layout_.firstPadding &&
+            frame.sample < layout_.lastPadding)
+            packet.paddingFrames =
+                uint32_t(std::min<int64_t>(end - layout_.firstPadding, layout_.frameSamples));
+        return true;
+    }
+
+    double progress() const override
+    {
+        if (layout_.frames.empty() || next_ == 0)
+            return 0;
+        const Frame& last = layout_.frames[next_ - 1];
+        return double(last.offset + last.size) / double(file_->size());
+    }
+
+    // From the start again: the decoder's bit reservoir and overlap then
+    // carry what they carried the first time, and the window after the
+    // decoder drops what comes before the target.
+    bool seek(REFERENCE_TIME) override
+    {
+        next_ = 0;
+        return true;
+    }
+
+    std::optional<REFERENCE_TIME> duration() const override
+    {
+        if (!layout_.durationTicks)
+            return std::nullopt;
+        return rescale(*layout_.durationTicks, 10000000, layout_.tickRate);
+    }
+
+private:
+    std::unique_ptr<MappedFile> file_;
+    Layout layout_;
+    std::vector<HostStream> streams_;
+    size_t next_ = 0;
+};
+
+// --- AMR ---------------------------------------------------------------
+
+// Bytes of a storage-format frame, its one-byte header included, by frame
+// type (RFC 4867 section 5.3; reserved and empty types take the header alone).
+constexpr uint8_t kAmrNbFrameBytes[16] = {13, 14, 16, 18, 20, 21, 27, 32, 6, 1, 1, 1, 1, 1, 1, 1};
+constexpr uint8_t kAmrWbFrameBytes[16] = {18, 24, 33, 37, 41, 47, 51, 59, 61, 6, 1, 1, 1, 1, 1, 1};
+
+std::optional<Layout> amrLayout(const uint8_t* data, size_t size)
+{
+    // Single-channel storage only; "#!AMR_MC1.0\n" and "#!AMR-WB_MC1.0\n" differ
+    // from these in their sixth or ninth byte.
+    bool wide;
+    size_t at;
+    if (size >= 6 && std::memcmp(data, "#!AMR\n", 6) == 0) {
+        wide = false;
+        at = 6;
+    } else if (size >= 9 && std::memcmp(data, "#!AMR-WB\n", 9) == 0) {
+        wide = true;
+        at = 9;
+    } else {
+        return std::nullopt;
+    }
+    Layout layout;
+    layout.containerName = "3GPP AMR";
+    layout.parameters.codec = wide ? "amr-wb" : "amr-nb";
+    layout.parameters.sampleRate = wide ? 16000 : 8000;
+    layout.parameters.channels = 1;
+    layout.description = std::string(wide ? "amr_wb, 16000 Hz" : "amr_nb, 8000 Hz") + ", mono";
+    layout.frameSamples = wide ? 320 : 160;
+    layout.tickRate = layout.parameters.sampleRate;
+    layout.ticksPerSample = 1;
+    const uint8_t* sizes = wide ? kAmrWbFrameBytes : kAmrNbFrameBytes;
+    int64_t sample = 0;
+    bool sameSize = true;
+    while (at < size) {
+        size_t bytes = sizes[(data[at] >> 3) & 0x0F];
+        sameSize = sameSize && (layout.frames.empty() || bytes == layout.frames[0].size);
+        layout.frames.push_back({at, std::min(bytes, size - at), sample});
+        at += bytes;
+        sample += layout.frameSamples;
+    }
+    if (layout.frames.empty())
+        return std::nullopt;
+    // libavformat estimates the length from the bit rate; with every frame
+    // of one size that is the frame count exactly.
+    if (sameSize)
+        layout.durationTicks = sample;
+    return layout;
+}
+
+// --- MPEG audio -----------------------------------------------------------
+
+// The length a frame's header gives it, as a demuxer cuts frames.
+size_t frameLength(const uint8_t* p, size_t available, MpegHeader& header)
+{
+    if (!parseMpegHeader(p, available, header))
+        return 0;
+    return header.layer == 3 ? header.frameSize : measureLayer12Frame(p, available).size;
+}
+
+// Whether four bytes could be taken for a frame header at all: sync, and no
+// reserved layer, bit rate or sample rate (free format too).
+bool mayBeHeader(const uint8_t* p)
+{
+    return p[0] == 0xFF && (p[1] & 0xE0) == 0xE0 && (p[1] & 0x06) != 0 && (p[2] & 0xF0) != 0xF0 &&
+           (p[2] & 0x0C) != 0x0C;
+}
+
+bool sameFormat(const MpegHeader& a, const MpegHeader& b)
+{
+    return a.version == b.version && a.layer == b.layer && a.sampleRate == b.sampleRate &&
+           a.channels == b.channels;
+}
+
+uint32_t be32(const uint8_t* p)
+{
+    return uint32_t(p[0]) << 24 | uint32_t(p[1]) << 16 | uint32_t(p[2]) << 8 | p[3];
+}
+
+std::optional<Layout> mpegLayout(const uint8_t* data, size_t size)
+{
+    size_t start = id3v2TagLength(data, size);
+    MpegHeader first;
+    if (start >= size || !frameLength(data + start, size - start, first))
+        return std::nullopt;
+    if (hasVbriTag(data + start, size - start))
+        return std::nullopt;
+
+    Layout layout;
+    layout.frameSamples = first.samples / first.channels;
+    layout.tickRate = 14112000;  // every MPEG audio sample rate divides it
+    layout.ticksPerSample = layout.tickRate / first.sampleRate;
+    size_t audio = start;
+    std::optional<int64_t> taggedFrames;
+    XingFrame xing;
+    if (parseXingFrame(data + start, size - start, first, xing)) {
+        // A stream larger than its tag says by more than a sixteenth is
+        // taken for several joined together, whose count is not this one.
+        uint64_t rest = size - start - 4;
+        if (rest && xing.bytes) {
+            uint64_t low = std::min<uint64_t>(rest, xing.bytes);
+            uint64_t delta = std::max<uint64_t>(rest, xing.bytes) - low;
+            if (rest > xing.bytes && delta > low >> 4)
+                xing.frames = 0;
+        }
+        if (xing.hasPadding) {
+            layout.origin = (int64_t(xing.startPadding) + 529) * layout.ticksPerSample;
+            if (xing.frames) {
+                int64_t total = int64_t(xing.frames) * layout.frameSamples;
+                layout.firstPadding = total - xing.endPadding + 529;
+                layout.lastPadding = total;
+            }
+        }
+        if (xing.frames || xing.bytes)
+            audio = start + first.frameSize;
+        if (xing.frames)
+            taggedFrames = xing.frames;
+    }
+
+    // Frames one after another to the end, but for the tags a stream may end with.
+    MpegHeader header;
+    size_t at = audio;
+    int64_t sample = 0;
+    bool constantBitRate = true;
+    uint16_t bitrate = 0;
+    while (at + 4 <= size) {
+        size_t length = frameLength(data + at, size - at, header);
+        if (!length || !sameFormat(first, header))
+            break;
+        if (layout.frames.empty())
+            bitrate = header.bitrate;
+        constantBitRate = constantBitRate && header.bitrate == bitrate;
+        layout.frames.push_back({at, std::min(length, size - at), sample});
+        at += length;
+        sample += layout.frameSamples;
+    }
+    if (at < size) {
+        for (size_t i = at; i + 4 <= size; ++i)
+            if (mayBeHeader(data + i))
+                return std::nullopt;
+        if (!startsEndTag(data + at, size - at))
+            return std::nullopt;
+    }
+    // libavformat looks for its first frame where the first two frames agree
+    // in all but bit rate, padding and mode extension.
+    if (layout.frames.size() < 2 || layout.frames[1].offset + 4 > size ||
+        (be32(data + layout.frames[0].offset) & 0xFFFE0CCF) !=
+            (be32(data + layout.frames[1].offset) & 0xFFFE0CCF))
+        return std::nullopt;
+
+    if (taggedFrames) {
+        layout.durationTicks = *taggedFrames * layout.frameSamples * layout.ticksPerSample;
+    } else if (constantBitRate) {
+        // libavformat's estimate from the bit rate over what follows the
+        // first audio frame's start, end tags included.
+        layout.durationTicks =
+            rescale(int64_t(size - audio), 8 * layout.tickRate, int64_t(bitrate) * 1000);
+    } else {
+        return std::nullopt;  // libavformat's estimate from the frames it probed
+    }
+
+    layout.containerName = "MP2/3 (MPEG audio layer 2/3)";
+    AudioStreamParameters& parameters = layout.parameters;
+    parameters.codec = first.layer == 3 ? "mp3" : first.layer == 2 ? "mp2" : "mp1";
+    parameters.sampleRate = int(first.sampleRate);
+    parameters.channels = first.channels;
+    layout.description = parameters.codec + ", " + std::to_string(first.sampleRate) + " Hz, " +
+                         (first.channels == 1 ? "mono" : "stereo");
+    if (constantBitRate && !(taggedFrames && xing.bytes && !xing.constantBitRate))
+        layout.description += ", " + std::to_string(bitrate) + " kbit/s";
+    return layout;
+}
+
+}  // namespace
+
+std::unique_ptr<InputSource> openElementaryAudio(const std::string& path)
+{
+    auto file = std::make_unique<MappedFile>(path);
+    if (!file->data())
+        return nullptr;
+    std::optional<Layout> layout = amrLayout(file->data(), file->size());
+    if (!layout)
+        layout = mpegLayout(file->data(), file->size());
+    if (!layout)
+        return nullptr;
+    return std::make_unique<ElementaryAudioInput>(std::move(file), std::move(*layout));
+}
