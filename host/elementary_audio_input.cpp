@@ -130,12 +130,20 @@ public:
         return double(last.offset + last.size) / double(file_->size());
     }
 
-    // From the start again: the decoder's bit reservoir and overlap then
-    // carry what they carried the first time, and the window after the
-    // decoder drops what comes before the target.
-    bool seek(REFERENCE_TIME) override
+    // Back to the last frame that starts no later than the target less a
+    // pre-roll, and no later than the first sample after the encoder delay,
+    // as libavformat seeks these streams: from there the decoder's bit
+    // reservoir and overlap carry what they carried the first time, and the
+    // window after the decoder drops what comes before the target.
+    bool seek(REFERENCE_TIME time) override
     {
+        constexpr REFERENCE_TIME kPreroll = 2000000;
+        int64_t target = std::min(
+            rescale(time - kPreroll, layout_.tickRate, 10000000) + layout_.origin, layout_.origin);
         next_ = 0;
+        while (next_ + 1 < layout_.frames.size() &&
+               layout_.frames[next_ + 1].sample * layout_.ticksPerSample <= target)
+            ++next_;
         return true;
     }
 
@@ -159,6 +167,39 @@ private:
 // type (RFC 4867 section 5.3; reserved and empty types take the header alone).
 constexpr uint8_t kAmrNbFrameBytes[16] = {13, 14, 16, 18, 20, 21, 27, 32, 6, 1, 1, 1, 1, 1, 1, 1};
 constexpr uint8_t kAmrWbFrameBytes[16] = {18, 24, 33, 37, 41, 47, 51, 59, 61, 6, 1, 1, 1, 1, 1, 1};
+
+// The length libavformat gives a storage-format stream, in samples: it
+// estimates it from the bit rate its parser reports, the mean size of the
+// frames parsed while it probed the stream (truncated to whole bytes, times
+// 50 frames a second), over the bytes after the magic. It probes until 50
+// frames are read, parsing whole reads of 1024 bytes; a frame cut by the end
+// of one read counts in the next with only the bytes that fall there.
+std::optional<int64_t> amrEstimatedLength(const std::vector<Frame>& frames,
+                                          size_t body,
+                                          size_t size,
+                                          const uint8_t* sizes,
+                                          const uint8_t* data)
+{
+    constexpr size_t kRead = 1024;
+    constexpr int64_t kProbedFrames = 50;
+    int64_t counted = 0, bytes = 0;
+    size_t lastRead = SIZE_MAX;
+    for (const Frame& frame : frames) {
+        size_t end = frame.offset + sizes[(data[frame.offset] >> 3) & 0x0F];
+        size_t read = (end - body) / kRead;  // the read that completes the frame
+        size_t readStart = body + read * kRead;
+        if (readStart >= size || (counted >= kProbedFrames && read != lastRead))
+            break;
+        bytes += int64_t(end - std::max(frame.offset, readStart));
+        ++counted;
+        lastRead = read;
+    }
+    int64_t bitRate = counted ? bytes / counted * 8 * 50 : 0;
+    if (!bitRate)
+        return std::nullopt;
+    return rescale(int64_t(size - body), 8 * int64_t(sizes == kAmrWbFrameBytes ? 16000 : 8000),
+                   bitRate);
+}
 
 std::optional<Layout> amrLayout(const uint8_t* data, size_t size)
 {
@@ -185,21 +226,17 @@ std::optional<Layout> amrLayout(const uint8_t* data, size_t size)
     layout.tickRate = layout.parameters.sampleRate;
     layout.ticksPerSample = 1;
     const uint8_t* sizes = wide ? kAmrWbFrameBytes : kAmrNbFrameBytes;
+    size_t body = at;
     int64_t sample = 0;
-    bool sameSize = true;
     while (at < size) {
         size_t bytes = sizes[(data[at] >> 3) & 0x0F];
-        sameSize = sameSize && (layout.frames.empty() || bytes == layout.frames[0].size);
         layout.frames.push_back({at, std::min(bytes, size - at), sample});
         at += bytes;
         sample += layout.frameSamples;
     }
     if (layout.frames.empty())
         return std::nullopt;
-    // libavformat estimates the length from the bit rate; with every frame
-    // of one size that is the frame count exactly.
-    if (sameSize)
-        layout.durationTicks = sample;
+    layout.durationTicks = amrEstimatedLength(layout.frames, body, size, sizes, data);
     return layout;
 }
 
@@ -225,6 +262,23 @@ bool sameFormat(const MpegHeader& a, const MpegHeader& b)
 {
     return a.version == b.version && a.layer == b.layer && a.sampleRate == b.sampleRate &&
            a.channels == b.channels;
+}
+
+// The bit rate in kbit/s that a header's index stands for (ISO/IEC 11172-3
+// 2.4.2.3, ISO/IEC 13818-3 2.4.2.3), for the length libavformat estimates.
+uint32_t bitRate(const uint8_t* p)
+{
+    static constexpr uint16_t kRates[5][15] = {
+        {0, 32, 64, 96, 128, 160, 192, 224, 256, 288, 320, 352, 384, 416, 448},
+        {0, 32, 48, 56, 64, 80, 96, 112, 128, 160, 192, 224, 256, 320, 384},
+        {0, 32, 40, 48, 56, 64, 80, 96, 112, 128, 160, 192, 224, 256, 320},
+        {0, 32, 48, 56, 64, 80, 96, 112, 128, 144, 160, 176, 192, 224, 256},
+        {0, 8, 16, 24, 32, 40, 48, 56, 64, 80, 96, 112, 128, 144, 160},
+    };
+    bool mpeg1 = (p[1] >> 3 & 3) == 3;
+    int layer = 4 - (p[1] >> 1 & 3);
+    int row = mpeg1 ? layer - 1 : layer == 1 ? 3 : 4;
+    return kRates[row][(p[2] >> 4) % 15];
 }
 
 uint32_t be32(const uint8_t* p)
@@ -277,14 +331,14 @@ std::optional<Layout> mpegLayout(const uint8_t* data, size_t size)
     size_t at = audio;
     int64_t sample = 0;
     bool constantBitRate = true;
-    uint16_t bitrate = 0;
+    uint32_t bitrate = 0;
     while (at + 4 <= size) {
         size_t length = frameLength(data + at, size - at, header);
         if (!length || !sameFormat(first, header))
             break;
         if (layout.frames.empty())
-            bitrate = header.bitrate;
-        constantBitRate = constantBitRate && header.bitrate == bitrate;
+            bitrate = bitRate(data + at);
+        constantBitRate = constantBitRate && bitRate(data + at) == bitrate;
         layout.frames.push_back({at, std::min(length, size - at), sample});
         at += length;
         sample += layout.frameSamples;
