@@ -44,10 +44,30 @@ public:
 
     const uint8_t* data() const { return data_; }
     size_t size() const { return size_; }
+    // Gives back the pages before `end` once a megabyte more has been read
+    // (they are read again from the file should they be wanted), so that
+    // reading a long file keeps only a little of it resident.
+    void release(size_t end)
+    {
+        constexpr size_t kStep = size_t(1) << 20;
+        size_t page = size_t(sysconf(_SC_PAGESIZE));
+        end = std::min(end, size_) / page * page;
+        if (end >= released_ + kStep) {
+            madvise(const_cast<uint8_t*>(data_) + released_, end - released_, MADV_DONTNEED);
+            released_ = end;
+        }
+    }
+    // Gives back every page, as after finding the frames or a seek.
+    void releaseAll()
+    {
+        madvise(const_cast<uint8_t*>(data_), size_, MADV_DONTNEED);
+        released_ = 0;
+    }
 
 private:
     const uint8_t* data_ = nullptr;
     size_t size_ = 0;
+    size_t released_ = 0;
 };
 
 // n * scale / divisor rounded to the nearest, halves away from zero, as
@@ -108,6 +128,7 @@ public:
         if (next_ >= layout_.frames.size())
             return false;
         const Frame& frame = layout_.frames[next_++];
+        file_->release(frame.offset);
         const uint8_t* p = file_->data() + frame.offset;
         packet.data.assign(p, p + frame.size);
         packet.hasTime = true;
@@ -140,6 +161,7 @@ public:
         constexpr REFERENCE_TIME kPreroll = 2000000;
         int64_t target = std::min(
             rescale(time - kPreroll, layout_.tickRate, 10000000) + layout_.origin, layout_.origin);
+        file_->releaseAll();
         next_ = 0;
         while (next_ + 1 < layout_.frames.size() &&
                layout_.frames[next_ + 1].sample * layout_.ticksPerSample <= target)
@@ -392,5 +414,6 @@ std::unique_ptr<InputSource> openElementaryAudio(const std::string& path)
         layout = mpegLayout(file->data(), file->size());
     if (!layout)
         return nullptr;
+    file->releaseAll();  // what finding the frames read
     return std::make_unique<ElementaryAudioInput>(std::move(file), std::move(*layout));
 }
