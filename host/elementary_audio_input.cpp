@@ -190,17 +190,17 @@ private:
 constexpr uint8_t kAmrNbFrameBytes[16] = {13, 14, 16, 18, 20, 21, 27, 32, 6, 1, 1, 1, 1, 1, 1, 1};
 constexpr uint8_t kAmrWbFrameBytes[16] = {18, 24, 33, 37, 41, 47, 51, 59, 61, 6, 1, 1, 1, 1, 1, 1};
 
-// The length libavformat gives a storage-format stream, in samples: it
-// estimates it from the bit rate its parser reports, the mean size of the
-// frames parsed while it probed the stream (truncated to whole bytes, times
-// 50 frames a second), over the bytes after the magic. It probes until 50
-// frames are read, parsing whole reads of 1024 bytes; a frame cut by the end
-// of one read counts in the next with only the bytes that fall there.
-std::optional<int64_t> amrEstimatedLength(const std::vector<Frame>& frames,
-                                          size_t body,
-                                          size_t size,
-                                          const uint8_t* sizes,
-                                          const uint8_t* data)
+// The bit rate libavformat reports for a storage-format stream, and from
+// which it estimates the stream's length: the mean size of the frames its
+// parser read while it probed the stream (in whole bytes, times 50 frames a
+// second). It probes until 50 frames are read, parsing whole reads of 1024
+// bytes; a frame cut by the end of one read counts in the next with only the
+// bytes that fall there.
+int64_t amrProbedBitRate(const std::vector<Frame>& frames,
+                         size_t body,
+                         size_t size,
+                         const uint8_t* sizes,
+                         const uint8_t* data)
 {
     constexpr size_t kRead = 1024;
     constexpr int64_t kProbedFrames = 50;
@@ -216,11 +216,7 @@ std::optional<int64_t> amrEstimatedLength(const std::vector<Frame>& frames,
         ++counted;
         lastRead = read;
     }
-    int64_t bitRate = counted ? bytes / counted * 8 * 50 : 0;
-    if (!bitRate)
-        return std::nullopt;
-    return rescale(int64_t(size - body), 8 * int64_t(sizes == kAmrWbFrameBytes ? 16000 : 8000),
-                   bitRate);
+    return counted ? bytes / counted * 8 * 50 : 0;
 }
 
 std::optional<Layout> amrLayout(const uint8_t* data, size_t size)
@@ -258,7 +254,11 @@ std::optional<Layout> amrLayout(const uint8_t* data, size_t size)
     }
     if (layout.frames.empty())
         return std::nullopt;
-    layout.durationTicks = amrEstimatedLength(layout.frames, body, size, sizes, data);
+    int64_t bitRate = amrProbedBitRate(layout.frames, body, size, sizes, data);
+    if (bitRate) {
+        layout.durationTicks = rescale(int64_t(size - body), 8 * layout.tickRate, bitRate);
+        layout.description += ", " + std::to_string(bitRate / 1000) + " kbit/s";
+    }
     return layout;
 }
 
@@ -397,7 +397,15 @@ std::optional<Layout> mpegLayout(const uint8_t* data, size_t size)
     parameters.channels = first.channels;
     layout.description = parameters.codec + ", " + std::to_string(first.sampleRate) + " Hz, " +
                          (first.channels == 1 ? "mono" : "stereo");
-    if (constantBitRate && !(taggedFrames && xing.bytes && !xing.constantBitRate))
+    // The bit rate libavformat reports: the tag's mean for a variable one,
+    // else the frames'.
+    if (taggedFrames && xing.bytes && !xing.constantBitRate)
+        layout.description += ", " +
+                              std::to_string(rescale(xing.bytes, 8 * int64_t(first.sampleRate),
+                                                     *taggedFrames * layout.frameSamples) /
+                                             1000) +
+                              " kbit/s";
+    else if (constantBitRate)
         layout.description += ", " + std::to_string(bitrate) + " kbit/s";
     return layout;
 }

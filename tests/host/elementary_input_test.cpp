@@ -1,7 +1,7 @@
 // Bare MPEG audio and AMR read by the host's own reader must decode exactly as
 // they do through libavformat: the same PCM, byte for byte (encoder delay and
-// padding cut alike), the same duration, and the same first samples after a
-// seek. Made streams cover each tag and edge; every such vector that the
+// padding cut alike), the same duration and description, and the same first
+// samples after a seek. Made streams cover each tag and edge; every such vector that the
 // reader takes is checked the same way.
 #include <gtest/gtest.h>
 
@@ -52,6 +52,8 @@ void expectSameAsLibavformat(const std::string& path)
     ASSERT_EQ(ours->streams().size(), 1u);
     ASSERT_TRUE(ours->streams()[0].mediaType);
     EXPECT_TRUE(*ours->streams()[0].mediaType == *reference->streams()[0].mediaType);
+    EXPECT_EQ(ours->containerName(), reference->containerName());
+    EXPECT_EQ(ours->streams()[0].description, reference->streams()[0].description);
     ASSERT_TRUE(ours->select(0) && reference->select(0));
     EXPECT_EQ(ours->duration(), reference->duration());
     std::vector<uint8_t> pcm = decodeThrough(*ours, folder.file("ours.raw"));
