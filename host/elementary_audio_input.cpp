@@ -219,8 +219,10 @@ int64_t amrProbedBitRate(const std::vector<Frame>& frames,
     return counted ? bytes / counted * 8 * 50 : 0;
 }
 
-std::optional<Layout> amrLayout(const uint8_t* data, size_t size)
+std::optional<Layout> amrLayout(MappedFile& file)
 {
+    const uint8_t* data = file.data();
+    size_t size = file.size();
     // Single-channel storage only; "#!AMR_MC1.0\n" and "#!AMR-WB_MC1.0\n" differ
     // from these in their sixth or ninth byte.
     bool wide;
@@ -247,6 +249,7 @@ std::optional<Layout> amrLayout(const uint8_t* data, size_t size)
     size_t body = at;
     int64_t sample = 0;
     while (at < size) {
+        file.release(at);
         size_t bytes = sizes[(data[at] >> 3) & 0x0F];
         layout.frames.push_back({at, std::min(bytes, size - at), sample});
         at += bytes;
@@ -308,8 +311,10 @@ uint32_t be32(const uint8_t* p)
     return uint32_t(p[0]) << 24 | uint32_t(p[1]) << 16 | uint32_t(p[2]) << 8 | p[3];
 }
 
-std::optional<Layout> mpegLayout(const uint8_t* data, size_t size)
+std::optional<Layout> mpegLayout(MappedFile& file)
 {
+    const uint8_t* data = file.data();
+    size_t size = file.size();
     size_t start = id3v2TagLength(data, size);
     MpegHeader first;
     if (start >= size || !frameLength(data + start, size - start, first))
@@ -355,6 +360,7 @@ std::optional<Layout> mpegLayout(const uint8_t* data, size_t size)
     bool constantBitRate = true;
     uint32_t bitrate = 0;
     while (at + 4 <= size) {
+        file.release(at);
         size_t length = frameLength(data + at, size - at, header);
         if (!length || !sameFormat(first, header))
             break;
@@ -417,9 +423,9 @@ std::unique_ptr<InputSource> openElementaryAudio(const std::string& path)
     auto file = std::make_unique<MappedFile>(path);
     if (!file->data())
         return nullptr;
-    std::optional<Layout> layout = amrLayout(file->data(), file->size());
+    std::optional<Layout> layout = amrLayout(*file);
     if (!layout)
-        layout = mpegLayout(file->data(), file->size());
+        layout = mpegLayout(*file);
     if (!layout)
         return nullptr;
     file->releaseAll();  // what finding the frames read
