@@ -134,6 +134,8 @@ public:
         packet.hasTime = true;
         packet.start = rescale(frame.sample * layout_.ticksPerSample - layout_.origin, 10000000,
                                layout_.tickRate);
+        packet.duration = rescale(int64_t(layout_.frameSamples) * layout_.ticksPerSample, 10000000,
+                                  layout_.tickRate);
         packet.paddingFrames = 0;
         int64_t end = frame.sample + layout_.frameSamples;
         if (layout_.firstPadding >= 0 && end >= layout_.firstPadding &&
