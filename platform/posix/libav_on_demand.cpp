@@ -187,6 +187,24 @@ int av_frame_get_buffer(AVFrame* frame, int align)
     REAL(Util, av_frame_get_buffer);
     return real ? real(frame, align) : AVERROR(ENOMEM);
 }
+AVBufferRef* av_buffer_alloc(size_t size)
+{
+    REAL(Util, av_buffer_alloc);
+    return real ? real(size) : nullptr;
+}
+AVBufferRef* av_buffer_ref(const AVBufferRef* buf)
+{
+    REAL(Util, av_buffer_ref);
+    return real ? real(buf) : nullptr;
+}
+void av_buffer_unref(AVBufferRef** buf)
+{
+    if (!buf || !*buf)
+        return;
+    REAL(Util, av_buffer_unref);
+    if (real)
+        real(buf);
+}
 int av_buffer_is_writable(const AVBufferRef* buf)
 {
     REAL(Util, av_buffer_is_writable);
