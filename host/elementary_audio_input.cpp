@@ -1,83 +1,16 @@
 #include "host/elementary_audio_input.h"
 
-#include <fcntl.h>
-#include <sys/mman.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <cstring>
 
 #include "decoders/mpeg_header.h"
 #include "engines/mpeg/layer12_frame.h"
 #include "host/host_media_types.h"
+#include "host/mapped_file.h"
 #include "host/parsers/mpeg_audio_tags.h"
+#include "host/rounded_rescale.h"
 
 namespace {
-
-// A file mapped into memory for as long as the input reads it.
-class MappedFile {
-public:
-    explicit MappedFile(const std::string& path)
-    {
-        int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-        if (fd < 0)
-            return;
-        struct stat info;
-        if (fstat(fd, &info) == 0 && S_ISREG(info.st_mode) && info.st_size > 0) {
-            void* data = mmap(nullptr, size_t(info.st_size), PROT_READ, MAP_PRIVATE, fd, 0);
-            if (data != MAP_FAILED) {
-                data_ = static_cast<const uint8_t*>(data);
-                size_ = size_t(info.st_size);
-                madvise(data, size_, MADV_SEQUENTIAL);
-            }
-        }
-        ::close(fd);
-    }
-    ~MappedFile()
-    {
-        if (data_)
-            munmap(const_cast<uint8_t*>(data_), size_);
-    }
-    MappedFile(const MappedFile&) = delete;
-    MappedFile& operator=(const MappedFile&) = delete;
-
-    const uint8_t* data() const { return data_; }
-    size_t size() const { return size_; }
-    // Gives back the pages before `end` once a megabyte more has been read
-    // (they are read again from the file should they be wanted), so that
-    // reading a long file keeps only a little of it resident.
-    void release(size_t end)
-    {
-        constexpr size_t kStep = size_t(1) << 20;
-        size_t page = size_t(sysconf(_SC_PAGESIZE));
-        end = std::min(end, size_) / page * page;
-        if (end >= released_ + kStep) {
-            madvise(const_cast<uint8_t*>(data_) + released_, end - released_, MADV_DONTNEED);
-            released_ = end;
-        }
-    }
-    // Gives back every page, as after finding the frames or a seek.
-    void releaseAll()
-    {
-        madvise(const_cast<uint8_t*>(data_), size_, MADV_DONTNEED);
-        released_ = 0;
-    }
-
-private:
-    const uint8_t* data_ = nullptr;
-    size_t size_ = 0;
-    size_t released_ = 0;
-};
-
-// n * scale / divisor rounded to the nearest, halves away from zero, as
-// libavutil rescales time stamps.
-int64_t rescale(int64_t n, int64_t scale, int64_t divisor)
-{
-    __int128 product = __int128(n) * scale;
-    __int128 half = divisor / 2;
-    return int64_t(product >= 0 ? (product + half) / divisor : -((-product + half) / divisor));
-}
 
 // One frame of the stream: where it starts, its length (the last may be cut
 // short), and its first sample's number.
@@ -132,10 +65,10 @@ public:
         const uint8_t* p = file_->data() + frame.offset;
         packet.data.assign(p, p + frame.size);
         packet.hasTime = true;
-        packet.start = rescale(frame.sample * layout_.ticksPerSample - layout_.origin, 10000000,
-                               layout_.tickRate);
-        packet.duration = rescale(int64_t(layout_.frameSamples) * layout_.ticksPerSample, 10000000,
-                                  layout_.tickRate);
+        packet.start = rescaleRounded(frame.sample * layout_.ticksPerSample - layout_.origin,
+                                      10000000, layout_.tickRate);
+        packet.duration = rescaleRounded(int64_t(layout_.frameSamples) * layout_.ticksPerSample,
+                                         10000000, layout_.tickRate);
         packet.paddingFrames = 0;
         int64_t end = frame.sample + layout_.frameSamples;
         if (layout_.firstPadding >= 0 && end >= layout_.firstPadding &&
@@ -161,8 +94,9 @@ public:
     bool seek(REFERENCE_TIME time) override
     {
         constexpr REFERENCE_TIME kPreroll = 2000000;
-        int64_t target = std::min(
-            rescale(time - kPreroll, layout_.tickRate, 10000000) + layout_.origin, layout_.origin);
+        int64_t target =
+            std::min(rescaleRounded(time - kPreroll, layout_.tickRate, 10000000) + layout_.origin,
+                     layout_.origin);
         file_->releaseAll();
         next_ = 0;
         while (next_ + 1 < layout_.frames.size() &&
@@ -175,7 +109,7 @@ public:
     {
         if (!layout_.durationTicks)
             return std::nullopt;
-        return rescale(*layout_.durationTicks, 10000000, layout_.tickRate);
+        return rescaleRounded(*layout_.durationTicks, 10000000, layout_.tickRate);
     }
 
 private:
@@ -261,7 +195,7 @@ std::optional<Layout> amrLayout(MappedFile& file)
         return std::nullopt;
     int64_t bitRate = amrProbedBitRate(layout.frames, body, size, sizes, data);
     if (bitRate) {
-        layout.durationTicks = rescale(int64_t(size - body), 8 * layout.tickRate, bitRate);
+        layout.durationTicks = rescaleRounded(int64_t(size - body), 8 * layout.tickRate, bitRate);
         layout.description += ", " + std::to_string(bitRate / 1000) + " kbit/s";
     }
     return layout;
@@ -393,7 +327,7 @@ std::optional<Layout> mpegLayout(MappedFile& file)
         // libavformat's estimate from the bit rate over what follows the
         // first audio frame's start, end tags included.
         layout.durationTicks =
-            rescale(int64_t(size - audio), 8 * layout.tickRate, int64_t(bitrate) * 1000);
+            rescaleRounded(int64_t(size - audio), 8 * layout.tickRate, int64_t(bitrate) * 1000);
     } else {
         return std::nullopt;  // libavformat's estimate from the frames it probed
     }
@@ -408,11 +342,12 @@ std::optional<Layout> mpegLayout(MappedFile& file)
     // The bit rate libavformat reports: the tag's mean for a variable one,
     // else the frames'.
     if (taggedFrames && xing.bytes && !xing.constantBitRate)
-        layout.description += ", " +
-                              std::to_string(rescale(xing.bytes, 8 * int64_t(first.sampleRate),
-                                                     *taggedFrames * layout.frameSamples) /
-                                             1000) +
-                              " kbit/s";
+        layout.description +=
+            ", " +
+            std::to_string(rescaleRounded(xing.bytes, 8 * int64_t(first.sampleRate),
+                                          *taggedFrames * layout.frameSamples) /
+                           1000) +
+            " kbit/s";
     else if (constantBitRate)
         layout.description += ", " + std::to_string(bitrate) + " kbit/s";
     return layout;

@@ -6,6 +6,7 @@
 
 #include "host/av_input.h"
 #include "host/elementary_audio_input.h"
+#include "host/ogg_vorbis_input.h"
 #include "host/ps_input.h"
 #include "host/raw_mpeg_input.h"
 
@@ -29,8 +30,10 @@ std::unique_ptr<InputSource> openInputSource(const std::string& path, std::strin
     }
     if (looksLikeProgramStream(head, size_t(file.gcount())))
         return openProgramStream(path, error);
-    // Bare MPEG audio and AMR are read without libavformat, which then stays unloaded.
+    // Bare MPEG audio, AMR and Ogg Vorbis are read without libavformat, which then stays unloaded.
     if (auto input = openElementaryAudio(path))
+        return input;
+    if (auto input = openOggVorbis(path))
         return input;
     auto input = openAvInput(path, error);
     if (!input)

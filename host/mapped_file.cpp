@@ -1,0 +1,48 @@
+#include "host/mapped_file.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+MappedFile::MappedFile(const std::string& path)
+{
+    int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd < 0)
+        return;
+    struct stat info;
+    if (fstat(fd, &info) == 0 && S_ISREG(info.st_mode) && info.st_size > 0) {
+        void* data = mmap(nullptr, size_t(info.st_size), PROT_READ, MAP_PRIVATE, fd, 0);
+        if (data != MAP_FAILED) {
+            data_ = static_cast<const uint8_t*>(data);
+            size_ = size_t(info.st_size);
+            madvise(data, size_, MADV_SEQUENTIAL);
+        }
+    }
+    ::close(fd);
+}
+
+MappedFile::~MappedFile()
+{
+    if (data_)
+        munmap(const_cast<uint8_t*>(data_), size_);
+}
+
+void MappedFile::release(size_t end)
+{
+    constexpr size_t kStep = size_t(1) << 20;
+    size_t page = size_t(sysconf(_SC_PAGESIZE));
+    end = std::min(end, size_) / page * page;
+    if (end >= released_ + kStep) {
+        madvise(const_cast<uint8_t*>(data_) + released_, end - released_, MADV_DONTNEED);
+        released_ = end;
+    }
+}
+
+void MappedFile::releaseAll()
+{
+    madvise(const_cast<uint8_t*>(data_), size_, MADV_DONTNEED);
+    released_ = 0;
+}

@@ -1,0 +1,30 @@
+// A file mapped into memory for as long as an input reads it, with the pages
+// already read given back as reading goes on.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+class MappedFile {
+public:
+    // data() is null when the path is no regular, non-empty, readable file.
+    explicit MappedFile(const std::string& path);
+    ~MappedFile();
+    MappedFile(const MappedFile&) = delete;
+    MappedFile& operator=(const MappedFile&) = delete;
+
+    const uint8_t* data() const { return data_; }
+    size_t size() const { return size_; }
+    // Gives back the pages before `end` once a megabyte more has been read
+    // (they are read again from the file should they be wanted), so that
+    // reading a long file keeps only a little of it resident.
+    void release(size_t end);
+    // Gives back every page, as after a first pass over the file or a seek.
+    void releaseAll();
+
+private:
+    const uint8_t* data_ = nullptr;
+    size_t size_ = 0;
+    size_t released_ = 0;
+};
