@@ -78,14 +78,18 @@ bool readOggPage(const uint8_t* data, size_t size, size_t at, OggPage& page)
     return true;
 }
 
-bool oggChecksumMatches(const OggPage& page)
+uint32_t oggChecksum(const OggPage& page)
 {
     const uint8_t* p = page.body - page.segments - kPageHeader;
     static const uint8_t kZero[4] = {};
     uint32_t crc = checksum(0, p, 22);
     crc = checksum(crc, kZero, 4);
-    crc = checksum(crc, p + 26, page.size - 26);
-    return crc == read32(p + 22);
+    return checksum(crc, p + 26, page.size - 26);
+}
+
+bool oggChecksumMatches(const OggPage& page)
+{
+    return oggChecksum(page) == read32(page.body - page.segments - kPageHeader + 22);
 }
 
 std::vector<OggPacket> readOggPackets(const uint8_t* data, size_t size)

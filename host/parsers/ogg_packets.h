@@ -25,6 +25,8 @@ constexpr uint8_t kOggLast = 4;       // a logical stream's last page
 // it is cut short. Its checksum is not checked.
 bool readOggPage(const uint8_t* data, size_t size, size_t at, OggPage& page);
 
+// The checksum of a page's bytes, its own checksum field counted as zeros.
+uint32_t oggChecksum(const OggPage& page);
 // Whether a page's checksum is the one its header carries.
 bool oggChecksumMatches(const OggPage& page);
 
