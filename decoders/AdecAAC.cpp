@@ -3,6 +3,9 @@
 #include <neaacdec.h>
 
 #include <algorithm>
+#if defined(__x86_64__) || defined(__i386__)
+#include <immintrin.h>
+#endif
 #include <cstring>
 #include <utility>
 
@@ -33,6 +36,40 @@ void reorderFrames(int16_t* out, const int16_t* pcm, size_t count, const size_t*
         for (size_t j = 0; j < Channels; ++j)
             out[frame + j] = pcm[frame + order[j]];
 }
+
+#if defined(__x86_64__) || defined(__i386__)
+bool hasSsse3()
+{
+    static const bool has = __builtin_cpu_supports("ssse3") != 0;
+    return has;
+}
+
+// Frames of 3 to 8 channels reordered with one byte shuffle each: a frame's
+// 16 bytes loaded, its samples put in place, 16 bytes stored (what spills
+// into the next frame is written again with it). Returns the samples done;
+// the last frames, whose 16 bytes would run past either buffer, are left.
+__attribute__((target("ssse3"))) size_t reorderShuffled(int16_t* out,
+                                                        const int16_t* pcm,
+                                                        size_t count,
+                                                        const size_t* from,
+                                                        size_t channels)
+{
+    alignas(16) uint8_t pattern[16];
+    for (size_t j = 0; j < 8; ++j) {
+        size_t source = j < channels ? from[j] : j;
+        pattern[2 * j] = uint8_t(2 * source);
+        pattern[2 * j + 1] = uint8_t(2 * source + 1);
+    }
+    __m128i shuffle = _mm_load_si128(reinterpret_cast<const __m128i*>(pattern));
+    size_t frame = 0;
+    for (; frame + 8 <= count; frame += channels) {
+        __m128i samples = _mm_loadu_si128(reinterpret_cast<const __m128i*>(pcm + frame));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + frame),
+                         _mm_shuffle_epi8(samples, shuffle));
+    }
+    return frame;
+}
+#endif
 
 bool isAacSubtype(const GUID& subtype)
 {
@@ -251,6 +288,14 @@ uint32_t AdecAAC::copyInWaveOrder(int16_t* out,
     size_t from[sizeof inf.channel_position];
     for (size_t j = 0; j < width; ++j)
         from[j] = size_t(order[j].second);
+#if defined(__x86_64__) || defined(__i386__)
+    if (width >= 3 && width <= 8 && hasSsse3()) {
+        size_t done = reorderShuffled(out, pcm, count, from, width);
+        out += done;
+        pcm += done;
+        count -= done;
+    }
+#endif
     switch (width) {
         case 3:
             reorderFrames<3>(out, pcm, count, from);

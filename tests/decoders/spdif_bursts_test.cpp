@@ -91,6 +91,7 @@ INSTANTIATE_TEST_SUITE_P(Streams,
                                            // Half-rate AC-3 goes out unchanged, as AC-3.
                                            Row{.name = "ddplus half rate ac3-sample",
                                                .decoder = Decoder::DDPlus,
+                                               .tones = ToneSignal{},
                                                .vector = "mp4parser/ac3-sample.ac3"},
                                            burstRow(Decoder::Dts, "FL+FR", 44100, "768k"),
                                            burstRow(Decoder::Dts, "FL+FR+FC+LFE+SL+SR", 48000),
