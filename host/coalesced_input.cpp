@@ -8,10 +8,17 @@ namespace {
 // decoding (about 40 TrueHD access units), and far below a source buffer.
 constexpr size_t kMostBytes = 16 * 1024;
 
+// AMR's library writes the frames of a payload into one output sample: a
+// fifth of a second (ten frames) stays far below its room, whatever the
+// frames' sizes, and already cuts the deliveries tenfold.
+constexpr REFERENCE_TIME kMostAmr = 2000000;
+
 }  // namespace
 
 CoalescedInput::CoalescedInput(InputSource& inner, const std::string& codec)
-    : inner_(inner), enabled_(framesFindThemselves(codec))
+    : inner_(inner),
+      enabled_(framesFindThemselves(codec)),
+      mostDuration_(codec == "amr-nb" || codec == "amr-wb" ? kMostAmr : 0)
 {
 }
 
@@ -19,8 +26,10 @@ bool CoalescedInput::framesFindThemselves(const std::string& codec)
 {
     // Not AAC or Vorbis (a packet is a frame), nor LPCM (headers per
     // packet), nor MPEG audio (its layer II padding is laid per packet),
-    // nor E-AC-3 (its conversion cuts by the first packet's time).
-    return codec == "truehd" || codec == "mlp" || codec == "dts" || codec == "ac3";
+    // nor E-AC-3 (its conversion cuts by the first packet's time). AMR's
+    // library keeps a frame cut by a payload's end for the next.
+    return codec == "truehd" || codec == "mlp" || codec == "dts" || codec == "ac3" ||
+           codec == "amr-nb" || codec == "amr-wb";
 }
 
 bool CoalescedInput::select(size_t stream)
@@ -41,7 +50,8 @@ bool CoalescedInput::seek(REFERENCE_TIME time)
 bool CoalescedInput::joins(const HostPacket& batch, const HostPacket& following) const
 {
     if (batch.paddingFrames || following.paddingFrames || batch.duration <= 0 ||
-        following.duration <= 0 || batch.data.size() + following.data.size() > kMostBytes)
+        following.duration <= 0 || batch.data.size() + following.data.size() > kMostBytes ||
+        (mostDuration_ && batch.duration + following.duration > mostDuration_))
         return false;
     if (!following.hasTime)
         return true;

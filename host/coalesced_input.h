@@ -2,8 +2,8 @@
 // where that changes nothing but the count of deliveries: codecs whose
 // frames begin with sync words (so the filter finds them in any split), and
 // packets whose times follow on from one another. A TrueHD stream is 1200
-// packets a second; one delivery each costs more than the decoder's own
-// per-frame work.
+// packets a second, AMR 50; one delivery each costs more than the decoder's
+// own per-frame work.
 #pragma once
 
 #include <optional>
@@ -34,5 +34,6 @@ private:
 
     InputSource& inner_;
     bool enabled_;
+    REFERENCE_TIME mostDuration_;      // of a payload; 0: no bound but the bytes'
     std::optional<HostPacket> ahead_;  // read, but not part of the last batch
 };

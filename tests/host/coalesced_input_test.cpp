@@ -12,6 +12,7 @@ struct Given {
     bool timed;
     REFERENCE_TIME start;
     uint32_t padding = 0;
+    REFERENCE_TIME duration = 100;
 };
 
 class ListedInput : public InputSource {
@@ -29,7 +30,7 @@ public:
         packet.data.assign(1000, g.byte);
         packet.hasTime = g.timed;
         packet.start = g.start;
-        packet.duration = 100;
+        packet.duration = g.duration;
         packet.paddingFrames = g.padding;
         return true;
     }
@@ -85,6 +86,13 @@ TEST(CoalescedInput, JoinsOnlyWhatFollowsOn)
          {{'a', true, 0}, {'b', true, 100, 12}, {'c', true, 200}},
          {{"a", 0}, {"b", 100}, {"c", 200}}},
         {"a packet is a frame", "aac", {{'a', true, 0}, {'b', true, 100}}, {{"a", 0}, {"b", 100}}},
+        {"AMR, a fifth of a second at most",
+         "amr-nb",
+         {{'a', true, 0, 0, 800000},
+          {'b', true, 800000, 0, 800000},
+          {'c', true, 1600000, 0, 800000},
+          {'d', true, 2400000, 0, 800000}},
+         {{"ab", 0}, {"cd", 1600000}}},
         {"at most 16 KiB",
          "mlp",
          {{'a', true, 0},
