@@ -4,7 +4,6 @@
 #include <cstring>
 
 #include "decoders/mpeg_header.h"
-#include "engines/mpeg/layer12_frame.h"
 #include "host/host_media_types.h"
 #include "host/mapped_file.h"
 #include "host/parsers/mpeg_audio_tags.h"
@@ -203,14 +202,6 @@ std::optional<Layout> amrLayout(MappedFile& file)
 
 // --- MPEG audio -----------------------------------------------------------
 
-// The length a frame's header gives it, as a demuxer cuts frames.
-size_t frameLength(const uint8_t* p, size_t available, MpegHeader& header)
-{
-    if (!parseMpegHeader(p, available, header))
-        return 0;
-    return header.layer == 3 ? header.frameSize : measureLayer12Frame(p, available).size;
-}
-
 // Whether four bytes could be taken for a frame header at all: sync, and no
 // reserved layer, bit rate or sample rate (free format too).
 bool mayBeHeader(const uint8_t* p)
@@ -253,7 +244,7 @@ std::optional<Layout> mpegLayout(MappedFile& file)
     size_t size = file.size();
     size_t start = id3v2TagLength(data, size);
     MpegHeader first;
-    if (start >= size || !frameLength(data + start, size - start, first))
+    if (start >= size || !mpegFrameLength(data + start, size - start, first))
         return std::nullopt;
     if (hasVbriTag(data + start, size - start))
         return std::nullopt;
@@ -297,7 +288,7 @@ std::optional<Layout> mpegLayout(MappedFile& file)
     uint32_t bitrate = 0;
     while (at + 4 <= size) {
         file.release(at);
-        size_t length = frameLength(data + at, size - at, header);
+        size_t length = mpegFrameLength(data + at, size - at, header);
         if (!length || !sameFormat(first, header))
             break;
         if (layout.frames.empty())

@@ -3,34 +3,13 @@
 #include <fstream>
 
 #include "decoders/mpeg_header.h"
-#include "engines/mpeg/layer12_frame.h"
 #include "host/host_media_types.h"
+#include "host/parsers/mpeg_audio_tags.h"
 
 namespace {
 
 constexpr size_t kSearchBytes = 1 << 20;
 constexpr size_t kChunk = 16384;
-
-// The true length of the frame at `p`, with its header; 0 if none starts here.
-size_t frameAt(const uint8_t* p, size_t available, MpegHeader& header)
-{
-    if (!parseMpegHeader(p, available, header))
-        return 0;
-    // The header parser sizes layer I and II frames the way the decoder
-    // frames them; the run of frames is checked with their true lengths.
-    return header.layer == 3 ? header.frameSize : measureLayer12Frame(p, available).size;
-}
-
-// Where the audio starts: after an ID3v2 tag, if one leads the file.
-size_t afterId3v2(const std::vector<uint8_t>& head)
-{
-    if (head.size() < 10 || head[0] != 'I' || head[1] != 'D' || head[2] != '3')
-        return 0;
-    size_t size = size_t(head[6] & 0x7F) << 21 | size_t(head[7] & 0x7F) << 14 |
-                  size_t(head[8] & 0x7F) << 7 | size_t(head[9] & 0x7F);
-    bool footer = head[5] & 0x10;
-    return 10 + size + (footer ? 10 : 0);
-}
 
 bool sameFormat(const MpegHeader& a, const MpegHeader& b)
 {
@@ -107,14 +86,14 @@ std::unique_ptr<InputSource> openRawMpegAudio(const std::string& path)
     file.clear();
     file.seekg(0, std::ios::end);
     uint64_t size = uint64_t(std::max<std::streamoff>(file.tellg(), 0));
-    size_t start = afterId3v2(head);
+    size_t start = id3v2TagLength(head.data(), head.size());
     for (size_t at = 0; at + 4 <= head.size(); ++at) {
         MpegHeader first, header;
-        size_t length = frameAt(&head[at], head.size() - at, first);
+        size_t length = mpegFrameLength(&head[at], head.size() - at, first);
         size_t next = at + length;
         int run = length ? 1 : 0;
         while (run > 0 && run < 3 && next + 4 <= head.size()) {
-            size_t more = frameAt(&head[next], head.size() - next, header);
+            size_t more = mpegFrameLength(&head[next], head.size() - next, header);
             if (!more || !sameFormat(first, header))
                 break;
             next += more;

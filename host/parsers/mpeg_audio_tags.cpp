@@ -1,5 +1,7 @@
 #include "host/parsers/mpeg_audio_tags.h"
 
+#include "engines/mpeg/layer12_frame.h"
+
 #include <cstring>
 
 namespace {
@@ -10,6 +12,13 @@ uint32_t be32(const uint8_t* p)
 }
 
 }  // namespace
+
+size_t mpegFrameLength(const uint8_t* p, size_t available, MpegHeader& header)
+{
+    if (!parseMpegHeader(p, available, header))
+        return 0;
+    return header.layer == 3 ? header.frameSize : measureLayer12Frame(p, available).size;
+}
 
 size_t id3v2TagLength(const uint8_t* p, size_t available)
 {

@@ -10,6 +10,11 @@
 
 #include "decoders/mpeg_header.h"
 
+// The length of the frame at `p` as a demuxer cuts frames (layer I and II
+// frames measured by their contents, as the decoder frames them otherwise),
+// with its header in `header`; 0 when no frame header starts there.
+size_t mpegFrameLength(const uint8_t* p, size_t available, MpegHeader& header);
+
 // The length of the ID3v2 tag (header, body and footer) that starts at `p`,
 // or 0 when none does.
 size_t id3v2TagLength(const uint8_t* p, size_t available);
