@@ -25,11 +25,11 @@ CoalescedInput::CoalescedInput(InputSource& inner, const std::string& codec)
 bool CoalescedInput::framesFindThemselves(const std::string& codec)
 {
     // Not AAC or Vorbis (a packet is a frame), nor LPCM (headers per
-    // packet), nor MPEG audio (its layer II padding is laid per packet),
-    // nor E-AC-3 (its conversion cuts by the first packet's time). AMR's
-    // library keeps a frame cut by a payload's end for the next.
+    // packet), nor MPEG audio layers I and II (their padding is laid per
+    // packet), nor E-AC-3 (its conversion cuts by the first packet's time).
+    // AMR's library keeps a frame cut by a payload's end for the next.
     return codec == "truehd" || codec == "mlp" || codec == "dts" || codec == "ac3" ||
-           codec == "amr-nb" || codec == "amr-wb";
+           codec == "mp3" || codec == "amr-nb" || codec == "amr-wb";
 }
 
 bool CoalescedInput::select(size_t stream)
@@ -77,6 +77,8 @@ bool CoalescedInput::next(HostPacket& packet)
             ahead_ = std::move(following);
             break;
         }
+        if (packet.data.capacity() < kMostBytes)
+            packet.data.reserve(kMostBytes);  // one move of the first packet, not one per doubling
         packet.data.insert(packet.data.end(), following.data.begin(), following.data.end());
         packet.duration += following.duration;
     }
