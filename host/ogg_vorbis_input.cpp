@@ -70,7 +70,11 @@ bool readPackets(MappedFile& file,
                         (pages.back().flags & kOggLast))
             return false;
         serial = page.serial;
-        if (bool(page.flags & kOggContinued) != open)
+        // Granule positions far beyond any stream's length (2^62 samples is
+        // three million years at 48 kHz) would overflow the sums of times.
+        constexpr int64_t kLargestGranule = int64_t(1) << 62;
+        if (bool(page.flags & kOggContinued) != open || page.granule < -1 ||
+            page.granule > kLargestGranule)
             return false;
         size_t index = pages.size();
         pages.push_back({at, page.granule, page.flags});
@@ -245,6 +249,8 @@ std::optional<Layout> oggVorbisLayout(MappedFile& file)
     for (size_t i = pages.size(); i-- > 0;)
         if (pages[i].granule != -1 && pages[i].granule != 0) {
             if (pages[i].offset + kLastPages < file.size())
+                return std::nullopt;
+            if (pages[i].granule <= layout.origin)
                 return std::nullopt;
             layout.durationSamples = pages[i].granule - layout.origin;
             break;
