@@ -179,7 +179,8 @@ std::optional<Layout> oggVorbisLayout(MappedFile& file)
     auto identification = parseVorbisIdentification(headers[0].data(), headers[0].size());
     if (!identification || headers[0].size() != 30 || headers[1].size() < 8 || headers[1][0] != 3 ||
         std::memcmp(headers[1].data() + 1, "vorbis", 6) != 0 ||
-        identification->nominalBitRate >= 0x80000000u || packets[3].firstPage == packets[2].page)
+        identification->nominalBitRate >= 0x80000000u || identification->sampleRate > 0x7FFFFFFFu ||
+        packets[3].firstPage == packets[2].page)
         return std::nullopt;
     auto comment = vendorOnlyComment(headers[1]);
     auto durations =
