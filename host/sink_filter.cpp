@@ -122,7 +122,7 @@ STDMETHODIMP SinkInputPin::NewSegment(REFERENCE_TIME start, REFERENCE_TIME stop,
 {
     {
         std::lock_guard<std::mutex> guard(m_pSink->m_recordLock);
-        m_pSink->m_segmentStarts.push_back(start);
+        m_pSink->m_segments.push_back({start, stop, rate});
     }
     return CBaseInputPin::NewSegment(start, stop, rate);
 }
@@ -202,10 +202,10 @@ int SinkFilter::EndFlushCount()
     return m_endFlush;
 }
 
-std::vector<REFERENCE_TIME> SinkFilter::SegmentStarts()
+std::vector<SinkFilter::Segment> SinkFilter::Segments()
 {
     std::lock_guard<std::mutex> guard(m_recordLock);
-    return m_segmentStarts;
+    return m_segments;
 }
 
 void SinkFilter::ClearRecords()
@@ -213,7 +213,7 @@ void SinkFilter::ClearRecords()
     std::lock_guard<std::mutex> guard(m_recordLock);
     m_samples.clear();
     m_endOfStream = m_beginFlush = m_endFlush = 0;
-    m_segmentStarts.clear();
+    m_segments.clear();
 }
 
 bool SinkFilter::WaitForSamples(size_t count, int timeoutMs)

@@ -80,7 +80,14 @@ public:
     int EndOfStreamCount();
     int BeginFlushCount();
     int EndFlushCount();
-    std::vector<REFERENCE_TIME> SegmentStarts();
+    // Each new segment as it arrived: start, stop and rate.
+    struct Segment {
+        REFERENCE_TIME start;
+        REFERENCE_TIME stop;
+        double rate;
+        bool operator==(const Segment&) const = default;
+    };
+    std::vector<Segment> Segments();
     void ClearRecords();
     // Waits until `count` samples have arrived or the timeout passes.
     bool WaitForSamples(size_t count, int timeoutMs);
@@ -101,7 +108,7 @@ private:
     int m_beginFlush = 0;
     int m_endFlush = 0;
     bool m_flushing = false;
-    std::vector<REFERENCE_TIME> m_segmentStarts;
+    std::vector<Segment> m_segments;
     std::function<bool(const CMediaType&)> m_accept;
     HRESULT m_receiveResult = S_OK;
     bool m_blocking = false;

@@ -57,8 +57,8 @@ TEST_F(FilterTest, DiscontinuityFlushSegmentAndEndOfStream)
     ASSERT_EQ(source->DeliverEndFlush(), S_OK);
     EXPECT_EQ(sink->BeginFlushCount(), 1);
     EXPECT_EQ(sink->EndFlushCount(), 1);
-    ASSERT_EQ(source->DeliverNewSegment(0, 5000000, 1.0), S_OK);
-    EXPECT_EQ(sink->SegmentStarts(), std::vector<REFERENCE_TIME>{0});
+    ASSERT_EQ(source->DeliverNewSegment(1000, 5000000, 2.0), S_OK);
+    EXPECT_EQ(sink->Segments(), (std::vector<SinkFilter::Segment>{{1000, 5000000, 2.0}}));
 
     // Raw LPCM comes in whole frames: half a frame is asserted and dropped.
     const uint8_t half[3] = {1, 2, 3};
