@@ -9,6 +9,7 @@
 #include "host/parsers/dolby_word_order.h"
 #include "host/parsers/dts_word_forms.h"
 #include "host/parsers/latm_parser.h"
+#include "platform/posix/libav_on_demand.h"
 
 extern "C" {
 #include <libavcodec/avcodec.h>
@@ -138,6 +139,10 @@ int openInput(AVFormatContext** context, const std::string& path, const AVInputF
 
 FormatContext openFormat(const std::string& path, std::string& error)
 {
+    if (!libavformatLoads()) {
+        error = "libavformat could not be loaded";
+        return nullptr;
+    }
     av_log_set_level(AV_LOG_QUIET);
     AVFormatContext* raw = nullptr;
     int result = openInput(&raw, path, nullptr);

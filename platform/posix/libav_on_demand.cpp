@@ -25,6 +25,8 @@ extern "C" {
 #include <libswresample/swresample.h>
 }
 
+#include "platform/posix/libav_on_demand.h"
+
 #include <dlfcn.h>
 
 #include <cerrno>
@@ -96,6 +98,11 @@ void* symbolOf(Library library, const char* name)
 }
 
 }  // namespace
+
+bool libavformatLoads()
+{
+    return handleOf(Library::Format) != nullptr;
+}
 
 // The real function behind a forwarder, looked up once.
 #define REAL(library, name)                                     \
