@@ -4,7 +4,6 @@
 #include <cstring>
 
 #include "decoders/mpeg_header.h"
-#include "host/host_media_types.h"
 #include "host/mapped_file.h"
 #include "host/parsers/mpeg_audio_tags.h"
 #include "host/rounded_rescale.h"
@@ -38,22 +37,16 @@ struct Layout {
     std::optional<int64_t> durationTicks;
 };
 
-class ElementaryAudioInput : public InputSource {
+class ElementaryAudioInput : public SingleStreamInput {
 public:
     ElementaryAudioInput(std::unique_ptr<MappedFile> file, Layout layout)
-        : file_(std::move(file)), layout_(std::move(layout))
+        : SingleStreamInput(layout.parameters, layout.description),
+          file_(std::move(file)),
+          layout_(std::move(layout))
     {
-        HostStream stream;
-        stream.codec = layout_.parameters.codec;
-        stream.description = layout_.description;
-        stream.mediaType = hostMediaType(layout_.parameters, stream.unsupported);
-        streams_.push_back(std::move(stream));
     }
 
     std::string containerName() const override { return layout_.containerName; }
-    const std::vector<HostStream>& streams() const override { return streams_; }
-    bool select(size_t stream) override { return stream == 0; }
-    bool timesFromPresentationStart() const override { return true; }
 
     bool next(HostPacket& packet) override
     {
@@ -114,7 +107,6 @@ public:
 private:
     std::unique_ptr<MappedFile> file_;
     Layout layout_;
-    std::vector<HostStream> streams_;
     size_t next_ = 0;
 };
 

@@ -6,9 +6,20 @@
 
 #include "host/av_input.h"
 #include "host/elementary_audio_input.h"
+#include "host/host_media_types.h"
 #include "host/ogg_vorbis_input.h"
 #include "host/ps_input.h"
 #include "host/raw_mpeg_input.h"
+
+SingleStreamInput::SingleStreamInput(const AudioStreamParameters& parameters,
+                                     const std::string& description)
+{
+    HostStream stream;
+    stream.codec = parameters.codec;
+    stream.description = description;
+    stream.mediaType = hostMediaType(parameters, stream.unsupported);
+    streams_.push_back(std::move(stream));
+}
 
 std::unique_ptr<InputSource> openInputSource(const std::string& path, std::string& error)
 {

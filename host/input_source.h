@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "host/parsers/audio_stream_parameters.h"
 #include "platform/dshow/streams.h"
 
 struct HostStream {
@@ -59,6 +60,19 @@ public:
     virtual bool seek(REFERENCE_TIME time) = 0;
     // How long the chosen stream lasts, when the input knows.
     virtual std::optional<REFERENCE_TIME> duration() const { return std::nullopt; }
+};
+
+// An input of one audio stream whose times count from the presentation's
+// start: the host's own readers of elementary streams and Ogg.
+class SingleStreamInput : public InputSource {
+public:
+    SingleStreamInput(const AudioStreamParameters& parameters, const std::string& description);
+    const std::vector<HostStream>& streams() const override { return streams_; }
+    bool select(size_t stream) override { return stream == 0; }
+    bool timesFromPresentationStart() const override { return true; }
+
+private:
+    std::vector<HostStream> streams_;
 };
 
 // Opens a file: MPEG program streams (DVD-Video VOB, DVD-Audio AOB, HD-DVD

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cstring>
 
-#include "host/host_media_types.h"
 #include "host/mapped_file.h"
 #include "host/parsers/ogg_packets.h"
 #include "host/parsers/vorbis_packet_durations.h"
@@ -278,22 +277,16 @@ std::optional<Layout> oggVorbisLayout(MappedFile& file)
     return layout;
 }
 
-class OggVorbisInput : public InputSource {
+class OggVorbisInput : public SingleStreamInput {
 public:
     OggVorbisInput(std::unique_ptr<MappedFile> file, Layout layout)
-        : file_(std::move(file)), layout_(std::move(layout))
+        : SingleStreamInput(layout.parameters, layout.description),
+          file_(std::move(file)),
+          layout_(std::move(layout))
     {
-        HostStream stream;
-        stream.codec = "vorbis";
-        stream.description = layout_.description;
-        stream.mediaType = hostMediaType(layout_.parameters, stream.unsupported);
-        streams_.push_back(std::move(stream));
     }
 
     std::string containerName() const override { return "Ogg"; }
-    const std::vector<HostStream>& streams() const override { return streams_; }
-    bool select(size_t stream) override { return stream == 0; }
-    bool timesFromPresentationStart() const override { return true; }
 
     bool next(HostPacket& packet) override
     {
@@ -347,7 +340,6 @@ public:
 private:
     std::unique_ptr<MappedFile> file_;
     Layout layout_;
-    std::vector<HostStream> streams_;
     size_t next_ = 0;
 };
 
