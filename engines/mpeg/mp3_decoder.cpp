@@ -73,18 +73,37 @@ uint32_t Mp3Decoder::Decode(uint8_t* output, size_t capacity, size_t* written, i
         if (status != MPG123_OK)
             return errorCode(mpg123_errcode(h));
         updateInfo();
+        // A frame that fits goes straight out; only the rest of one that
+        // does not is kept for the following calls.
+        if (!_info.mp3pro && fitsWhole(bytes, capacity)) {
+            if (bytes) {
+                _audioSeen = true;
+                std::memcpy(output, audio, bytes);
+            }
+            *written = bytes;
+            return 0;
+        }
         if (!keepPcm(audio, bytes))
             return errorCode(kNoResampler);
     }
     size_t n = std::min(capacity, _pending.size() - _pendingOffset);
-    // Whole sample frames only, so channels never swap at the cut.
-    size_t frameBytes = size_t(std::max(_info.channels, 1)) * 2;
-    n -= n % frameBytes;
+    n -= n % frameBytes();
     if (n)
         std::memcpy(output, _pending.data() + _pendingOffset, n);
     _pendingOffset += n;
     *written = n;
     return 0;
+}
+
+size_t Mp3Decoder::frameBytes() const
+{
+    return size_t(std::max(_info.channels, 1)) * 2;
+}
+
+// Whole sample frames only, so channels never swap at a cut.
+bool Mp3Decoder::fitsWhole(size_t bytes, size_t capacity) const
+{
+    return bytes <= capacity && bytes % frameBytes() == 0;
 }
 
 bool Mp3Decoder::keepPcm(const uint8_t* audio, size_t bytes)

@@ -73,6 +73,9 @@ public:
 private:
     void updateInfo();
     bool keepPcm(const uint8_t* audio, size_t bytes);
+    // Bytes of one sample frame (all channels) of the output.
+    size_t frameBytes() const;
+    bool fitsWhole(size_t bytes, size_t capacity) const;
 
     Mpg123Handle _mpg123;
     Mp3Info _info;
