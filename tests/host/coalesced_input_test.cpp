@@ -86,6 +86,7 @@ TEST(CoalescedInput, JoinsOnlyWhatFollowsOn)
          {{'a', true, 0}, {'b', true, 100, 12}, {'c', true, 200}},
          {{"a", 0}, {"b", 100}, {"c", 200}}},
         {"a packet is a frame", "aac", {{'a', true, 0}, {'b', true, 100}}, {{"a", 0}, {"b", 100}}},
+        {"layer III joins", "mp3", {{'a', true, 0}, {'b', true, 100}}, {{"ab", 0}}},
         {"layer II padding is laid per packet",
          "mp2",
          {{'a', true, 0}, {'b', true, 100}},
