@@ -33,16 +33,27 @@ MappedFile::~MappedFile()
 void MappedFile::release(size_t end)
 {
     constexpr size_t kStep = size_t(1) << 20;
-    size_t page = size_t(sysconf(_SC_PAGESIZE));
+    static const size_t page = size_t(sysconf(_SC_PAGESIZE));
     end = std::min(end, size_) / page * page;
     if (end >= released_ + kStep) {
         madvise(const_cast<uint8_t*>(data_) + released_, end - released_, MADV_DONTNEED);
         released_ = end;
     }
+#ifdef MADV_POPULATE_READ
+    if (canMapAhead_ && end + kStep > mapped_ && mapped_ < size_) {
+        size_t from = std::max(mapped_, end);
+        size_t to = std::min(size_, from + 2 * kStep);
+        // Kernels before 5.14 know no such advice: pages then fault in one by one.
+        canMapAhead_ =
+            madvise(const_cast<uint8_t*>(data_) + from, to - from, MADV_POPULATE_READ) == 0;
+        mapped_ = to;
+    }
+#endif
 }
 
 void MappedFile::releaseAll()
 {
     madvise(const_cast<uint8_t*>(data_), size_, MADV_DONTNEED);
     released_ = 0;
+    mapped_ = 0;
 }

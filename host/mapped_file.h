@@ -18,7 +18,10 @@ public:
     size_t size() const { return size_; }
     // Gives back the pages before `end` once a megabyte more has been read
     // (they are read again from the file should they be wanted), so that
-    // reading a long file keeps only a little of it resident.
+    // reading a long file keeps only a little of it resident; and maps the
+    // next megabytes after `end` in one call, ahead of the reads, rather
+    // than a page fault at a time (each costs more than the read itself,
+    // most of all in a virtual machine).
     void release(size_t end);
     // Gives back every page, as after a first pass over the file or a seek.
     void releaseAll();
@@ -27,4 +30,6 @@ private:
     const uint8_t* data_ = nullptr;
     size_t size_ = 0;
     size_t released_ = 0;
+    size_t mapped_ = 0;  // pages before this are mapped ahead of the reads
+    bool canMapAhead_ = true;
 };
