@@ -53,8 +53,9 @@ public:
         if (next_ >= layout_.frames.size())
             return false;
         const Frame& frame = layout_.frames[next_++];
-        file_->release(frame.offset);
-        const uint8_t* p = file_->data() + frame.offset;
+        const uint8_t* p = file_->window(frame.offset, frame.size);
+        if (!p)
+            return false;
         packet.data.assign(p, p + frame.size);
         packet.hasTime = true;
         packet.start = rescaleRounded(frame.sample * layout_.ticksPerSample - layout_.origin,
@@ -176,8 +177,10 @@ std::optional<Layout> amrLayout(MappedFile& file)
     size_t body = at;
     int64_t sample = 0;
     while (at < size) {
-        file.release(at);
-        size_t bytes = sizes[(data[at] >> 3) & 0x0F];
+        const uint8_t* header = file.window(at, 1);
+        if (!header)
+            return std::nullopt;
+        size_t bytes = sizes[(*header >> 3) & 0x0F];
         layout.frames.push_back({at, std::min(bytes, size - at), sample});
         at += bytes;
         sample += layout.frameSamples;
@@ -279,13 +282,18 @@ std::optional<Layout> mpegLayout(MappedFile& file)
     bool constantBitRate = true;
     uint32_t bitrate = 0;
     while (at + 4 <= size) {
-        file.release(at);
-        size_t length = mpegFrameLength(data + at, size - at, header);
+        // Read in order through the file's window: a frame with room after it
+        // for what measuring a layer I or II frame may look at.
+        constexpr size_t kFrameView = 16384;
+        const uint8_t* p = file.window(at, kFrameView);
+        if (!p)
+            return std::nullopt;
+        size_t length = mpegFrameLength(p, std::min(kFrameView, size - at), header);
         if (!length || !sameFormat(first, header))
             break;
         if (layout.frames.empty())
-            bitrate = bitRate(data + at);
-        constantBitRate = constantBitRate && bitRate(data + at) == bitrate;
+            bitrate = bitRate(p);
+        constantBitRate = constantBitRate && bitRate(p) == bitrate;
         layout.frames.push_back({at, std::min(length, size - at), sample});
         at += length;
         sample += layout.frameSamples;

@@ -9,25 +9,51 @@
 
 MappedFile::MappedFile(const std::string& path)
 {
-    int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (fd < 0)
+    fd_ = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    if (fd_ < 0)
         return;
     struct stat info;
-    if (fstat(fd, &info) == 0 && S_ISREG(info.st_mode) && info.st_size > 0) {
-        void* data = mmap(nullptr, size_t(info.st_size), PROT_READ, MAP_PRIVATE, fd, 0);
+    if (fstat(fd_, &info) == 0 && S_ISREG(info.st_mode) && info.st_size > 0) {
+        void* data = mmap(nullptr, size_t(info.st_size), PROT_READ, MAP_PRIVATE, fd_, 0);
         if (data != MAP_FAILED) {
             data_ = static_cast<const uint8_t*>(data);
             size_ = size_t(info.st_size);
             madvise(data, size_, MADV_SEQUENTIAL);
         }
     }
-    ::close(fd);
 }
 
 MappedFile::~MappedFile()
 {
     if (data_)
         munmap(const_cast<uint8_t*>(data_), size_);
+    if (fd_ >= 0)
+        ::close(fd_);
+}
+
+const uint8_t* MappedFile::window(size_t offset, size_t length)
+{
+    if (offset > size_)
+        return nullptr;
+    length = std::min(length, size_ - offset);
+    if (offset < windowStart_ || offset + length > windowStart_ + windowFill_) {
+        constexpr size_t kWindow = size_t(1) << 20;
+        size_t want = std::min(std::max(length, kWindow), size_ - offset);
+        if (window_.size() < want)
+            window_.resize(want);
+        size_t got = 0;
+        while (got < want) {
+            ssize_t n = pread(fd_, window_.data() + got, want - got, off_t(offset + got));
+            if (n <= 0)
+                break;
+            got += size_t(n);
+        }
+        windowStart_ = offset;
+        windowFill_ = got;
+        if (got < length)
+            return nullptr;
+    }
+    return window_.data() + (offset - windowStart_);
 }
 
 void MappedFile::release(size_t end)

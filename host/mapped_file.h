@@ -5,6 +5,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 class MappedFile {
 public:
@@ -26,10 +27,22 @@ public:
     // Gives back every page, as after a first pass over the file or a seek.
     void releaseAll();
 
+    // The bytes [offset, offset + length) (cut at the file's end) read into
+    // a window of a megabyte or more, valid until the next call; null when
+    // the file cannot be read there. A reader that goes through a file in
+    // order reads it with one system call per megabyte and maps none of its
+    // pages: reading touches each page of a mapping once, and that costs
+    // more than copying it.
+    const uint8_t* window(size_t offset, size_t length);
+
 private:
     const uint8_t* data_ = nullptr;
     size_t size_ = 0;
     size_t released_ = 0;
     size_t mapped_ = 0;  // pages before this are mapped ahead of the reads
     bool canMapAhead_ = true;
+    int fd_ = -1;
+    std::vector<uint8_t> window_;
+    size_t windowStart_ = 0;
+    size_t windowFill_ = 0;
 };
