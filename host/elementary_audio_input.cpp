@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "decoders/mpeg_header.h"
-#include "host/mapped_file.h"
+#include "host/file_window.h"
 #include "host/parsers/mpeg_audio_tags.h"
 #include "host/rounded_rescale.h"
 
@@ -39,7 +39,7 @@ struct Layout {
 
 class ElementaryAudioInput : public SingleStreamInput {
 public:
-    ElementaryAudioInput(std::unique_ptr<MappedFile> file, Layout layout)
+    ElementaryAudioInput(std::unique_ptr<FileWindow> file, Layout layout)
         : SingleStreamInput(layout.parameters, layout.description),
           file_(std::move(file)),
           layout_(std::move(layout))
@@ -90,7 +90,6 @@ public:
         int64_t target =
             std::min(rescaleRounded(time - kPreroll, layout_.tickRate, 10000000) + layout_.origin,
                      layout_.origin);
-        file_->releaseAll();
         next_ = 0;
         while (next_ + 1 < layout_.frames.size() &&
                layout_.frames[next_ + 1].sample * layout_.ticksPerSample <= target)
@@ -106,7 +105,7 @@ public:
     }
 
 private:
-    std::unique_ptr<MappedFile> file_;
+    std::unique_ptr<FileWindow> file_;
     Layout layout_;
     size_t next_ = 0;
 };
@@ -126,16 +125,19 @@ constexpr uint8_t kAmrWbFrameBytes[16] = {18, 24, 33, 37, 41, 47, 51, 59, 61, 6,
 // bytes that fall there.
 int64_t amrProbedBitRate(const std::vector<Frame>& frames,
                          size_t body,
-                         size_t size,
                          const uint8_t* sizes,
-                         const uint8_t* data)
+                         FileWindow& file)
 {
+    size_t size = file.size();
     constexpr size_t kRead = 1024;
     constexpr int64_t kProbedFrames = 50;
     int64_t counted = 0, bytes = 0;
     size_t lastRead = SIZE_MAX;
     for (const Frame& frame : frames) {
-        size_t end = frame.offset + sizes[(data[frame.offset] >> 3) & 0x0F];
+        const uint8_t* header = file.window(frame.offset, 1);
+        if (!header)
+            return 0;
+        size_t end = frame.offset + sizes[(*header >> 3) & 0x0F];
         size_t read = (end - body) / kRead;  // the read that completes the frame
         size_t readStart = body + read * kRead;
         if (readStart >= size || (counted >= kProbedFrames && read != lastRead))
@@ -147,10 +149,12 @@ int64_t amrProbedBitRate(const std::vector<Frame>& frames,
     return counted ? bytes / counted * 8 * 50 : 0;
 }
 
-std::optional<Layout> amrLayout(MappedFile& file)
+std::optional<Layout> amrLayout(FileWindow& file)
 {
-    const uint8_t* data = file.data();
     size_t size = file.size();
+    const uint8_t* data = file.window(0, 9);
+    if (!data)
+        return std::nullopt;
     // Single-channel storage only; "#!AMR_MC1.0\n" and "#!AMR-WB_MC1.0\n" differ
     // from these in their sixth or ninth byte.
     bool wide;
@@ -187,7 +191,7 @@ std::optional<Layout> amrLayout(MappedFile& file)
     }
     if (layout.frames.empty())
         return std::nullopt;
-    int64_t bitRate = amrProbedBitRate(layout.frames, body, size, sizes, data);
+    int64_t bitRate = amrProbedBitRate(layout.frames, body, sizes, file);
     if (bitRate) {
         layout.durationTicks = rescaleRounded(int64_t(size - body), 8 * layout.tickRate, bitRate);
         layout.description += ", " + std::to_string(bitRate / 1000) + " kbit/s";
@@ -233,15 +237,23 @@ uint32_t be32(const uint8_t* p)
     return uint32_t(p[0]) << 24 | uint32_t(p[1]) << 16 | uint32_t(p[2]) << 8 | p[3];
 }
 
-std::optional<Layout> mpegLayout(MappedFile& file)
+std::optional<Layout> mpegLayout(FileWindow& file)
 {
-    const uint8_t* data = file.data();
+    // The file is read in order through its window: a frame with room
+    // after it for what measuring a layer I or II frame, or reading the
+    // first frame's tag, may look at.
+    constexpr size_t kFrameView = 16384;
     size_t size = file.size();
-    size_t start = id3v2TagLength(data, size);
-    MpegHeader first;
-    if (start >= size || !mpegFrameLength(data + start, size - start, first))
+    const uint8_t* head = file.window(0, 10);
+    if (!head)
         return std::nullopt;
-    if (hasVbriTag(data + start, size - start))
+    size_t start = id3v2TagLength(head, std::min<size_t>(10, size));
+    const uint8_t* p = file.window(start, kFrameView);
+    size_t available = start < size ? std::min(kFrameView, size - start) : 0;
+    MpegHeader first;
+    if (!p || start >= size || !mpegFrameLength(p, available, first))
+        return std::nullopt;
+    if (hasVbriTag(p, available))
         return std::nullopt;
 
     Layout layout;
@@ -251,7 +263,7 @@ std::optional<Layout> mpegLayout(MappedFile& file)
     size_t audio = start;
     std::optional<int64_t> taggedFrames;
     XingFrame xing;
-    if (parseXingFrame(data + start, size - start, first, xing)) {
+    if (parseXingFrame(p, available, first, xing)) {
         // A stream larger than its tag says by more than a sixteenth is
         // taken for several joined together, whose count is not this one.
         uint64_t rest = size - start - 4;
@@ -282,10 +294,7 @@ std::optional<Layout> mpegLayout(MappedFile& file)
     bool constantBitRate = true;
     uint32_t bitrate = 0;
     while (at + 4 <= size) {
-        // Read in order through the file's window: a frame with room after it
-        // for what measuring a layer I or II frame may look at.
-        constexpr size_t kFrameView = 16384;
-        const uint8_t* p = file.window(at, kFrameView);
+        p = file.window(at, kFrameView);
         if (!p)
             return std::nullopt;
         size_t length = mpegFrameLength(p, std::min(kFrameView, size - at), header);
@@ -299,17 +308,24 @@ std::optional<Layout> mpegLayout(MappedFile& file)
         sample += layout.frameSamples;
     }
     if (at < size) {
-        for (size_t i = at; i + 4 <= size; ++i)
-            if (mayBeHeader(data + i))
+        for (size_t i = at; i + 4 <= size; ++i) {
+            const uint8_t* q = file.window(i, 4);
+            if (!q || mayBeHeader(q))
                 return std::nullopt;
-        if (!startsEndTag(data + at, size - at))
+        }
+        constexpr size_t kLongestTagStart = 128;
+        const uint8_t* tag = file.window(at, kLongestTagStart);
+        if (!tag || !startsEndTag(tag, std::min(kLongestTagStart, size - at)))
             return std::nullopt;
     }
     // libavformat looks for its first frame where the first two frames agree
     // in all but bit rate, padding and mode extension.
-    if (layout.frames.size() < 2 || layout.frames[1].offset + 4 > size ||
-        (be32(data + layout.frames[0].offset) & 0xFFFE0CCF) !=
-            (be32(data + layout.frames[1].offset) & 0xFFFE0CCF))
+    if (layout.frames.size() < 2 || layout.frames[1].offset + 4 > size)
+        return std::nullopt;
+    const uint8_t* one = file.window(layout.frames[0].offset, 4);
+    uint32_t firstWord = one ? be32(one) : 0;
+    const uint8_t* two = file.window(layout.frames[1].offset, 4);
+    if (!one || !two || (firstWord & 0xFFFE0CCF) != (be32(two) & 0xFFFE0CCF))
         return std::nullopt;
 
     if (taggedFrames) {
@@ -348,14 +364,13 @@ std::optional<Layout> mpegLayout(MappedFile& file)
 
 std::unique_ptr<InputSource> openElementaryAudio(const std::string& path)
 {
-    auto file = std::make_unique<MappedFile>(path);
-    if (!file->data())
+    auto file = std::make_unique<FileWindow>(path);
+    if (!file->size())
         return nullptr;
     std::optional<Layout> layout = amrLayout(*file);
     if (!layout)
         layout = mpegLayout(*file);
     if (!layout)
         return nullptr;
-    file->releaseAll();  // what finding the frames read
     return std::make_unique<ElementaryAudioInput>(std::move(file), std::move(*layout));
 }

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cstring>
 
-#include "host/mapped_file.h"
+#include "host/file_window.h"
 #include "host/parsers/ogg_packets.h"
 #include "host/parsers/vorbis_packet_durations.h"
 #include "host/rounded_rescale.h"
@@ -48,20 +48,22 @@ struct Layout {
 
 // Pages and packets of the whole file; false unless it is one logical
 // stream of intact pages from the first byte to the last.
-bool readPackets(MappedFile& file,
+bool readPackets(FileWindow& file,
                  std::vector<PageInfo>& pages,
                  std::vector<Piece>& pieces,
                  std::vector<Packet>& packets)
 {
-    const uint8_t* data = file.data();
     size_t size = file.size();
     OggPage page;
     uint32_t serial = 0;
     Packet pending;
     bool open = false;  // a packet goes on into the next page
     for (size_t at = 0; at < size; at += page.size) {
-        file.release(at);
-        if (!readOggPage(data, size, at, page) || !oggChecksumMatches(page))
+        // A page is at most 27 + 255 + 255 * 255 bytes.
+        constexpr size_t kLargestPage = 65307;
+        const uint8_t* view = file.window(at, kLargestPage);
+        if (!view || !readOggPage(view, std::min(kLargestPage, size - at), 0, page) ||
+            !oggChecksumMatches(page))
             return false;
         bool first = pages.empty();
         if (first ? !(page.flags & kOggFirst) || page.granule != 0
@@ -77,7 +79,7 @@ bool readPackets(MappedFile& file,
             return false;
         size_t index = pages.size();
         pages.push_back({at, page.granule, page.flags});
-        size_t offset = size_t(page.body - data);
+        size_t offset = at + size_t(page.body - view);
         size_t completed = packets.size();
         for (size_t s = 0; s < page.segments; ++s) {
             if (!open) {
@@ -109,16 +111,21 @@ bool readPackets(MappedFile& file,
     return !open && !pages.empty();
 }
 
-std::vector<uint8_t> packetBytes(const uint8_t* data,
-                                 const std::vector<Piece>& pieces,
-                                 const Packet& p)
+// A packet's bytes into `bytes`; false when the file cannot be read there.
+bool packetBytes(FileWindow& file,
+                 const std::vector<Piece>& pieces,
+                 const Packet& p,
+                 std::vector<uint8_t>& bytes)
 {
-    std::vector<uint8_t> bytes;
+    bytes.clear();
     for (size_t i = 0; i < p.pieceCount; ++i) {
         const Piece& piece = pieces[p.firstPiece + i];
-        bytes.insert(bytes.end(), data + piece.offset, data + piece.offset + piece.size);
+        const uint8_t* data = file.window(piece.offset, piece.size);
+        if (!data)
+            return false;
+        bytes.insert(bytes.end(), data, data + piece.size);
     }
-    return bytes;
+    return true;
 }
 
 // The comment header as libavformat passes it on in the set-up data: the
@@ -160,10 +167,10 @@ std::string channelsText(int channels)
     return channels <= 8 ? kNames[channels - 1] : std::to_string(channels) + " channels";
 }
 
-std::optional<Layout> oggVorbisLayout(MappedFile& file)
+std::optional<Layout> oggVorbisLayout(FileWindow& file)
 {
-    const uint8_t* data = file.data();
-    if (file.size() < 4 || std::memcmp(data, "OggS", 4) != 0)
+    const uint8_t* capture = file.window(0, 4);
+    if (!capture || file.size() < 4 || std::memcmp(capture, "OggS", 4) != 0)
         return std::nullopt;
     std::vector<PageInfo> pages;
     std::vector<Piece> pieces;
@@ -174,7 +181,8 @@ std::optional<Layout> oggVorbisLayout(MappedFile& file)
     // The three headers, the audio from a page of its own.
     std::vector<uint8_t> headers[3];
     for (int i = 0; i < 3; ++i)
-        headers[i] = packetBytes(data, pieces, packets[size_t(i)]);
+        if (!packetBytes(file, pieces, packets[size_t(i)], headers[i]))
+            return std::nullopt;
     auto identification = parseVorbisIdentification(headers[0].data(), headers[0].size());
     if (!identification || headers[0].size() != 30 || headers[1].size() < 8 || headers[1][0] != 3 ||
         std::memcmp(headers[1].data() + 1, "vorbis", 6) != 0 ||
@@ -193,7 +201,10 @@ std::optional<Layout> oggVorbisLayout(MappedFile& file)
     layout.packets.assign(packets.begin() + 3, packets.end());
     std::vector<Packet>& audio = layout.packets;
     for (Packet& p : audio) {
-        const uint8_t* first = p.pieceCount ? data + layout.pieces[p.firstPiece].offset : nullptr;
+        const uint8_t* first =
+            p.pieceCount ? file.window(layout.pieces[p.firstPiece].offset, 1) : nullptr;
+        if (p.pieceCount && !first)
+            return std::nullopt;
         auto d = durations->next(first, p.pieceCount ? 1 : 0);
         if (!d)
             return std::nullopt;
@@ -279,7 +290,7 @@ std::optional<Layout> oggVorbisLayout(MappedFile& file)
 
 class OggVorbisInput : public SingleStreamInput {
 public:
-    OggVorbisInput(std::unique_ptr<MappedFile> file, Layout layout)
+    OggVorbisInput(std::unique_ptr<FileWindow> file, Layout layout)
         : SingleStreamInput(layout.parameters, layout.description),
           file_(std::move(file)),
           layout_(std::move(layout))
@@ -293,13 +304,8 @@ public:
         if (next_ >= layout_.packets.size())
             return false;
         const Packet& p = layout_.packets[next_++];
-        packet.data.clear();
-        for (size_t i = 0; i < p.pieceCount; ++i) {
-            const Piece& piece = layout_.pieces[p.firstPiece + i];
-            const uint8_t* bytes = file_->data() + piece.offset;
-            packet.data.insert(packet.data.end(), bytes, bytes + piece.size);
-        }
-        file_->release(p.end);
+        if (!packetBytes(*file_, layout_.pieces, p, packet.data))
+            return false;
         int64_t rate = layout_.parameters.sampleRate;
         packet.hasTime = true;
         packet.start = rescaleRounded(p.time - layout_.origin, 10000000, rate);
@@ -326,7 +332,6 @@ public:
         auto after = std::upper_bound(packets.begin(), packets.end(), target,
                                       [](int64_t t, const Packet& p) { return t < p.time; });
         next_ = after == packets.begin() ? 0 : size_t(after - packets.begin()) - 1;
-        file_->releaseAll();
         return true;
     }
 
@@ -338,7 +343,7 @@ public:
     }
 
 private:
-    std::unique_ptr<MappedFile> file_;
+    std::unique_ptr<FileWindow> file_;
     Layout layout_;
     size_t next_ = 0;
 };
@@ -347,12 +352,11 @@ private:
 
 std::unique_ptr<InputSource> openOggVorbis(const std::string& path)
 {
-    auto file = std::make_unique<MappedFile>(path);
-    if (!file->data())
+    auto file = std::make_unique<FileWindow>(path);
+    if (!file->size())
         return nullptr;
     std::optional<Layout> layout = oggVorbisLayout(*file);
     if (!layout)
         return nullptr;
-    file->releaseAll();  // what finding the packets read
     return std::make_unique<OggVorbisInput>(std::move(file), std::move(*layout));
 }
