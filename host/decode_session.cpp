@@ -100,7 +100,19 @@ std::optional<CMediaType> offeredFloatType(IPin* output)
 
 // Where the delivered bytes go: a WAVE file, a raw file or standard output.
 class OutputFile {
+    static constexpr size_t kWriteBuffer = size_t(1) << 20;
+
 public:
+    OutputFile() = default;
+    OutputFile(const OutputFile&) = delete;
+    OutputFile& operator=(const OutputFile&) = delete;
+    // A file left open is closed while its buffer still exists.
+    ~OutputFile()
+    {
+        if (raw_ && raw_ != stdout)
+            std::fclose(raw_);
+    }
+
     bool open(const std::string& path, const CMediaType& type)
     {
         if (path.empty())
@@ -112,6 +124,13 @@ public:
             return writer_.open(path, fileWaveFormat(format));
         }
         raw_ = path == "-" ? stdout : std::fopen(path.c_str(), "wb");
+        // A file takes the audio in writes of a megabyte: one system call
+        // each instead of one per few kilobytes. Standard output keeps its
+        // own buffering, so that a pipe's reader is fed as before.
+        if (raw_ && raw_ != stdout) {
+            buffer_ = std::make_unique<char[]>(kWriteBuffer);
+            std::setvbuf(raw_, buffer_.get(), _IOFBF, kWriteBuffer);
+        }
         return raw_ != nullptr;
     }
     void write(const uint8_t* data, size_t size)
@@ -170,6 +189,7 @@ private:
     bool wave_ = false;
     WavWriter writer_;
     FILE* raw_ = nullptr;
+    std::unique_ptr<char[]> buffer_;  // raw_'s, until it is closed
     bool failed_ = false;
     int error_ = 0;
     uint64_t bytes_ = 0;
