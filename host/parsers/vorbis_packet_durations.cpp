@@ -35,7 +35,7 @@ private:
     size_t bits_;
 };
 
-int bitsFor(uint32_t value)  // the specification's ilog()
+int bitsFor(uint32_t value)  // Vorbis I's ilog()
 {
     int bits = 0;
     for (; value; value >>= 1)

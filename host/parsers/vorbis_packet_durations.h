@@ -1,5 +1,5 @@
 // How many samples each Vorbis audio packet adds to the decoded stream, from
-// its first byte and the stream's headers (Vorbis I specification 4.3.1, 4.3.8).
+// its first byte and the stream's headers (Vorbis I, sections 4.3.1 and 4.3.8).
 // A container reader times packets and finds the end trim with it, without
 // decoding.
 #pragma once
