@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "config/util.h"
 #include "conversion/output_parameters.h"
 #include "decoders/mpeg_header.h"
 #include "diagnostics/assertions.h"
@@ -61,7 +62,9 @@ bool AdecMPEG::updateStatus(const uint8_t** readPtr, const uint8_t* end)
         return false;
     }
     MpegHeader header;
-    while (!parseMpegHeader(p, size_t(end - p), header)) {
+    // compatQuirks=1 measures layer I frames as the decoder once did.
+    const bool legacyLayer1 = PcompatQuirks();
+    while (!parseMpegHeader(p, size_t(end - p), header, legacyLayer1)) {
         ++p;
         if (end - p < kSearchWindow) {
             *readPtr = p;

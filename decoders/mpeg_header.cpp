@@ -16,14 +16,18 @@ constexpr uint16_t kBitrates[5][15] = {
 constexpr uint32_t kSampleRates[3] = {44100, 48000, 32000};
 
 // Bytes per frame before padding: K x bit rate / sample rate, with K the
-// frame's samples / 8 (layer I counts in 4-byte slots, so 48 = 12 x 4).
+// frame's samples / 8. Layer I counts in 4-byte slots (ISO/IEC 11172-3
+// 2.4.3.1): 12 x bit rate / sample rate slots, unless `legacyLayer1`.
 uint32_t unpaddedFrameSize(int version,
                            int layer,
                            int bitrateIndex,
                            uint32_t bitrate,
-                           uint32_t rate)
+                           uint32_t rate,
+                           bool legacyLayer1)
 {
     uint32_t k = 0;
+    if (layer == 1 && !legacyLayer1)
+        return 12 * bitrate * 1000 / rate * 4;
     if (layer == 1)
         k = 48;
     else if (layer == 2 || version == 3)
@@ -38,7 +42,7 @@ uint32_t unpaddedFrameSize(int version,
 
 }  // namespace
 
-bool parseMpegHeader(const uint8_t* p, size_t available, MpegHeader& header)
+bool parseMpegHeader(const uint8_t* p, size_t available, MpegHeader& header, bool legacyLayer1)
 {
     if (available < 4 || p[0] != 0xFF || (p[1] & 0xE0) != 0xE0)
         return false;
@@ -60,10 +64,10 @@ bool parseMpegHeader(const uint8_t* p, size_t available, MpegHeader& header)
     int bitrateIndex = p[2] >> 4;
     int row = version == 3 ? layer - 1 : (layer == 3 ? 4 : 3);
     uint32_t bitrate = bitrateIndex >= 1 && bitrateIndex <= 14 ? kBitrates[row][bitrateIndex] : 0;
-    uint32_t size = unpaddedFrameSize(version, layer, bitrateIndex, bitrate, rate);
+    uint32_t size = unpaddedFrameSize(version, layer, bitrateIndex, bitrate, rate, legacyLayer1);
     if (size == 0)
         return false;  // free format or no table entry
-    size += padding;
+    size += layer == 1 && !legacyLayer1 ? 4 * padding : padding;
 
     header.version = uint8_t(version);
     header.layer = uint8_t(layer);

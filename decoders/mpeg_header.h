@@ -20,4 +20,12 @@ struct MpegHeader {
 // when no frame starts here: no sync, reserved version, layer or sample rate,
 // free format, a bit-rate index outside the table, or an MPEG-2.5 layer III
 // bit rate above 64 kbit/s, for which the size table has no entry.
-bool parseMpegHeader(const uint8_t* p, size_t available, MpegHeader& header);
+//
+// A layer I frame is a whole number of 4-byte slots, its padding one slot.
+// `legacyLayer1` measures it as the decoder once did, 48 x bit rate / sample
+// rate bytes unrounded and one byte of padding: at 44.1 kHz and its halves
+// that is one to three bytes off, and the frame after each is missed.
+bool parseMpegHeader(const uint8_t* p,
+                     size_t available,
+                     MpegHeader& header,
+                     bool legacyLayer1 = false);

@@ -262,3 +262,18 @@ TEST(MlpFraming, PresentationChoice)
 }
 
 }  // namespace
+
+// Layer I at 44.1 kHz comes in frames of 416 and 420 bytes: every one is
+// decoded, and compatQuirks=1's old measure (a byte off) passes over the
+// frame after each.
+TEST(MpegFraming, LayerOneAt44kHzKeepsEveryFrame)
+{
+    REQUIRE_VECTOR("minimp3/l1-fl6.bit");
+    std::vector<uint8_t> stream = readBytes(vectorPath("minimp3/l1-fl6.bit"));
+    for (auto [parameters, frames] : {std::pair{"", 49u}, std::pair{"compatQuirks=1\n", 25u}}) {
+        ParameterLines lines(parameters);
+        DecoderRun run = decode(Decoder::Mpeg, audioType(MEDIASUBTYPE_MPEG1AudioPayload), {stream});
+        EXPECT_EQ(run.frames.size(), frames) << parameters;
+        EXPECT_EQ(run.output.size(), run.frames.size() * 384 * 2 * 2) << parameters;
+    }
+}

@@ -39,6 +39,7 @@ struct Row {
     const char* what;
     std::vector<uint8_t> bytes;
     Expected expected;
+    bool legacyLayer1 = false;
 };
 
 // clang-format off
@@ -50,12 +51,15 @@ const Row kRows[] = {
     {"MPEG-1 II largest index at 32 kHz, padded", mpeg(3, 2, 14, 2, 1, 0), {true, 3, 2, 2, 32000, 384, 1729, 1152}},
     {"MPEG-1 II 48 kHz 384 kbit/s", mpeg(3, 2, 14, 1, 0, 0), {true, 3, 2, 2, 48000, 384, 1152, 1152}},
     {"MPEG-1 I 32 kHz 32 kbit/s", mpeg(3, 1, 1, 2, 0, 3), {true, 3, 1, 1, 32000, 32, 48, 384}},
-    {"MPEG-1 I pads by one byte, as the other layers", mpeg(3, 1, 12, 0, 1, 0), {true, 3, 1, 2, 44100, 384, 418, 384}},
+    {"MPEG-1 I at 44.1 kHz: whole slots", mpeg(3, 1, 12, 0, 0, 0), {true, 3, 1, 2, 44100, 384, 416, 384}},
+    {"MPEG-1 I pads by a slot", mpeg(3, 1, 12, 0, 1, 0), {true, 3, 1, 2, 44100, 384, 420, 384}},
+    {"MPEG-1 I legacy: unrounded", mpeg(3, 1, 12, 0, 0, 0), {true, 3, 1, 2, 44100, 384, 417, 384}, true},
+    {"MPEG-1 I legacy: pads by a byte", mpeg(3, 1, 12, 0, 1, 0), {true, 3, 1, 2, 44100, 384, 418, 384}, true},
     {"MPEG-1 I largest index", mpeg(3, 1, 14, 2, 0, 0), {true, 3, 1, 2, 32000, 448, 672, 384}},
     {"MPEG-2 III 24 kHz 64 kbit/s", mpeg(2, 3, 8, 1, 0, 0), {true, 2, 3, 2, 24000, 64, 192, 1152}},
     {"MPEG-2 III largest index at 16 kHz", mpeg(2, 3, 14, 2, 0, 3), {true, 2, 3, 1, 16000, 160, 720, 576}},
     {"MPEG-2 II shares the layer I row", mpeg(2, 2, 8, 1, 0, 0), {true, 2, 2, 2, 24000, 128, 768, 1152}},
-    {"MPEG-2 I largest index at 22.05 kHz", mpeg(2, 1, 14, 0, 0, 0), {true, 2, 1, 2, 22050, 256, 557, 384}},
+    {"MPEG-2 I largest index at 22.05 kHz", mpeg(2, 1, 14, 0, 0, 0), {true, 2, 1, 2, 22050, 256, 556, 384}},
     {"MPEG-2.5 III 11.025 kHz 64 kbit/s", mpeg(0, 3, 8, 0, 0, 3), {true, 0, 3, 1, 11025, 64, 417, 576}},
     {"MPEG-2.5 III 8 kHz 8 kbit/s padded", mpeg(0, 3, 1, 2, 1, 0), {true, 0, 3, 2, 8000, 8, 73, 1152}},
     {"MPEG-2.5 III index 9: no size entry", mpeg(0, 3, 9, 0, 0, 3), {}},
@@ -75,7 +79,7 @@ TEST(MpegHeader, Table)
     for (const Row& row : kRows) {
         MpegHeader h;
         Expected got;
-        got.found = parseMpegHeader(row.bytes.data(), row.bytes.size(), h);
+        got.found = parseMpegHeader(row.bytes.data(), row.bytes.size(), h, row.legacyLayer1);
         if (got.found)
             got = {true,      h.version,   h.layer,       h.channels, int(h.sampleRate),
                    h.bitrate, h.frameSize, int(h.samples)};
