@@ -171,6 +171,10 @@ DtsEngine* dtsEngineCreate()
     engine->context = avcodec_alloc_context3(codec);
     engine->packet = av_packet_alloc();
     engine->frame = av_frame_alloc();
+    // A decoder inside a media filter has no console: libavcodec's messages
+    // about damaged frames stay below any level a host would print.
+    if (engine->context)
+        engine->context->log_level_offset = AV_LOG_TRACE;
     if (!engine->context || !engine->packet || !engine->frame ||
         av_opt_set_int(engine->context->priv_data, "core_only", 1, 0) < 0 ||
         avcodec_open2(engine->context, codec, nullptr) < 0) {

@@ -50,6 +50,9 @@ void AvAc3Decoder::open()
     context_ = codec ? avcodec_alloc_context3(codec) : nullptr;
     if (!context_)
         return;
+    // A library inside a media filter has no console: libavcodec's own
+    // messages about damaged frames stay below any level a host would print.
+    context_->log_level_offset = AV_LOG_TRACE;
     // A frame whose checksums fail is refused rather than concealed, so the
     // caller can resynchronise.
     context_->err_recognition = checkCrc_ ? AV_EF_CRCCHECK | AV_EF_EXPLODE : AV_EF_EXPLODE;

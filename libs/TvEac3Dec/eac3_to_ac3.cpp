@@ -89,6 +89,9 @@ Eac3ToAc3::Eac3ToAc3()
     const AVCodec* codec = avcodec_find_decoder(AV_CODEC_ID_EAC3);
     decoder_ = codec ? avcodec_alloc_context3(codec) : nullptr;
     if (decoder_) {
+        // A library inside a media filter has no console: libavcodec's own
+        // messages about damaged frames stay below any level a host would print.
+        decoder_->log_level_offset = AV_LOG_TRACE;
         decoder_->request_sample_fmt = AV_SAMPLE_FMT_FLTP;
         if (avcodec_open2(decoder_, codec, nullptr) < 0)
             avcodec_free_context(&decoder_);
@@ -204,6 +207,7 @@ bool Eac3ToAc3::openEncoder(uint64_t mask, int rate)
     encoder_ = codec ? avcodec_alloc_context3(codec) : nullptr;
     if (!encoder_)
         return false;
+    encoder_->log_level_offset = AV_LOG_TRACE;
     encoder_->sample_fmt = AV_SAMPLE_FMT_FLTP;
     encoder_->sample_rate = rate;
     encoder_->bit_rate = 640000;
