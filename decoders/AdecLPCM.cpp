@@ -4,8 +4,10 @@
 #include <algorithm>
 #include <cstring>
 
+#include "config/util.h"
 #include "core/bit_reader.h"
 #include "core/status_helpers.h"
+#include "decoders/dvd_audio_assignments.h"
 #include "decoders/dvd_audio_rate.h"
 #include "diagnostics/assertions.h"
 #include "diagnostics/log_file.h"
@@ -18,14 +20,6 @@ namespace {
 
 // Bytes of the DVD-Audio private header that carry fields we read.
 constexpr int32_t dvdAudioHeaderFields = 11;
-
-// One 36-byte unit of the two-group layout (two sample frames of six 24-bit
-// channels) -> the same frames as little-endian samples in speaker order.
-// Each group is packed like DVD-Video pairs (upper words, then low bytes), the
-// second group's block first; group 1 (L R C) takes output slots 0-2, group 2
-// (LFE Ls Rs) slots 3-5.
-constexpr uint8_t order[36] = {30, 19, 18, 31, 21, 20, 32, 23, 22, 12, 1, 0, 13, 3, 2, 14, 5,  4,
-                               33, 25, 24, 34, 27, 26, 35, 29, 28, 15, 7, 6, 16, 9, 8, 17, 11, 10};
 
 }  // namespace
 
@@ -41,6 +35,7 @@ TvStatus* AdecLPCM::init(const CMediaType& mediaType)
     readWaveFormat(mediaType, _status);
     _status.group1Channels = _status.chan;
     _status.group2Channels = 0;
+    useCodedOrder();
     _firstAccessUnitTime = 0;
     // Without packet headers the format block is all there is to tell the
     // rate and the channels.
@@ -81,7 +76,7 @@ bool AdecLPCM::parseDvdAudioHeader(const uint8_t** readPtr, const uint8_t* end)
     // clang-format off
     TvAssert(size >= 7);
     // clang-format on
-    // A short header reads as zeros past its end, which no check below accepts.
+    // A short header reads as zeros past its end.
     uint8_t header[dvdAudioHeaderFields] = {};
     if (size > 0)
         std::memcpy(header, p, size_t(std::min(size, dvdAudioHeaderFields)));
@@ -92,24 +87,36 @@ bool AdecLPCM::parseDvdAudioHeader(const uint8_t** readPtr, const uint8_t* end)
         // clang-format on
         return false;
     }
+    // Without its channel assignment byte the header describes nothing.
+    if (size < dvdAudioHeaderFields)
+        return false;
     BitReader bf(header + 7, 2);
     int quant1 = static_cast<int>(bf.get(4));
     int quant2 = static_cast<int>(bf.get(4));
     int freq1 = static_cast<int>(bf.get(4));
     int freq2 = static_cast<int>(bf.get(4));
     int channelAssignment = header[10] & 0x1F;
-    if (channelAssignment != 17) {
+    // compatQuirks=1 takes only assignment 17 (two groups of three), as the
+    // decoder once did: stereo and the other layouts gave no sound.
+    if (channelAssignment >= kDvdAudioAssignmentCount ||
+        (PcompatQuirks() && channelAssignment != 17)) {
         // clang-format off
         TvAssert(0);
         // clang-format on
         return false;
     }
-    _status.group1Channels = 3;
-    _status.group2Channels = 3;
-    _status.chan = 6;
-    _status.channelMask = 0x3F;
+    const DvdAudioAssignment& layout = kDvdAudioAssignments[channelAssignment];
+    _status.group1Channels = layout.group1;
+    _status.group2Channels = layout.channels - layout.group1;
+    _status.chan = layout.channels;
+    _status.channelMask = layout.mask;
+    useCodedOrder();
+    std::copy(std::begin(layout.slot), std::end(layout.slot), _slot);
+    _reordered = !inSpeakerOrder(layout);
+    // The second group takes the first one's resolution and rate.
     // clang-format off
-    TvAssert(quant1 ==quant2 && freq1 == freq2);
+    if (_status.group2Channels > 0)
+        TvAssert(quant1 ==quant2 && freq1 == freq2);
     // clang-format on
     _status.stype = sampleTypeFromBits(16 + 4 * quant1);
     int frequency = dvdAudioFrequency(freq1);
@@ -161,6 +168,7 @@ bool AdecLPCM::parseDvdVideoHeader(const uint8_t** readPtr, const uint8_t* end)
     _status.group1Channels = channels;
     _status.chan = channels;
     _status.group2Channels = 0;
+    useCodedOrder();
     if (quantisation == 3) {
         _log << "bad VideoDVD quant" << std::endl;
         return false;
@@ -216,20 +224,20 @@ TvStatus* AdecLPCM::process(const uint8_t** readPtr, const uint8_t* pend, IMedia
         if (copied > 0)
             std::memcpy(out, p, size_t(copied));
         swapBytes16(out, out, size_t(copied) / 2);
+        if (_reordered)
+            putFramesInSpeakerOrder(out, std::min(copied, oFrameSize));
         *readPtr = pend;
         return &_status;
     }
     bool converted = true;
-    if (_status.stype == ST24Bit && _status.group2Channels == 0) {
-        convert24BitPairs(&p, pend, out, capacity);
-    } else if (_status.stype == ST24Bit && _status.group1Channels == 3 &&
-               _status.group2Channels == 3) {
+    if (_status.stype == ST24Bit) {
         // clang-format off
-        TvAssert((pend-p)%36 == 0);
+        if (_status.group1Channels == 3 && _status.group2Channels == 3)
+            TvAssert((pend-p)%36 == 0);
         // clang-format on
-        convertThreePlusThree(&p, pend, out, capacity);
+        convert24BitPairs(&p, pend, out, capacity);
     } else {
-        // 20-bit and other groupings are not converted: silence rather than
+        // 20-bit samples are not converted: silence rather than
         // whatever the buffer held, and the bytes go with the frame the
         // status reports, so an unsupported stream cannot pile up in the
         // input buffer packet after packet.
@@ -253,44 +261,60 @@ TvStatus* AdecLPCM::process(const uint8_t** readPtr, const uint8_t* pend, IMedia
     return &_status;
 }
 
-// Pairs of sample frames of one group: the upper 16 bits of the pair's 2n
-// samples as big-endian words, then their 2n low bytes.
+// Pairs of sample frames: each group packed as the upper 16 bits of its
+// channels' samples of both frames as big-endian words, then their low bytes,
+// the second group's block first. Out come both frames in speaker order.
 void AdecLPCM::convert24BitPairs(const uint8_t** readPtr,
                                  const uint8_t* pend,
                                  uint8_t* out,
                                  int32_t capacity)
 {
     const uint8_t* p = *readPtr;
-    int n = _status.chan;
-    if (n <= 0)
+    const int first = _status.group1Channels, second = _status.group2Channels;
+    const int n = first + second;
+    if (first <= 0 || second < 0 || n > 8)
         return;
     int32_t pairBytes = 6 * n;
     int32_t pairs = std::min<int32_t>(static_cast<int32_t>(pend - p), capacity) / pairBytes;
     for (int32_t pair = 0; pair < pairs; ++pair) {
-        const uint8_t* words = p;
-        const uint8_t* lows = p + 4 * n;
-        for (int i = 0; i < 2 * n; ++i) {
-            *out++ = lows[i];
-            *out++ = words[2 * i + 1];
-            *out++ = words[2 * i];
+        // Group 2 (coded channels first..n-1), then group 1 (0..first-1).
+        for (int group = 1; group >= 0; --group) {
+            const int count = group == 0 ? first : second;
+            const int codedBase = group == 0 ? 0 : first;
+            const uint8_t* words = p;
+            const uint8_t* lows = p + 4 * count;
+            for (int frame = 0; frame < 2; ++frame)
+                for (int k = 0; k < count; ++k) {
+                    const int i = frame * count + k;
+                    uint8_t* o = out + 3 * (frame * n + _slot[codedBase + k]);
+                    o[0] = lows[i];
+                    o[1] = words[2 * i + 1];
+                    o[2] = words[2 * i];
+                }
+            p += 6 * count;
         }
-        p += pairBytes;
+        out += pairBytes;
     }
     *readPtr = p;
 }
 
-void AdecLPCM::convertThreePlusThree(const uint8_t** readPtr,
-                                     const uint8_t* pend,
-                                     uint8_t* out,
-                                     int32_t capacity)
+void AdecLPCM::useCodedOrder()
 {
-    const uint8_t* p = *readPtr;
-    int32_t units = std::min<int32_t>(static_cast<int32_t>(pend - p), capacity) / 36;
-    for (int32_t unit = 0; unit < units; ++unit) {
-        for (int j = 0; j < 36; ++j)
-            out[j] = p[order[j]];
-        out += 36;
-        p += 36;
+    for (int k = 0; k < 8; ++k)
+        _slot[k] = uint8_t(k);
+    _reordered = false;
+}
+
+// 16-bit frames, converted in place, from coded order to speaker order.
+void AdecLPCM::putFramesInSpeakerOrder(uint8_t* pcm, int32_t bytes) const
+{
+    const int n = _status.chan;
+    if (n <= 0 || n > 6)
+        return;
+    uint8_t frame[12];
+    for (int32_t at = 0; at + 2 * n <= bytes; at += 2 * n) {
+        std::memcpy(frame, pcm + at, size_t(2 * n));
+        for (int k = 0; k < n; ++k)
+            std::memcpy(pcm + at + 2 * _slot[k], frame + 2 * k, 2);
     }
-    *readPtr = p;
 }

@@ -1,6 +1,6 @@
-// Linear PCM of DVD-Audio private streams: big-endian 16-bit words, 24-bit
-// samples packed in pairs of sample frames, and the six-channel layout of two
-// groups of three (channel assignment 17), to little-endian PCM.
+// Linear PCM of DVD-Audio private streams: big-endian 16-bit words and 24-bit
+// samples packed in pairs of sample frames, in the one or two channel groups
+// of the stream's channel assignment, to little-endian PCM in speaker order.
 #pragma once
 
 #include "core/Adec.h"
@@ -27,12 +27,15 @@ private:
                            const uint8_t* end,
                            uint8_t* out,
                            int32_t capacity);
-    void convertThreePlusThree(const uint8_t** readPtr,
-                               const uint8_t* end,
-                               uint8_t* out,
-                               int32_t capacity);
+    void putFramesInSpeakerOrder(uint8_t* pcm, int32_t bytes) const;
 
     CMediaType _mediaType;
     TvStatusLpcm _status;
+    void useCodedOrder();
+
+    // Where each coded channel of a frame goes; identity unless the
+    // assignment codes the surround pair first.
+    uint8_t _slot[8] = {0, 1, 2, 3, 4, 5, 6, 7};
+    bool _reordered = false;
     int64_t _firstAccessUnitTime = 0;
 };

@@ -2,6 +2,8 @@
 
 #include <map>
 
+#include "decoders/dvd_audio_assignments.h"
+
 // The DVD-Video LPCM private header: substream id, frame count, first
 // access unit pointer, emphasis/mute/frame number, then quantisation (2
 // bits), frequency (2), one reserved bit and channels - 1 (3).
@@ -33,15 +35,12 @@ bool dvdAudioLpcm(const std::vector<uint8_t>& payload,
                   AudioStreamParameters& s,
                   std::string& description)
 {
-    // Channels of each DVD-Audio channel assignment 0..20.
-    static const int assignmentChannels[21] = {1, 2, 3, 4, 3, 4, 5, 3, 4, 5, 4,
-                                               5, 6, 4, 5, 4, 5, 6, 5, 5, 6};
     if (payload.size() < 11 || payload[0] != 0xA0)
         return false;
     int quantisation = payload[7] >> 4;
     int frequency = payload[8] >> 4;
     int assignment = payload[10] & 0x1F;
-    if (assignment > 20 || quantisation > 2)
+    if (assignment >= kDvdAudioAssignmentCount || quantisation > 2)
         return false;
     static const std::map<int, int> rates = {{0, 48000}, {1, 96000}, {2, 192000},
                                              {8, 44100}, {9, 88200}, {10, 176400}};
@@ -50,7 +49,7 @@ bool dvdAudioLpcm(const std::vector<uint8_t>& payload,
         return false;
     s.codec = "dvd-audio-lpcm";
     s.sampleRate = rate->second;
-    s.channels = assignmentChannels[assignment];
+    s.channels = kDvdAudioAssignments[assignment].channels;
     s.bitsPerSample = 16 + 4 * quantisation;
     description = "DVD-Audio LPCM, " + std::to_string(s.sampleRate) + " Hz, " +
                   std::to_string(s.channels) + " channels (assignment " +

@@ -1,5 +1,7 @@
 #include "host/parsers/lpcm_recut.h"
 
+#include "decoders/dvd_audio_assignments.h"
+
 namespace {
 
 size_t bitsOfQuantisation(unsigned q)
@@ -40,10 +42,11 @@ LpcmRecutter::Layout LpcmRecutter::layoutOf(const std::vector<uint8_t>& p) const
     unsigned quantisation = p[7] >> 4;
     unsigned assignment = p[10] & 0x1Fu;
     layout.formatKey = uint32_t(p[7]) << 8 | p[10];
-    // Two sample frames of both groups of three channels, the unit the
-    // decoder converts; other assignments are not decoded and pass as they are.
-    if (assignment == 17 && quantisation < 3)
-        layout.groupSize = 2 * 6 * bitsOfQuantisation(quantisation) / 8;
+    // Two sample frames of all the assignment's channels, the unit the
+    // decoder converts.
+    if (assignment < unsigned(kDvdAudioAssignmentCount) && quantisation < 3)
+        layout.groupSize =
+            2 * kDvdAudioAssignments[assignment].channels * bitsOfQuantisation(quantisation) / 8;
     return layout;
 }
 

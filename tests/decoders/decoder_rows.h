@@ -75,6 +75,9 @@ struct Row {
     bool contract = false;             // also run through the contract suite
     int rate = 0;                      // the rate the decoder reports; 0: not checked
     std::string parameters{};          // parameter file lines the row runs under
+    // DVD-Audio LPCM behind private headers: the channel assignment they
+    // carry and the channels of its first group; -1: plain audio samples.
+    int dvdaAssignment = -1, dvdaGroup1 = 0;
 };
 
 // The input of a row, made (or taken from the cache) on first use.

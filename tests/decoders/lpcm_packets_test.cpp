@@ -138,7 +138,9 @@ INSTANTIATE_TEST_SUITE_P(Rows, LpcmHeaders, ::testing::Values(
     HeaderCase{"dvda frequency code 3", A, dvda, dvdaHeader(0x00, 0x33, 17), kRefused},
     HeaderCase{"dvda groups that disagree: group 1 decides", A, dvda, dvdaHeader(0x20, 0x10, 17), kAccepted, 12, 96000, 6, ST24Bit},
     HeaderCase{"dvda substream 0xA1", A, dvda, changed(dvdaHeader(0, 0, 17), 0, 0xA1), kRefused},
-    HeaderCase{"dvda assignment 1", A, dvda, dvdaHeader(0x0F, 0x0F, 1), kRefused},
+    HeaderCase{"dvda assignment 1 is stereo", A, dvda, dvdaHeader(0x0F, 0x0F, 1), kAccepted, 12, 48000, 2, ST16Bit, 0x3},
+    HeaderCase{"dvda assignment 20 codes the surround pair first", A, dvda, dvdaHeader(0x22, 0x11, 20), kAccepted, 12, 96000, 6, ST24Bit, 0x3F},
+    HeaderCase{"dvda assignment 21", A, dvda, dvdaHeader(0x00, 0x00, 21), kRefused},
     HeaderCase{"dvda a longer header is skipped whole", A, dvda, dvdaHeader(0x22, 0x11, 17, 14), kAccepted, 18, 96000, 6, ST24Bit},
     // 36 lead-in bytes = 2 frames of six 24-bit channels = 2/96000 s.
     HeaderCase{"dvda first access unit after two frames", A, dvda, dvdaHeader(0x22, 0x11, 17, 8, 36), kAccepted, 12, 96000, 6, ST24Bit, 0, 208},
@@ -150,6 +152,27 @@ INSTANTIATE_TEST_SUITE_P(Rows, LpcmHeaders, ::testing::Values(
     HeaderCase{"dvda another subtype", A, pesType(MEDIASUBTYPE_PCM), dvdHeader(0, 0, 2), kRefused}),
     caseName<HeaderCase>);
 // clang-format on
+
+// compatQuirks=1 takes only the two groups of three (assignment 17), as the
+// decoder once did; by default every assignment is decoded.
+TEST(LpcmPackets, DvdaCompatQuirksTakeOnlyAssignment17)
+{
+    for (auto [parameters, stereoTaken] :
+         {std::pair{"", true}, std::pair{"compatQuirks=1\n", false}}) {
+        ParameterLines lines(parameters);
+        for (int assignment : {1, 17}) {
+            std::ostringstream log;
+            auto decoder = makeDecoder(A, log);
+            ASSERT_TRUE(decoder->init(dvda));
+            std::vector<uint8_t> packet = dvdaHeader(0x00, 0x00, assignment);
+            packet.resize(packet.size() + 48, 0x55);
+            const uint8_t* p = packet.data();
+            EXPECT_EQ(decoder->parsePacketHeader(&p, p + packet.size()),
+                      assignment == 17 || stereoTaken)
+                << parameters << assignment;
+        }
+    }
+}
 
 // Without packet headers the format block alone tells the rate and the
 // channels: a block without them refuses the type. With headers, they come

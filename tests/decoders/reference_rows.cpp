@@ -83,34 +83,37 @@ std::vector<uint8_t> dvdaPack(const std::vector<uint8_t>& pcm,
     return out;
 }
 
-// DVD-Audio LPCM: six channels as two groups behind DVD-Audio private
-// headers (assignment 17), fewer as plain audio samples.
+// DVD-Audio LPCM: the source's channels (in coded order) in one or two groups
+// behind DVD-Audio private headers, or as plain audio samples.
 StreamInput dvdaInput(const Row& row)
 {
     StreamInput input;
     int bits = row.format == SampleFormat::S16 ? 16 : 24, channels = row.channels,
         rate = row.tones.rate;
     input.source = tonePcm(row.tones.speakers, rate, row.tones.seconds, bits);
-    bool groups = channels == 6;
-    std::vector<uint8_t> packed = dvdaPack(
-        input.source, channels, bits, groups ? std::vector<int>{3, 3} : std::vector<int>{channels});
+    bool headers = row.dvdaAssignment >= 0;
+    std::vector<int> groups = {channels};
+    if (headers && row.dvdaGroup1 < channels)
+        groups = {row.dvdaGroup1, channels - row.dvdaGroup1};
+    std::vector<uint8_t> packed = dvdaPack(input.source, channels, bits, groups);
     input.source.resize(packed.size());  // whole pairs of frames only
     uint8_t quant = uint8_t(bits == 16 ? 0 : 2);
     // The sample rate codes: 0-2 from 48 kHz up, 8-10 from 44.1 kHz up.
     const int rates[] = {48000, 96000, 192000, 0, 0, 0, 0, 0, 44100, 88200, 176400};
     uint8_t freq = uint8_t(std::find(std::begin(rates), std::end(rates), rate) - rates);
-    input.type = groups ? waveType(MEDIATYPE_MPEG2_PES, MEDIASUBTYPE_DVDA_AUDIO_LPCM,
-                                   WAVE_FORMAT_PCM, 48000, 2, 16)
-                        : waveType(MEDIATYPE_Audio, MEDIASUBTYPE_DVDA_AUDIO_LPCM, WAVE_FORMAT_PCM,
-                                   DWORD(rate), WORD(channels), WORD(bits));
-    input.privateHeaders = groups;
+    // A group that is not used says so with all ones.
+    uint8_t quants = uint8_t(quant << 4 | (groups.size() > 1 ? quant : 0xF));
+    uint8_t freqs = uint8_t(freq << 4 | (groups.size() > 1 ? freq : 0xF));
+    input.type = headers ? waveType(MEDIATYPE_MPEG2_PES, MEDIASUBTYPE_DVDA_AUDIO_LPCM,
+                                    WAVE_FORMAT_PCM, 48000, 2, 16)
+                         : waveType(MEDIATYPE_Audio, MEDIASUBTYPE_DVDA_AUDIO_LPCM, WAVE_FORMAT_PCM,
+                                    DWORD(rate), WORD(channels), WORD(bits));
+    input.privateHeaders = headers;
     size_t unit = size_t(channels * bits / 8 * 2) * 20;  // 40 frames a packet
     for (size_t at = 0; at < packed.size(); at += unit) {
         std::vector<uint8_t> packet;
-        if (groups)
-            packet = {
-                0xA0, 0,  0, 8, 0, 7, 0, uint8_t(quant << 4 | quant), uint8_t(freq << 4 | freq),
-                0,    17, 0};
+        if (headers)
+            packet = {0xA0, 0, 0, 8, 0, 7, 0, quants, freqs, 0, uint8_t(row.dvdaAssignment), 0};
         packet.insert(packet.end(), packed.begin() + long(at),
                       packed.begin() + long(std::min(at + unit, packed.size())));
         input.packets.push_back(packet);
@@ -285,14 +288,34 @@ std::vector<Row> madeRows()
         row.tones.seconds = 0.3;
         row.contract = c.rate == 96000 && c.mask == 0x63F;
     }
-    // DVD-Audio LPCM packed here; the source PCM is the reference.
-    for (Lpcm c : {Lpcm{24, 96000, "FL+FR+FC+LFE+BL+BR", 0x3F},
-                   Lpcm{16, 48000, "FL+FR+FC+LFE+BL+BR", 0x3F}, Lpcm{24, 48000, "FL+FR", 0x3},
-                   Lpcm{16, 44100, "FL+FR", 0x3}, Lpcm{24, 48000, "FC", 0x4}}) {
-        Row& row = lpcmRow("dvda", Decoder::LpcmDvda, c, "");
+    // DVD-Audio LPCM packed here; the source PCM is the reference. With
+    // private headers each channel assignment has its own groups, and those
+    // that code the surround pair before the centre or LFE (18-20) are put in
+    // speaker order; without, the format block tells the channels.
+    struct Dvda {
+        int bits, rate;
+        const char* coded;  // the speakers in the order the stream codes them
+        uint32_t mask;
+        const char* delivered;
+        int assignment, group1;
+    };
+    for (Dvda c :
+         {Dvda{16, 48000, "FL+FR", 0x3, "", 1, 2}, Dvda{24, 96000, "FL+FR", 0x3, "", 1, 2},
+          Dvda{24, 192000, "FC", 0x4, "", 0, 1}, Dvda{24, 48000, "FL+FR+BC", 0x103, "", 2, 2},
+          Dvda{24, 48000, "FL+FR+FC+BL+BR", 0x37, "", 14, 3}, Dvda{24, 96000, k51, 0x3F, "", 17, 3},
+          Dvda{16, 48000, k51, 0x3F, "", 17, 3},
+          Dvda{16, 48000, "FL+FR+BL+BR+LFE", 0x3B, "FL+FR+LFE+BL+BR", 18, 4},
+          Dvda{24, 48000, "FL+FR+BL+BR+FC+LFE", 0x3F, k51, 20, 4},
+          Dvda{24, 48000, "FL+FR", 0x3, "", -1, 0}, Dvda{16, 44100, "FL+FR", 0x3, "", -1, 0},
+          Dvda{24, 48000, "FC", 0x4, "", -1, 0}}) {
+        Row& row = lpcmRow("dvda", Decoder::LpcmDvda,
+                           Lpcm{c.bits, c.rate, c.coded, c.mask, c.delivered}, "");
+        if (c.assignment >= 0)
+            row.name += " assignment " + std::to_string(c.assignment);
         row.build = dvdaInput;
         row.reference = Reference::Source;
-        row.contract = rows.back().channels == 6 && c.bits == 24;
+        row.dvdaAssignment = c.assignment, row.dvdaGroup1 = c.group1;
+        row.contract = c.assignment == 17 && c.bits == 24;
     }
     // AC-3 in every acmod and LFE setting ffmpeg encodes, through both
     // decoders: the AC-3 library's 16-bit output equals ffmpeg's, the DD+

@@ -73,6 +73,11 @@ Bytes aobLpcm16Six(const Bytes& bigEndian)
 {
     return psbuild::dvdAudioLpcmProgramStream(bigEndian, 2400, 0x00, 17, 12);
 }
+// Stereo (assignment 1) cut inside its pairs of frames, as a muxer may.
+Bytes aobLpcm16Stereo(const Bytes& bigEndian)
+{
+    return psbuild::dvdAudioLpcmProgramStream(bigEndian, 1002, 0x00, 1, 4);
+}
 // Little-endian 14-bit words behind a 16-bit stereo PCM header, as CD rips
 // carry DTS.
 Bytes dts14LittleInWav(const Bytes& core)
@@ -117,6 +122,8 @@ const Row kRows[] = {
      nullptr, nullptr, "", {0, 1, 2, 3, 6, 7, 4, 5}},
     {"LpcmAob6ch16", k51, 48000, "-f s16be in.pcm", "", R::Decode, "s16le", C::Exact, 0, 0, 0,
      W{6, 16, 0x3F, 48000}, k51, aobLpcm16Six, "in.aob", "-f s16be -ar 48000 -ch_layout 5.1"},
+    {"LpcmAobStereo16", kStereo, 48000, "-f s16be in.pcm", "", R::Decode, "s16le", C::Exact, 0, 0, 0,
+     W{2, 16, 0x3, 48000}, kStereo, aobLpcm16Stereo, "in.aob", "-f s16be -ar 48000 -ch_layout stereo"},
     // AC-3 through the filter's AC-3 library: within one 16-bit step.
     {"Ac3Raw", k51Side, 48000, "-c:a ac3 in.ac3", "--bits 16", R::Decode, "s16le", C::Lsb, 1, 0, 0,
      W{6, 16, 0x3F, 48000}, k51Side},
