@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstring>
 
+#include "config/util.h"
 #include "core/bit_reader.h"
 #include "core/status_helpers.h"
 #include "diagnostics/assertions.h"
@@ -26,6 +27,26 @@ constexpr bool correctOrder[21] = {
     true, true, true, true, true, true, true, true,  true,  true,  true,
     true, true, true, true, true, true, true, false, false, false,
 };
+
+// One pair of 20-bit sample frames of `n` channels (5n bytes) -> 2n samples
+// in 24-bit containers, little-endian. The pair's samples come in fours (two
+// for a single channel): their upper 16 bits as big-endian words, then their
+// low 4 bits two to a byte, the first sample's in the high nibble.
+uint8_t* unpack20BitPair(const uint8_t* in, int n, uint8_t* out)
+{
+    const int perGroup = n == 1 ? 2 : 4;
+    for (int group = 0; group < 2 * n / perGroup; ++group) {
+        const uint8_t* nibbles = in + 2 * perGroup;
+        for (int i = 0; i < perGroup; ++i) {
+            uint8_t low = i % 2 == 0 ? nibbles[i / 2] & 0xF0 : uint8_t(nibbles[i / 2] << 4);
+            *out++ = low;
+            *out++ = in[2 * i + 1];
+            *out++ = in[2 * i];
+        }
+        in += 2 * perGroup + perGroup / 2;
+    }
+    return out;
+}
 
 }  // namespace
 
@@ -153,6 +174,11 @@ bool AdecLpcmDvd::parseHdDvdHeader(const uint8_t** readPtr, const uint8_t* end)
 TvStatus* AdecLpcmDvd::process(const uint8_t** readPtr, const uint8_t* pend, IMediaSample* dest)
 {
     TV_PROFILE_SCOPE("AdecLpcmDvd::process");
+    // compatQuirks=1 leaves 20-bit streams silent, as the decoder once did.
+    // Odd channel counts above one have no layout of their own.
+    if (_status.stype == ST20Bit && !PcompatQuirks() &&
+        (_status.chan == 1 || (_status.chan > 1 && _status.chan % 2 == 0 && _status.chan <= 8)))
+        return convert20Bit(readPtr, pend, dest);
     const uint8_t* p = *readPtr;
     int32_t size = static_cast<int32_t>(pend - p);
     int sampleSize = byteSize(_status) * std::max(_status.chan, 1);
@@ -237,6 +263,35 @@ TvStatus* AdecLpcmDvd::process(const uint8_t** readPtr, const uint8_t* pend, IMe
     // clang-format off
     TvAssert(p == pend);
     // clang-format on
+    *readPtr = p;
+    return &_status;
+}
+
+// 20-bit pairs of frames take 5 bytes a channel and give 6: as many as the
+// output holds are converted, the rest waits for the next call.
+TvStatus* AdecLpcmDvd::convert20Bit(const uint8_t** readPtr,
+                                    const uint8_t* pend,
+                                    IMediaSample* dest)
+{
+    const int n = _status.chan;
+    const int32_t pairIn = 5 * n, pairOut = 6 * n;
+    if (_status.freq > 0)
+        _status.timeOffset = static_cast<int32_t>(
+            -(int64_t(_timeStampBytes) * 2 / pairIn * 10000000) / _status.freq);
+    BYTE* out = nullptr;
+    if (!dest || FAILED(dest->GetPointer(&out)) || !out)
+        return nullptr;
+    int32_t pairs = std::min<int32_t>(static_cast<int32_t>(pend - *readPtr) / pairIn,
+                                      std::max<int32_t>(0, dest->GetSize()) / pairOut);
+    if (pairs == 0)
+        return nullptr;
+    const uint8_t* p = *readPtr;
+    for (int32_t pair = 0; pair < pairs; ++pair, p += pairIn)
+        out = unpack20BitPair(p, n, out);
+    _status.samples = 2 * pairs;
+    _status.iFrameSize = pairs * pairIn;
+    fitMaskToCount(_status);
+    dest->SetActualDataLength(pairs * pairOut);
     *readPtr = p;
     return &_status;
 }

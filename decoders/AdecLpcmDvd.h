@@ -1,5 +1,6 @@
 // Linear PCM of DVD-Video and HD-DVD private streams: big-endian 16-bit
-// words, or 24-bit samples packed in pairs of sample frames, to little-endian.
+// words, or 20- and 24-bit samples packed in pairs of sample frames, to
+// little-endian.
 #pragma once
 
 #include "core/Adec.h"
@@ -17,6 +18,7 @@ public:
 private:
     bool parseDvdVideoHeader(const uint8_t** readPtr, const uint8_t* end);
     bool parseHdDvdHeader(const uint8_t** readPtr, const uint8_t* end);
+    TvStatus* convert20Bit(const uint8_t** readPtr, const uint8_t* end, IMediaSample* dest);
 
     CMediaType _mediaType;
     TvStatusLpcm _status;

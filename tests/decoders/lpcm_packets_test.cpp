@@ -174,6 +174,22 @@ TEST(LpcmPackets, DvdaCompatQuirksTakeOnlyAssignment17)
     }
 }
 
+// compatQuirks=1 leaves 20-bit DVD-Video LPCM silent, as the decoder once did.
+TEST(LpcmPackets, Dvd20BitSilentUnderCompatQuirks)
+{
+    ParameterLines lines("compatQuirks=1\n");
+    std::ostringstream log;
+    auto decoder = makeDecoder(V, log);
+    ASSERT_TRUE(decoder->init(pesType(MEDIASUBTYPE_DVD_LPCM_AUDIO, 2, 20)));
+    std::vector<uint8_t> input(60, 0x5A);
+    MemorySample out(4096);
+    const uint8_t* p = input.data();
+    ASSERT_NE(decoder->process(&p, p + input.size(), &out), nullptr);
+    std::vector<uint8_t> written = out.buffer();
+    written.resize(size_t(out.GetActualDataLength()));
+    EXPECT_EQ(written, std::vector<uint8_t>(60, 0));
+}
+
 // Without packet headers the format block alone tells the rate and the
 // channels: a block without them refuses the type. With headers, they come
 // from the first packet.
@@ -279,7 +295,11 @@ INSTANTIATE_TEST_SUITE_P(Rows, LpcmConversion, ::testing::Values(
     // Half a stereo frame at the end; then half a word too, copied as it is.
     ConversionCase{"dvd 16-bit with a partial frame", V, dvd, counting(1022), 4096, true, 1022, 255, 1022, swappedPairs(counting(1022))},
     ConversionCase{"dvd 16-bit with a partial word", V, dvd, counting(1023), 4096, true, 1023, 255, 1023, changed(swappedPairs(counting(1023)), 1022, counting(1023).back())},
-    ConversionCase{"dvd 20-bit is consumed as silence", V, pesType(MEDIASUBTYPE_DVD_LPCM_AUDIO, 2, 20), std::vector<uint8_t>(600, 0x5A), 4096, true, 600, 100, 600, std::vector<uint8_t>(600, 0)},
+    // 20-bit: four upper words, then their low nibbles two to a byte (two words and a byte for one channel); a partial pair waits.
+    ConversionCase{"dvd 20-bit stereo pair", V, pesType(MEDIASUBTYPE_DVD_LPCM_AUDIO, 2, 20), hex("123456789ABCDEF0A53C010203"), 4096, true, 10, 2, 10, hex("A0341250785630BC9AC0F0DE")},
+    ConversionCase{"dvd 20-bit mono pair", V, pesType(MEDIASUBTYPE_DVD_LPCM_AUDIO, 1, 20), hex("12345678A5"), 4096, true, 5, 2, 5, hex("A03412507856")},
+    ConversionCase{"dvd 20-bit converts as many pairs as the output holds", V, pesType(MEDIASUBTYPE_DVD_LPCM_AUDIO, 2, 20), hex("123456789ABCDEF0A53C123456789ABCDEF0A53C"), 12, true, 10, 2, 10, hex("A0341250785630BC9AC0F0DE")},
+    ConversionCase{"dvd 20-bit three channels stay silent", V, pesType(MEDIASUBTYPE_DVD_LPCM_AUDIO, 3, 20), std::vector<uint8_t>(90, 0x5A), 4096, true, 90, 10, 90, std::vector<uint8_t>(90, 0)},
     ConversionCase{"dvd 24-bit three-channel pair", V, pesType(MEDIASUBTYPE_DVD_LPCM_AUDIO, 3, 24), threeChannelPair(true), 64, true, 18, 2, 18, threeChannelPair(false)},
     ConversionCase{"dvd 24-bit odd trailing frame is left", V, pesType(MEDIASUBTYPE_DVD_LPCM_AUDIO, 2, 24), std::vector<uint8_t>(18, 0x11), 64, true, 12, 2, 12, kNothing},
     ConversionCase{"dvd nothing to convert", V, dvd, hex("010203"), 64, false, 0, 0, 0, kNothing},

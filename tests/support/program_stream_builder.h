@@ -127,4 +127,39 @@ inline Bytes dvdAudioLpcmProgramStream(const Bytes& samples,
     return stream;
 }
 
+// DVD-Video 20-bit LPCM at 48 kHz from 32-bit little-endian `samples` of
+// `channels` (1, or an even count): each pair of frames as the upper 16 bits
+// of its samples in fours (twos for one channel), big-endian, each four
+// followed by their next 4 bits two to a byte; `payloadBytes` of that per
+// packet, cut wherever the packet ends.
+inline Bytes dvdVideoLpcm20ProgramStream(const Bytes& samples, int channels, size_t payloadBytes)
+{
+    auto sample = [&](size_t i) {
+        return uint32_t(samples[4 * i] | samples[4 * i + 1] << 8 | samples[4 * i + 2] << 16 |
+                        samples[4 * i + 3] << 24);
+    };
+    size_t perGroup = channels == 1 ? 2 : 4;
+    Bytes coded;
+    for (size_t first = 0; first + 2 * size_t(channels) <= samples.size() / 4;
+         first += 2 * size_t(channels))
+        for (size_t group = first; group < first + 2 * size_t(channels); group += perGroup) {
+            for (size_t i = group; i < group + perGroup; ++i)
+                coded.insert(coded.end(), {uint8_t(sample(i) >> 24), uint8_t(sample(i) >> 16)});
+            for (size_t i = group; i < group + perGroup; i += 2)
+                coded.push_back(uint8_t((sample(i) >> 8 & 0xF0) | (sample(i + 1) >> 12 & 0x0F)));
+        }
+    Bytes stream;
+    size_t frameBytes = 5 * size_t(channels) / 2;  // 2.5 bytes a sample
+    for (size_t at = 0; at < coded.size(); at += payloadBytes) {
+        int64_t pts = 90000 + int64_t(at / frameBytes) * 90000 / 48000;
+        // Substream 0xA0, one frame header, first access unit at the start,
+        // then 20-bit (quantisation 1), 48 kHz, channels - 1; dynamic range.
+        Bytes payload = {0xA0, 1, 0, 1, 0, uint8_t(0x40 | (channels - 1)), 0x80};
+        payload.insert(payload.end(), coded.begin() + long(at),
+                       coded.begin() + long(std::min(coded.size(), at + payloadBytes)));
+        stream = concat({stream, mpeg2Pack(), pes(0xBD, mpeg2Header(&pts), payload)});
+    }
+    return stream;
+}
+
 }  // namespace psbuild
