@@ -174,9 +174,9 @@ bool AdecLpcmDvd::parseHdDvdHeader(const uint8_t** readPtr, const uint8_t* end)
 TvStatus* AdecLpcmDvd::process(const uint8_t** readPtr, const uint8_t* pend, IMediaSample* dest)
 {
     TV_PROFILE_SCOPE("AdecLpcmDvd::process");
-    // compatQuirks=1 leaves 20-bit streams silent, as the decoder once did.
-    // Odd channel counts above one have no layout of their own.
-    if (_status.stype == ST20Bit && !PcompatQuirks() &&
+    // compatQuirks=1 leaves 20-bit DVD-Video streams silent, as the decoder
+    // once did. Odd channel counts above one have no layout of their own.
+    if (_status.stype == ST20Bit && dvdVideoLayouts() &&
         (_status.chan == 1 || (_status.chan > 1 && _status.chan % 2 == 0 && _status.chan <= 8)))
         return convert20Bit(readPtr, pend, dest);
     const uint8_t* p = *readPtr;
@@ -232,6 +232,19 @@ TvStatus* AdecLpcmDvd::process(const uint8_t** readPtr, const uint8_t* pend, IMe
         if (size % 2)
             out[size - 1] = p[size - 1];
         p += size;
+    } else if (_status.stype == ST24Bit && dvdVideoLayouts() && _status.chan >= 4 &&
+               _status.chan % 2 == 0) {
+        // Four or more channels: each pair's samples in fours, the upper 16
+        // bits of four as big-endian words, then their four low bytes.
+        // compatQuirks=1 reads them as two channels are read, below.
+        for (int32_t group = 0; group < samples * _status.chan / 4; ++group) {
+            for (int i = 0; i < 4; ++i) {
+                *out++ = p[8 + i];
+                *out++ = p[2 * i + 1];
+                *out++ = p[2 * i];
+            }
+            p += 12;
+        }
     } else if (_status.stype == ST24Bit) {
         // Pairs of sample frames: the upper 16 bits of all 2n samples as
         // big-endian words, then their 2n low bytes.
@@ -265,6 +278,13 @@ TvStatus* AdecLpcmDvd::process(const uint8_t** readPtr, const uint8_t* pend, IMe
     // clang-format on
     *readPtr = p;
     return &_status;
+}
+
+// The layouts of 20-bit and of many-channel 24-bit DVD-Video LPCM that the
+// letter of the old rules did not know; compatQuirks=1 turns them off.
+bool AdecLpcmDvd::dvdVideoLayouts() const
+{
+    return !PcompatQuirks() && IsEqualGUID(_mediaType.subtype, MEDIASUBTYPE_DVD_LPCM_AUDIO);
 }
 
 // 20-bit pairs of frames take 5 bytes a channel and give 6: as many as the

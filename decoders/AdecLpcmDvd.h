@@ -18,6 +18,7 @@ public:
 private:
     bool parseDvdVideoHeader(const uint8_t** readPtr, const uint8_t* end);
     bool parseHdDvdHeader(const uint8_t** readPtr, const uint8_t* end);
+    bool dvdVideoLayouts() const;
     TvStatus* convert20Bit(const uint8_t** readPtr, const uint8_t* end, IMediaSample* dest);
 
     CMediaType _mediaType;

@@ -300,6 +300,8 @@ INSTANTIATE_TEST_SUITE_P(Rows, LpcmConversion, ::testing::Values(
     ConversionCase{"dvd 20-bit mono pair", V, pesType(MEDIASUBTYPE_DVD_LPCM_AUDIO, 1, 20), hex("12345678A5"), 4096, true, 5, 2, 5, hex("A03412507856")},
     ConversionCase{"dvd 20-bit converts as many pairs as the output holds", V, pesType(MEDIASUBTYPE_DVD_LPCM_AUDIO, 2, 20), hex("123456789ABCDEF0A53C123456789ABCDEF0A53C"), 12, true, 10, 2, 10, hex("A0341250785630BC9AC0F0DE")},
     ConversionCase{"dvd 20-bit three channels stay silent", V, pesType(MEDIASUBTYPE_DVD_LPCM_AUDIO, 3, 20), std::vector<uint8_t>(90, 0x5A), 4096, true, 90, 10, 90, std::vector<uint8_t>(90, 0)},
+    // Four channels and more: the pair's samples in fours, four upper words then their four low bytes.
+    ConversionCase{"dvd 24-bit four-channel pair", V, pesType(MEDIASUBTYPE_DVD_LPCM_AUDIO, 4, 24), hex("0102030405060708111213142122232425262728313233340A"), 4096, true, 24, 2, 24, hex("110201120403130605140807312221322423332625342827")},
     ConversionCase{"dvd 24-bit three-channel pair", V, pesType(MEDIASUBTYPE_DVD_LPCM_AUDIO, 3, 24), threeChannelPair(true), 64, true, 18, 2, 18, threeChannelPair(false)},
     ConversionCase{"dvd 24-bit odd trailing frame is left", V, pesType(MEDIASUBTYPE_DVD_LPCM_AUDIO, 2, 24), std::vector<uint8_t>(18, 0x11), 64, true, 12, 2, 12, kNothing},
     ConversionCase{"dvd nothing to convert", V, dvd, hex("010203"), 64, false, 0, 0, 0, kNothing},

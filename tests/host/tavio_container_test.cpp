@@ -126,6 +126,8 @@ const Row kRows[] = {
      "s16le", C::Exact, 0, 0, 0, W{6, 16, 0x3F, 48000}, k51},
     {"LpcmVob2ch24", kStereo, 48000, "-c:a pcm_dvd -sample_fmt s32 -f vob in.vob", "", R::Decode,
      "s24le", C::Exact, 0, 0, 0, W{2, 24, 0x3, 48000}},
+    {"LpcmVob6ch24", k51, 48000, "-c:a pcm_dvd -sample_fmt s32 -f vob in.vob", "", R::Decode,
+     "s24le", C::Exact, 0, 0, 0, W{6, 24, 0x3F, 48000}, k51},
     {"LpcmM2ts6ch24", k51Side, 48000, "-c:a pcm_bluray -sample_fmt s32 -mpegts_m2ts_mode 1 in.m2ts",
      "", R::Decode, "s24le", C::Exact, 0, 0, 0, W{6, 24, 0x3F, 48000}, k51Side},
     // The Blu-ray table delivers the coded surround pair in the back positions.
