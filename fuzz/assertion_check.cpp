@@ -99,6 +99,10 @@ constexpr AllowedAssertion allowed[] = {
     {"TvFilter", "_istatus->samples>0", nullptr,
      "the same frames from Blu-ray and DVD-Audio LPCM count no samples"},
     {"TvFilter", "_istatus->iFrameSize>0", nullptr, "an empty Blu-ray payload is such a frame"},
+    // A DTS core header's reserved rate codes give rate 0, and the frame is
+    // still returned: the engine refuses it, or in pass-through its burst
+    // goes out. The receive loop asserts and goes on.
+    {"TvFilter", "_istatus->freq>0", nullptr, "a DTS frame with a reserved rate code"},
     {"TvFilter", "_ostatus->samples > 0", nullptr, "the same frames, delivered"},
     // The one-channel remix of such a frame, or of a DVD LPCM packet that
     // ends in a partial sample frame: its length disagrees with the count.
