@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstdio>
 #include <deque>
 #include <optional>
 
@@ -553,6 +554,39 @@ private:
 };
 
 }  // namespace
+
+std::string formatOutsideTheList(const std::string& path)
+{
+    if (!libavformatLoads())
+        return "";
+    // What libavformat's probe makes of the file's head, with every format
+    // allowed: a name only, nothing is opened or decoded.
+    std::vector<uint8_t> head(4096 + AV_INPUT_BUFFER_PADDING_SIZE, 0);
+    FILE* file = std::fopen(path.c_str(), "rb");
+    if (!file)
+        return "";
+    size_t size = std::fread(head.data(), 1, 4096, file);
+    std::fclose(file);
+    AVProbeData probe{};
+    probe.filename = path.c_str();
+    probe.buf = head.data();
+    probe.buf_size = int(size);
+    int score = 0;
+    const AVInputFormat* format = av_probe_input_format2(&probe, 1, &score);
+    if (!format || score < AVPROBE_SCORE_EXTENSION)
+        return "";
+    // A listed format that failed to open is damaged, not unsupported.
+    const std::string listed = std::string(",") + kAudioFormats + ",";
+    std::string names = format->name;
+    for (size_t start = 0; start <= names.size();) {
+        size_t comma = std::min(names.find(',', start), names.size());
+        if (listed.find("," + names.substr(start, comma - start) + ",") != std::string::npos)
+            return "";
+        start = comma + 1;
+    }
+    std::string name = format->long_name ? format->long_name : format->name;
+    return name + " (" + format->name + ")";
+}
 
 std::unique_ptr<InputSource> openAvInput(const std::string& path, std::string& error)
 {

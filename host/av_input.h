@@ -11,6 +11,11 @@
 
 std::unique_ptr<InputSource> openAvInput(const std::string& path, std::string& error);
 
+// The name of the format libavformat recognises in a file outside the
+// formats that carry audio the filter decodes ("raw FLAC (flac)"), or empty
+// (also for a listed format that failed to open: damaged, not unsupported).
+std::string formatOutsideTheList(const std::string& path);
+
 // What libavformat makes of the audio streams of a file, keyed by the
 // demuxer's stream id (for MPEG program streams: the private-stream substream
 // id, or 0x1C0-0x1DF for MPEG audio). Used to describe program-stream audio

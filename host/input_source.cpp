@@ -49,7 +49,12 @@ std::unique_ptr<InputSource> openInputSource(const std::string& path, std::strin
     auto input = openAvInput(path, error);
     if (!input)
         input = openRawMpegAudio(path);
-    if (!input)
+    if (input)
+        return input;
+    std::string known = formatOutsideTheList(path);
+    if (!known.empty())
+        error = known + ": a format tavio reads no audio from";
+    else
         error = "not a recognised audio or container format (" + error + ")";
     return input;
 }

@@ -346,6 +346,11 @@ const AVInputFormat* av_find_input_format(const char* short_name)
     REAL(Format, av_find_input_format);
     return real ? real(short_name) : nullptr;
 }
+const AVInputFormat* av_probe_input_format2(const AVProbeData* pd, int is_opened, int* score_max)
+{
+    REAL(Format, av_probe_input_format2);
+    return real ? real(pd, is_opened, score_max) : nullptr;
+}
 AVFormatContext* avformat_alloc_context(void)
 {
     REAL(Format, avformat_alloc_context);

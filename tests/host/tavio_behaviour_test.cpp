@@ -62,6 +62,7 @@ TEST(Tavio, FailuresEndWithTheirExitCodeAndOneLine)
         {made("video.mpg", video + " -f vob"), 2, "with no audio stream"},
         {made("video.mkv", video + " -c:v mpeg4"), 2, "with no audio stream"},
         {made("pcm.wav", toneInput({})), 2, "pcm_s16le: the filter has no decoder"},
+        {made("tone.flac", toneInput({})), 2, "raw FLAC (flac): a format tavio reads no audio"},
         {made("hi.vob", toneInput({}) + " -c:a pcm_dvd -sample_fmt s32 -f vob") + " --bits float",
          2, "offers no float output"},
         {vectorPath("androidx_media/ts_sample_dts_express.ts"), 3, "DTS Express"},
