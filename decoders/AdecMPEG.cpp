@@ -51,7 +51,23 @@ TvStatus* AdecMPEG::init(const CMediaType& mediaType)
         return nullptr;
     _status = TvStatusMpeg();
     readWaveFormat(mediaType, _status);
+    _freeFormatBytes = 0;
+    _freeFormatStream = 0;
+    _frameFound = false;
     return &_status;
+}
+
+uint32_t AdecMPEG::freeFormatLength(const uint8_t* p, const uint8_t* end)
+{
+    const uint16_t stream = uint16_t((p[1] & 0xFE) << 8 | (p[2] & 0xFC));
+    if (_freeFormatBytes && stream == _freeFormatStream)
+        return _freeFormatBytes;
+    uint32_t bytes = measureFreeFormatFrame(p, size_t(end - p));
+    if (bytes) {
+        _freeFormatBytes = bytes;
+        _freeFormatStream = stream;
+    }
+    return bytes;
 }
 
 bool AdecMPEG::updateStatus(const uint8_t** readPtr, const uint8_t* end)
@@ -62,9 +78,25 @@ bool AdecMPEG::updateStatus(const uint8_t** readPtr, const uint8_t* end)
         return false;
     }
     MpegHeader header;
-    // compatQuirks=1 measures layer I frames as the decoder once did.
-    const bool legacyLayer1 = PcompatQuirks();
-    while (!parseMpegHeader(p, size_t(end - p), header, legacyLayer1)) {
+    // compatQuirks=1 measures layer I frames as the decoder once did, and
+    // refuses free format.
+    const bool compat = PcompatQuirks();
+    for (;;) {
+        uint32_t freeFormatBytes = 0;
+        if (!compat && isFreeFormatHeader(p, size_t(end - p))) {
+            freeFormatBytes = freeFormatLength(p, end);
+            // A stream's first frame in free format waits for the header
+            // after it, unless the buffer already reaches past any frame.
+            if (!freeFormatBytes && !_frameFound &&
+                end - p < ptrdiff_t(2 * kMaxFreeFormatBytes + 8)) {
+                *readPtr = p;
+                _status.samples = 0;
+                _status.iFrameSize = 0;
+                return false;
+            }
+        }
+        if (parseMpegHeader(p, size_t(end - p), header, compat, freeFormatBytes))
+            break;
         ++p;
         if (end - p < kSearchWindow) {
             *readPtr = p;
@@ -73,6 +105,8 @@ bool AdecMPEG::updateStatus(const uint8_t** readPtr, const uint8_t* end)
         }
     }
     *readPtr = p;
+    _frameFound = true;
+    _freeFormatFrame = header.freeFormat;
     if (header.frameSize > end - p) {
         // Completed by the next input; nothing of it is consumed.
         _status.samples = 0;
@@ -146,6 +180,8 @@ TvStatus* AdecMPEG::decodeLayer12(const uint8_t** readPtr, IMediaSample* out)
 TvStatus* AdecMPEG::decodeLayer3(const uint8_t** readPtr, IMediaSample* out)
 {
     size_t size = size_t(_status.iFrameSize);
+    if (_freeFormatFrame)
+        _mp3->SetFreeFormat(_freeFormatBytes, _status.bitRate);
     size_t isize = _mp3->Feed(*readPtr, size);
     TvAssert(isize <= size);
     _status.iFrameSize = int32_t(isize);

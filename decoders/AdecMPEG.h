@@ -24,6 +24,10 @@ private:
     // when no header lies in the window. A frame not yet whole leaves
     // samples and iFrameSize 0 and the cursor on its header.
     bool updateStatus(const uint8_t** readPtr, const uint8_t* end);
+    // The length before padding of the free-format frame at `p`: measured
+    // on the stream's first, kept for the rest (free format is one constant
+    // bit rate). 0 when the buffer does not show it.
+    uint32_t freeFormatLength(const uint8_t* p, const uint8_t* end);
     TvStatus* decodeLayer12(const uint8_t** readPtr, IMediaSample* out);
     TvStatus* decodeLayer3(const uint8_t** readPtr, IMediaSample* out);
     TvStatus* finish(IMediaSample* out, long bytes);
@@ -32,4 +36,12 @@ private:
     TvStatusMpeg _status;
     std::unique_ptr<Mp3Decoder> _mp3;
     std::unique_ptr<MpegFrameDecoder> _mpeg;
+    // The free-format length found, and the header bytes 1-2 (without CRC
+    // and padding bits) of the stream it was found in.
+    uint32_t _freeFormatBytes = 0;
+    uint16_t _freeFormatStream = 0;
+    // A frame was found since init: from then on a header that looks like
+    // free format but shows no length is passed over, not waited on.
+    bool _frameFound = false;
+    bool _freeFormatFrame = false;  // the frame the status describes
 };

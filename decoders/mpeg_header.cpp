@@ -1,5 +1,7 @@
 #include "decoders/mpeg_header.h"
 
+#include <algorithm>
+
 namespace {
 
 // Bit rates in kbit/s by row and index 1..14 (ISO/IEC 11172-3 2.4.2.3,
@@ -14,6 +16,24 @@ constexpr uint16_t kBitrates[5][15] = {
 };
 
 constexpr uint32_t kSampleRates[3] = {44100, 48000, 32000};
+
+// Header and side information of a layer III frame: no free-format frame is
+// shorter, so no header is looked for inside them.
+size_t layer3HeadBytes(const uint8_t* p)
+{
+    const bool mpeg1 = ((p[1] >> 3) & 3) == 3;
+    const bool mono = (p[3] & 0xC0) == 0xC0;
+    const bool crc = (p[1] & 1) == 0;
+    return 4 + (mpeg1 ? (mono ? 17 : 32) : (mono ? 9 : 17)) + (crc ? 2 : 0);
+}
+
+// Another frame of the same free-format stream: version, layer, rate and
+// bit-rate index alike; CRC, padding and stereo mode may change, mono may not.
+bool sameFreeFormatStream(const uint8_t* p, const uint8_t* q)
+{
+    return q[0] == 0xFF && (q[1] & 0xFE) == (p[1] & 0xFE) && (q[2] & 0xFC) == (p[2] & 0xFC) &&
+           ((q[3] & 0xC0) == 0xC0) == ((p[3] & 0xC0) == 0xC0);
+}
 
 // Bytes per frame before padding: K x bit rate / sample rate, with K the
 // frame's samples / 8. Layer I counts in 4-byte slots (ISO/IEC 11172-3
@@ -42,7 +62,37 @@ uint32_t unpaddedFrameSize(int version,
 
 }  // namespace
 
-bool parseMpegHeader(const uint8_t* p, size_t available, MpegHeader& header, bool legacyLayer1)
+bool isFreeFormatHeader(const uint8_t* p, size_t available)
+{
+    MpegHeader header;
+    return available >= 4 && (p[2] >> 4) == 0 && ((p[1] >> 1) & 3) == 1 &&
+           parseMpegHeader(p, available, header, false, kMaxFreeFormatBytes);
+}
+
+uint32_t measureFreeFormatFrame(const uint8_t* p, size_t available)
+{
+    if (!isFreeFormatHeader(p, available))
+        return 0;
+    const size_t padding = (p[2] >> 1) & 1;
+    const size_t last = std::min<size_t>(available, kMaxFreeFormatBytes + padding + 4) - 4;
+    for (size_t next = layer3HeadBytes(p); next <= last; ++next) {
+        if (!sameFreeFormatStream(p, p + next))
+            continue;
+        // The header after it, where the buffer holds it, confirms the length.
+        const size_t bytes = next - padding;
+        const size_t after = next + bytes + ((p[next + 2] >> 1) & 1);
+        if (after + 4 <= available && !sameFreeFormatStream(p, p + after))
+            continue;
+        return uint32_t(bytes);
+    }
+    return 0;
+}
+
+bool parseMpegHeader(const uint8_t* p,
+                     size_t available,
+                     MpegHeader& header,
+                     bool legacyLayer1,
+                     uint32_t freeFormatBytes)
 {
     if (available < 4 || p[0] != 0xFF || (p[1] & 0xE0) != 0xE0)
         return false;
@@ -65,8 +115,14 @@ bool parseMpegHeader(const uint8_t* p, size_t available, MpegHeader& header, boo
     int row = version == 3 ? layer - 1 : (layer == 3 ? 4 : 3);
     uint32_t bitrate = bitrateIndex >= 1 && bitrateIndex <= 14 ? kBitrates[row][bitrateIndex] : 0;
     uint32_t size = unpaddedFrameSize(version, layer, bitrateIndex, bitrate, rate, legacyLayer1);
+    uint32_t samplesPerChannel = layer == 1 ? 384 : layer == 2 || version == 3 ? 1152 : 576;
+    if (bitrateIndex == 0 && layer == 3 && freeFormatBytes > 0 &&
+        freeFormatBytes <= kMaxFreeFormatBytes) {
+        size = freeFormatBytes;
+        bitrate = uint32_t(uint64_t(size) * 8 * rate / samplesPerChannel / 1000);
+    }
     if (size == 0)
-        return false;  // free format or no table entry
+        return false;  // free format not measured, or no table entry
     size += layer == 1 && !legacyLayer1 ? 4 * padding : padding;
 
     header.version = uint8_t(version);
@@ -75,11 +131,7 @@ bool parseMpegHeader(const uint8_t* p, size_t available, MpegHeader& header, boo
     header.sampleRate = rate;
     header.bitrate = uint16_t(bitrate);
     header.frameSize = uint16_t(size);
-    if (layer == 1)
-        header.samples = 384;
-    else if (layer == 2)
-        header.samples = 1152;
-    else
-        header.samples = 576 * header.channels * (version == 3 ? 2 : 1);
+    header.freeFormat = bitrateIndex == 0;
+    header.samples = samplesPerChannel * (layer == 3 ? header.channels : 1);
     return true;
 }

@@ -14,18 +14,39 @@ struct MpegHeader {
     uint16_t bitrate = 0;     // kbit/s
     uint16_t frameSize = 0;   // bytes, padding included
     uint32_t samples = 0;     // samples per frame over all channels
+    bool freeFormat = false;  // bit-rate index 0: the length was measured, the rate derived
 };
+
+// The longest free-format layer III frame looked for: 320 kbit/s, the most
+// ISO/IEC 11172-3 2.4.2.3 asks decoders to take in free format, at 8 kHz is
+// 2880 bytes.
+constexpr uint32_t kMaxFreeFormatBytes = 4096;
 
 // Parses the four header bytes at `p` (`available` bytes readable). False
 // when no frame starts here: no sync, reserved version, layer or sample rate,
-// free format, a bit-rate index outside the table, or an MPEG-2.5 layer III
+// free format of unknown length, a bit-rate index outside the table, or an MPEG-2.5 layer III
 // bit rate above 64 kbit/s, for which the size table has no entry.
 //
 // A layer I frame is a whole number of 4-byte slots, its padding one slot.
 // `legacyLayer1` measures it as the decoder once did, 48 x bit rate / sample
 // rate bytes unrounded and one byte of padding: at 44.1 kHz and its halves
 // that is one to three bytes off, and the frame after each is missed.
+//
+// Free format (bit-rate index 0) names no length: a layer III frame in free
+// format is taken when `freeFormatBytes`, its length before padding as
+// measureFreeFormatFrame gives it, is known; the bit rate is then derived
+// from it (kbit/s, rounded down).
 bool parseMpegHeader(const uint8_t* p,
                      size_t available,
                      MpegHeader& header,
-                     bool legacyLayer1 = false);
+                     bool legacyLayer1 = false,
+                     uint32_t freeFormatBytes = 0);
+
+// Whether a free-format layer III header starts at `p`.
+bool isFreeFormatHeader(const uint8_t* p, size_t available);
+
+// The length before padding of the free-format layer III frame at `p`: the
+// distance to the next header of the same stream, confirmed by the header
+// after that one where `available` reaches it. 0 when no such header lies
+// within kMaxFreeFormatBytes (or `available`).
+uint32_t measureFreeFormatFrame(const uint8_t* p, size_t available);

@@ -251,7 +251,8 @@ std::optional<Layout> mpegLayout(FileWindow& file)
     const uint8_t* p = file.window(start, kFrameView);
     size_t available = start < size ? std::min(kFrameView, size - start) : 0;
     MpegHeader first;
-    if (!p || start >= size || !mpegFrameLength(p, available, first))
+    uint32_t freeFormatBytes = 0;
+    if (!p || start >= size || !mpegFrameLength(p, available, first, freeFormatBytes))
         return std::nullopt;
     if (hasVbriTag(p, available))
         return std::nullopt;
@@ -297,7 +298,8 @@ std::optional<Layout> mpegLayout(FileWindow& file)
         p = file.window(at, kFrameView);
         if (!p)
             return std::nullopt;
-        size_t length = mpegFrameLength(p, std::min(kFrameView, size - at), header);
+        size_t length =
+            mpegFrameLength(p, std::min(kFrameView, size - at), header, freeFormatBytes);
         if (!length || !sameFormat(first, header))
             break;
         if (layout.frames.empty())
@@ -330,6 +332,10 @@ std::optional<Layout> mpegLayout(FileWindow& file)
 
     if (taggedFrames) {
         layout.durationTicks = *taggedFrames * layout.frameSamples * layout.ticksPerSample;
+    } else if (first.freeFormat) {
+        // No bit rate to estimate from (libavformat reads no free format):
+        // the frames counted.
+        layout.durationTicks = sample * layout.ticksPerSample;
     } else if (constantBitRate) {
         // libavformat's estimate from the bit rate over what follows the
         // first audio frame's start, end tags included.
@@ -355,6 +361,8 @@ std::optional<Layout> mpegLayout(FileWindow& file)
                                           *taggedFrames * layout.frameSamples) /
                            1000) +
             " kbit/s";
+    else if (first.freeFormat)
+        layout.description += ", free format at " + std::to_string(first.bitrate) + " kbit/s";
     else if (constantBitRate)
         layout.description += ", " + std::to_string(bitrate) + " kbit/s";
     return layout;

@@ -89,11 +89,13 @@ std::unique_ptr<InputSource> openRawMpegAudio(const std::string& path)
     size_t start = id3v2TagLength(head.data(), head.size());
     for (size_t at = 0; at + 4 <= head.size(); ++at) {
         MpegHeader first, header;
-        size_t length = mpegFrameLength(&head[at], head.size() - at, first);
+        uint32_t freeFormatBytes = 0;
+        size_t length = mpegFrameLength(&head[at], head.size() - at, first, freeFormatBytes);
         size_t next = at + length;
         int run = length ? 1 : 0;
         while (run > 0 && run < 3 && next + 4 <= head.size()) {
-            size_t more = mpegFrameLength(&head[next], head.size() - next, header);
+            size_t more =
+                mpegFrameLength(&head[next], head.size() - next, header, freeFormatBytes);
             if (!more || !sameFormat(first, header))
                 break;
             next += more;

@@ -30,6 +30,9 @@ uint32_t errorCode(int number)
 
 void Mp3Decoder::Reset()
 {
+    _freeFormatBytes = 0;
+    _freeFormatBitrate = 0;
+    _mpg123.setFreeFormatBytes(0);
     _mpg123.reopen();
     _info = Mp3Info();
     _pending.clear();
@@ -37,6 +40,18 @@ void Mp3Decoder::Reset()
     _mp3proSignalled = false;
     _audioSeen = false;
     _upsampler.reset();
+}
+
+void Mp3Decoder::SetFreeFormat(size_t bytes, int bitrate)
+{
+    _freeFormatBitrate = bitrate;
+    if (bytes == _freeFormatBytes)
+        return;
+    _freeFormatBytes = bytes;
+    _mpg123.setFreeFormatBytes(bytes);
+    _mpg123.reopen();
+    _pending.clear();
+    _pendingOffset = 0;
 }
 
 size_t Mp3Decoder::Feed(const uint8_t* input, size_t size)
@@ -126,7 +141,8 @@ void Mp3Decoder::updateInfo()
         return;
     _info.layer = frame.layer;
     _info.mpegVersion = frame.version == MPG123_1_0 ? 1 : frame.version == MPG123_2_0 ? 2 : 4;
-    _info.bitrate = frame.bitrate * 1000;
+    // libmpg123 reports free-format frames at 0 kbit/s.
+    _info.bitrate = frame.bitrate == 0 && _freeFormatBytes ? _freeFormatBitrate : frame.bitrate * 1000;
     _info.channels = frame.mode == MPG123_M_MONO ? 1 : 2;
     _info.sampleRate = int(frame.rate);
     _info.mp3pro = _mp3proSignalled && _info.layer == 3;

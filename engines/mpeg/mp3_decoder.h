@@ -56,6 +56,11 @@ public:
     Mp3Decoder() = default;
     // Forgets fed bytes, pending output and the stream's state.
     void Reset();
+    // The frames fed from now on are in free format, `bytes` long before
+    // padding, at `bitrate` bits per second (what GetBitrate reports for
+    // them). A length other than the one the stream was opened with starts
+    // a fresh stream.
+    void SetFreeFormat(size_t bytes, int bitrate);
     // Takes `size` bytes of the stream; returns how many were taken. PCM of
     // the previous frame not yet handed out is dropped.
     size_t Feed(const uint8_t* input, size_t size);
@@ -86,4 +91,8 @@ private:
     bool _mp3proSignalled = false;
     bool _audioSeen = false;
     CoreUpsampler _upsampler;
+    // The free-format length the stream was opened with, and the bit rate
+    // its frames are reported at.
+    size_t _freeFormatBytes = 0;
+    int _freeFormatBitrate = 0;
 };

@@ -54,3 +54,10 @@ bool Mpg123Handle::reopen()
     mpg123_close(_handle);
     return mpg123_open_feed(_handle) == MPG123_OK;
 }
+
+bool Mpg123Handle::setFreeFormatBytes(size_t bytes)
+{
+    // libmpg123 counts a frame without its 4-byte header; -1 is "unknown".
+    long value = bytes > 4 ? long(bytes) - 4 : -1;
+    return _handle && mpg123_param(_handle, MPG123_FREEFORMAT_SIZE, value, 0) == MPG123_OK;
+}

@@ -21,6 +21,10 @@ public:
     mpg123_handle_struct* handle() const { return _handle; }
     // Forgets all fed bytes and the synthesis history: a fresh stream.
     bool reopen();
+    // Free-format frames of `bytes` before padding, header included, in the
+    // streams opened from now on (0: none). Without read-ahead libmpg123
+    // cannot measure them itself.
+    bool setFreeFormatBytes(size_t bytes);
 
 private:
     mpg123_handle_struct* _handle = nullptr;

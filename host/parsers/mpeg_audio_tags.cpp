@@ -13,9 +13,14 @@ uint32_t be32(const uint8_t* p)
 
 }  // namespace
 
-size_t mpegFrameLength(const uint8_t* p, size_t available, MpegHeader& header)
+size_t mpegFrameLength(const uint8_t* p,
+                       size_t available,
+                       MpegHeader& header,
+                       uint32_t& freeFormatBytes)
 {
-    if (!parseMpegHeader(p, available, header))
+    if (!freeFormatBytes && isFreeFormatHeader(p, available))
+        freeFormatBytes = measureFreeFormatFrame(p, available);
+    if (!parseMpegHeader(p, available, header, false, freeFormatBytes))
         return 0;
     return header.layer == 3 ? header.frameSize : measureLayer12Frame(p, available).size;
 }

@@ -13,7 +13,13 @@
 // The length of the frame at `p` as a demuxer cuts frames (layer I and II
 // frames measured by their contents, as the decoder frames them otherwise),
 // with its header in `header`; 0 when no frame header starts there.
-size_t mpegFrameLength(const uint8_t* p, size_t available, MpegHeader& header);
+// `freeFormatBytes` carries a free-format stream's frame length from frame to
+// frame: measured on the first (0 on the way in), taken for the rest, the
+// last one included, whose length nothing after it shows.
+size_t mpegFrameLength(const uint8_t* p,
+                       size_t available,
+                       MpegHeader& header,
+                       uint32_t& freeFormatBytes);
 
 // The length of the ID3v2 tag (header, body and footer) that starts at `p`,
 // or 0 when none does.

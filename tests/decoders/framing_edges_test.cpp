@@ -277,3 +277,29 @@ TEST(MpegFraming, LayerOneAt44kHzKeepsEveryFrame)
         EXPECT_EQ(run.output.size(), run.frames.size() * 384 * 2 * 2) << parameters;
     }
 }
+
+// Free format names no frame length: the first frame's is the distance to
+// the next header, kept for the rest (the last one included), however the
+// input is cut. compatQuirks=1 refuses free format, as the decoder once did.
+TEST(MpegFraming, FreeFormatIsMeasuredOnTheFirstFrame)
+{
+    REQUIRE_VECTOR("minimp3/l3-he_free.bit");
+    std::vector<uint8_t> stream = readBytes(vectorPath("minimp3/l3-he_free.bit"));
+    const CMediaType type = audioType(MEDIASUBTYPE_MP3, WAVE_FORMAT_MPEGLAYER3, 44100);
+    auto run = [&](size_t piece) {
+        std::ostringstream log;
+        auto decoder = makeDecoder(Decoder::Mpeg, log);
+        EXPECT_TRUE(decoder->init(type));
+        DecoderRun result = feedDecoder(*decoder, {stream}, {.piece = piece});
+        EXPECT_EQ(result.contractBreaks, std::vector<std::string>{});
+        return result;
+    };
+    DecoderRun whole = run(0);
+    EXPECT_EQ(whole.frames.size(), 68u);
+    EXPECT_EQ(whole.output.size(), 68u * 1152 * 2 * 2);
+    for (size_t piece : {1u, 17u, 3000u})
+        EXPECT_TRUE(run(piece).output == whole.output) << "pieces of " << piece;
+    ParameterLines compat("compatQuirks=1\n");
+    // The letter finds only false syncs inside the frames.
+    EXPECT_FALSE(run(0).output == whole.output);
+}

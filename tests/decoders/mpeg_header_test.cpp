@@ -40,6 +40,7 @@ struct Row {
     std::vector<uint8_t> bytes;
     Expected expected;
     bool legacyLayer1 = false;
+    uint32_t freeFormatBytes = 0;
 };
 
 // clang-format off
@@ -63,7 +64,11 @@ const Row kRows[] = {
     {"MPEG-2.5 III 11.025 kHz 64 kbit/s", mpeg(0, 3, 8, 0, 0, 3), {true, 0, 3, 1, 11025, 64, 417, 576}},
     {"MPEG-2.5 III 8 kHz 8 kbit/s padded", mpeg(0, 3, 1, 2, 1, 0), {true, 0, 3, 2, 8000, 8, 73, 1152}},
     {"MPEG-2.5 III index 9: no size entry", mpeg(0, 3, 9, 0, 0, 3), {}},
-    {"free format", mpeg(3, 3, 0, 0, 0, 0), {}},
+    {"free format of unknown length", mpeg(3, 3, 0, 0, 0, 0), {}},
+    {"free format III, its rate derived", mpeg(3, 3, 0, 0, 0, 0), {true, 3, 3, 2, 44100, 119, 391, 2304}, false, 391},
+    {"free format III padded", mpeg(2, 3, 0, 1, 1, 3), {true, 2, 3, 1, 24000, 80, 241, 576}, false, 240},
+    {"free format II is not measured", mpeg(3, 2, 0, 0, 0, 0), {}, false, 391},
+    {"free format longer than any looked for", mpeg(3, 3, 0, 0, 0, 0), {}, false, kMaxFreeFormatBytes + 1},
     {"bit-rate index 15", mpeg(3, 3, 15, 0, 0, 0), {}},
     {"reserved version", mpeg(1, 3, 9, 0, 0, 0), {}},
     {"reserved layer", mpeg(3, 4, 9, 0, 0, 0), {}},
@@ -79,12 +84,52 @@ TEST(MpegHeader, Table)
     for (const Row& row : kRows) {
         MpegHeader h;
         Expected got;
-        got.found = parseMpegHeader(row.bytes.data(), row.bytes.size(), h, row.legacyLayer1);
+        got.found = parseMpegHeader(row.bytes.data(), row.bytes.size(), h, row.legacyLayer1,
+                                    row.freeFormatBytes);
         if (got.found)
             got = {true,      h.version,   h.layer,       h.channels, int(h.sampleRate),
                    h.bitrate, h.frameSize, int(h.samples)};
         EXPECT_EQ(got.fields(), row.expected.fields()) << row.what;
     }
+}
+
+// Free-format frames laid out at the given offsets (each header a stereo
+// MPEG-1 layer III one at 44.1 kHz, padded where asked), zeros between.
+std::vector<uint8_t> freeFormatStream(size_t size, std::vector<std::pair<size_t, int>> headers)
+{
+    std::vector<uint8_t> bytes(size);
+    for (auto [at, padding] : headers) {
+        std::vector<uint8_t> h = mpeg(3, 3, 0, 0, padding, 0);
+        std::copy(h.begin(), h.end(), bytes.begin() + long(at));
+    }
+    return bytes;
+}
+
+TEST(MpegHeader, FreeFormatLength)
+{
+    struct Case {
+        const char* what;
+        std::vector<uint8_t> bytes;
+        uint32_t length;
+    } cases[] = {
+        {"the next header, confirmed by the one after", freeFormatStream(1200, {{0, 0}, {391, 1}, {783, 1}}), 391},
+        {"padding counts once", freeFormatStream(1200, {{0, 1}, {392, 0}, {783, 1}}), 391},
+        {"no header after: unknown", freeFormatStream(1200, {{0, 0}}), 0},
+        {"the one after beyond the buffer: taken", freeFormatStream(600, {{0, 0}, {391, 0}}), 391},
+        {"a false header the next one does not confirm is passed over",
+         freeFormatStream(1300, {{0, 0}, {100, 0}, {391, 0}, {782, 0}}), 391},
+        {"none inside the side information", freeFormatStream(1200, {{0, 0}, {20, 0}, {40, 0}}), 0},
+        {"a header of another rate is no frame of the stream",
+         [] {
+             std::vector<uint8_t> b = freeFormatStream(1200, {{0, 0}});
+             std::vector<uint8_t> other = mpeg(3, 3, 0, 1, 0, 0);
+             std::copy(other.begin(), other.end(), b.begin() + 391);
+             return b;
+         }(),
+         0},
+    };
+    for (const Case& c : cases)
+        EXPECT_EQ(measureFreeFormatFrame(c.bytes.data(), c.bytes.size()), c.length) << c.what;
 }
 
 }  // namespace mpeg_header_rows

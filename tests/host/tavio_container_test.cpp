@@ -268,6 +268,9 @@ const Row kRows[] = {
      0, 0, W{1, 16, 0x4, 48000}},
     {"Mp3VectorNonstandard", "", 0, "minimp3/l3-nonstandard-sin1k0db_lame_vbrtag.bit", "",
      R::Decode, "s16le", C::Snr, 80, 0, 0, W{2, 16, 0x3, 44100}},
+    // Free format, which libavformat does not read; its PCM lacks the last frame.
+    {"Mp3VectorFreeFormat", "", 0, "minimp3/l3-he_free.bit", "", R::PcmFile, "s16le", C::Lsb, 1,
+     1152, 0, W{2, 16, 0x3, 44100}},
     // AAC through FAAD2 against ffmpeg's decoder, from the first unit on: the
     // host cuts the container's priming by time.
     {"AacM4a", k51, 48000, "-c:a aac in.m4a", "", R::Decode, "s16le", C::Snr, 50, 0, 0,
