@@ -17,10 +17,10 @@ struct MpegHeader {
     bool freeFormat = false;  // bit-rate index 0: the length was measured, the rate derived
 };
 
-// The longest free-format layer III frame looked for: 320 kbit/s, the most
-// ISO/IEC 11172-3 2.4.2.3 asks decoders to take in free format, at 8 kHz is
-// 2880 bytes.
-constexpr uint32_t kMaxFreeFormatBytes = 4096;
+// The longest free-format layer III frame looked for, before padding: 320
+// kbit/s, the most a decoder must take in free format (ISO/IEC 11172-3
+// 2.4.2.3), at 8 kHz, the lowest rate.
+constexpr uint32_t kMaxFreeFormatBytes = 2880;
 
 // Parses the four header bytes at `p` (`available` bytes readable). False
 // when no frame starts here: no sync, reserved version, layer or sample rate,

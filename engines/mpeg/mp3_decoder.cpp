@@ -64,6 +64,17 @@ size_t Mp3Decoder::Feed(const uint8_t* input, size_t size)
     _pendingOffset = 0;
     if (!_audioSeen && containsMark(input, size))
         _mp3proSignalled = true;
+    _fed = FedFrame();
+    int versionBits = size >= 4 ? (input[1] >> 3) & 3 : 1;
+    int rateIndex = size >= 4 ? (input[2] >> 2) & 3 : 3;
+    if (input[0] == 0xFF && versionBits != 1 && rateIndex != 3) {
+        static constexpr long kRates[3] = {44100, 48000, 32000};
+        _fed.layer = 4 - ((input[1] >> 1) & 3);
+        _fed.version = versionBits == 3 ? 0 : versionBits == 2 ? 1 : 2;
+        _fed.rate = kRates[rateIndex] >> _fed.version;
+        _fed.mono = (input[3] & 0xC0) == 0xC0;
+        _fed.size = size;
+    }
     return mpg123_feed(_mpg123.handle(), input, size) == MPG123_OK ? size : 0;
 }
 
@@ -82,7 +93,7 @@ uint32_t Mp3Decoder::Decode(uint8_t* output, size_t capacity, size_t* written, i
         int status;
         do
             status = mpg123_decode_frame(h, &frameNumber, &audio, &bytes);
-        while (status == MPG123_NEW_FORMAT);
+        while (status == MPG123_NEW_FORMAT || (status == MPG123_OK && !decodedTheFedFrame()));
         if (status == MPG123_NEED_MORE || status == MPG123_DONE)
             return 0;
         if (status != MPG123_OK)
@@ -108,6 +119,16 @@ uint32_t Mp3Decoder::Decode(uint8_t* output, size_t capacity, size_t* written, i
     _pendingOffset += n;
     *written = n;
     return 0;
+}
+
+bool Mp3Decoder::decodedTheFedFrame() const
+{
+    mpg123_frameinfo frame{};
+    if (_fed.size == 0 || mpg123_info(_mpg123.handle(), &frame) != MPG123_OK)
+        return true;
+    return frame.layer == _fed.layer && int(frame.version) == _fed.version &&
+           frame.rate == _fed.rate && (frame.mode == MPG123_M_MONO) == _fed.mono &&
+           size_t(frame.framesize) == _fed.size;
 }
 
 size_t Mp3Decoder::frameBytes() const

@@ -81,6 +81,8 @@ private:
     // Bytes of one sample frame (all channels) of the output.
     size_t frameBytes() const;
     bool fitsWhole(size_t bytes, size_t capacity) const;
+    // Whether the frame libmpg123 decoded last is the one fed last.
+    bool decodedTheFedFrame() const;
 
     Mpg123Handle _mpg123;
     Mp3Info _info;
@@ -95,4 +97,14 @@ private:
     // its frames are reported at.
     size_t _freeFormatBytes = 0;
     int _freeFormatBitrate = 0;
+    // The frame fed last, as its header describes it. libmpg123 resyncs past
+    // what it cannot decode; a frame it finds that way among bytes fed
+    // before is not the one fed, and its PCM is dropped.
+    struct FedFrame {
+        int layer = 0;
+        int version = 0;  // libmpg123's: 0 MPEG-1, 1 MPEG-2, 2 MPEG-2.5
+        long rate = 0;
+        bool mono = false;
+        size_t size = 0;  // 0: not a frame header, nothing to compare
+    } _fed;
 };
