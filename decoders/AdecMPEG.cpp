@@ -59,15 +59,21 @@ TvStatus* AdecMPEG::init(const CMediaType& mediaType)
 
 uint32_t AdecMPEG::freeFormatLength(const uint8_t* p, const uint8_t* end)
 {
-    const uint16_t stream = uint16_t((p[1] & 0xFE) << 8 | (p[2] & 0xFC));
-    if (_freeFormatBytes && stream == _freeFormatStream)
-        return _freeFormatBytes;
+    auto streamAt = [](const uint8_t* q) { return uint16_t((q[1] & 0xFE) << 8 | (q[2] & 0xFC)); };
+    const uint16_t stream = streamAt(p);
+    if (_freeFormatBytes && stream == _freeFormatStream) {
+        // Kept while it leads to the next header, or past the buffer (the
+        // last frame); another length is measured anew (streams joined).
+        const size_t next = _freeFormatBytes + ((p[2] >> 1) & 1);
+        if (size_t(end - p) < next + 4 || (p[next] == 0xFF && streamAt(p + next) == stream))
+            return _freeFormatBytes;
+    }
     uint32_t bytes = measureFreeFormatFrame(p, size_t(end - p));
     if (bytes) {
         _freeFormatBytes = bytes;
         _freeFormatStream = stream;
     }
-    return bytes;
+    return bytes ? bytes : stream == _freeFormatStream ? _freeFormatBytes : 0;
 }
 
 bool AdecMPEG::updateStatus(const uint8_t** readPtr, const uint8_t* end)

@@ -303,3 +303,24 @@ TEST(MpegFraming, FreeFormatIsMeasuredOnTheFirstFrame)
     // The letter finds only false syncs inside the frames.
     EXPECT_FALSE(run(0).output == whole.output);
 }
+
+// Two free-format streams joined, frames of 300 bytes then of 420 (silent
+// ones: a header, then zeros): the second length is measured where the first
+// stops leading to a header.
+TEST(MpegFraming, FreeFormatStreamsJoined)
+{
+    std::vector<uint8_t> stream;
+    for (size_t length : {300u, 300u, 300u, 420u, 420u, 420u}) {
+        std::vector<uint8_t> frame(length);
+        frame[0] = 0xFF, frame[1] = 0xFB;  // MPEG-1 layer III, free format, 44.1 kHz
+        stream.insert(stream.end(), frame.begin(), frame.end());
+    }
+    std::ostringstream log;
+    auto decoder = makeDecoder(Decoder::Mpeg, log);
+    ASSERT_TRUE(decoder->init(audioType(MEDIASUBTYPE_MP3, WAVE_FORMAT_MPEGLAYER3, 44100)));
+    DecoderRun run = feedDecoder(*decoder, {stream});
+    EXPECT_EQ(run.contractBreaks, std::vector<std::string>{});
+    ASSERT_EQ(run.frames.size(), 6u) << log.str();
+    EXPECT_EQ(run.frames[0]->iFrameSize, 300);
+    EXPECT_EQ(run.frames[5]->iFrameSize, 420);
+}
