@@ -94,8 +94,7 @@ std::unique_ptr<InputSource> openRawMpegAudio(const std::string& path)
         size_t next = at + length;
         int run = length ? 1 : 0;
         while (run > 0 && run < 3 && next + 4 <= head.size()) {
-            size_t more =
-                mpegFrameLength(&head[next], head.size() - next, header, freeFormatBytes);
+            size_t more = mpegFrameLength(&head[next], head.size() - next, header, freeFormatBytes);
             if (!more || !sameFormat(first, header))
                 break;
             next += more;

@@ -163,7 +163,8 @@ void Mp3Decoder::updateInfo()
     _info.layer = frame.layer;
     _info.mpegVersion = frame.version == MPG123_1_0 ? 1 : frame.version == MPG123_2_0 ? 2 : 4;
     // libmpg123 reports free-format frames at 0 kbit/s.
-    _info.bitrate = frame.bitrate == 0 && _freeFormatBytes ? _freeFormatBitrate : frame.bitrate * 1000;
+    _info.bitrate =
+        frame.bitrate == 0 && _freeFormatBytes ? _freeFormatBitrate : frame.bitrate * 1000;
     _info.channels = frame.mode == MPG123_M_MONO ? 1 : 2;
     _info.sampleRate = int(frame.rate);
     _info.mp3pro = _mp3proSignalled && _info.layer == 3;

@@ -112,7 +112,8 @@ TEST(MpegHeader, FreeFormatLength)
         std::vector<uint8_t> bytes;
         uint32_t length;
     } cases[] = {
-        {"the next header, confirmed by the one after", freeFormatStream(1200, {{0, 0}, {391, 1}, {783, 1}}), 391},
+        {"the next header, confirmed by the one after",
+         freeFormatStream(1200, {{0, 0}, {391, 1}, {783, 1}}), 391},
         {"padding counts once", freeFormatStream(1200, {{0, 1}, {392, 0}, {783, 1}}), 391},
         {"no header after: unknown", freeFormatStream(1200, {{0, 0}}), 0},
         {"the one after beyond the buffer: taken", freeFormatStream(600, {{0, 0}, {391, 0}}), 391},

@@ -578,8 +578,8 @@ std::vector<Row> vectorRows()
     }
     // Free format, which ffmpeg does not read: the PCM that comes with it
     // lacks the last frame.
-    Row& free = add(vectorRow(Decoder::Mpeg, "minimp3/l3-he_free.bit", S16, Compare::Snr, 95, 0,
-                              1152));
+    Row& free =
+        add(vectorRow(Decoder::Mpeg, "minimp3/l3-he_free.bit", S16, Compare::Snr, 95, 0, 1152));
     free.build = rawMpegInput;
     free.reference = Reference::PcmFile;
     return rows;
