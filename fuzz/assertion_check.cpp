@@ -91,6 +91,13 @@ constexpr AllowedAssertion allowed[] = {
      "small output sample"},
     {"AdecDTS", "outSize > 4*status.samples", "dts_decoder_fuzzer", "small output sample"},
     {"AdecAAC", "osize <= sample->GetSize()", "aac_fuzzer", "small output sample"},
+    // AAC with a program config element of more channels than WAVE speakers
+    // (up to 64): no speaker order, and a frame too large for the filter's
+    // output sample is dropped.
+    {"AdecAAC", "inf.samples <= 16384", nullptr, "more than 8 channels: the library's order"},
+    {"TvFilter", "_istatus->channelMask > 0", nullptr, "the same frames: no speaker mask"},
+    {"AdecAAC", "osize <= sample->GetSize()", "filter_fuzzer",
+     "more channels than an output sample holds: dropped"},
     // Frames whose decoders' rules return them with no output: a DTS frame
     // the engine refuses, a Blu-ray payload without a whole sample frame,
     // DVD-Audio LPCM shorter than a pair of sample frames. The receive loop
@@ -112,6 +119,8 @@ constexpr AllowedAssertion allowed[] = {
     // Remix settings an application makes.
     {"AudioConv", "kind >= 0 && kind < 11", "filter_fuzzer",
      "a stream kind outside 0..10: the setting is ignored, the getter refuses"},
+    {"AudioConv", "status.stype == ST16Bit", "filter_fuzzer",
+     "a right-only remix of a stream that is not 16-bit: refused on purpose"},
     {"AudioConv", "create && create( &d ) == 0", "filter_fuzzer",
      "the upmix is set up before the remix library was ever loaded: refused"},
     // 8-bit samples (no disc format has them) have no 16-bit conversion:
