@@ -300,7 +300,7 @@ TEST(MpegFraming, FreeFormatIsMeasuredOnTheFirstFrame)
     for (size_t piece : {1u, 17u, 3000u})
         EXPECT_TRUE(run(piece).output == whole.output) << "pieces of " << piece;
     ParameterLines compat("compatQuirks=1\n");
-    // The letter finds only false syncs inside the frames.
+    // Refusing free format, it finds only false syncs inside the frames.
     EXPECT_FALSE(run(0).output == whole.output);
 }
 
