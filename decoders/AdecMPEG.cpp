@@ -1,6 +1,7 @@
 #include "decoders/AdecMPEG.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "config/util.h"
 #include "conversion/output_parameters.h"
@@ -52,28 +53,27 @@ TvStatus* AdecMPEG::init(const CMediaType& mediaType)
     _status = TvStatusMpeg();
     readWaveFormat(mediaType, _status);
     _freeFormatBytes = 0;
-    _freeFormatStream = 0;
+    std::fill(std::begin(_freeFormatHeader), std::end(_freeFormatHeader), uint8_t(0));
     _frameFound = false;
     return &_status;
 }
 
 uint32_t AdecMPEG::freeFormatLength(const uint8_t* p, const uint8_t* end)
 {
-    auto streamAt = [](const uint8_t* q) { return uint16_t((q[1] & 0xFE) << 8 | (q[2] & 0xFC)); };
-    const uint16_t stream = streamAt(p);
-    if (_freeFormatBytes && stream == _freeFormatStream) {
+    const bool keptStream = _freeFormatBytes && sameFreeFormatStream(_freeFormatHeader, p);
+    if (keptStream) {
         // Kept while it leads to the next header, or past the buffer (the
         // last frame); another length is measured anew (streams joined).
         const size_t next = _freeFormatBytes + ((p[2] >> 1) & 1);
-        if (size_t(end - p) < next + 4 || (p[next] == 0xFF && streamAt(p + next) == stream))
+        if (size_t(end - p) < next + 4 || sameFreeFormatStream(p, p + next))
             return _freeFormatBytes;
     }
-    uint32_t bytes = measureFreeFormatFrame(p, size_t(end - p));
-    if (bytes) {
+    if (uint32_t bytes = measureFreeFormatFrame(p, size_t(end - p))) {
         _freeFormatBytes = bytes;
-        _freeFormatStream = stream;
+        std::copy(p, p + 4, _freeFormatHeader);
+        return bytes;
     }
-    return bytes ? bytes : stream == _freeFormatStream ? _freeFormatBytes : 0;
+    return keptStream ? _freeFormatBytes : 0;
 }
 
 bool AdecMPEG::updateStatus(const uint8_t** readPtr, const uint8_t* end)

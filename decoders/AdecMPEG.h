@@ -39,7 +39,7 @@ private:
     // The free-format length found, and the header bytes 1-2 (without CRC
     // and padding bits) of the stream it was found in.
     uint32_t _freeFormatBytes = 0;
-    uint16_t _freeFormatStream = 0;
+    uint8_t _freeFormatHeader[4] = {};  // the header the kept length was measured at
     // A frame was found since init: from then on a header that looks like
     // free format but shows no length is passed over, not waited on.
     bool _frameFound = false;

@@ -27,14 +27,6 @@ size_t layer3HeadBytes(const uint8_t* p)
     return 4 + (mpeg1 ? (mono ? 17 : 32) : (mono ? 9 : 17)) + (crc ? 2 : 0);
 }
 
-// Another frame of the same free-format stream: version, layer, rate and
-// bit-rate index alike; CRC, padding and stereo mode may change, mono may not.
-bool sameFreeFormatStream(const uint8_t* p, const uint8_t* q)
-{
-    return q[0] == 0xFF && (q[1] & 0xFE) == (p[1] & 0xFE) && (q[2] & 0xFC) == (p[2] & 0xFC) &&
-           ((q[3] & 0xC0) == 0xC0) == ((p[3] & 0xC0) == 0xC0);
-}
-
 // Bytes per frame before padding: K x bit rate / sample rate, with K the
 // frame's samples / 8. Layer I counts in 4-byte slots (ISO/IEC 11172-3
 // 2.4.3.1): 12 x bit rate / sample rate slots, unless `legacyLayer1`.
@@ -61,6 +53,12 @@ uint32_t unpaddedFrameSize(int version,
 }
 
 }  // namespace
+
+bool sameFreeFormatStream(const uint8_t* p, const uint8_t* q)
+{
+    return q[0] == 0xFF && (q[1] & 0xFE) == (p[1] & 0xFE) && (q[2] & 0xFC) == (p[2] & 0xFC) &&
+           ((q[3] & 0xC0) == 0xC0) == ((p[3] & 0xC0) == 0xC0);
+}
 
 bool isFreeFormatHeader(const uint8_t* p, size_t available)
 {

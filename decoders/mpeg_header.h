@@ -45,6 +45,11 @@ bool parseMpegHeader(const uint8_t* p,
 // Whether a free-format layer III header starts at `p`.
 bool isFreeFormatHeader(const uint8_t* p, size_t available);
 
+// Whether the four bytes at `q` head another frame of the free-format stream
+// whose header is at `p`: version, layer, rate and bit-rate index alike; CRC,
+// padding and stereo mode may change, mono may not.
+bool sameFreeFormatStream(const uint8_t* p, const uint8_t* q);
+
 // The length before padding of the free-format layer III frame at `p`: the
 // distance to the next header of the same stream, confirmed by the header
 // after that one where `available` reaches it. 0 when no such header lies
