@@ -9,6 +9,7 @@
 #include "core/status_helpers.h"
 #include "decoders/dvd_audio_assignments.h"
 #include "decoders/dvd_audio_rate.h"
+#include "decoders/lpcm_packing.h"
 #include "diagnostics/assertions.h"
 #include "diagnostics/log_file.h"
 #include "diagnostics/profiling.h"
@@ -281,17 +282,10 @@ void AdecLPCM::convert24BitPairs(const uint8_t** readPtr,
         for (int group = 1; group >= 0; --group) {
             const int count = group == 0 ? first : second;
             const int codedBase = group == 0 ? 0 : first;
-            const uint8_t* words = p;
-            const uint8_t* lows = p + 4 * count;
-            for (int frame = 0; frame < 2; ++frame)
-                for (int k = 0; k < count; ++k) {
-                    const int i = frame * count + k;
-                    uint8_t* o = out + 3 * (frame * n + _slot[codedBase + k]);
-                    o[0] = lows[i];
-                    o[1] = words[2 * i + 1];
-                    o[2] = words[2 * i];
-                }
-            p += 6 * count;
+            p = unpack24BitBlock(p, count, [&](int i) {
+                const int frame = i / count, k = i % count;
+                return out + 3 * (frame * n + _slot[codedBase + k]);
+            });
         }
         out += pairBytes;
     }

@@ -7,6 +7,7 @@
 #include "config/util.h"
 #include "core/bit_reader.h"
 #include "core/status_helpers.h"
+#include "decoders/lpcm_packing.h"
 #include "diagnostics/assertions.h"
 #include "diagnostics/log_file.h"
 #include "diagnostics/profiling.h"
@@ -237,29 +238,14 @@ TvStatus* AdecLpcmDvd::process(const uint8_t** readPtr, const uint8_t* pend, IMe
         // Four or more channels: each pair's samples in fours, the upper 16
         // bits of four as big-endian words, then their four low bytes.
         // compatQuirks=1 reads them as two channels are read, below.
-        for (int32_t group = 0; group < samples * _status.chan / 4; ++group) {
-            for (int i = 0; i < 4; ++i) {
-                *out++ = p[8 + i];
-                *out++ = p[2 * i + 1];
-                *out++ = p[2 * i];
-            }
-            p += 12;
-        }
+        for (int32_t block = 0; block < samples * _status.chan / 4; ++block, out += 12)
+            p = unpack24BitBlock(p, 2, [out](int i) { return out + 3 * i; });
     } else if (_status.stype == ST24Bit) {
         // Pairs of sample frames: the upper 16 bits of all 2n samples as
         // big-endian words, then their 2n low bytes.
-        int n = _status.chan;
-        int32_t pairs = samples / 2;
-        for (int32_t pair = 0; pair < pairs; ++pair) {
-            const uint8_t* words = p;
-            const uint8_t* lows = p + 4 * n;
-            for (int i = 0; i < 2 * n; ++i) {
-                *out++ = lows[i];
-                *out++ = words[2 * i + 1];
-                *out++ = words[2 * i];
-            }
-            p += 6 * n;
-        }
+        const int n = _status.chan;
+        for (int32_t pair = 0; pair < samples / 2; ++pair, out += 6 * n)
+            p = unpack24BitBlock(p, n, [out](int i) { return out + 3 * i; });
     } else {
         // 20-bit samples are recognised but not converted: silence rather
         // than whatever the buffer held, and the bytes go with the frame the
