@@ -6,6 +6,7 @@
 #include <deque>
 #include <optional>
 
+#include "host/parsers/aac_encoder_delay.h"
 #include "host/parsers/adts_header.h"
 #include "host/parsers/dolby_word_order.h"
 #include "host/parsers/dts_word_forms.h"
@@ -223,6 +224,7 @@ public:
             return false;
         selected_ = indices_[n];
         stripAdts_ = adts_[n];
+        aacSelected_ = !latm_[n] && streams_[n].codec == "aac";
         dolbySelected_ = dolby_[n];
         latmParser_.reset(latm_[n] ? new LatmParser : nullptr);
         latmTime_.reset();
@@ -238,6 +240,10 @@ public:
         AVStream* stream = context_->streams[selected_];
         origin_ =
             stream->start_time != AV_NOPTS_VALUE && stream->start_time < 0 ? 0 : stream->start_time;
+        // Priming the encoder announces counts only where the container
+        // cuts none of its own.
+        announcedPriming_ = aacSelected_ && origin_ == stream->start_time;
+        primingUnread_ = announcedPriming_;
         return true;
     }
 
@@ -294,6 +300,8 @@ public:
             return false;
         readAhead_.clear();
         restartParsers();
+        // Back at the start, the first unit comes again.
+        primingUnread_ = announcedPriming_ && target <= origin;
         return true;
     }
 
@@ -469,6 +477,9 @@ private:
             if (dolbySelected_)
                 restoreDolbyWordOrder(packet.data);
         }
+        packet.primingFrames =
+            primingUnread_ ? announcedPrimingFrames(packet.data.data(), packet.data.size()) : 0;
+        primingUnread_ = false;
         // A frame begun in an earlier packet is timed from the carrier's
         // byte rate (CD and WAV: 4 bytes per sample period); without one
         // it goes untimed.
@@ -550,6 +561,9 @@ private:
     int selected_ = -1;
     bool stripAdts_ = false;
     bool dolbySelected_ = false;
+    bool aacSelected_ = false;       // AAC in access units (not LATM)
+    bool announcedPriming_ = false;  // the encoder's priming is cut, if it names it
+    bool primingUnread_ = false;     // the stream's first unit is still to come
     int64_t origin_ = AV_NOPTS_VALUE;
 };
 

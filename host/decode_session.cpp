@@ -563,8 +563,9 @@ DecodeOutcome decodeStream(const FilterFactory& createFilter,
                 window ? window->cut(size, audio.currentFormat()) : SeekWindow::Cut{0, size};
             audio.write(data + cut.skip, cut.keep);
         };
-        // The audio of a packet with end padding is held until the packet
-        // is through the filter, then written without its padding.
+        // The audio of a packet with end padding or announced priming is
+        // held until the packet is through the filter, then written without
+        // them.
         bool holding = false;
         std::vector<uint8_t> held;
         std::atomic<bool> writeFailed = false;
@@ -622,7 +623,11 @@ DecodeOutcome decodeStream(const FilterFactory& createFilter,
             p.size = packet.data.size();
             feed.prepare(packet, p.discontinuity);
             p.start = packet.hasTime ? &packet.start : nullptr;
-            holding = packet.paddingFrames > 0;
+            // A window places the audio by the first sample's time: the
+            // unit after the priming then stands where the priming was, as
+            // in a run without one.
+            const uint32_t priming = packet.primingFrames;
+            holding = packet.paddingFrames > 0 || priming > 0;
             if (p.size > size_t(kSourceBufferSize))
                 sourceFilter->DeliverSplit(p);
             else
@@ -632,7 +637,10 @@ DecodeOutcome decodeStream(const FilterFactory& createFilter,
                 // Padding longer than the packet's audio is ignored, as
                 // libavcodec ignores it, so that lengths stay equal to its.
                 size_t padding = paddingBytes(packet.paddingFrames, audio.currentFormat());
-                emit(held.data(), held.size() - (padding <= held.size() ? padding : 0));
+                size_t lead = std::min(paddingBytes(priming, audio.currentFormat()), held.size());
+                if (padding > held.size() - lead)
+                    padding = 0;
+                emit(held.data() + lead, held.size() - lead - padding);
                 held.clear();
             }
             bar.update(packets.progress());

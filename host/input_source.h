@@ -36,6 +36,10 @@ struct HostPacket {
     // marks as padding (Matroska's DiscardPadding, the granule position of
     // Ogg's last page, an MP3's LAME/Info tag).
     uint32_t paddingFrames = 0;
+    // Frames at the start of this packet's decoded audio that the encoder
+    // announces as its priming, when the container marks none (FAAC's
+    // name in the first AAC access unit).
+    uint32_t primingFrames = 0;
 };
 
 class InputSource {

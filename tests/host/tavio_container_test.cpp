@@ -285,6 +285,10 @@ const Row kRows[] = {
      50, 0, 0, W{6, 16, 0x3F, 48000}},
     {"AacLoas", k51, 48000, "-c:a aac -f latm in.loas", "", R::Decode, "s16le", C::Snr, 50, 0, 0,
      W{6, 16, 0x3F, 48000}},
+    // FAAC names itself in its first unit and starts a frame late: its
+    // priming is cut, as ffmpeg's decoder cuts it, so the first samples line up.
+    {"AacFaacVectorM4a", "", 0, "cts/sinesweep51m4a.m4a", "", R::Decode, "s16le", C::Snr, 80, 0, 0,
+     W{6, 16, 0x3F, 44100}},
     // HE-AAC: the file takes the decoded rate (SBR doubles the announced one)
     // and FAAD2's mono on both fronts.
     {"HeAacVectorTs", "", 0, "mediabunny/no-initial-keyframe.ts", "", R::Decode, "s16le", C::Snr,

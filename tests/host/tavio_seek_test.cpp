@@ -68,6 +68,8 @@ const SeekRow kSeekRows[] = {
     // From zero: the pre-roll reaches back into MP4's priming.
     {"AacM4aFromZero", "-c:a aac in.m4a", "s16le", 80, 1024, nullptr, nullptr, false, "", "0"},
     {"AacAdts", "-c:a aac -f adts in.aac", "s16le", 90, 1024},
+    // From zero, FAAC's announced priming is cut as without a seek: exact.
+    {"AacFaacVectorM4a", "cts/sinesweep51m4a.m4a", "s16le", 80, 0, nullptr, nullptr, true, "", "0"},
     {"HeAacVectorTs", "mediabunny/no-initial-keyframe.ts", "s16le", 55, 2048, nullptr, nullptr,
      true},
     {"VorbisOgg", "-c:a libvorbis -q:a 6 in.ogg", "f32le", 130, 1024, nullptr, nullptr, false,
