@@ -278,6 +278,23 @@ TEST(MpegFraming, LayerOneAt44kHzKeepsEveryFrame)
     }
 }
 
+// Padded layer I frames at 96 kbit/s and 44.1 kHz take 108 bytes, which
+// compatQuirks=1's old measure takes for 105: the engine completes a frame
+// given that much short, so none is lost (here silent frames, no allocation).
+TEST(MpegFraming, LayerOneFramesMeasuredShortAreCompleted)
+{
+    std::vector<uint8_t> frame(108, 0), stream;
+    frame[0] = 0xFF, frame[1] = 0xFF, frame[2] = 0x32;
+    for (int i = 0; i < 20; ++i)
+        stream.insert(stream.end(), frame.begin(), frame.end());
+    for (const char* parameters : {"", "compatQuirks=1\n"}) {
+        ParameterLines lines(parameters);
+        DecoderRun run = decode(Decoder::Mpeg, audioType(MEDIASUBTYPE_MPEG1AudioPayload), {stream});
+        EXPECT_EQ(run.frames.size(), 20u) << parameters;
+        EXPECT_EQ(run.output.size(), run.frames.size() * 384 * 2 * 2) << parameters;
+    }
+}
+
 // Free format names no frame length: the first frame's is the distance to
 // the next header, kept for the rest (the last one included), however the
 // input is cut. compatQuirks=1 refuses free format, as the decoder once did.
