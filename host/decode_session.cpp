@@ -14,7 +14,7 @@
 #include "host/format_converter.h"
 #include "host/graph.h"
 #include "host/host_media_types.h"
-#include "host/mpeg_layer2_padding.h"
+#include "host/mpeg_frame_layout.h"
 #include "host/pcm_format.h"
 #include "host/push_source.h"
 #include "host/seek_window.h"
@@ -383,6 +383,18 @@ void deliverEac3Tail(PushSource& source)
     source.Deliver(tail);
 }
 
+// Completes a stream cut inside its last frame, as other decoders read it.
+void deliverZeros(PushSource& source, size_t count)
+{
+    if (count == 0)
+        return;
+    std::vector<uint8_t> zeros(count);
+    PushSource::Packet tail;
+    tail.data = zeros.data();
+    tail.size = zeros.size();  // no more than a frame
+    source.Deliver(tail);
+}
+
 // A filter's pin by name. The pin lives as long as its filter, which the
 // caller holds, so no reference is kept.
 IPin* pinOf(IBaseFilter* filter, LPCWSTR name)
@@ -568,6 +580,7 @@ DecodeOutcome decodeStream(const FilterFactory& createFilter,
         // them.
         bool holding = false;
         std::vector<uint8_t> held;
+        uint32_t heldPadding = 0;  // frames of end padding in `held`
         std::atomic<bool> writeFailed = false;
         // Audio stamped before this time is not written: before zero, the
         // priming a container marks; through the AC-3 conversion, before the
@@ -597,23 +610,47 @@ DecodeOutcome decodeStream(const FilterFactory& createFilter,
                 stop = request.start.value_or(0) + *request.duration;
             seekThroughGraph(sinkFilter->InputPin(), request.start, stop);
         }
+        auto writeHeld = [&](uint32_t priming) {
+            holding = false;
+            // Padding longer than the packet's audio is ignored, as
+            // libavcodec ignores it, so that lengths stay equal to its.
+            size_t padding = paddingBytes(heldPadding, audio.currentFormat());
+            size_t lead = std::min(paddingBytes(priming, audio.currentFormat()), held.size());
+            if (padding > held.size() - lead)
+                padding = 0;
+            emit(held.data() + lead, held.size() - lead - padding);
+            held.clear();
+        };
         ProgressBar bar(request.progress);
         HostPacket packet;
         size_t delivered = 0;
-        std::optional<MpegLayer2Padding> mpegLayout;
-        if (chosen.codec == "mp1" || chosen.codec == "mp2")
+        std::optional<MpegFrameLayout> mpegLayout;
+        const bool mpegAudio =
+            chosen.codec == "mp1" || chosen.codec == "mp2" || chosen.codec == "mp3";
+        if (mpegAudio)
             mpegLayout.emplace();
         auto stopNow = [&] {
             outcome.stopped = request.stopRequested && request.stopRequested();
             return outcome.stopped || writeFailed || (window && window->full());
         };
-        bool pastEnd = false;
+        bool pastEnd = false, inputEnded = false;
         while ((request.maxPackets == 0 || delivered++ < request.maxPackets) && !stopNow()) {
             SeekingFeed::Step step = feed.applyPendingSeek();
-            if (step == SeekingFeed::Step::Seeked && window)
-                window->restart();
-            if ((pastEnd = step == SeekingFeed::Step::PastEnd) || !packets.next(packet))
+            if (step == SeekingFeed::Step::Seeked) {
+                holding = false;
+                held.clear();
+                if (window)
+                    window->restart();
+                // The source's packets begin on a frame again.
+                if (mpegLayout)
+                    mpegLayout.emplace();
+            }
+            if ((pastEnd = step == SeekingFeed::Step::PastEnd))
                 break;
+            if (!packets.next(packet)) {
+                inputEnded = true;
+                break;
+            }
             if (mpegLayout)
                 mpegLayout->lay(packet.data);
             if (throughAc3 && !cutBefore && packet.hasTime)
@@ -627,22 +664,20 @@ DecodeOutcome decodeStream(const FilterFactory& createFilter,
             // unit after the priming then stands where the priming was, as
             // in a run without one.
             const uint32_t priming = packet.primingFrames;
+            if (holding)
+                writeHeld(0);  // the stream went on after all
             holding = packet.paddingFrames > 0 || priming > 0;
+            heldPadding = packet.paddingFrames;
             if (p.size > size_t(kSourceBufferSize))
                 sourceFilter->DeliverSplit(p);
             else
                 sourceFilter->Deliver(p);
-            if (holding) {
-                holding = false;
-                // Padding longer than the packet's audio is ignored, as
-                // libavcodec ignores it, so that lengths stay equal to its.
-                size_t padding = paddingBytes(packet.paddingFrames, audio.currentFormat());
-                size_t lead = std::min(paddingBytes(priming, audio.currentFormat()), held.size());
-                if (padding > held.size() - lead)
-                    padding = 0;
-                emit(held.data() + lead, held.size() - lead - padding);
-                held.clear();
-            }
+            // A packet that ends inside an MPEG frame is the stream's cut
+            // end when it carries padding: the frame's audio, and the
+            // padding in it, come with the zeros that complete it.
+            if (holding && !(heldPadding > 0 && mpegLayout &&
+                             mpegLayout->zerosToCompleteLastFrame() > 0))
+                writeHeld(priming);
             bar.update(packets.progress());
         }
         // Before the end of stream, which resets the decoder.
@@ -654,8 +689,14 @@ DecodeOutcome decodeStream(const FilterFactory& createFilter,
         if (!outcome.stopped && !writeFailed) {
             if (chosen.codec == "eac3")
                 deliverEac3Tail(*sourceFilter);
+            if (mpegLayout && inputEnded)
+                deliverZeros(*sourceFilter, mpegLayout->zerosToCompleteLastFrame());
+            if (holding)
+                writeHeld(0);
             sourceFilter->DeliverEndOfStream();
         }
+        if (holding)
+            writeHeld(0);  // a stopped decode keeps what reached it
         graph.Stop();
         sinkFilter->SetSampleHandler(nullptr);
         audio.finish();

@@ -108,6 +108,13 @@ Bytes dts14LittleInWav(const Bytes& core)
     return out;
 }
 
+// The last 200 bytes dropped: inside the last frame of MPEG audio at these
+// rates.
+Bytes cutInLastFrame(const Bytes& stream)
+{
+    return Bytes(stream.begin(), stream.end() - 200);
+}
+
 constexpr const char* k51 = "FL+FR+FC+LFE+BL+BR";
 constexpr const char* k51Side = "FL+FR+FC+LFE+SL+SR";
 constexpr const char* k50 = "FL+FR+FC+BL+BR";
@@ -251,6 +258,14 @@ const Row kRows[] = {
      C::Snr, 80, 0, 0, W{2, 16, 0x3, 24000}},
     {"Mp2HalfRateVob", kStereo, 24000, "-c:a mp2 -b:a 96k -f vob in.vob", "", R::Decode, "s16le",
      C::Snr, 80, 0, 0, W{2, 16, 0x3, 24000}},
+    // Cut inside the last frame: completed with zeros, as ffmpeg reads it,
+    // the LAME tag's padding cut from it; a half-rate layer II frame with
+    // the zeros the decoder's measure asks for on top.
+    {"Mp3CutInLastFrame", kStereo, 44100, "-c:a libmp3lame -b:a 192k in.mp3", "", R::Repacked,
+     "s16le", C::Snr, 70, 0, 0, W{2, 16, 0x3, 44100}, nullptr, cutInLastFrame, "cut.mp3", "", {},
+     1},
+    {"Mp2HalfRateCutInLastFrame", kStereo, 24000, "-c:a mp2 -b:a 128k in.mp2", "", R::Repacked,
+     "s16le", C::Snr, 70, 0, 0, W{2, 16, 0x3, 24000}, nullptr, cutInLastFrame, "cut.mp2"},
     {"Mp3VectorXing", "", 0, "androidx_media/mp3_bear-vbr-xing-header.mp3", "", R::Decode, "s16le",
      C::Snr, 80, 0, 0, W{2, 16, 0x3, 48000}},
     {"Mp2VectorProgramStream", "", 0, "androidx_media/ts_sample_h262_mpeg_audio.ps", "", R::Decode,

@@ -1,4 +1,4 @@
-#include "host/mpeg_layer2_padding.h"
+#include "host/mpeg_frame_layout.h"
 
 #include <algorithm>
 #include <cstring>
@@ -29,7 +29,7 @@ Span spanAt(const uint8_t header[4])
 
 }  // namespace
 
-void MpegLayer2Padding::lay(std::vector<uint8_t>& packet)
+void MpegFrameLayout::lay(std::vector<uint8_t>& packet)
 {
     const uint8_t* data = packet.data();
     size_t size = packet.size();
@@ -44,6 +44,7 @@ void MpegLayer2Padding::lay(std::vector<uint8_t>& packet)
             if (frameLeft_ == 0) {
                 laid_.insert(laid_.end(), zerosOwed_, 0);
                 zerosOwed_ = 0;
+                afterFrame_ = true;
             }
             continue;
         }
@@ -63,11 +64,19 @@ void MpegLayer2Padding::lay(std::vector<uint8_t>& packet)
             frameLeft_ = span.real - headSize_;
             zerosOwed_ = span.zeros;
             headSize_ = 0;
+            frameFollowsFrame_ = afterFrame_;
         } else if (headSize_ > 0) {
             std::memmove(head_, head_ + 1, --headSize_);
+            afterFrame_ = false;
         } else {
             laid_.push_back(data[i++]);
+            afterFrame_ = false;
         }
     }
     packet.swap(laid_);
+}
+
+size_t MpegFrameLayout::zerosToCompleteLastFrame() const
+{
+    return frameLeft_ > 0 && frameFollowsFrame_ ? frameLeft_ + zerosOwed_ : 0;
 }

@@ -1,8 +1,9 @@
-// The host's layout of MPEG-2 layer II frames, wherever packets cut the
-// stream: the same bytes come out, each byte in the packet it came in.
+// The host's layout of MPEG audio frames, wherever packets cut the stream:
+// the same bytes come out, each byte in the packet it came in; a stream cut
+// inside a frame that follows a frame is owed the rest of it.
 #include <gtest/gtest.h>
 
-#include "host/mpeg_layer2_padding.h"
+#include "host/mpeg_frame_layout.h"
 
 namespace {
 
@@ -15,7 +16,7 @@ Bytes frame(std::initializer_list<uint8_t> header, size_t size)
     return bytes;
 }
 
-TEST(MpegLayer2Padding, SameLayoutWhereverPacketsCut)
+TEST(MpegFrameLayout, SameLayoutWhereverPacketsCut)
 {
     // MPEG-2 layer II at 24 kHz, 128 kbit/s: 768 bytes, 1152 as the decoder
     // measures them; then MPEG-1 layer II, 576 bytes either way.
@@ -27,17 +28,27 @@ TEST(MpegLayer2Padding, SameLayoutWhereverPacketsCut)
         expected.resize(expected.size() + (f == &mpeg2 ? 384 : 0), 0);
     }
     for (size_t cut = 0; cut <= stream.size(); ++cut) {
-        MpegLayer2Padding layout;
+        MpegFrameLayout layout;
         Bytes first(stream.begin(), stream.begin() + long(cut)),
             second(stream.begin() + long(cut), stream.end());
         layout.lay(first);
+        // The first frame follows other bytes; the others follow a frame.
+        size_t frameEnd = 5, owed = 0;
+        for (const Bytes* f : {&mpeg2, &mpeg2, &mpeg1}) {
+            size_t start = frameEnd;
+            frameEnd += f->size();
+            if (start > 5 && cut >= start + 4 && cut < frameEnd)
+                owed = frameEnd - cut + (f == &mpeg2 ? 384 : 0);
+        }
+        ASSERT_EQ(layout.zerosToCompleteLastFrame(), owed) << cut;
         layout.lay(second);
+        ASSERT_EQ(layout.zerosToCompleteLastFrame(), 0u);
         size_t zerosInFirst = 384 * ((cut >= 5 + 768) + (cut >= 5 + 2 * 768));
         ASSERT_EQ(first.size(), cut + zerosInFirst) << cut;
         first.insert(first.end(), second.begin(), second.end());
         ASSERT_EQ(first, expected) << cut;
     }
-    MpegLayer2Padding layout;
+    MpegFrameLayout layout;
     Bytes laid;
     for (uint8_t byte : stream) {
         Bytes packet{byte};
