@@ -675,8 +675,9 @@ DecodeOutcome decodeStream(const FilterFactory& createFilter,
             // A packet that ends inside an MPEG frame is the stream's cut
             // end when it carries padding: the frame's audio, and the
             // padding in it, come with the zeros that complete it.
-            if (holding && !(heldPadding > 0 && mpegLayout &&
-                             mpegLayout->zerosToCompleteLastFrame() > 0))
+            const bool cutEnd =
+                heldPadding > 0 && mpegLayout && mpegLayout->zerosToCompleteLastFrame() > 0;
+            if (holding && !cutEnd)
                 writeHeld(priming);
             bar.update(packets.progress());
         }
