@@ -165,6 +165,8 @@ TvStatus* AdecMPEG::decodeLayer12(const uint8_t** readPtr, IMediaSample* out)
     // word behind it is checked at delivery).
     size_t capacity =
         size_t(std::max<LONG>(0, std::min<LONG>(out->GetSize(), LONG(PoutputBufferSize()))));
+    if (_mpeg && _freeFormatFrame)
+        _mpeg->setFreeFormatBytes(_freeFormatBytes);
     bool error = !_mpeg || FAILED(out->GetPointer(&pcm)) || !pcm ||
                  _mpeg->decode(*readPtr, size_t(_status.iFrameSize),
                                reinterpret_cast<int16_t*>(pcm), capacity / 2, result);

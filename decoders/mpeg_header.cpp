@@ -17,14 +17,16 @@ constexpr uint16_t kBitrates[5][15] = {
 
 constexpr uint32_t kSampleRates[3] = {44100, 48000, 32000};
 
-// Header and side information of a layer III frame: no free-format frame is
-// shorter, so no header is looked for inside them.
-size_t layer3HeadBytes(const uint8_t* p)
+// Header and CRC, and for layer III its side information: no free-format
+// frame is shorter, so no header is looked for inside them.
+size_t freeFormatHeadBytes(const uint8_t* p)
 {
+    const bool layer3 = ((p[1] >> 1) & 3) == 1;
     const bool mpeg1 = ((p[1] >> 3) & 3) == 3;
     const bool mono = (p[3] & 0xC0) == 0xC0;
     const bool crc = (p[1] & 1) == 0;
-    return 4 + (mpeg1 ? (mono ? 17 : 32) : (mono ? 9 : 17)) + (crc ? 2 : 0);
+    const size_t sideInfo = !layer3 ? 0 : mpeg1 ? (mono ? 17 : 32) : (mono ? 9 : 17);
+    return 4 + sideInfo + (crc ? 2 : 0);
 }
 
 // Bytes per frame before padding: K x bit rate / sample rate, with K the
@@ -63,7 +65,9 @@ bool sameFreeFormatStream(const uint8_t* p, const uint8_t* q)
 bool isFreeFormatHeader(const uint8_t* p, size_t available)
 {
     MpegHeader header;
-    return available >= 4 && (p[2] >> 4) == 0 && ((p[1] >> 1) & 3) == 1 &&
+    // Layers II and III; layer I, whose padding is a 4-byte slot, is left out.
+    const int layerBits = available >= 4 ? (p[1] >> 1) & 3 : 0;
+    return available >= 4 && (p[2] >> 4) == 0 && (layerBits == 1 || layerBits == 2) &&
            parseMpegHeader(p, available, header, false, kMaxFreeFormatBytes);
 }
 
@@ -73,7 +77,7 @@ uint32_t measureFreeFormatFrame(const uint8_t* p, size_t available)
         return 0;
     const size_t padding = (p[2] >> 1) & 1;
     const size_t last = std::min<size_t>(available, kMaxFreeFormatBytes + padding + 4) - 4;
-    for (size_t next = layer3HeadBytes(p); next <= last; ++next) {
+    for (size_t next = freeFormatHeadBytes(p); next <= last; ++next) {
         if (!sameFreeFormatStream(p, p + next))
             continue;
         // The header after it, where the buffer holds it, confirms the length.
@@ -114,7 +118,7 @@ bool parseMpegHeader(const uint8_t* p,
     uint32_t bitrate = bitrateIndex >= 1 && bitrateIndex <= 14 ? kBitrates[row][bitrateIndex] : 0;
     uint32_t size = unpaddedFrameSize(version, layer, bitrateIndex, bitrate, rate, legacyLayer1);
     uint32_t samplesPerChannel = layer == 1 ? 384 : layer == 2 || version == 3 ? 1152 : 576;
-    if (bitrateIndex == 0 && layer == 3 && freeFormatBytes > 0 &&
+    if (bitrateIndex == 0 && layer >= 2 && freeFormatBytes > 0 &&
         freeFormatBytes <= kMaxFreeFormatBytes) {
         size = freeFormatBytes;
         bitrate = uint32_t(uint64_t(size) * 8 * rate / samplesPerChannel / 1000);

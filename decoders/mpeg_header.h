@@ -17,9 +17,10 @@ struct MpegHeader {
     bool freeFormat = false;  // bit-rate index 0: the length was measured, the rate derived
 };
 
-// The longest free-format layer III frame looked for, before padding: 320
+// The longest free-format frame looked for, before padding: layer III at 320
 // kbit/s, the most a decoder must take in free format (ISO/IEC 11172-3
-// 2.4.2.3), at 8 kHz, the lowest rate.
+// 2.4.2.3), at 8 kHz, the lowest rate; layer II's (384 kbit/s at 32 kHz, 1728
+// bytes) is shorter.
 constexpr uint32_t kMaxFreeFormatBytes = 2880;
 
 // Parses the four header bytes at `p` (`available` bytes readable). False
@@ -32,8 +33,8 @@ constexpr uint32_t kMaxFreeFormatBytes = 2880;
 // rate bytes unrounded and one byte of padding: at 44.1 kHz and its halves
 // that is one to three bytes off, and the frame after each is missed.
 //
-// Free format (bit-rate index 0) names no length: a layer III frame in free
-// format is taken when `freeFormatBytes`, its length before padding as
+// Free format (bit-rate index 0) names no length: a layer II or III frame in
+// free format is taken when `freeFormatBytes`, its length before padding as
 // measureFreeFormatFrame gives it, is known; the bit rate is then derived
 // from it (kbit/s, rounded down).
 bool parseMpegHeader(const uint8_t* p,
@@ -42,7 +43,7 @@ bool parseMpegHeader(const uint8_t* p,
                      bool legacyLayer1 = false,
                      uint32_t freeFormatBytes = 0);
 
-// Whether a free-format layer III header starts at `p`.
+// Whether a free-format layer II or III header starts at `p`.
 bool isFreeFormatHeader(const uint8_t* p, size_t available);
 
 // Whether the four bytes at `q` head another frame of the free-format stream
@@ -50,7 +51,7 @@ bool isFreeFormatHeader(const uint8_t* p, size_t available);
 // padding and stereo mode may change, mono may not.
 bool sameFreeFormatStream(const uint8_t* p, const uint8_t* q);
 
-// The length before padding of the free-format layer III frame at `p`: the
+// The length before padding of the free-format layer II or III frame at `p`: the
 // distance to the next header of the same stream, confirmed by the header
 // after that one where `available` reaches it. 0 when no such header lies
 // within kMaxFreeFormatBytes (or `available`).

@@ -11,11 +11,13 @@ namespace {
 struct Span {
     size_t real = 0;   // the frame's true length; 0 when no header starts here
     size_t zeros = 0;  // what the decoder measures beyond it
+    bool freeFormat = false;
 };
 
 Span spanAt(const uint8_t header[4])
 {
     Span span;
+    span.freeFormat = isFreeFormatHeader(header, 4);
     MpegHeader measured;
     if (!parseMpegHeader(header, 4, measured))
         return span;
@@ -31,6 +33,8 @@ Span spanAt(const uint8_t header[4])
 
 void MpegFrameLayout::lay(std::vector<uint8_t>& packet)
 {
+    if (freeFormat_)
+        return;
     const uint8_t* data = packet.data();
     size_t size = packet.size();
     laid_.clear();
@@ -60,18 +64,38 @@ void MpegFrameLayout::lay(std::vector<uint8_t>& packet)
             break;
         }
         Span span = spanAt(header);
+        if (freeFormatAt_) {
+            if (span.freeFormat && sameFreeFormatStream(freeFormatHead_, header)) {
+                // A second header of the stream confirms it: its frames
+                // are measured by their true length, which only the stream
+                // shows, so there is nothing to lay out from here on.
+                freeFormat_ = true;
+                laid_.insert(laid_.end(), data + i, data + size);
+                break;
+            }
+            // Inside what may be a free-format frame, a table header is
+            // likelier a false one than a frame.
+            span.real = 0;
+        } else if (span.freeFormat) {
+            std::memcpy(freeFormatHead_, header, 4);
+            freeFormatAt_ = 1;
+        }
         if (span.real > 0) {
             frameLeft_ = span.real - headSize_;
             zerosOwed_ = span.zeros;
             headSize_ = 0;
             frameFollowsFrame_ = afterFrame_;
-        } else if (headSize_ > 0) {
-            std::memmove(head_, head_ + 1, --headSize_);
-            afterFrame_ = false;
-        } else {
-            laid_.push_back(data[i++]);
-            afterFrame_ = false;
+            continue;
         }
+        if (headSize_ > 0)
+            std::memmove(head_, head_ + 1, --headSize_);
+        else
+            laid_.push_back(data[i++]);
+        afterFrame_ = false;
+        // A free-format header unconfirmed within the longest frame was a
+        // false one.
+        if (freeFormatAt_ && ++freeFormatAt_ > kMaxFreeFormatBytes + 2)
+            freeFormatAt_ = 0;
     }
     packet.swap(laid_);
 }

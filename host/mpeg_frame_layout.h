@@ -7,6 +7,10 @@
 // followed by zeros up to the decoder's size, so that every call holds one
 // frame and the next starts on a header. Other frames pass untouched.
 //
+// Free format (layers II and III) has no padding to add, nor lengths to
+// follow: once a second header of the stream follows its first, the stream
+// passes untouched.
+//
 // A stream cut inside its last frame: the decoder waits for the rest, which
 // never comes, and the frame's audio (for layer III also the overlap that
 // the previous frame left) is lost. Other decoders read the missing bytes as
@@ -37,6 +41,11 @@ private:
     // was skipped in a search for a header.
     bool afterFrame_ = false;
     bool frameFollowsFrame_ = false;  // the current frame began as the last ended
+    bool freeFormat_ = false;
+    // A free-format header not yet confirmed by a second one: its bytes, and
+    // the distance from it to where the search stands, plus one; 0 for none.
+    uint8_t freeFormatHead_[4] = {};
+    size_t freeFormatAt_ = 0;
     // The last bytes of the previous packet, already passed on, when they may
     // begin a header that this packet completes.
     uint8_t head_[3] = {};

@@ -16,15 +16,19 @@ Layer12Frame measureLayer12Frame(const uint8_t* p, size_t available)
     int layerBits = (p[1] >> 1) & 3;
     int rateIndex = (p[2] >> 2) & 3;
     int bitrateIndex = p[2] >> 4;
-    if (version == 1 || layerBits < 2 || rateIndex == 3 || bitrateIndex == 0 || bitrateIndex == 15)
+    if (version == 1 || layerBits < 2 || rateIndex == 3 || bitrateIndex == 15)
         return frame;
     frame.layer1 = layerBits == 3;
+    frame.format =
+        uint32_t(p[1] & 0x1E) << 8 | uint32_t(p[2] & 0x0C) << 4 | ((p[3] & 0xC0) == 0xC0 ? 1 : 0);
+    if (bitrateIndex == 0) {
+        frame.freeFormat = true;
+        return frame;
+    }
     int rate = kRates[rateIndex] >> (version == 3 ? 0 : version == 2 ? 1 : 2);
     int bitrate = kBitrates[(version == 3 ? 0 : 2) + (frame.layer1 ? 0 : 1)][bitrateIndex];
     int padding = (p[2] >> 1) & 1;
     frame.size = frame.layer1 ? size_t((12 * bitrate * 1000 / rate + padding) * 4)
                               : size_t(144 * bitrate * 1000 / rate + padding);
-    frame.format =
-        uint32_t(p[1] & 0x1E) << 8 | uint32_t(p[2] & 0x0C) << 4 | ((p[3] & 0xC0) == 0xC0 ? 1 : 0);
     return frame;
 }

@@ -12,6 +12,9 @@ struct Layer12Frame {
     // Version, layer, sample rate and single channel or not: what must stay
     // the same for frames whose PCM shares one format.
     uint32_t format = 0;
+    // Bit-rate index 0: the header names no length, so `size` is 0 while
+    // `layer1` and `format` are set.
+    bool freeFormat = false;
 };
 
 // The layer I or II frame at `p` (`available` bytes readable); size 0 for

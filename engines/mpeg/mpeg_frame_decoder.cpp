@@ -23,6 +23,17 @@ std::unique_ptr<MpegFrameDecoder> MpegFrameDecoder::create()
     return decoder;
 }
 
+void MpegFrameDecoder::setFreeFormatBytes(size_t bytes)
+{
+    if (bytes == _freeFormatBytes)
+        return;
+    _freeFormatBytes = bytes;
+    // libmpg123 otherwise looks for the next header to measure the frame,
+    // which a frame fed alone does not have.
+    _mpg123.setFreeFormatBytes(bytes);
+    _mpg123.reopen();
+}
+
 const int16_t* MpegFrameDecoder::decodeOne(const uint8_t* frame, size_t size, size_t& words)
 {
     mpg123_handle* h = _mpg123.handle();
@@ -62,8 +73,9 @@ bool MpegFrameDecoder::decode(const uint8_t* input,
         size = padded.size();
     }
     // Layer I goes to libmpg123 as handed over, a byte too many or not: one
-    // frame per call, as the caller frames it.
-    if (first.layer1)
+    // frame per call, as the caller frames it; so does free format, which
+    // only the caller measures.
+    if (first.layer1 || (first.freeFormat && _freeFormatBytes))
         first.size = size;
 
     size_t offset = 0;

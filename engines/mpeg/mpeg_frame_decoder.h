@@ -30,13 +30,19 @@ public:
     // short of a padded frame, whose padding slot is 4 bytes while the caller
     // counts 1: the missing tail is decoded as zeros. Frames whose PCM no
     // longer fits `capacityWords` are decoded (the filter bank moves on) but
-    // not written, and counted. Returns true on an error in the first frame
-    // (no whole frame, bad data, or more output than `capacityWords`).
+    // not written, and counted. A layer II frame in free format is one frame
+    // of all `size` bytes, whose length setFreeFormatBytes gave. Returns
+    // true on an error in the first frame (no whole frame, bad data, or more
+    // output than `capacityWords`).
     bool decode(const uint8_t* input,
                 size_t size,
                 int16_t* output,
                 size_t capacityWords,
                 MpegFrameOutput& result);
+
+    // The length before padding of the free-format frames to come, as the
+    // caller measured it; a new length starts the stream afresh.
+    void setFreeFormatBytes(size_t bytes);
 
 private:
     MpegFrameDecoder() = default;
@@ -44,4 +50,5 @@ private:
     const int16_t* decodeOne(const uint8_t* frame, size_t size, size_t& words);
 
     Mpg123Handle _mpg123;
+    size_t _freeFormatBytes = 0;
 };

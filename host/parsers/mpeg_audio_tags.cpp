@@ -22,7 +22,8 @@ size_t mpegFrameLength(const uint8_t* p,
         freeFormatBytes = measureFreeFormatFrame(p, available);
     if (!parseMpegHeader(p, available, header, false, freeFormatBytes))
         return 0;
-    return header.layer == 3 ? header.frameSize : measureLayer12Frame(p, available).size;
+    return header.layer == 3 || header.freeFormat ? header.frameSize
+                                                  : measureLayer12Frame(p, available).size;
 }
 
 size_t id3v2TagLength(const uint8_t* p, size_t available)

@@ -33,6 +33,9 @@ enum class Reference {
     // ffmpeg's decode of the repacked input tavio reads: for packings ffmpeg
     // reads but cannot write.
     Repacked,
+    // The mpg123 program's decode of the input tavio reads (libmpg123 called
+    // directly): for free format, which ffmpeg neither writes nor reads.
+    Mpg123,
 };
 // Length: a silent stream, whose length and format are the check.
 enum class Compare { Exact, Lsb, Snr, Length };
@@ -106,6 +109,17 @@ Bytes dts14LittleInWav(const Bytes& core)
     put("", 16, 2), put("data", uint32_t(words.size()), 4);
     out.insert(out.end(), words.begin(), words.end());
     return out;
+}
+
+// Free-format layer II at 100 kbit/s, a rate outside the table, by twolame.
+Bytes freeFormatLayer2(const Bytes& wav)
+{
+    TempFolder work;
+    writeBytes(work.file("in.wav"), wav);
+    if (!runCommand("twolame --quiet --freeformat -b 100 " + work.file("in.wav") + " " +
+                    work.file("out.mp2")))
+        return {};
+    return readBytes(work.file("out.mp2"));
 }
 
 // The last 200 bytes dropped: inside the last frame of MPEG audio at these
@@ -266,6 +280,9 @@ const Row kRows[] = {
      1},
     {"Mp2HalfRateCutInLastFrame", kStereo, 24000, "-c:a mp2 -b:a 128k in.mp2", "", R::Repacked,
      "s16le", C::Snr, 70, 0, 0, W{2, 16, 0x3, 24000}, nullptr, cutInLastFrame, "cut.mp2"},
+    // Free format, a rate outside the table, at 24 kHz.
+    {"Mp2FreeFormat", kStereo, 24000, "-f wav in.wav", "", R::Mpg123, "s16le", C::Exact, 0, 0, 0,
+     W{2, 16, 0x3, 24000}, kStereo, freeFormatLayer2, "free.mp2"},
     {"Mp3VectorXing", "", 0, "androidx_media/mp3_bear-vbr-xing-header.mp3", "", R::Decode, "s16le",
      C::Snr, 80, 0, 0, W{2, 16, 0x3, 48000}},
     {"Mp2VectorProgramStream", "", 0, "androidx_media/ts_sample_h262_mpeg_audio.ps", "", R::Decode,
@@ -390,6 +407,12 @@ TEST_P(TavioContainers, DecodesLikeItsReference)
     if (!*row.speakers) {
         REQUIRE_VECTOR(row.made);
     }
+    if (row.reference == R::Mpg123 &&
+        !runCommand("command -v twolame >/dev/null && command -v mpg123 >/dev/null")) {
+        if (runningInCi())
+            FAIL() << "twolame or mpg123 is missing";
+        GTEST_SKIP() << "twolame or mpg123 not installed";
+    }
     std::string made = make(row), input = made;
     if (row.input) {
         input = folder.file(row.input);
@@ -426,12 +449,13 @@ TEST_P(TavioContainers, DecodesLikeItsReference)
         writeBytes(folder.file("converted.ac3"), burstPayloads(readWav(bursts).data));
         made = folder.file("converted.ac3");
     }
-    reference = samplesOf(row.reference == R::Source ? readBytes(source)
-                          : row.reference == R::PcmFile
-                              ? readBytes(made.substr(0, made.rfind('.')) + ".pcm")
-                              : referenceDecode(row.reference == R::Repacked ? input : made,
-                                                row.referenceFormat, row.referenceOptions),
-                          sampleFormatNamed(row.referenceFormat));
+    reference = samplesOf(
+        row.reference == R::Source    ? readBytes(source)
+        : row.reference == R::PcmFile ? readBytes(made.substr(0, made.rfind('.')) + ".pcm")
+        : row.reference == R::Mpg123  ? commandOutput("mpg123 -q -s " + input)
+                                      : referenceDecode(row.reference == R::Repacked ? input : made,
+                                                       row.referenceFormat, row.referenceOptions),
+        sampleFormatNamed(row.referenceFormat));
     if (row.reference == R::Bursts) {
         writeBytes(folder.file("bursts.ac3"), burstPayloads(wav.data));
         ours = samplesOf(referenceDecode(folder.file("bursts.ac3"), "s16le"), SampleFormat::S16);
