@@ -5,8 +5,10 @@ Each input is made here with ffmpeg (ten minutes of 5.1 by default, stereo for
 MPEG audio; AMR, which ffmpeg cannot encode here, is mono speech-band tones made
 with the codec libraries' own encoders) and decoded by both to raw PCM thrown
 away; the figure is the ratio of CPU times (user + system of the child
-processes), the best of several rounds, so a busy machine skews both sides
-alike. With --floors (the folder of the programs bench/floors builds), each
+processes), each program's least over several rounds that alternate between
+them, so a busy machine skews both sides alike. (The least of the per-round
+ratios instead would pick the round where tavio was luckiest and the other
+unluckiest, and flatter tavio by the noise.) With --floors (the folder of the programs bench/floors builds), each
 format also gets tavio's CPU time against its codec library called directly,
 writing the sample format tavio writes. Each format's line of figures gives
 every program's least CPU time and its peak resident size. Usage:
@@ -143,7 +145,6 @@ def main():
             if args.floors and name in FLOORS:
                 program, *floor_options = FLOORS[name]
                 floor = [os.path.join(args.floors, program), path, *floor_options]
-            best = best_floor = None
             # The least CPU time and the largest peak resident size of each program.
             least = {}
             peak = {}
@@ -152,15 +153,15 @@ def main():
                 seconds, mebibytes = run_measured(command)
                 least[program] = min(least.get(program, seconds), seconds)
                 peak[program] = max(peak.get(program, 0), mebibytes)
-                return max(seconds, 1e-6)
+                return seconds
 
             for _ in range(args.rounds):
-                tavio = measured("tavio", ours)
-                ratio = tavio / measured("ffmpeg", reference)
-                best = ratio if best is None else min(best, ratio)
+                measured("tavio", ours)
+                measured("ffmpeg", reference)
                 if floor:
-                    ratio = tavio / measured("floor", floor)
-                    best_floor = ratio if best_floor is None else min(best_floor, ratio)
+                    measured("floor", floor)
+            best = least["tavio"] / max(least["ffmpeg"], 1e-6)
+            best_floor = least["tavio"] / max(least["floor"], 1e-6) if floor else None
             print(f"{name}: {args.seconds} s of {layout}, tavio / ffmpeg CPU time = {best:.2f}")
             if best_floor is not None:
                 print(f"{name}: tavio / library floor CPU time = {best_floor:.2f}")
