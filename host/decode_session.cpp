@@ -11,7 +11,7 @@
 #include "filter/stream_text.h"
 #include "host/burst_unpacker.h"
 #include "host/coalesced_input.h"
-#include "host/format_converter.h"
+#include "host/delivered_audio.h"
 #include "host/graph.h"
 #include "host/host_media_types.h"
 #include "host/mpeg_frame_layout.h"
@@ -19,7 +19,6 @@
 #include "host/push_source.h"
 #include "host/seek_window.h"
 #include "host/sink_filter.h"
-#include "host/wav_writer.h"
 #include "platform/codecapi.h"
 #include "platform/error_text.h"
 
@@ -29,12 +28,6 @@ constexpr LONG kSourceBufferSize = 256 * 1024;
 // The AC-3 encoder behind the filter's E-AC-3 conversion delays the sound by
 // one block's overlap.
 constexpr int64_t kConversionDelayFrames = 256;
-
-bool endsWith(const std::string& text, const std::string& suffix)
-{
-    return text.size() >= suffix.size() &&
-           text.compare(text.size() - suffix.size(), suffix.size(), suffix) == 0;
-}
 
 WAVEFORMATEX waveOf(const CMediaType& type)
 {
@@ -97,219 +90,6 @@ std::optional<CMediaType> offeredFloatType(IPin* output)
     types->Release();
     return found;
 }
-
-// Where the delivered bytes go: a WAVE file, a raw file or standard output.
-class OutputFile {
-    static constexpr size_t kWriteBuffer = size_t(1) << 20;
-
-public:
-    OutputFile() = default;
-    OutputFile(const OutputFile&) = delete;
-    OutputFile& operator=(const OutputFile&) = delete;
-    // A file left open is closed while its buffer still exists.
-    ~OutputFile()
-    {
-        if (raw_ && raw_ != stdout)
-            std::fclose(raw_);
-    }
-
-    bool open(const std::string& path, const CMediaType& type)
-    {
-        if (path.empty())
-            return true;
-        path_ = path;
-        wave_ = path != "-" && endsWith(path, ".wav");
-        if (wave_) {
-            std::vector<uint8_t> format(type.pbFormat, type.pbFormat + type.cbFormat);
-            return writer_.open(path, fileWaveFormat(format));
-        }
-        raw_ = path == "-" ? stdout : std::fopen(path.c_str(), "wb");
-        // A file takes the audio in writes of a megabyte: one system call
-        // each instead of one per few kilobytes. Standard output keeps its
-        // own buffering, so that a pipe's reader is fed as before.
-        if (raw_ && raw_ != stdout) {
-            buffer_ = std::make_unique<char[]>(kWriteBuffer);
-            std::setvbuf(raw_, buffer_.get(), _IOFBF, kWriteBuffer);
-        }
-        return raw_ != nullptr;
-    }
-    void write(const uint8_t* data, size_t size)
-    {
-        if (failed())
-            return;
-        size_t written = size;
-        if (wave_) {
-            writer_.write(data, size);
-            written = writer_.failed() ? 0 : size;
-        } else if (raw_ && (written = std::fwrite(data, 1, size, raw_)) != size) {
-            failed_ = true;
-            error_ = errno;
-        }
-        bytes_ += written;
-    }
-    bool failed() const { return wave_ ? writer_.failed() : failed_; }
-    // Why a write failed, for the user.
-    std::string error() const
-    {
-        int error = wave_ ? writer_.error() : error_;
-        return error ? std::strerror(error) : "unknown error";
-    }
-    bool close()
-    {
-        if (wave_) {
-            bool ok = writer_.close();
-            bytes_ = writer_.dataBytes();  // after a failure, what the file keeps
-            return ok;
-        }
-        bool ok = !failed_;
-        if (raw_ && raw_ != stdout)
-            ok &= std::fclose(raw_) == 0;
-        else if (raw_)
-            ok &= std::fflush(raw_) == 0;
-        raw_ = nullptr;
-        if (!ok && !error_)
-            error_ = errno;
-        return ok;
-    }
-    // Before any audio was written: a WAVE file starts again with the header
-    // of this type.
-    bool restartWith(const CMediaType& type)
-    {
-        if (!wave_ || bytes_)
-            return true;
-        writer_ = WavWriter();
-        std::vector<uint8_t> format(type.pbFormat, type.pbFormat + type.cbFormat);
-        return writer_.open(path_, fileWaveFormat(format));
-    }
-    bool isWave() const { return wave_; }
-    uint64_t bytes() const { return bytes_; }
-
-private:
-    std::string path_;
-    bool wave_ = false;
-    WavWriter writer_;
-    FILE* raw_ = nullptr;
-    std::unique_ptr<char[]> buffer_;  // raw_'s, until it is closed
-    bool failed_ = false;
-    int error_ = 0;
-    uint64_t bytes_ = 0;
-};
-
-// The delivered samples on their way to the output. The file takes the format
-// of the first sample that carries audio (the filter changes its type in-band
-// when a decoder's first frame differs from the connection's type). A later
-// change is said once on standard error; a WAVE file gets the new format
-// converted to its own, raw output gets what the filter delivers.
-class DeliveredAudio {
-public:
-    DeliveredAudio(OutputFile& file, const CMediaType& connected, bool announce)
-        : file_(file),
-          current_(connected),
-          currentFormat_(pcmFormatOf(connected)),
-          fileFormat_(currentFormat_),
-          announce_(announce)
-    {
-        announced_ = fileFormat_;
-    }
-
-    // The format is read from a type once, when it arrives, not per sample.
-    void setType(const CMediaType& type)
-    {
-        current_ = type;
-        currentFormat_ = pcmFormatOf(current_);
-    }
-    const PcmFormat& currentFormat() const { return currentFormat_; }
-
-    void write(const uint8_t* data, size_t size)
-    {
-        if (!size || failed())
-            return;
-        const PcmFormat& now = currentFormat_;
-        if (!started_) {
-            started_ = true;
-            fileFormat_ = announced_ = now;
-            failed_ = !file_.restartWith(current_);
-            if (!failed_)
-                put(data, size, now);
-            return;
-        }
-        if (now == fileFormat_) {
-            drainConverter();
-            put(data, size, now);
-            return;
-        }
-        if (!changedTo_)
-            changedTo_ = now;
-        bool convert = file_.isWave();
-        if (convert && (!converter_.configured() || !(converter_.from() == now))) {
-            drainConverter();
-            convert = converter_.configure(now, fileFormat_);
-        }
-        sayChange(now, !file_.isWave() ? "the raw output goes on in the new format"
-                       : convert       ? "converting to the file's format"
-                                 : "it cannot be converted to the file's format and is left out");
-        if (!file_.isWave()) {
-            put(data, size, now);
-        } else if (convert) {
-            buffer_.clear();
-            converter_.convert(data, size, buffer_);
-            put(buffer_.data(), buffer_.size(), fileFormat_);
-        }
-    }
-
-    void finish() { drainConverter(); }
-    bool failed() const { return failed_ || file_.failed(); }
-    // "16-bit PCM, 48000 Hz, 2 channels (mask 0x3)", and the first change after audio.
-    std::string description() const
-    {
-        std::string text = describe(fileFormat());
-        if (changedTo_)
-            text += "; changed mid-stream to " + describe(*changedTo_);
-        return text;
-    }
-    double seconds() const { return seconds_; }
-    PcmFormat fileFormat() const { return started_ ? fileFormat_ : currentFormat_; }
-
-private:
-    // Writes bytes of `format` and counts the time they last, if written.
-    void put(const uint8_t* data, size_t size, const PcmFormat& format)
-    {
-        file_.write(data, size);
-        uint64_t perSecond = uint64_t(format.blockAlign) * format.rate;
-        if (perSecond && !file_.failed())
-            seconds_ += double(size) / double(perSecond);
-    }
-    void drainConverter()
-    {
-        if (!converter_.configured())
-            return;
-        buffer_.clear();
-        converter_.drain(buffer_);
-        put(buffer_.data(), buffer_.size(), fileFormat_);
-    }
-    void sayChange(const PcmFormat& now, const char* consequence)
-    {
-        if (now == announced_)
-            return;
-        if (announce_)
-            std::fprintf(stderr, "tavio: the delivered format changed from %s to %s; %s\n",
-                         describe(announced_).c_str(), describe(now).c_str(), consequence);
-        announced_ = now;
-    }
-
-    OutputFile& file_;
-    CMediaType current_;
-    PcmFormat currentFormat_;
-    PcmFormat fileFormat_;
-    PcmFormat announced_;
-    std::optional<PcmFormat> changedTo_;
-    bool announce_;
-    bool started_ = false;
-    bool failed_ = false;
-    double seconds_ = 0;
-    FormatConverter converter_;
-    std::vector<uint8_t> buffer_;
-};
 
 class ProgressBar {
 public:
