@@ -43,7 +43,8 @@ TEST(Tavio, FailuresEndWithTheirExitCodeAndOneLine)
         std::string arguments;
         int code;
         std::string says;
-    } cases[] = {
+    };
+    std::vector<Case> cases = {
         {"--bogus", 1, ""},
         {"a.vob b.vob", 1, ""},
         {"--bits 12 a.vob", 1, ""},
@@ -65,9 +66,16 @@ TEST(Tavio, FailuresEndWithTheirExitCodeAndOneLine)
         {made("tone.flac", toneInput({})), 2, "raw FLAC (flac): a format tavio reads no audio"},
         {made("hi.vob", toneInput({}) + " -c:a pcm_dvd -sample_fmt s32 -f vob") + " --bits float",
          2, "offers no float output"},
-        {vectorPath("androidx_media/ts_sample_dts_express.ts"), 3, "DTS Express"},
-        {vectorPath("shakapackager/9ch.ogg"), 2, "the filter refused the vorbis stream"},
     };
+    // Real streams, where the shared vectors are present (CI needs them).
+    for (const Case& c :
+         {Case{"androidx_media/ts_sample_dts_express.ts", 3, "DTS Express"},
+          Case{"shakapackager/9ch.ogg", 2, "the filter refused the vorbis stream"}}) {
+        if (vectorPresent(c.arguments))
+            cases.push_back({vectorPath(c.arguments), c.code, c.says});
+        else
+            EXPECT_FALSE(runningInCi()) << "missing vector " << vectorPath(c.arguments);
+    }
     for (const Case& c : cases) {
         std::string errors;
         EXPECT_EQ(runTavio(c.arguments + " -o " + folder.file("x.wav"), &errors), c.code)
