@@ -19,6 +19,19 @@ namespace {
 
 constexpr unsigned char kOutput16Bit = FAAD_FMT_16BIT;
 
+// The frame record FAAD2 fills, with room behind it. The library lists a
+// speaker position per channel that a program config element names, in an
+// array of 64, without a bound: an element may name up to 93 (15 front,
+// side and back elements of two channels each, and 3 LFE), and the rest
+// would land on whatever the caller keeps next to the record.
+struct FrameInfoWithRoom {
+    NeAACDecFrameInfo info;
+    unsigned char overrun[32];
+};
+static_assert(sizeof(NeAACDecFrameInfo::channel_position) + sizeof(FrameInfoWithRoom::overrun) >=
+                  93,
+              "room for every position a program config element can name");
+
 // Speaker mask bit of each library channel position (unknown, front centre,
 // front left, front right, side left, side right, back left, back right,
 // back centre, LFE).
@@ -179,8 +192,9 @@ void AdecAAC::setMixType(int kind, int mixType, uint32_t channelMask)
 TvStatus* AdecAAC::process(const uint8_t** readPtr, const uint8_t* end, IMediaSample* sample)
 {
     TV_PROFILE_SCOPE("AdecAAC::process");
-    NeAACDecFrameInfo frameInfo;
-    std::memset(&frameInfo, 0, sizeof frameInfo);
+    FrameInfoWithRoom record;
+    std::memset(&record, 0, sizeof record);
+    NeAACDecFrameInfo& frameInfo = record.info;
     unsigned long size = static_cast<unsigned long>(end - *readPtr);
     void* pcm = nullptr;
     // A decoder that could not be re-opened decodes nothing (the library
