@@ -5,7 +5,7 @@
 //   2. connects a push source of disc audio (DVD-Video LPCM or AC-3 from a
 //      VOB), of Vorbis (from an Ogg file), of AAC (from an ADTS stream) or of
 //      AMR speech (a .amr/.awb file, ten frames to a sample as 3GP files carry
-//      them) to the Sample Grabber by
+//      them) or of Blu-ray LPCM (from an M2TS file) to the Sample Grabber by
 //      intelligent connect, which must insert our filter by its registration;
 //   3. runs the graph to the end, checks that the graph loaded MODULE (and
 //      any sibling library from beside it) and compares the grabbed PCM with
@@ -15,8 +15,8 @@
 // After an uninstallation, graph_test MODULE INPUT.vob --absent checks that
 // no key of the filter is left and that intelligent connect no longer finds
 // a decoder for the stream.
-// Usage: graph_test MODULE INPUT.vob|INPUT.ogg|INPUT.aac|INPUT.amr|INPUT.awb EXPECTED.pcm
-// [GRABBED.pcm]
+// Usage: graph_test MODULE INPUT.vob|INPUT.ogg|INPUT.aac|INPUT.amr|INPUT.awb|INPUT.m2ts
+// EXPECTED.pcm [GRABBED.pcm]
 //        graph_test MODULE --unregister
 //        graph_test MODULE INPUT.vob --absent
 // (GRABBED.pcm: where to keep what the grabber collected)
@@ -35,6 +35,7 @@
 #include <string>
 #include <vector>
 
+#include "decoders/AdecLpcmBd.h"
 #include "decoders/ac3_header.h"
 #include "decoders/dts_header.h"
 #include "decoders/mpeg_header.h"
@@ -49,6 +50,7 @@
 #include "host/push_source.h"
 #include "libs/TvAmrDec/amr_storage_frame.h"
 #include "windows/page_window.h"
+#include "windows/transport_stream_reader.h"
 
 namespace {
 
@@ -248,16 +250,22 @@ bool isDts(int substream)
     return substream >= 0x88 && substream <= 0x8F;
 }
 
-// What the media type needs to know: LPCM from its private header, DVD-Audio
-// MLP from its major sync, MPEG audio and AC-3 from the first frame that
-// starts in the packet; DTS is offered as stereo at the frame's rate, and the
-// decoder tells the layout in-band.
-bool describe(const PesPacket& p, AudioStreamParameters& parameters, std::string& description)
+// What the media type needs to know: LPCM from its private header (DVD-Audio's
+// in an AOB, as the host tells them apart), DVD-Audio MLP from its major sync,
+// MPEG audio and AC-3 from the first frame that starts in the packet; DTS is
+// offered as stereo at the frame's rate, and the decoder tells the layout
+// in-band.
+bool describe(const PesPacket& p,
+              bool dvdAudio,
+              AudioStreamParameters& parameters,
+              std::string& description)
 {
     if (p.substreamId == 0xA1 && discMlp(p.payload, parameters, description))
         return true;
     if (isMpegAudio(p))
         return describeMpeg(p, parameters, description);
+    if (p.substreamId == 0xA0 && dvdAudio)
+        return dvdAudioLpcm(p.payload, parameters, description);
     if (p.substreamId >= 0xA0 && p.substreamId <= 0xA7)
         return dvdVideoLpcm(p.payload, parameters, description);
     if (isDts(p.substreamId)) {
@@ -287,6 +295,12 @@ bool describe(const PesPacket& p, AudioStreamParameters& parameters, std::string
     return false;
 }
 
+bool endsWith(const std::string& text, const std::string& end)
+{
+    return text.size() >= end.size() &&
+           text.compare(text.size() - end.size(), end.size(), end) == 0;
+}
+
 // One input sample: a payload and its time stamp, if any.
 struct Payload {
     std::vector<uint8_t> data;
@@ -310,8 +324,9 @@ Input readVob(const char* vob)
     int streamId = -1;
     AudioStreamParameters parameters;
     std::string description;
+    bool dvdAudio = endsWith(vob, ".aob");
     for (const PesPacket& p : packets)
-        if (describe(p, parameters, description)) {
+        if (describe(p, dvdAudio, parameters, description)) {
             substream = p.substreamId;
             streamId = p.streamId;
             break;
@@ -395,10 +410,31 @@ Input readAdts(const char* path)
     return input;
 }
 
-bool endsWith(const std::string& text, const std::string& end)
+// Blu-ray LPCM (stream type 0x80) from an M2TS or transport stream file:
+// each PES payload one sample, its 4-byte header kept for the decoder, which
+// reads the layout from it; the media type gives the first header's.
+Input readM2ts(const char* path)
 {
-    return text.size() >= end.size() &&
-           text.compare(text.size() - end.size(), end.size(), end) == 0;
+    Input input;
+    std::vector<PesPacket> packets;
+    check(readTransportStreamFile(path, 0x80, packets),
+          std::string("the input holds Blu-ray LPCM: ") + path);
+    if (packets.empty() || packets[0].payload.size() < 4)
+        return input;
+    const uint8_t* header = packets[0].payload.data();
+    static const int rates[16] = {0, 48000, 0, 0, 96000, 192000};
+    static const int bits[4] = {0, 16, 20, 24};
+    const AdecLpcmBd::ChannelLayout* layout = AdecLpcmBd::channelLayout(header[2] >> 4);
+    AudioStreamParameters parameters;
+    parameters.codec = "bluray-lpcm";
+    parameters.sampleRate = rates[header[2] & 0x0F];
+    parameters.bitsPerSample = bits[header[3] >> 6];
+    parameters.channels = layout ? layout->outputChannels : 0;
+    std::string why;
+    input.type = hostMediaType(parameters, why);
+    for (const PesPacket& p : packets)
+        input.payloads.push_back({p.payload, p.hasPts, p.ptsReferenceTime});
+    return input;
 }
 
 // A .amr/.awb file: the frames after its magic line, ten to a sample.
@@ -679,7 +715,7 @@ int main(int argc, char** argv)
     if (argc != 4 && argc != 5) {
         std::fprintf(
             stderr,
-            "usage: graph_test MODULE INPUT.vob|INPUT.ogg|INPUT.aac|INPUT.amr|INPUT.awb EXPECTED.pcm "
+            "usage: graph_test MODULE INPUT.vob|INPUT.ogg|INPUT.aac|INPUT.amr|INPUT.awb|INPUT.m2ts EXPECTED.pcm "
             "[GRABBED.pcm | --page EXPECTED_PAGE.txt SCREENSHOT.bmp]\n"
             "       graph_test MODULE --unregister\n"
             "       graph_test MODULE INPUT.vob --absent\n");
@@ -699,9 +735,11 @@ int main(int argc, char** argv)
     bool ogg = endsWith(argv[2], ".ogg");
     bool adts = endsWith(argv[2], ".aac");
     bool amr = endsWith(argv[2], ".amr") || endsWith(argv[2], ".awb");
+    bool m2ts = endsWith(argv[2], ".m2ts") || endsWith(argv[2], ".ts");
     std::vector<uint8_t> grabbed = runGraph(ogg    ? readOgg(argv[2])
                                             : adts ? readAdts(argv[2])
                                             : amr  ? readAmr(argv[2])
+                                            : m2ts ? readM2ts(argv[2])
                                                    : readVob(argv[2]),
                                             pageCheck, std::string(modulePath, length));
     std::vector<uint8_t> expected = readFile(argv[3]);
