@@ -5,7 +5,8 @@
 //   2. connects a push source of disc audio (DVD-Video LPCM or AC-3 from a
 //      VOB), of Vorbis (from an Ogg file), of AAC (from an ADTS stream) or of
 //      AMR speech (a .amr/.awb file, ten frames to a sample as 3GP files carry
-//      them) or of Blu-ray LPCM (from an M2TS file) to the Sample Grabber by
+//      them), of Blu-ray LPCM (from an M2TS file) or of E-AC-3 (a raw stream,
+//      whose AC-3 bursts are grabbed) to the Sample Grabber by
 //      intelligent connect, which must insert our filter by its registration;
 //   3. runs the graph to the end, checks that the graph loaded MODULE (and
 //      any sibling library from beside it) and compares the grabbed PCM with
@@ -15,7 +16,7 @@
 // After an uninstallation, graph_test MODULE INPUT.vob --absent checks that
 // no key of the filter is left and that intelligent connect no longer finds
 // a decoder for the stream.
-// Usage: graph_test MODULE INPUT.vob|INPUT.ogg|INPUT.aac|INPUT.amr|INPUT.awb|INPUT.m2ts
+// Usage: graph_test MODULE INPUT.vob|INPUT.ogg|INPUT.aac|INPUT.amr|INPUT.awb|INPUT.m2ts|INPUT.eac3
 // EXPECTED.pcm [GRABBED.pcm]
 //        graph_test MODULE --unregister
 //        graph_test MODULE INPUT.vob --absent
@@ -38,6 +39,7 @@
 #include "decoders/AdecLpcmBd.h"
 #include "decoders/ac3_header.h"
 #include "decoders/dts_header.h"
+#include "decoders/eac3_header.h"
 #include "decoders/mpeg_header.h"
 #include "filter/TvFilter.h"
 #include "host/host_media_types.h"
@@ -251,7 +253,8 @@ bool isDts(int substream)
 }
 
 // What the media type needs to know: LPCM from its private header (DVD-Audio's
-// in an AOB, as the host tells them apart), DVD-Audio MLP from its major sync,
+// in an AOB, as the host tells them apart), DVD-Audio and HD-DVD MLP from its
+// major sync,
 // MPEG audio and AC-3 from the first frame that starts in the packet; DTS is
 // offered as stereo at the frame's rate, and the decoder tells the layout
 // in-band.
@@ -260,7 +263,8 @@ bool describe(const PesPacket& p,
               AudioStreamParameters& parameters,
               std::string& description)
 {
-    if (p.substreamId == 0xA1 && discMlp(p.payload, parameters, description))
+    bool mlp = p.substreamId == 0xA1 || (p.substreamId >= 0xB0 && p.substreamId <= 0xB7);
+    if (mlp && discMlp(p.payload, parameters, description))
         return true;
     if (isMpegAudio(p))
         return describeMpeg(p, parameters, description);
@@ -311,9 +315,16 @@ struct Payload {
 struct Input {
     std::optional<CMediaType> type;
     std::vector<Payload> payloads;
+    // The filter registers no type for this stream (HD-DVD TrueHD), so the
+    // graph manager cannot find it: a player adds it to the graph itself,
+    // and intelligent connect then tries it first.
+    bool addFilterFirst = false;
+    // Bursts come under the S/PDIF subtype, not the PCM one the grabber
+    // otherwise asks for.
+    bool bursts = false;
 };
 
-// The first LPCM, MLP, MPEG audio or AC-3 stream of a VOB or AOB, its LPCM
+// The first LPCM, MLP, MPEG audio or AC-3 stream of a VOB, EVO or AOB, its LPCM
 // payloads re-cut on whole sample groups as the tavio host re-cuts them.
 Input readVob(const char* vob)
 {
@@ -335,6 +346,7 @@ Input readVob(const char* vob)
     parameters.inProgramStream = true;
     std::string why;
     input.type = hostMediaType(parameters, why);
+    input.addFilterFirst = parameters.codec == "truehd";
     std::optional<LpcmRecutter> recutter;
     if (parameters.codec == "dvd-video-lpcm")
         recutter.emplace(LpcmRecutter::Packing::DvdVideo);
@@ -407,6 +419,45 @@ Input readAdts(const char* path)
     std::string why;
     if (!input.payloads.empty())
         input.type = hostMediaType(parameters, why);
+    return input;
+}
+
+// E-AC-3 from a raw stream (A/52 Annex E): each independent syncframe with
+// the dependent ones after it one sample, stamped by its place in the
+// stream. The filter turns it into AC-3 bursts.
+Input readEac3(const char* path)
+{
+    Input input;
+    std::vector<uint8_t> stream = readFile(path);
+    AudioStreamParameters parameters;
+    parameters.codec = "eac3";
+    int64_t samples = 0;
+    DolbySyncFrame frame;
+    for (size_t at = 0; at + kDolbySyncHeaderBytes <= stream.size() &&
+                        parseDolbySyncFrame(stream.data() + at, stream.size() - at, frame) &&
+                        at + size_t(frame.frameSize) <= stream.size();
+         at += size_t(frame.frameSize)) {
+        if (parameters.sampleRate == 0) {
+            parameters.sampleRate = frame.freq;
+            parameters.channels = __builtin_popcount(ac3ChannelMask(frame.acmod, frame.lfeon));
+        }
+        if (frame.strmtyp != kEac3Dependent || input.payloads.empty()) {
+            input.payloads.push_back({{}, true, samples * 10000000 / parameters.sampleRate});
+            samples += 256 * frame.blocks;
+        }
+        input.payloads.back().data.insert(input.payloads.back().data.end(),
+                                          stream.begin() + long(at),
+                                          stream.begin() + long(at) + frame.frameSize);
+    }
+    check(!input.payloads.empty(), std::string("the input holds E-AC-3 frames: ") + path);
+    // As tavio does: zero bytes after the last unit show the conversion that
+    // no dependent substream extends it; without them it waits for a next
+    // header and the unit is lost.
+    input.payloads.push_back({std::vector<uint8_t>(256), false, 0});
+    std::string why;
+    if (!input.payloads.empty())
+        input.type = hostMediaType(parameters, why);
+    input.bursts = true;
     return input;
 }
 
@@ -540,6 +591,15 @@ std::vector<uint8_t> runGraph(const Input& input,
         grabber->SetBufferSamples(FALSE);
         grabber->SetCallback(&collector, 1);
         graph->AddFilter(source, L"Audio source");
+        if (input.addFilterFirst) {
+            IBaseFilter* added = nullptr;
+            check(SUCCEEDED(CoCreateInstance(CLSID_Tavio2, nullptr, CLSCTX_INPROC_SERVER,
+                                             IID_IBaseFilter, reinterpret_cast<void**>(&added))) &&
+                      SUCCEEDED(graph->AddFilter(added, L"Tavio2")),
+                  "Tavio2 created through its registration and added to the graph");
+            if (added)
+                added->Release();
+        }
         graph->AddFilter(grabberFilter, L"Sample Grabber");
         graph->AddFilter(renderer, L"Null Renderer");
         IPin* grabberIn = pinOf(grabberFilter, PINDIR_INPUT);
@@ -551,6 +611,12 @@ std::vector<uint8_t> runGraph(const Input& input,
         check(tavio != nullptr, "the graph manager inserted Tavio2");
         check(SUCCEEDED(graph->Connect(grabberOut, rendererIn)),
               "grabber connected to the null renderer");
+        if (input.bursts) {
+            // Asked for PCM, the grabber made the graph manager put our
+            // filter in; now it must also take the bursts' type in-band.
+            pcm.subtype = GUID_NULL;
+            grabber->SetMediaType(&pcm);
+        }
         // The page is open while the stream plays, as a user would have it.
         std::unique_ptr<PageWindow> page;
         if (tavio && !pageCheck.expectedText.empty()) {
@@ -715,7 +781,7 @@ int main(int argc, char** argv)
     if (argc != 4 && argc != 5) {
         std::fprintf(
             stderr,
-            "usage: graph_test MODULE INPUT.vob|INPUT.ogg|INPUT.aac|INPUT.amr|INPUT.awb|INPUT.m2ts EXPECTED.pcm "
+            "usage: graph_test MODULE INPUT.vob|INPUT.ogg|INPUT.aac|INPUT.amr|INPUT.awb|INPUT.m2ts|INPUT.eac3 EXPECTED.pcm "
             "[GRABBED.pcm | --page EXPECTED_PAGE.txt SCREENSHOT.bmp]\n"
             "       graph_test MODULE --unregister\n"
             "       graph_test MODULE INPUT.vob --absent\n");
@@ -736,10 +802,12 @@ int main(int argc, char** argv)
     bool adts = endsWith(argv[2], ".aac");
     bool amr = endsWith(argv[2], ".amr") || endsWith(argv[2], ".awb");
     bool m2ts = endsWith(argv[2], ".m2ts") || endsWith(argv[2], ".ts");
+    bool eac3 = endsWith(argv[2], ".eac3");
     std::vector<uint8_t> grabbed = runGraph(ogg    ? readOgg(argv[2])
                                             : adts ? readAdts(argv[2])
                                             : amr  ? readAmr(argv[2])
                                             : m2ts ? readM2ts(argv[2])
+                                            : eac3 ? readEac3(argv[2])
                                                    : readVob(argv[2]),
                                             pageCheck, std::string(modulePath, length));
     std::vector<uint8_t> expected = readFile(argv[3]);
