@@ -28,15 +28,22 @@ int main(int argc, char** argv)
     AVPacket* packet = av_packet_alloc();
     AVFrame* frame = av_frame_alloc();
     SwrContext* swr = NULL;
-    NeAACDecFrameInfo info;
+    /* FAAD2 writes a speaker position per channel a program config element
+       names, up to 93, into a record of 64: room behind it, as the module
+       keeps. */
+    struct {
+        NeAACDecFrameInfo info;
+        unsigned char overrun[32];
+    } record;
     static uint8_t out[1 << 20];
     uint8_t* planes[1] = {out};
     for (; av_read_frame(in, packet) >= 0; av_packet_unref(packet)) {
-        void* pcm = packet->stream_index == index && bits == 16
-                        ? NeAACDecDecode(faad, &info, packet->data, (unsigned long)packet->size)
-                        : NULL;
+        void* pcm =
+            packet->stream_index == index && bits == 16
+                ? NeAACDecDecode(faad, &record.info, packet->data, (unsigned long)packet->size)
+                : NULL;
         if (pcm)
-            fwrite(pcm, 2, info.samples, stdout);
+            fwrite(pcm, 2, record.info.samples, stdout);
         if (packet->stream_index != index || bits == 16 || avcodec_send_packet(decoder, packet) < 0)
             continue;
         while (avcodec_receive_frame(decoder, frame) >= 0) {
