@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "host/interrupt.h"
 #include "host/json_writer.h"
 
 namespace {
@@ -92,13 +93,18 @@ size_t defaultStream(const std::vector<HostStream>& streams)
     return stream;
 }
 
-InfoReport examineInput(TavioModule* module, const std::string& path, InputSource& input)
+InfoReport examineInput(TavioModule* module,
+                        const std::string& name,
+                        const std::string& path,
+                        InputSource& input)
 {
-    InfoReport report{path, input.containerName(), {}};
+    InfoReport report{name, input.containerName(), {}};
     const auto& streams = input.streams();
     size_t chosen = defaultStream(streams);
     for (size_t i = 0; i < streams.size(); ++i) {
         report.streams.push_back({streams[i], i == chosen, std::nullopt});
+        if (stopSignal() != 0)
+            break;  // asked to stop: the caller leaves with the signal's code
         if (!module || !notDecodedReason(streams[i]).empty() || !streams[i].mediaType)
             continue;
         // Decode the stream's start to see what the filter makes of it.
@@ -108,6 +114,7 @@ InfoReport examineInput(TavioModule* module, const std::string& path, InputSourc
             continue;
         DecodeRequest request;
         request.maxPackets = 200;
+        request.stopRequested = [] { return stopSignal() != 0; };
         report.streams.back().outcome = decodeStream(*module, *fresh, i, request);
     }
     return report;

@@ -26,8 +26,11 @@ struct InfoReport {
 // sound of; streams.size() when there is none.
 size_t defaultStream(const std::vector<HostStream>& streams);
 
-// Decodes the start of each stream through the module; without a module,
-// only lists them.
-InfoReport examineInput(TavioModule* module, const std::string& path, InputSource& input);
+// Decodes the start of each stream through the module (opening `path` again
+// for each); without a module, only lists them. `name` is what the user gave.
+InfoReport examineInput(TavioModule* module,
+                        const std::string& name,
+                        const std::string& path,
+                        InputSource& input);
 void printInfoText(const InfoReport& report);
 std::string infoJson(const InfoReport& report);

@@ -13,6 +13,7 @@
 #include "host/info_report.h"
 #include "host/input_source.h"
 #include "host/interrupt.h"
+#include "host/read_once_input.h"
 #include "host/tavio_module.h"
 
 namespace {
@@ -43,7 +44,9 @@ void usage(FILE* out)
         "Decodes an audio stream of INPUT through the Tavio2 decoder filter and writes OUTPUT\n"
         "(default: the input's name with .wav, in the current folder). A .wav name gets a\n"
         "WAVE file (RF64 beyond 4 GiB); '-' or any other name gets the raw bytes.\n"
-        "Without INPUT it decodes the sample stream that comes with tavio.\n"
+        "Without INPUT it decodes the sample stream that comes with tavio. INPUT '-' is\n"
+        "standard input (then -o is needed); it and other pipes are read to their end\n"
+        "before decoding, so that they can be probed and sought as files are.\n"
         "\n"
         "  -o OUTPUT    the output file\n"
         "  --stream N   decode audio stream N (as 'tavio info' numbers them)\n"
@@ -202,6 +205,12 @@ int parse(int argc, char** argv, Options& options)
         std::fprintf(stderr, "tavio: info needs an input file\n");
         return UsageError;
     }
+    if (options.input == "-" && options.output.empty() && !options.info) {
+        std::fprintf(stderr,
+                     "tavio: reading standard input, give -o OUTPUT ('-' for standard "
+                     "output)\n");
+        return UsageError;
+    }
     if (options.json && !options.info) {
         std::fprintf(stderr, "tavio: --json goes with info (see --help)\n");
         return UsageError;
@@ -226,9 +235,11 @@ std::string findBundledStream()
     return "";
 }
 
-int info(TavioModule* module, const Options& options, InputSource& input)
+int info(TavioModule* module, const Options& options, const std::string& path, InputSource& input)
 {
-    InfoReport report = examineInput(module, options.input, input);
+    InfoReport report = examineInput(module, options.input, path, input);
+    if (stopSignal() != 0)
+        return exitCodeForSignal(stopSignal());
     if (options.json)
         std::fputs(infoJson(report).c_str(), stdout);
     else
@@ -285,7 +296,6 @@ int decode(TavioModule& module, const Options& options, InputSource& input)
     request.progress = !options.quiet && isatty(2);
     request.announceFormatChanges = true;
     request.stopRequested = [] { return stopSignal() != 0; };
-    catchStopSignals();
     DecodeOutcome outcome = decodeStream(module, input, stream, request);
     if (outcome.stopped && outcome.exitCode == 0) {
         std::fprintf(stderr, "tavio: interrupted, %.2f s of audio written to %s\n", outcome.seconds,
@@ -326,7 +336,16 @@ int main(int argc, char** argv)
                          options.input.c_str());
     }
     std::string error;
-    auto input = openInputSource(options.input, error);
+    // From here a stop request ends the run through its normal path, so that
+    // a copy of a piped input goes and a decode keeps what it wrote.
+    catchStopSignals();
+    ReadOnceInput readOnce;
+    std::string path = readOnce.openable(options.input, error, [] { return stopSignal() != 0; });
+    if (path.empty() && stopSignal() != 0) {
+        std::fprintf(stderr, "tavio: %s: %s\n", options.input.c_str(), error.c_str());
+        return exitCodeForSignal(stopSignal());
+    }
+    auto input = path.empty() ? nullptr : openInputSource(path, error);
     if (!input) {
         std::fprintf(stderr, "tavio: %s: %s\n", options.input.c_str(), error.c_str());
         return UnreadableInput;
@@ -334,7 +353,7 @@ int main(int argc, char** argv)
     TavioModule module;
     bool loaded = module.load(error);
     if (options.info)
-        return info(loaded ? &module : nullptr, options, *input);
+        return info(loaded ? &module : nullptr, options, path, *input);
     if (!loaded) {
         std::fprintf(stderr, "tavio: %s\n", error.c_str());
         return UnreadableInput;

@@ -1,5 +1,6 @@
 // What tavio does beyond decoding a stream into a file: its defaults, exit
-// codes, listing, stream choice, format changes and output formats.
+// codes, listing, stream choice, piped input, format changes and output
+// formats.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -265,6 +266,46 @@ TEST(Tavio, AStoppedDecodeKeepsWhatItWrote)
         auto decoded = commandOutput("ffmpeg -v error -i " + out + " -f s16le - | wc -c");
         EXPECT_EQ(std::stoul(std::string(decoded.begin(), decoded.end())), wav.data.size());
     }
+}
+
+// A stream piped in decodes as the file does: tavio's readers open their
+// input more than once, and an MP4 with its index at the end is sought in.
+// The copy that makes this possible goes with the run.
+TEST(Tavio, PipedInputDecodesAsTheFileDoes)
+{
+    REQUIRE_FFMPEG();
+    TempFolder folder;
+    struct Case {
+        const char* name;
+        const char* options;
+        const char* pipe;  // how the file reaches tavio; FILE and OUT stand for the paths
+    } cases[] = {
+        {"tone.mp3", "-c:a libmp3lame", "cat FILE | TAVIO - -o OUT"},
+        {"tone.m4a", "-c:a aac", "cat FILE | TAVIO /dev/stdin -o OUT"},
+        {"tone.vob", "-c:a pcm_dvd -f vob", "mkfifo P.vob; cat FILE >P.vob & TAVIO P.vob -o OUT"},
+        {"tone.mp2", "-c:a mp2", "TAVIO - -o OUT <FILE"},
+    };
+    for (const Case& c : cases) {
+        std::string file = folder.file(c.name), fromFile = folder.file("file.wav"),
+                    piped = folder.file("piped.wav"), spool = folder.file("spool");
+        ASSERT_TRUE(encodeTones(file, {"FL+FR", 48000, 2.0}, c.options)) << c.name;
+        ASSERT_EQ(runTavio("-q " + file + " -o " + fromFile), 0) << c.name;
+        std::string command = c.pipe;
+        for (auto [from, to] : {std::pair<std::string, std::string>{"FILE", file},
+                                {"TAVIO", "TMPDIR=" + spool + " " + kTavio + " -q"},
+                                {"OUT", piped},
+                                {"P.", folder.file("fifo.")}})
+            for (size_t at; (at = command.find(from)) != std::string::npos;)
+                command.replace(at, from.size(), to);
+        std::filesystem::create_directory(spool);
+        EXPECT_TRUE(runCommand("rm -f " + piped + " " + folder.file("fifo.vob") + "; " + command))
+            << command;
+        EXPECT_EQ(readBytes(piped), readBytes(fromFile)) << command;
+        EXPECT_TRUE(std::filesystem::is_empty(spool)) << command;
+    }
+    std::string errors;
+    EXPECT_EQ(runTavio("- <" + folder.file("tone.mp3"), &errors), 1);
+    EXPECT_NE(errors.find("give -o OUTPUT"), std::string::npos) << errors;
 }
 
 // A layout change after audio was written: the WAVE file keeps the first
