@@ -338,7 +338,7 @@ DecodeOutcome decodeStream(const FilterFactory& createFilter,
         connected = sinkFilter->CurrentType();
         if (!output.open(request.output, connected)) {
             outcome.exitCode = 1;
-            outcome.message = request.output + ": cannot be written";
+            outcome.message = request.output + ": cannot be written (" + output.error() + ")";
         }
     }
     if (outcome.exitCode == 0) {

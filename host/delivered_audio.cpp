@@ -1,5 +1,7 @@
 #include "host/delivered_audio.h"
 
+#include <strings.h>
+
 #include <cerrno>
 #include <cstring>
 
@@ -7,10 +9,10 @@ namespace {
 
 constexpr size_t kWriteBuffer = size_t(1) << 20;
 
-bool endsWith(const std::string& text, const std::string& suffix)
+// Whether the name ends in ".wav", in any case (WAV, Wav).
+bool namesWaveFile(const std::string& path)
 {
-    return text.size() >= suffix.size() &&
-           text.compare(text.size() - suffix.size(), suffix.size(), suffix) == 0;
+    return path.size() >= 4 && strcasecmp(path.c_str() + path.size() - 4, ".wav") == 0;
 }
 
 }  // namespace
@@ -26,12 +28,14 @@ bool OutputFile::open(const std::string& path, const CMediaType& type)
     if (path.empty())
         return true;
     path_ = path;
-    wave_ = path != "-" && endsWith(path, ".wav");
+    wave_ = namesWaveFile(path);
     if (wave_) {
         std::vector<uint8_t> format(type.pbFormat, type.pbFormat + type.cbFormat);
         return writer_.open(path, fileWaveFormat(format));
     }
     raw_ = path == "-" ? stdout : std::fopen(path.c_str(), "wb");
+    if (!raw_)
+        error_ = errno;
     // A file takes the audio in writes of a megabyte: one system call
     // each instead of one per few kilobytes. Standard output keeps its
     // own buffering, so that a pipe's reader is fed as before.

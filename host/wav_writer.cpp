@@ -58,9 +58,12 @@ std::vector<uint8_t> fileWaveFormat(const std::vector<uint8_t>& connectionFormat
 bool WavWriter::open(const std::string& path, const std::vector<uint8_t>& format)
 {
     path_ = path;
+    errno = 0;
     file_.open(path, std::ios::binary | std::ios::trunc);
-    if (!file_)
+    if (!file_) {
+        error_ = errno ? errno : EIO;
         return false;
+    }
     formatSize_ = static_cast<uint32_t>(format.size());
     if (format.size() >= 14)
         std::memcpy(&blockAlign_, format.data() + 12, 2);

@@ -67,6 +67,8 @@ TEST(Tavio, FailuresEndWithTheirExitCodeAndOneLine)
         {made("tone.flac", toneInput({})), 2, "raw FLAC (flac): a format tavio reads no audio"},
         {made("hi.vob", toneInput({}) + " -c:a pcm_dvd -sample_fmt s32 -f vob") + " --bits float",
          2, "offers no float output"},
+        {sample + " -o " + folder.file("none/x.wav"), 1, "cannot be written (No such file"},
+        {sample + " -o " + folder.path(), 1, "cannot be written (Is a directory)"},
     };
     // Real streams, where the shared vectors are present (CI needs them).
     for (const Case& c :
@@ -79,7 +81,9 @@ TEST(Tavio, FailuresEndWithTheirExitCodeAndOneLine)
     }
     for (const Case& c : cases) {
         std::string errors;
-        EXPECT_EQ(runTavio(c.arguments + " -o " + folder.file("x.wav"), &errors), c.code)
+        bool named = c.arguments.find(" -o ") != std::string::npos;
+        EXPECT_EQ(runTavio(c.arguments + (named ? "" : " -o " + folder.file("x.wav")), &errors),
+                  c.code)
             << c.arguments;
         EXPECT_EQ(lineCount(errors), 1) << errors;
         EXPECT_NE(errors.find(c.says), std::string::npos) << errors;
@@ -201,14 +205,15 @@ TEST(Tavio, StreamAndOutputFormatOptions)
     struct Case {
         const char* options;
         int channels;
-    } cases[] = {{"--stream 1", 2},
+        const char* output = "out.wav";
+    } cases[] = {{"--stream 1", 2, "OUT.WAV"},  // a WAVE file by any case of its name
                  {"--stream 0", 6},
                  {"--output-format pcm-stereo", 6},
                  {"--output-format spdif-pcm", 2},
                  {"--output-format matrix-stereo", 2}};
     std::vector<std::vector<uint8_t>> data;
     for (const Case& c : cases) {
-        std::string errors, out = folder.file("out.wav");
+        std::string errors, out = folder.file(c.output);
         ASSERT_EQ(runTavio(vob + " -q " + c.options + " -o " + out, &errors), 0) << errors;
         WavFile wav = readWav(out);
         EXPECT_EQ(wav.channels(), c.channels) << c.options;
