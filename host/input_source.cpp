@@ -32,6 +32,10 @@ std::unique_ptr<InputSource> openInputSource(const std::string& path, std::strin
         error = "cannot be read (a folder)";
         return nullptr;
     }
+    if (S_ISREG(info.st_mode) && info.st_size == 0) {
+        error = "the input is empty";
+        return nullptr;
+    }
     std::ifstream file(path, std::ios::binary);
     uint8_t head[4] = {};
     if (!file.read(reinterpret_cast<char*>(head), sizeof head) && file.gcount() == 0 &&

@@ -34,6 +34,7 @@ TEST(Tavio, FailuresEndWithTheirExitCodeAndOneLine)
     REQUIRE_FFMPEG();
     TempFolder folder;
     writeText(folder.file("notes.txt"), "not audio at all\n");
+    writeText(folder.file("empty.mp3"), "");
     auto made = [&](const std::string& name, const std::string& command) {
         EXPECT_TRUE(runCommand("ffmpeg -v error -nostdin " + command + " -y " + folder.file(name)));
         return folder.file(name);
@@ -60,6 +61,7 @@ TEST(Tavio, FailuresEndWithTheirExitCodeAndOneLine)
         {sample + " --start 1:00:00", 3, "no audio from 3600.000 s on"},
         {folder.file("missing.vob"), 2, ""},
         {folder.file("notes.txt"), 2, ""},
+        {folder.file("empty.mp3"), 2, "the input is empty"},
         {folder.path(), 2, ""},  // a folder is no input
         {made("video.mpg", video + " -f vob"), 2, "with no audio stream"},
         {made("video.mkv", video + " -c:v mpeg4"), 2, "with no audio stream"},
