@@ -289,7 +289,8 @@ TEST(Tavio, PipedInputDecodesAsTheFileDoes)
     } cases[] = {
         {"tone.mp3", "-c:a libmp3lame", "cat FILE | TAVIO - -o OUT"},
         {"tone.m4a", "-c:a aac", "cat FILE | TAVIO /dev/stdin -o OUT"},
-        {"tone.vob", "-c:a pcm_dvd -f vob", "mkfifo P.vob; cat FILE >P.vob & TAVIO P.vob -o OUT"},
+        {"tone.vob", "-c:a pcm_dvd -f vob",
+         "mkfifo P.vob; timeout 60 cat FILE >P.vob & TAVIO P.vob -o OUT"},
         {"tone.mp2", "-c:a mp2", "TAVIO - -o OUT <FILE"},
     };
     for (const Case& c : cases) {
