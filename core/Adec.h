@@ -34,6 +34,10 @@ public:
     virtual bool wantsPrivateHeader();
     // Reads and consumes one packet's private header; false drops the payload.
     virtual bool parsePacketHeader(const uint8_t** readPtr, const uint8_t* end);
+    // At the end of the stream: how many zero bytes after the held input show
+    // the decoder that nothing extends the frame it holds, so that a whole
+    // last frame still comes out; 0 when frames are known whole without them.
+    virtual size_t zerosThatEndTheStream() { return 0; }
 
 protected:
     std::ostream& _log;

@@ -64,6 +64,18 @@ void TvBuffer::append(IMediaSample* sample)
     _size += length;
 }
 
+void TvBuffer::appendZeros(uint32_t n)
+{
+    if (_begin != 0) {
+        std::memmove(_data.get(), _data.get() + _begin, _size);
+        _begin = 0;
+    }
+    if (_capacity < _size + n)
+        reserve(_size + n);
+    std::memset(_data.get() + _size, 0, n);
+    _size += n;
+}
+
 void TvBuffer::consume(uint32_t n)
 {
     // An overlong count is a caller's arithmetic gone wrong (see the receive

@@ -26,6 +26,8 @@ public:
 
     // Adds a sample's payload and takes over its time stamp.
     void append(IMediaSample* sample);
+    // Adds n zero bytes, which carry no stamp.
+    void appendZeros(uint32_t n);
     // Drops n bytes from the front; a pending stamp whose byte is reached
     // becomes current.
     void consume(uint32_t n);

@@ -56,6 +56,27 @@ HRESULT ReceiveLoop::receive(IMediaSample* in)
         CAutoLock streaming(&streamLock_);
         buffer.append(in);
     }
+    return decodeHeld();
+}
+
+HRESULT ReceiveLoop::endOfStream()
+{
+    if (!state_.decoder || !host_.outputConnected())
+        return S_OK;
+    {
+        CAutoLock streaming(&streamLock_);
+        size_t zeros = state_.buffer.size() > 0 ? state_.decoder->zerosThatEndTheStream() : 0;
+        if (zeros == 0)
+            return S_OK;
+        log_ << "end of stream: " << zeros << " zero bytes after the held input" << std::endl;
+        state_.buffer.appendZeros(static_cast<uint32_t>(zeros));
+    }
+    return decodeHeld();
+}
+
+HRESULT ReceiveLoop::decodeHeld()
+{
+    TvBuffer& buffer = state_.buffer;
     while (buffer.size() > 0) {
         IMediaSample* out = nullptr;
         HRESULT hr = host_.getEmptySample(&out);

@@ -60,10 +60,16 @@ public:
 
     // Takes one input sample and delivers every whole frame it completes.
     HRESULT receive(IMediaSample* in);
+    // The input has ended: delivers a last frame that the decoder could only
+    // tell was whole from what follows it (Adec::zerosThatEndTheStream).
+    HRESULT endOfStream();
     // Decodes at most one frame into `out`; false when no whole frame is left.
     bool process(IMediaSample* out);
 
 private:
+    // Delivers every whole frame the input buffer holds.
+    HRESULT decodeHeld();
+
     ReceiveLoopHost& host_;
     DecodingState& state_;
     CCritSec& streamLock_;

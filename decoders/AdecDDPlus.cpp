@@ -189,6 +189,13 @@ void AdecDDPlus::setKaraokeMode(int mode)
     setParam(kDdpiKaraoke, coefficients);
 }
 
+// compatQuirks=1 keeps the stream's last unit waiting for a header that
+// never comes, so it is lost, as it always was.
+size_t AdecDDPlus::zerosThatEndTheStream()
+{
+    return _spdif && !PcompatQuirks() ? kDolbySyncHeaderBytes : 0;
+}
+
 TvStatus* AdecDDPlus::setSpdif(bool on)
 {
     _spdif = on;

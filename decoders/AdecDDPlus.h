@@ -26,6 +26,10 @@ public:
     TvStatus* process(const uint8_t** readPtr, const uint8_t* end, IMediaSample* out) override;
     TvStatus* setSpdif(bool on) override;
     void setMixType(int kind, int mixType, uint32_t channelMask) override;
+    // In pass-through an E-AC-3 access unit is whole only once the header
+    // after it could be read (a dependent substream may follow): the stream's
+    // last unit needs the bytes of one header after it.
+    size_t zerosThatEndTheStream() override;
 
     // Which guide vocals of a karaoke stream to keep (0 none, 1, 2, 3 both).
     void setKaraokeMode(int mode);

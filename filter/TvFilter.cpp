@@ -224,6 +224,11 @@ HRESULT TvFilter::receive(IMediaSample* in)
     return _loop.receive(in);
 }
 
+void TvFilter::endOfStream()
+{
+    _loop.endOfStream();
+}
+
 bool TvFilter::process(IMediaSample* out)
 {
     return _loop.process(out);

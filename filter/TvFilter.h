@@ -108,6 +108,8 @@ public:
 
     // The receive loop (called by the input pin for every sample).
     HRESULT receive(IMediaSample* in);
+    // The input ended: a last frame the decoder holds still goes out.
+    void endOfStream();
     // Decodes at most one frame into `out`; false when no whole frame is left.
     bool process(IMediaSample* out);
     // ReceiveLoopHost: the output pin's samples and delivery, the remixer.

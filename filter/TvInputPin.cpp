@@ -164,7 +164,8 @@ STDMETHODIMP TvInputPin::NewSegment(REFERENCE_TIME start, REFERENCE_TIME stop, d
     return S_OK;
 }
 
-// An incomplete last frame is dropped, not drained.
+// An incomplete last frame is dropped, not drained; a whole one the decoder
+// could not yet tell was whole goes out first.
 STDMETHODIMP TvInputPin::EndOfStream()
 {
     _filter->log() << "End Of Stream" << std::endl;
@@ -175,8 +176,10 @@ STDMETHODIMP TvInputPin::EndOfStream()
         return S_OK;
     }
     HRESULT hr = CheckStreaming();
-    if (hr == S_OK)
+    if (hr == S_OK) {
+        _filter->endOfStream();
         _filter->flush();
+    }
     _filter->outputPin()->DeliverEndOfStream();
     if (hr != S_OK)
         _filter->log() << "EOS failed: " << platform::errorName(hr) << std::endl;

@@ -151,18 +151,6 @@ void readPinStreamInfo(IBaseFilter* filter,
     }
 }
 
-// The conversion takes an E-AC-3 access unit only when it can see that no
-// dependent substream follows it: the bytes after the stream's last unit
-// must be readable. Bytes that hold no sync word let it go.
-void deliverEac3Tail(PushSource& source)
-{
-    static const uint8_t kTail[256] = {};
-    PushSource::Packet tail;
-    tail.data = kTail;
-    tail.size = sizeof kTail;
-    source.Deliver(tail);
-}
-
 // Completes a stream cut inside its last frame, as other decoders read it.
 void deliverZeros(PushSource& source, size_t count)
 {
@@ -468,8 +456,6 @@ DecodeOutcome decodeStream(const FilterFactory& createFilter,
         // A stopped decode ends as a player stops: no end of stream, the
         // graph stopped, then the file finished with what reached it.
         if (!outcome.stopped && !writeFailed) {
-            if (chosen.codec == "eac3")
-                deliverEac3Tail(*sourceFilter);
             if (mpegLayout && inputEnded)
                 deliverZeros(*sourceFilter, mpegLayout->zerosToCompleteLastFrame());
             if (holding)

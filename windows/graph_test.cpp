@@ -450,14 +450,9 @@ Input readEac3(const char* path)
                                           stream.begin() + long(at) + frame.frameSize);
     }
     check(!input.payloads.empty(), std::string("the input holds E-AC-3 frames: ") + path);
-    if (input.payloads.empty())
-        return input;
-    // As tavio does: zero bytes after the last unit show the conversion that
-    // no dependent substream extends it; without them it waits for a next
-    // header and the unit is lost.
-    input.payloads.push_back({std::vector<uint8_t>(256), false, 0});
     std::string why;
-    input.type = hostMediaType(parameters, why);
+    if (!input.payloads.empty())
+        input.type = hostMediaType(parameters, why);
     input.bursts = true;
     return input;
 }
