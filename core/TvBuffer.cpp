@@ -37,10 +37,6 @@ void TvBuffer::append(IMediaSample* sample)
         logStream << std::endl;
     uint32_t length = static_cast<uint32_t>(end - p);
 
-    if (_begin != 0) {
-        std::memmove(_data.get(), _data.get() + _begin, _size);
-        _begin = 0;
-    }
     if (_pending != kNoTime) {
         logStream << "time stamp error: expected 0 but have " << _pending << std::endl;
         _pending = kNoTime;
@@ -57,8 +53,7 @@ void TvBuffer::append(IMediaSample* sample)
             _current = startTime;
         }
     }
-    if (_capacity < _size + length)
-        reserve(_size + length);
+    makeRoom(length);
     if (length)
         std::memcpy(_data.get() + _size, p, length);
     _size += length;
@@ -66,14 +61,20 @@ void TvBuffer::append(IMediaSample* sample)
 
 void TvBuffer::appendZeros(uint32_t n)
 {
+    makeRoom(n);
+    std::memset(_data.get() + _size, 0, n);
+    _size += n;
+}
+
+// Moves the held bytes to the front and grows the storage for n more.
+void TvBuffer::makeRoom(uint32_t n)
+{
     if (_begin != 0) {
         std::memmove(_data.get(), _data.get() + _begin, _size);
         _begin = 0;
     }
     if (_capacity < _size + n)
         reserve(_size + n);
-    std::memset(_data.get() + _size, 0, n);
-    _size += n;
 }
 
 void TvBuffer::consume(uint32_t n)

@@ -47,6 +47,8 @@ public:
     REFERENCE_TIME pendingStamp() const { return _pending; }
 
 private:
+    void makeRoom(uint32_t n);
+
     std::unique_ptr<uint8_t[]> _data;
     REFERENCE_TIME _current = kNoTime;
     REFERENCE_TIME _pending = kNoTime;
