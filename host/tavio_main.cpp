@@ -2,6 +2,7 @@
 // file (or raw PCM, or S/PDIF bursts). It loads TavioDec2.ax like any host,
 // creates the filter with makeTavio2 and drives it with its own source and
 // sink pins.
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -247,7 +248,17 @@ int info(TavioModule* module, const Options& options, const std::string& path, I
     return report.streams.empty() ? NoAudio : Decoded;
 }
 
-int decode(TavioModule& module, const Options& options, InputSource& input)
+// Whether OUTPUT names the file being read (through any link or name): opening
+// it for writing would truncate the input under the reader.
+bool writesOverInput(const std::string& path, const std::string& output)
+{
+    struct stat in {
+    }, out{};
+    return output != "-" && stat(path.c_str(), &in) == 0 && stat(output.c_str(), &out) == 0 &&
+           in.st_dev == out.st_dev && in.st_ino == out.st_ino;
+}
+
+int decode(TavioModule& module, const Options& options, const std::string& path, InputSource& input)
 {
     const auto& streams = input.streams();
     if (streams.empty()) {
@@ -289,6 +300,11 @@ int decode(TavioModule& module, const Options& options, InputSource& input)
     }
     DecodeRequest request;
     request.output = options.output.empty() ? defaultOutput(options.input) : options.output;
+    if (writesOverInput(path, request.output)) {
+        std::fprintf(stderr, "tavio: %s: the output %s is the input; name another with -o\n",
+                     options.input.c_str(), request.output.c_str());
+        return UsageError;
+    }
     request.bits = options.bits;
     request.outputFormat = options.outputFormat;
     request.start = options.start;
@@ -358,5 +374,5 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "tavio: %s\n", error.c_str());
         return UnreadableInput;
     }
-    return decode(module, options, *input);
+    return decode(module, options, path, *input);
 }

@@ -28,6 +28,26 @@ TEST(Tavio, DecodesTheBundledStreamWithoutArguments)
     EXPECT_NE(errors.find("bundled sample"), std::string::npos);
 }
 
+// AC-3 in a WAVE file gets its own name as the default output. Writing it would
+// truncate the stream under the reader, so tavio refuses, whatever name leads
+// there, and leaves the input whole.
+TEST(Tavio, NeverWritesOverItsInput)
+{
+    REQUIRE_FFMPEG();
+    TempFolder folder;
+    std::string input = folder.file("ac3.wav");
+    ASSERT_TRUE(encodeTones(input, {"FL+FR", 48000, 1.0}, "-c:a ac3 -f wav"));
+    std::filesystem::create_symlink(input, folder.file("link.wav"));
+    auto bytes = readBytes(input);
+    for (const std::string& run : {"cd " + folder.path() + " && " + kTavio + " ac3.wav",
+                                   kTavio + " -o " + input + " " + input,
+                                   kTavio + " -o " + folder.file("link.wav") + " - <" + input}) {
+        EXPECT_FALSE(runCommand(run + " 2>" + folder.file("err.txt"))) << run;
+        EXPECT_NE(readText(folder.file("err.txt")).find("is the input"), std::string::npos) << run;
+        EXPECT_EQ(readBytes(input), bytes) << run;
+    }
+}
+
 // Each failure ends with its exit code and one line that names the cause.
 TEST(Tavio, FailuresEndWithTheirExitCodeAndOneLine)
 {
