@@ -300,6 +300,14 @@ int decode(TavioModule& module, const Options& options, const std::string& path,
     }
     DecodeRequest request;
     request.output = options.output.empty() ? defaultOutput(options.input) : options.output;
+    if (request.output == "-" && isatty(1)) {
+        // Samples are no text: a terminal would show noise and might take
+        // some of the bytes as commands.
+        std::fprintf(stderr,
+                     "tavio: standard output is a terminal; redirect it or name a file "
+                     "with -o\n");
+        return UsageError;
+    }
     if (writesOverInput(path, request.output)) {
         std::fprintf(stderr, "tavio: %s: the output %s is the input; name another with -o\n",
                      options.input.c_str(), request.output.c_str());

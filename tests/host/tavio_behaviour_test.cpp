@@ -28,10 +28,11 @@ TEST(Tavio, DecodesTheBundledStreamWithoutArguments)
     EXPECT_NE(errors.find("bundled sample"), std::string::npos);
 }
 
-// AC-3 in a WAVE file gets its own name as the default output. Writing it would
-// truncate the stream under the reader, so tavio refuses, whatever name leads
-// there, and leaves the input whole.
-TEST(Tavio, NeverWritesOverItsInput)
+// Outputs that would do harm are refused with one line, before anything is
+// written. AC-3 in a WAVE file gets its own name as the default output, and
+// writing it would truncate the stream under the reader, whatever name leads
+// there; samples written to a terminal would fill it with noise.
+TEST(Tavio, RefusesAnOutputThatDoesHarm)
 {
     REQUIRE_FFMPEG();
     TempFolder folder;
@@ -39,12 +40,25 @@ TEST(Tavio, NeverWritesOverItsInput)
     ASSERT_TRUE(encodeTones(input, {"FL+FR", 48000, 1.0}, "-c:a ac3 -f wav"));
     std::filesystem::create_symlink(input, folder.file("link.wav"));
     auto bytes = readBytes(input);
-    for (const std::string& run : {"cd " + folder.path() + " && " + kTavio + " ac3.wav",
-                                   kTavio + " -o " + input + " " + input,
-                                   kTavio + " -o " + folder.file("link.wav") + " - <" + input}) {
-        EXPECT_FALSE(runCommand(run + " 2>" + folder.file("err.txt"))) << run;
-        EXPECT_NE(readText(folder.file("err.txt")).find("is the input"), std::string::npos) << run;
-        EXPECT_EQ(readBytes(input), bytes) << run;
+    std::string errors = folder.file("err.txt");
+    struct Case {
+        std::string run;
+        const char* says;
+    } cases[] = {
+        {"cd " + folder.path() + " && " + kTavio + " ac3.wav 2>" + errors, "is the input"},
+        {kTavio + " -o " + input + " " + input + " 2>" + errors, "is the input"},
+        {kTavio + " -o " + folder.file("link.wav") + " - <" + input + " 2>" + errors,
+         "is the input"},
+        // script(1) gives tavio a terminal as its standard output.
+        {"script -qec '" + kTavio + " -o - " + input + " 2>" + errors + "' /dev/null >/dev/null",
+         "standard output is a terminal"},
+    };
+    for (const Case& c : cases) {
+        EXPECT_FALSE(runCommand(c.run)) << c.run;
+        std::string said = readText(errors);
+        EXPECT_EQ(lineCount(said), 1) << said;
+        EXPECT_NE(said.find(c.says), std::string::npos) << c.run << ": " << said;
+        EXPECT_EQ(readBytes(input), bytes) << c.run;
     }
 }
 
