@@ -49,7 +49,7 @@ std::string describe(const PcmFormat& format)
                            ? std::string("32-bit float")
                            : std::to_string(format.bits) + "-bit PCM";
     text += ", " + std::to_string(format.rate) + " Hz, " + std::to_string(format.channels) +
-            " channels";
+            (format.channels == 1 ? " channel" : " channels");
     if (format.mask) {
         char hex[32];
         std::snprintf(hex, sizeof hex, " (mask 0x%x)", unsigned(format.mask));

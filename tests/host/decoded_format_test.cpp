@@ -80,7 +80,7 @@ TEST_F(DecodedFormat, OneChannelRemixesWriteAMonoHeader)
         DecodeOutcome outcome = decodeWith(c.parameters, vob, wav);
         EXPECT_EQ(wav.channels(), 1) << c.parameters;
         EXPECT_EQ(wav.channelMask(), 0x4u) << c.parameters;
-        EXPECT_EQ(outcome.format, "16-bit PCM, 48000 Hz, 1 channels (mask 0x4)");
+        EXPECT_EQ(outcome.format, "16-bit PCM, 48000 Hz, 1 channel (mask 0x4)");
         EXPECT_TRUE(samplesOf(wav.data, SampleFormat::S16) ==
                     pickChannels(samplesOf(reference, SampleFormat::S16), 2, {int(c.channel)}))
             << c.parameters;
