@@ -1,5 +1,6 @@
 // The WAVE writer: exact sizes, RIFF below the limit and RF64 with its ds64
-// chunk above it, the same samples either way.
+// chunk above it, the same samples either way. Odd-sized data (24-bit mono,
+// an odd count of samples) is followed by the pad byte the RIFF size counts.
 #include <gtest/gtest.h>
 
 #include "host/wav_writer.h"
@@ -11,10 +12,10 @@ namespace {
 TEST(WavWriter, SmallFilesAreRiffAndLargeOnesRf64WithTheSameData)
 {
     TempFolder folder;
-    std::vector<uint8_t> pcm(10000);
+    std::vector<uint8_t> pcm(9999);
     for (size_t i = 0; i < pcm.size(); ++i)
         pcm[i] = uint8_t(i * 7);
-    WAVEFORMATEX wave{WAVE_FORMAT_PCM, 2, 48000, 192000, 4, 16, 0};
+    WAVEFORMATEX wave{WAVE_FORMAT_PCM, 1, 48000, 144000, 3, 24, 0};
     std::vector<uint8_t> format(reinterpret_cast<uint8_t*>(&wave),
                                 reinterpret_cast<uint8_t*>(&wave) + 18);
     for (bool large : {false, true}) {
@@ -31,8 +32,9 @@ TEST(WavWriter, SmallFilesAreRiffAndLargeOnesRf64WithTheSameData)
         ASSERT_TRUE(parseWav(bytes, wav));
         EXPECT_EQ(wav.data, pcm);
         EXPECT_EQ(wav.formatTag(), WAVE_FORMAT_EXTENSIBLE);
-        EXPECT_EQ(wav.channelMask(), 0x3u);
-        EXPECT_EQ(wav.bitsPerSample(), 16);
+        EXPECT_EQ(wav.channelMask(), 0x4u);
+        EXPECT_EQ(wav.bitsPerSample(), 24);
+        EXPECT_EQ(bytes.size() % 2, 0u);
         EXPECT_EQ(wav.form, large ? "RF64" : "RIFF");
         EXPECT_EQ(wav.hasDs64, large);
         if (large) {
