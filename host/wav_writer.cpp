@@ -1,5 +1,7 @@
 #include "host/wav_writer.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
@@ -64,13 +66,18 @@ bool WavWriter::open(const std::string& path, const std::vector<uint8_t>& format
         error_ = errno ? errno : EIO;
         return false;
     }
+    // A pipe or a device cannot be rewound to fill in the sizes: its header
+    // says "unknown" (all ones), which readers take as "to the end".
+    struct stat info {};
+    streaming_ = stat(path.c_str(), &info) == 0 && !S_ISREG(info.st_mode);
+    const uint32_t unknownSize = streaming_ ? 0xFFFFFFFFu : 0;
     formatSize_ = static_cast<uint32_t>(format.size());
     if (format.size() >= 14)
         std::memcpy(&blockAlign_, format.data() + 12, 2);
     if (blockAlign_ == 0)
         blockAlign_ = 1;
     file_.write("RIFF", 4);
-    put32(file_, 0);  // filled in by close()
+    put32(file_, unknownSize);  // filled in by close()
     file_.write("WAVE", 4);
     // Room for the ds64 chunk, in case the file ends up larger than RIFF allows.
     file_.write("JUNK", 4);
@@ -82,7 +89,7 @@ bool WavWriter::open(const std::string& path, const std::vector<uint8_t>& format
     if (formatSize_ % 2)
         file_.put(0);
     file_.write("data", 4);
-    put32(file_, 0);
+    put32(file_, unknownSize);
     headerSize_ = 12 + (8 + kDs64Size) + (8 + formatSize_ + formatSize_ % 2) + 8;
     return bool(file_);
 }
@@ -108,6 +115,8 @@ bool WavWriter::close()
     file_.close();
     if (!error_ && file_.fail())
         error_ = errno ? errno : EIO;
+    if (streaming_)
+        return !error_;
     if (error_)
         keepWhatReachedTheFile();
     // The sizes go into the header in place, which never makes the file longer.

@@ -1,7 +1,8 @@
 // Writing decoded PCM (or S/PDIF bursts) as a WAVE file with exact sizes.
 // PCM and float go out as WAVE_FORMAT_EXTENSIBLE with the delivered channel
 // mask. A reserved "JUNK" chunk becomes the "ds64" chunk of an RF64 file when
-// the data outgrows the 32-bit RIFF sizes (EBU Tech 3306).
+// the data outgrows the 32-bit RIFF sizes (EBU Tech 3306). To a pipe, the
+// sizes are left unknown.
 #pragma once
 
 #include <cstdint>
@@ -50,4 +51,5 @@ private:
     uint32_t formatSize_ = 0;
     uint16_t blockAlign_ = 1;
     uint64_t limit_ = kRiffLimit;
+    bool streaming_ = false;  // to a pipe or device: the sizes stay unknown
 };

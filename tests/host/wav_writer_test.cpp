@@ -3,6 +3,10 @@
 // an odd count of samples) is followed by the pad byte the RIFF size counts.
 #include <gtest/gtest.h>
 
+#include <sys/stat.h>
+
+#include <thread>
+
 #include "host/wav_writer.h"
 #include "support/files.h"
 #include "support/wav_file.h"
@@ -46,6 +50,35 @@ TEST(WavWriter, SmallFilesAreRiffAndLargeOnesRf64WithTheSameData)
             EXPECT_EQ(wav.riffSize, bytes.size() - 8);
         }
     }
+}
+
+// To a pipe the header cannot be rewritten: its sizes say "unknown", the
+// data follows it whole, and closing succeeds.
+TEST(WavWriter, APipeGetsUnknownSizes)
+{
+    TempFolder folder;
+    std::string fifo = folder.file("pipe.wav");
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    std::vector<uint8_t> received;
+    std::thread reader([&] { received = readBytes(fifo); });
+    std::vector<uint8_t> pcm(4000, 0x5A);
+    WAVEFORMATEX wave{WAVE_FORMAT_PCM, 2, 48000, 192000, 4, 16, 0};
+    std::vector<uint8_t> format(reinterpret_cast<uint8_t*>(&wave),
+                                reinterpret_cast<uint8_t*>(&wave) + 18);
+    WavWriter writer;
+    bool opened = writer.open(fifo, fileWaveFormat(format));
+    writer.write(pcm.data(), pcm.size());
+    EXPECT_TRUE(writer.close());
+    reader.join();
+    ASSERT_TRUE(opened);
+    ASSERT_GT(received.size(), pcm.size());
+    size_t header = received.size() - pcm.size();
+    EXPECT_EQ(std::vector<uint8_t>(received.begin() + long(header), received.end()), pcm);
+    for (size_t at : {size_t(4), header - 4})
+        EXPECT_EQ(
+            std::vector<uint8_t>(received.begin() + long(at), received.begin() + long(at) + 4),
+            std::vector<uint8_t>(4, 0xFF))
+            << at;
 }
 
 }  // namespace
