@@ -196,6 +196,9 @@ TvStatus* AdecLPCM::process(const uint8_t** readPtr, const uint8_t* pend, IMedia
     const uint8_t* p = *readPtr;
     int32_t size = static_cast<int32_t>(pend - p);
     _status.iFrameSize = size;
+    // The packet's stamp is its first access unit's; the audio before that
+    // unit ends the one the previous packet began, and plays that much earlier.
+    _status.timeOffset = static_cast<int32_t>(-_firstAccessUnitTime);
     // Whole pairs of sample frames only; a record without channels (a bad
     // format block) converts nothing rather than dividing by zero.
     _status.samples = _status.chan > 0 ? size / byteSize(_status) / _status.chan / 2 * 2 : 0;

@@ -6,6 +6,7 @@
 // without the substream header, which their decoders do not read.
 #include "host/ps_input.h"
 
+#include <algorithm>
 #include <fstream>
 #include <map>
 #include <memory>
@@ -103,8 +104,7 @@ public:
         int sub = selected_.substreamId;
         if (selected_.streamId == kPrivateStream1 &&
             (dvdAudio_ ? sub == 0xA0 : sub >= 0xA0 && sub <= 0xA7))
-            recutter_ = std::make_unique<LpcmRecutter>(dvdAudio_ ? LpcmRecutter::Packing::DvdAudio
-                                                                 : LpcmRecutter::Packing::DvdVideo);
+            recutter_ = std::make_unique<LpcmRecutter>(packing());
         file_.open(path_, std::ios::binary);
         origin_ = firstTimeFrom(0).value_or(0);
         return bool(file_);
@@ -128,8 +128,7 @@ public:
         // The disc decoders read their private headers from a timed payload on.
         awaitingTime_ = true;
         if (recutter_)
-            recutter_ = std::make_unique<LpcmRecutter>(dvdAudio_ ? LpcmRecutter::Packing::DvdAudio
-                                                                 : LpcmRecutter::Packing::DvdVideo);
+            recutUpTo(read_);
         return !finished_;
     }
 
@@ -139,9 +138,14 @@ public:
         for (;;) {
             while (reader_.next(packet)) {
                 if (packet.streamId != selected_.streamId ||
-                    packet.substreamId != selected_.substreamId ||
-                    (awaitingTime_ && !packet.hasPts))
+                    packet.substreamId != selected_.substreamId)
                     continue;
+                if (awaitingTime_ && !packet.hasPts) {
+                    bool unused = false;
+                    if (recutter_)
+                        recutter_->recut(packet.payload, unused);  // the bytes it carries on
+                    continue;
+                }
                 awaitingTime_ = false;
                 out.hasTime = packet.hasPts;
                 if (recutter_ && !recutter_->recut(packet.payload, out.hasTime))
@@ -169,6 +173,38 @@ public:
     double progress() const override { return size_ ? double(read_) / double(size_) : 0; }
 
 private:
+    LpcmRecutter::Packing packing() const
+    {
+        return dvdAudio_ ? LpcmRecutter::Packing::DvdAudio : LpcmRecutter::Packing::DvdVideo;
+    }
+
+    // A seek into re-cut LPCM: which bytes of a group the packets after
+    // `offset` carry on depends on every payload before it (muxers cut them
+    // anywhere and may point at the audio's start regardless), so the reader
+    // starts from the top and the payloads before `offset` go through a fresh
+    // re-cutter, as in a decode from the start; a packet across `offset` stays
+    // in the reader. The payloads are not kept; the read costs what reading
+    // that much of the file costs.
+    void recutUpTo(uint64_t offset)
+    {
+        recutter_ = std::make_unique<LpcmRecutter>(packing());
+        reader_ = ProgramStreamReader();
+        std::ifstream file(path_, std::ios::binary);
+        PesPacket packet;
+        bool unused = false;
+        for (uint64_t at = 0; file && at < offset;) {
+            size_t want = size_t(std::min<uint64_t>(chunk_.size(), offset - at));
+            file.read(reinterpret_cast<char*>(chunk_.data()), std::streamsize(want));
+            size_t got = size_t(file.gcount());
+            at += got;
+            reader_.append(chunk_.data(), got);
+            while (reader_.next(packet))
+                if (packet.streamId == selected_.streamId &&
+                    packet.substreamId == selected_.substreamId)
+                    recutter_->recut(packet.payload, unused);
+        }
+    }
+
     // The time of the chosen stream's first timed packet after `offset`,
     // from the stream's start.
     std::optional<REFERENCE_TIME> firstTimeFrom(uint64_t offset) const

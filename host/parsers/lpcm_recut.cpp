@@ -50,6 +50,21 @@ LpcmRecutter::Layout LpcmRecutter::layoutOf(const std::vector<uint8_t>& p) const
     return layout;
 }
 
+void LpcmRecutter::dropLeadIn(std::vector<uint8_t>& payload, const Layout& layout)
+{
+    aligned_ = true;
+    unsigned pointer = unsigned(payload[layout.pointerAt]) << 8 | payload[layout.pointerAt + 1];
+    size_t unitAt = layout.pointerBase + pointer;
+    // No pointer, or one outside the audio, tells nothing: the audio is taken
+    // to start on a group.
+    if (!pointer || unitAt <= layout.headerSize || unitAt >= payload.size())
+        return;
+    payload.erase(payload.begin() + long(layout.headerSize), payload.begin() + long(unitAt));
+    unsigned moved = unsigned(layout.headerSize - layout.pointerBase);
+    payload[layout.pointerAt] = uint8_t(moved >> 8);
+    payload[layout.pointerAt + 1] = uint8_t(moved);
+}
+
 bool LpcmRecutter::recut(std::vector<uint8_t>& payload, bool& keepsStamp)
 {
     Layout layout = layoutOf(payload);
@@ -62,6 +77,8 @@ bool LpcmRecutter::recut(std::vector<uint8_t>& payload, bool& keepsStamp)
     carryFormat_ = layout.formatKey;
 
     const size_t audioStart = layout.headerSize;
+    if (!aligned_)
+        dropLeadIn(payload, layout);
     const size_t carried = carry_.size();
     size_t audioBytes = carried + payload.size() - audioStart;
     size_t whole = audioBytes - audioBytes % layout.groupSize;

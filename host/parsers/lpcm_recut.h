@@ -11,6 +11,10 @@
 // to the same access unit. When that access unit moves on with the carried
 // bytes, the packet is handed over without a stamp (the filter then carries
 // its own time on).
+//
+// The first payload may begin inside a group that started before it (a file
+// cut from a longer title, a seek): its audio before the first access unit
+// is dropped, so that the groups start where the pointer says.
 #pragma once
 
 #include <cstddef>
@@ -36,8 +40,10 @@ private:
         uint32_t formatKey = 0;  // the header bits that fix the group size
     };
     Layout layoutOf(const std::vector<uint8_t>& payload) const;
+    void dropLeadIn(std::vector<uint8_t>& payload, const Layout& layout);
 
     Packing packing_;
     std::vector<uint8_t> carry_;
     uint32_t carryFormat_ = 0;
+    bool aligned_ = false;  // once the first payload's lead-in is gone
 };

@@ -381,23 +381,57 @@ TEST(Tavio, AFormatChangeMidStreamIsConvertedToTheFilesFormat)
 }
 
 // 24-bit DVD-Audio LPCM (3+3 channels) whose packets cut the 36-byte groups
-// anywhere decodes to the same bytes as the same audio cut on whole groups.
+// anywhere decodes to the same bytes as the same audio cut on whole groups,
+// from the start and after a seek (which must know which bytes of a group the
+// packets it lands on carry). A file cut from a longer title begins with the
+// end of a group: its audio starts at the first access unit.
 TEST(Tavio, DvdAudioLpcmCutInsideGroupsDecodesLikeWholeGroups)
 {
     TempFolder folder;
     psbuild::Bytes audio;
     for (int i = 0; i < 36 * 400; ++i)
         audio.push_back(uint8_t(i * 37 + i / 7));
-    std::vector<uint8_t> decoded[2];
-    size_t payloads[2] = {36 * 50, 1001};
-    for (int i = 0; i < 2; ++i) {
-        std::string aob = folder.file(std::to_string(i) + ".aob"), errors;
-        writeBytes(aob, psbuild::dvdAudioLpcmProgramStream(audio, payloads[i], 0x22, 17, 18));
-        ASSERT_EQ(runTavio(aob + " -q -o " + folder.file("out.raw"), &errors), 0) << errors;
-        decoded[i] = readBytes(folder.file("out.raw"));
+    auto decode = [&](const psbuild::Bytes& stream, const std::string& options) {
+        std::string aob = folder.file("in.aob"), errors;
+        writeBytes(aob, stream);
+        EXPECT_EQ(runTavio(aob + " -q " + options + " -o " + folder.file("out.raw"), &errors), 0)
+            << errors;
+        return readBytes(folder.file("out.raw"));
+    };
+    constexpr size_t kFrame = 18;
+    auto whole = psbuild::dvdAudioLpcmProgramStream(audio, 36 * 50, 0x22, 17, kFrame);
+    auto reference = decode(whole, "");
+    ASSERT_EQ(reference.size(), audio.size());
+    const std::string seek = "--start 0.009";
+    const size_t seekFrames = 432;
+    EXPECT_TRUE(decode(whole, seek) ==
+                psbuild::Bytes(reference.begin() + seekFrames * kFrame, reference.end()));
+    struct Case {
+        const char* name;
+        size_t stampEvery;
+        size_t packsDropped;  // from the front: the title's earlier part
+        size_t firstFrame;    // where the reference starts for it
+    } cases[] = {
+        {"every packet stamped", 1, 0, 0},
+        {"every third packet stamped", 3, 0, 0},
+        // The third packet starts at byte 2002 of the audio; its first whole
+        // group at 2016, frame 112.
+        {"cut from a longer title", 1, 2, 112},
+    };
+    for (const Case& c : cases) {
+        auto stream =
+            psbuild::dvdAudioLpcmProgramStream(audio, 1001, 0x22, 17, kFrame, c.stampEvery);
+        for (size_t dropped = 0, at = 1; dropped < c.packsDropped; ++at)
+            if (stream[at] == 0 && stream[at + 1] == 0 && stream[at + 2] == 1 &&
+                stream[at + 3] == 0xBA && ++dropped == c.packsDropped)
+                stream.erase(stream.begin(), stream.begin() + long(at));
+        auto from = [&](size_t frame) {
+            return psbuild::Bytes(reference.begin() + long(frame * kFrame), reference.end());
+        };
+        EXPECT_TRUE(decode(stream, "") == from(c.firstFrame)) << c.name;
+        // Times count from the file's first stamp.
+        EXPECT_TRUE(decode(stream, seek) == from(c.firstFrame + seekFrames)) << c.name;
     }
-    EXPECT_EQ(decoded[0].size(), audio.size());
-    EXPECT_TRUE(decoded[1] == decoded[0]);
 }
 
 }  // namespace

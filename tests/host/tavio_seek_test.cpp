@@ -50,6 +50,8 @@ Bytes aobLpcm(const Bytes& bigEndian)
 // clang-format off
 const SeekRow kSeekRows[] = {
     {"LpcmVob", "-c:a pcm_dvd -sample_fmt s16 -f vob in.vob", "s16le", 200, 110},
+    // 24-bit: half of ffmpeg's packets start inside a pair of frames.
+    {"Lpcm24Vob", "-c:a pcm_dvd -sample_fmt s32 -f vob in.vob", "s24le", 200, 400},
     {"LpcmAob", "-ac 6 -f s16be in.pcm", "s16le", 200, 0, aobLpcm, "in.aob"},
     {"LpcmM2ts", "-c:a pcm_bluray -sample_fmt s32 -mpegts_m2ts_mode 1 in.m2ts", "s24le", 200, 0},
     {"Ac3Vob", "-c:a ac3 -f vob in.vob", "f32le", 90, 1536},

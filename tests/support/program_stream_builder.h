@@ -105,24 +105,31 @@ Bytes discMlpProgramStream(const Bytes& mlp)
     return stream;
 }
 
-// DVD-Audio LPCM (substream 0xA0, header length 8, first access unit right
-// after it) of `samples` in their coded order, `payloadBytes` per packet.
-// `quantisation` is the header's byte of the two groups' word sizes (0x00:
-// 16-bit, 0x22: 24-bit), `assignment` its channel assignment; 48 kHz,
-// `frameBytes` to a sample frame.
+// DVD-Audio LPCM (substream 0xA0, header length 8) of `samples` in their
+// coded order, `payloadBytes` per packet. `quantisation` is the header's byte
+// of the two groups' word sizes (0x00: 16-bit, 0x22: 24-bit), `assignment`
+// its channel assignment; 48 kHz, `frameBytes` to a sample frame. A packet's
+// first access unit is the first pair of frames that starts in it, and its
+// stamp, on every `stampEvery`th packet, is that pair's.
 inline Bytes dvdAudioLpcmProgramStream(const Bytes& samples,
                                        size_t payloadBytes,
                                        uint8_t quantisation,
                                        uint8_t assignment,
-                                       size_t frameBytes)
+                                       size_t frameBytes,
+                                       size_t stampEvery = 1)
 {
     Bytes stream;
+    const size_t pairBytes = 2 * frameBytes;
     for (size_t at = 0; at < samples.size(); at += payloadBytes) {
-        int64_t pts = 90000 + int64_t(at / frameBytes) * 90000 / 48000;
-        Bytes payload = {0xA0, 0, 0, 8, 0, 7, 0, quantisation, 0x00, 0, assignment, 0};
+        size_t leadIn = (pairBytes - at % pairBytes) % pairBytes;
+        int64_t pts = 90000 + int64_t((at + leadIn) / frameBytes) * 90000 / 48000;
+        uint8_t pointer = uint8_t(7 + leadIn);  // the lead-in is pointer - header length + 1
+        Bytes payload = {0xA0, 0, 0, 8, 0, pointer, 0, quantisation, 0x00, 0, assignment, 0};
         payload.insert(payload.end(), samples.begin() + long(at),
                        samples.begin() + long(std::min(samples.size(), at + payloadBytes)));
-        stream = concat({stream, mpeg2Pack(), pes(0xBD, mpeg2Header(&pts), payload)});
+        bool stamped = at / payloadBytes % stampEvery == 0;
+        stream = concat(
+            {stream, mpeg2Pack(), pes(0xBD, mpeg2Header(stamped ? &pts : nullptr), payload)});
     }
     return stream;
 }
