@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <cstring>
 #include <fstream>
 
 #include "host/av_input.h"
@@ -21,6 +22,38 @@ SingleStreamInput::SingleStreamInput(const AudioStreamParameters& parameters,
     streams_.push_back(std::move(stream));
 }
 
+namespace {
+
+// Walks the top-level boxes of an MP4/QuickTime file for its moov box.
+bool hasTopLevelMoov(std::ifstream& file)
+{
+    file.clear();
+    uint64_t at = 0;
+    for (int boxes = 0; boxes < 10000; ++boxes) {
+        uint8_t box[16];
+        file.seekg(std::streamoff(at));
+        if (!file.read(reinterpret_cast<char*>(box), 8))
+            return false;
+        if (std::memcmp(box + 4, "moov", 4) == 0)
+            return true;
+        uint64_t size =
+            uint64_t(box[0]) << 24 | uint32_t(box[1]) << 16 | uint32_t(box[2]) << 8 | box[3];
+        if (size == 1) {  // a 64-bit size follows the type
+            if (!file.read(reinterpret_cast<char*>(box + 8), 8))
+                return false;
+            size = 0;
+            for (int i = 8; i < 16; ++i)
+                size = size << 8 | box[i];
+        }
+        if (size < 8)  // 0: the box runs to the end of the file
+            return false;
+        at += size;
+    }
+    return false;
+}
+
+}  // namespace
+
 std::unique_ptr<InputSource> openInputSource(const std::string& path, std::string& error)
 {
     struct stat info;
@@ -37,13 +70,14 @@ std::unique_ptr<InputSource> openInputSource(const std::string& path, std::strin
         return nullptr;
     }
     std::ifstream file(path, std::ios::binary);
-    uint8_t head[4] = {};
+    uint8_t head[8] = {};
     if (!file.read(reinterpret_cast<char*>(head), sizeof head) && file.gcount() == 0 &&
         info.st_size > 0) {
         error = "cannot be read (permission denied or I/O error)";
         return nullptr;
     }
-    if (looksLikeProgramStream(head, size_t(file.gcount())))
+    const size_t headSize = size_t(file.gcount());
+    if (looksLikeProgramStream(head, headSize))
         return openProgramStream(path, error);
     // Bare MPEG audio, AMR and Ogg Vorbis are read without libavformat, which then stays unloaded.
     if (auto input = openElementaryAudio(path))
@@ -58,6 +92,10 @@ std::unique_ptr<InputSource> openInputSource(const std::string& path, std::strin
     std::string known = formatOutsideTheList(path);
     if (!known.empty())
         error = known + ": a format tavio reads no audio from";
+    else if (headSize == 8 && std::memcmp(head + 4, "ftyp", 4) == 0 && !hasTopLevelMoov(file))
+        // Its index (the moov box) usually comes last: a download broken off
+        // or a recording still running leaves a file nothing can be found in.
+        error = "an MP4 file without its index (no moov box): cut short, or still being written";
     else
         error = "not a recognised audio or container format (" + error + ")";
     return input;

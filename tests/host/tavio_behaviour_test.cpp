@@ -73,6 +73,12 @@ TEST(Tavio, FailuresEndWithTheirExitCodeAndOneLine)
         EXPECT_TRUE(runCommand("ffmpeg -v error -nostdin " + command + " -y " + folder.file(name)));
         return folder.file(name);
     };
+    auto firstHalf = [&](const std::string& path) {  // a download broken off
+        auto bytes = readBytes(path);
+        writeBytes(path,
+                   std::vector<uint8_t>(bytes.begin(), bytes.begin() + long(bytes.size() / 2)));
+        return path;
+    };
     const std::string video = "-f lavfi -i testsrc=d=1:s=64x64";
     const std::string sample = TAVIO_SAMPLE_STREAM;
     struct Case {
@@ -101,6 +107,7 @@ TEST(Tavio, FailuresEndWithTheirExitCodeAndOneLine)
         {made("video.mkv", video + " -c:v mpeg4"), 2, "with no audio stream"},
         {made("pcm.wav", toneInput({})), 2, "pcm_s16le: the filter has no decoder"},
         {made("tone.flac", toneInput({})), 2, "raw FLAC (flac): a format tavio reads no audio"},
+        {firstHalf(made("tone.m4a", toneInput({}) + " -c:a aac")), 2, "MP4 file without its index"},
         {made("hi.vob", toneInput({}) + " -c:a pcm_dvd -sample_fmt s32 -f vob") + " --bits float",
          2, "offers no float output"},
         {sample + " -o " + folder.file("none/x.wav"), 1, "cannot be written (No such file"},
