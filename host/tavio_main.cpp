@@ -7,8 +7,10 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <map>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "host/decode_session.h"
 #include "host/info_report.h"
@@ -24,7 +26,8 @@ constexpr const char* kVersion = "tavio " TAVIO_VERSION;
 enum ExitCode { Decoded = 0, UsageError = 1, UnreadableInput = 2, NoAudio = 3, WriteFailed = 4 };
 
 struct Options {
-    std::string input;
+    std::vector<std::string> inputs;
+    std::string input;  // the one being read
     std::string output;
     bool quiet = false;
     bool info = false;
@@ -39,12 +42,14 @@ void usage(FILE* out)
 {
     std::fprintf(
         out,
-        "Usage: tavio [decode] [OPTION]... [INPUT]\n"
-        "  or:  tavio info [--json] INPUT\n"
+        "Usage: tavio [decode] [OPTION]... [INPUT]...\n"
+        "  or:  tavio info [--json] INPUT...\n"
         "  or:  tavio --help | --version\n"
         "Decodes an audio stream of INPUT through the Tavio2 decoder filter and writes OUTPUT\n"
         "(default: the input's name with .wav, in the current folder). A .wav name (in any\n"
         "case) gets a WAVE file (RF64 beyond 4 GiB); '-' or any other name gets the raw bytes.\n"
+        "Several inputs are decoded one after another, each to its default output; the exit\n"
+        "code is then the first failure's.\n"
         "Without INPUT it decodes the sample stream that comes with tavio. INPUT '-' is\n"
         "standard input (then -o is needed); it and other pipes are read to their end\n"
         "before decoding, so that they can be probed and sought as files are.\n"
@@ -115,6 +120,58 @@ std::optional<REFERENCE_TIME> parseTime(const std::string& text)
         }
         begin = colon + 1;
     }
+}
+
+std::string defaultOutput(const std::string& input)
+{
+    std::string name = input.substr(input.find_last_of('/') + 1);
+    size_t dot = name.find_last_of('.');
+    return (dot == std::string::npos || dot == 0 ? name : name.substr(0, dot)) + ".wav";
+}
+
+// Several inputs are decoded one after another, each to its own default
+// name: refused when that would write one output over another, or over an
+// input not yet read.
+int checkSeveralInputs(const Options& options)
+{
+    const char* refusal = nullptr;
+    if (!options.output.empty())
+        refusal = "-o names one output; several inputs are each written to their own name";
+    else if (options.json)
+        refusal = "--json describes one input";
+    for (const std::string& input : options.inputs)
+        if (!refusal && input == "-")
+            refusal = "standard input is read alone";
+    if (refusal) {
+        std::fprintf(stderr, "tavio: %s\n", refusal);
+        return UsageError;
+    }
+    if (options.info)
+        return 0;
+    std::map<std::string, std::string> written;  // output name: its input
+    for (const std::string& input : options.inputs) {
+        std::string output = defaultOutput(input);
+        auto [at, added] = written.emplace(output, input);
+        if (!added) {
+            std::fprintf(stderr,
+                         "tavio: %s and %s would both be written to %s; decode one with -o\n",
+                         at->second.c_str(), input.c_str(), output.c_str());
+            return UsageError;
+        }
+        struct stat out {};
+        if (stat(output.c_str(), &out) != 0)
+            continue;
+        for (const std::string& other : options.inputs) {
+            struct stat in {};
+            if (other != input && stat(other.c_str(), &in) == 0 && in.st_dev == out.st_dev &&
+                in.st_ino == out.st_ino) {
+                std::fprintf(stderr, "tavio: %s would be written over the input %s\n",
+                             output.c_str(), other.c_str());
+                return UsageError;
+            }
+        }
+    }
+    return 0;
 }
 
 // -1: stop with success (help, version); 0: go on; else the exit code.
@@ -196,18 +253,18 @@ int parse(int argc, char** argv, Options& options)
         } else if (!arg.empty() && arg[0] == '-' && arg != "-") {
             std::fprintf(stderr, "tavio: unknown option %s (see --help)\n", arg.c_str());
             return UsageError;
-        } else if (options.input.empty()) {
-            options.input = arg;
         } else {
-            std::fprintf(stderr, "tavio: more than one input given (see --help)\n");
-            return UsageError;
+            options.inputs.push_back(arg);
         }
     }
-    if (options.info && options.input.empty()) {
+    if (options.info && options.inputs.empty()) {
         std::fprintf(stderr, "tavio: info needs an input file\n");
         return UsageError;
     }
-    if (options.input == "-" && options.output.empty() && !options.info) {
+    if (options.inputs.size() > 1)
+        return checkSeveralInputs(options);
+    if (!options.inputs.empty() && options.inputs[0] == "-" && options.output.empty() &&
+        !options.info) {
         std::fprintf(stderr,
                      "tavio: reading standard input, give -o OUTPUT ('-' for standard "
                      "output)\n");
@@ -218,13 +275,6 @@ int parse(int argc, char** argv, Options& options)
         return UsageError;
     }
     return 0;
-}
-
-std::string defaultOutput(const std::string& input)
-{
-    std::string name = input.substr(input.find_last_of('/') + 1);
-    size_t dot = name.find_last_of('.');
-    return (dot == std::string::npos || dot == 0 ? name : name.substr(0, dot)) + ".wav";
 }
 
 std::string findBundledStream()
@@ -342,28 +392,11 @@ int decode(TavioModule& module, const Options& options, const std::string& path,
 
 }  // namespace
 
-int main(int argc, char** argv)
+// Reads one input and lists or decodes it; the module is loaded once, for
+// the first input that gets that far.
+int runOne(const Options& options, TavioModule& module, std::optional<std::string>& loadError)
 {
-    Options options;
-    int parsed = parse(argc, argv, options);
-    if (parsed < 0)
-        return Decoded;
-    if (parsed > 0)
-        return parsed;
-    if (options.input.empty()) {
-        options.input = findBundledStream();
-        if (options.input.empty()) {
-            std::fprintf(stderr, "tavio: the bundled sample stream is missing\n");
-            return UnreadableInput;
-        }
-        if (!options.quiet)
-            std::fprintf(stderr, "tavio: no input given; decoding the bundled sample %s\n",
-                         options.input.c_str());
-    }
     std::string error;
-    // From here a stop request ends the run through its normal path, so that
-    // a copy of a piped input goes and a decode keeps what it wrote.
-    catchStopSignals();
     ReadOnceInput readOnce;
     std::string path = readOnce.openable(options.input, error, [] { return stopSignal() != 0; });
     if (path.empty() && stopSignal() != 0) {
@@ -375,13 +408,53 @@ int main(int argc, char** argv)
         std::fprintf(stderr, "tavio: %s: %s\n", options.input.c_str(), error.c_str());
         return UnreadableInput;
     }
-    TavioModule module;
-    bool loaded = module.load(error);
+    if (!loadError) {
+        loadError.emplace();
+        if (!module.load(*loadError) && loadError->empty())
+            *loadError = "the decoder module could not be loaded";
+    }
+    bool loaded = loadError->empty();
     if (options.info)
         return info(loaded ? &module : nullptr, options, path, *input);
     if (!loaded) {
-        std::fprintf(stderr, "tavio: %s\n", error.c_str());
+        std::fprintf(stderr, "tavio: %s\n", loadError->c_str());
         return UnreadableInput;
     }
     return decode(module, options, path, *input);
+}
+
+int main(int argc, char** argv)
+{
+    Options options;
+    int parsed = parse(argc, argv, options);
+    if (parsed < 0)
+        return Decoded;
+    if (parsed > 0)
+        return parsed;
+    if (options.inputs.empty()) {
+        std::string bundled = findBundledStream();
+        if (bundled.empty()) {
+            std::fprintf(stderr, "tavio: the bundled sample stream is missing\n");
+            return UnreadableInput;
+        }
+        if (!options.quiet)
+            std::fprintf(stderr, "tavio: no input given; decoding the bundled sample %s\n",
+                         bundled.c_str());
+        options.inputs.push_back(bundled);
+    }
+    // From here a stop request ends the run through its normal path, so that
+    // a copy of a piped input goes and a decode keeps what it wrote.
+    catchStopSignals();
+    TavioModule module;
+    std::optional<std::string> loadError;  // set once loading was tried
+    int result = Decoded;
+    for (const std::string& input : options.inputs) {
+        options.input = input;
+        int code = runOne(options, module, loadError);
+        if (stopSignal() != 0)
+            return code;
+        if (result == Decoded)
+            result = code;  // the first failure's, once every input had its turn
+    }
+    return result;
 }

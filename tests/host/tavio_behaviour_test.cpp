@@ -28,6 +28,29 @@ TEST(Tavio, DecodesTheBundledStreamWithoutArguments)
     EXPECT_NE(errors.find("bundled sample"), std::string::npos);
 }
 
+// Several inputs are decoded one after another, each as alone and to its own
+// default name; one that fails does not stop the others, and the exit code is
+// the first failure's.
+TEST(Tavio, DecodesSeveralInputsEachToItsOwnName)
+{
+    REQUIRE_FFMPEG();
+    TempFolder folder;
+    const char* names[] = {"a.mp3", "b.ac3"};
+    ASSERT_TRUE(encodeTones(folder.file(names[0]), {"FL+FR", 44100, 1.0}, "-c:a libmp3lame"));
+    ASSERT_TRUE(encodeTones(folder.file(names[1]), {"FL+FR+FC+LFE+SL+SR", 48000, 1.0}, "-c:a ac3"));
+    EXPECT_EQ(runTavio("-q -o " + folder.file("alone.wav") + " " + folder.file(names[0])), 0);
+    EXPECT_EQ(runTavio("-q -o " + folder.file("alone2.wav") + " " + folder.file(names[1])), 0);
+    int status = std::system(("cd " + folder.path() + " && " + kTavio +
+                              " -q a.mp3 missing.mp2 b.ac3 2>" + folder.file("err.txt"))
+                                 .c_str());
+    EXPECT_EQ(WEXITSTATUS(status), 2);
+    std::string said = readText(folder.file("err.txt"));
+    EXPECT_EQ(lineCount(said), 1) << said;
+    EXPECT_NE(said.find("missing.mp2"), std::string::npos) << said;
+    EXPECT_EQ(readBytes(folder.file("a.wav")), readBytes(folder.file("alone.wav")));
+    EXPECT_EQ(readBytes(folder.file("b.wav")), readBytes(folder.file("alone2.wav")));
+}
+
 // Outputs that would do harm are refused with one line, before anything is
 // written. AC-3 in a WAVE file gets its own name as the default output, and
 // writing it would truncate the stream under the reader, whatever name leads
@@ -39,13 +62,18 @@ TEST(Tavio, RefusesAnOutputThatDoesHarm)
     std::string input = folder.file("ac3.wav");
     ASSERT_TRUE(encodeTones(input, {"FL+FR", 48000, 1.0}, "-c:a ac3 -f wav"));
     std::filesystem::create_symlink(input, folder.file("link.wav"));
+    std::filesystem::create_symlink(input, folder.file("link.ts"));
     auto bytes = readBytes(input);
+    const std::string here = "cd " + folder.path() + " && " + kTavio;
     std::string errors = folder.file("err.txt");
     struct Case {
         std::string run;
         const char* says;
     } cases[] = {
-        {"cd " + folder.path() + " && " + kTavio + " ac3.wav 2>" + errors, "is the input"},
+        {here + " ac3.wav 2>" + errors, "is the input"},
+        // Several inputs: checked before any is read.
+        {here + " tone.mp3 tone.ac3 2>" + errors, "would both be written to tone.wav"},
+        {here + " ac3.mp2 link.ts 2>" + errors, "would be written over the input link.ts"},
         {kTavio + " -o " + input + " " + input + " 2>" + errors, "is the input"},
         {kTavio + " -o " + folder.file("link.wav") + " - <" + input + " 2>" + errors,
          "is the input"},
