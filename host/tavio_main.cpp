@@ -261,8 +261,8 @@ int parse(int argc, char** argv, Options& options)
         std::fprintf(stderr, "tavio: info needs an input file\n");
         return UsageError;
     }
-    if (options.inputs.size() > 1)
-        return checkSeveralInputs(options);
+    if (int refused = options.inputs.size() > 1 ? checkSeveralInputs(options) : 0)
+        return refused;
     if (!options.inputs.empty() && options.inputs[0] == "-" && options.output.empty() &&
         !options.info) {
         std::fprintf(stderr,
