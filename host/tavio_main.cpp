@@ -122,6 +122,22 @@ std::optional<REFERENCE_TIME> parseTime(const std::string& text)
     }
 }
 
+// Whether two names lead to one file (through any link or name).
+bool sameFile(const std::string& a, const std::string& b)
+{
+    struct stat first {
+    }, second{};
+    return stat(a.c_str(), &first) == 0 && stat(b.c_str(), &second) == 0 &&
+           first.st_dev == second.st_dev && first.st_ino == second.st_ino;
+}
+
+// Whether OUTPUT names the file being read: opening it for writing would
+// truncate the input under the reader.
+bool writesOverInput(const std::string& path, const std::string& output)
+{
+    return output != "-" && sameFile(path, output);
+}
+
 std::string defaultOutput(const std::string& input)
 {
     std::string name = input.substr(input.find_last_of('/') + 1);
@@ -158,13 +174,8 @@ int checkSeveralInputs(const Options& options)
                          at->second.c_str(), input.c_str(), output.c_str());
             return UsageError;
         }
-        struct stat out {};
-        if (stat(output.c_str(), &out) != 0)
-            continue;
         for (const std::string& other : options.inputs) {
-            struct stat in {};
-            if (other != input && stat(other.c_str(), &in) == 0 && in.st_dev == out.st_dev &&
-                in.st_ino == out.st_ino) {
+            if (other != input && sameFile(other, output)) {
                 std::fprintf(stderr, "tavio: %s would be written over the input %s\n",
                              output.c_str(), other.c_str());
                 return UsageError;
@@ -297,16 +308,6 @@ int info(TavioModule* module, const Options& options, const std::string& path, I
     else
         printInfoText(report);
     return report.streams.empty() ? NoAudio : Decoded;
-}
-
-// Whether OUTPUT names the file being read (through any link or name): opening
-// it for writing would truncate the input under the reader.
-bool writesOverInput(const std::string& path, const std::string& output)
-{
-    struct stat in {
-    }, out{};
-    return output != "-" && stat(path.c_str(), &in) == 0 && stat(output.c_str(), &out) == 0 &&
-           in.st_dev == out.st_dev && in.st_ino == out.st_ino;
 }
 
 int decode(TavioModule& module, const Options& options, const std::string& path, InputSource& input)
