@@ -12,6 +12,7 @@
 #include "host/burst_unpacker.h"
 #include "host/coalesced_input.h"
 #include "host/delivered_audio.h"
+#include "host/eac3_last_unit.h"
 #include "host/graph.h"
 #include "host/host_media_types.h"
 #include "host/mpeg_frame_layout.h"
@@ -28,6 +29,7 @@ constexpr LONG kSourceBufferSize = 256 * 1024;
 // The AC-3 encoder behind the filter's E-AC-3 conversion delays the sound by
 // one block's overlap.
 constexpr int64_t kConversionDelayFrames = 256;
+constexpr uint32_t kAc3FrameSamples = 1536;
 
 WAVEFORMATEX waveOf(const CMediaType& type)
 {
@@ -57,6 +59,17 @@ size_t paddingBytes(uint32_t frames, const PcmFormat& format)
     if (format.kind == PcmFormat::Kind::Spdif)
         return 0;
     return size_t(frames) * format.blockAlign;
+}
+
+// Keeps at least the last kEac3UnitBytesKept bytes of a stream in `kept`.
+// Six blocks of up to eight substreams in frames of at most 4096 bytes fit.
+constexpr size_t kEac3UnitBytesKept = 6 * 8 * 4096;
+void keepLastBytes(std::vector<uint8_t>& kept, const std::vector<uint8_t>& more)
+{
+    kept.insert(kept.end(), more.begin(), more.end());
+    // Cut from the front now and then, not on every packet.
+    if (kept.size() > 2 * kEac3UnitBytesKept)
+        kept.erase(kept.begin(), kept.end() - long(kEac3UnitBytesKept));
 }
 
 // The sink side of --bits: a sound card that takes only one format.
@@ -402,11 +415,15 @@ DecodeOutcome decodeStream(const FilterFactory& createFilter,
             return outcome.stopped || writeFailed || (window && window->full());
         };
         bool pastEnd = false, inputEnded = false;
+        // Through the AC-3 conversion: the stream's last bytes, enough for
+        // its last access unit, which is found there once the input ends.
+        std::vector<uint8_t> lastBytes;
         while ((request.maxPackets == 0 || delivered++ < request.maxPackets) && !stopNow()) {
             SeekingFeed::Step step = feed.applyPendingSeek();
             if (step == SeekingFeed::Step::Seeked) {
                 holding = false;
                 held.clear();
+                lastBytes.clear();
                 if (window)
                     window->restart();
                 // The source's packets begin on a frame again.
@@ -440,6 +457,8 @@ DecodeOutcome decodeStream(const FilterFactory& createFilter,
                 sourceFilter->DeliverSplit(p);
             else
                 sourceFilter->Deliver(p);
+            if (throughAc3)
+                keepLastBytes(lastBytes, packet.data);
             // A packet that ends inside an MPEG frame is the stream's cut
             // end when it carries padding: the frame's audio, and the
             // padding in it, come with the zeros that complete it.
@@ -460,7 +479,27 @@ DecodeOutcome decodeStream(const FilterFactory& createFilter,
                 deliverZeros(*sourceFilter, mpegLayout->zerosToCompleteLastFrame());
             if (holding)
                 writeHeld(0);
+            // The conversion's encoder still holds the stream's last 256
+            // samples. Its last unit, sent again, brings them out at the start
+            // of one more AC-3 frame, the rest of which is not written.
+            std::optional<ByteSpan> unit;
+            if (throughAc3 && inputEnded)
+                unit = lastEac3AccessUnit(lastBytes.data(), lastBytes.size());
+            if (unit) {
+                holding = true;
+                heldPadding = 0;
+                PushSource::Packet p;
+                p.data = lastBytes.data() + unit->offset;
+                p.size = unit->size;
+                sourceFilter->Deliver(p);
+            }
             sourceFilter->DeliverEndOfStream();
+            if (unit) {
+                // The unit's frame comes out last; without it, nothing is cut.
+                if (held.size() >= paddingBytes(kAc3FrameSamples, audio.currentFormat()))
+                    heldPadding = kAc3FrameSamples - uint32_t(kConversionDelayFrames);
+                writeHeld(0);
+            }
         }
         if (holding)
             writeHeld(0);  // a stopped decode keeps what reached it

@@ -190,40 +190,41 @@ const Row kRows[] = {
     {"Eac3SpdifMp4", k51Side, 48000, "-c:a eac3 -b:a 384k in.mp4", "--spdif", R::Bursts, "s16le",
      C::Snr, 30, 100000, 512, W{2, 16, 0x3, 48000}},
     // E-AC-3 as sound: through the filter's AC-3 conversion and a second
-    // filter, lined up with ffmpeg's decode, the conversion's 256-sample delay
-    // missing at the end; 7.1 comes out as 5.1, whose fronts are compared.
+    // filter, lined up with ffmpeg's decode and as long, the last 256 samples
+    // (which the conversion's encoder holds back) included: tones of 16 whole
+    // frames sound to the end. 7.1 comes out as 5.1, whose fronts are compared.
     {"Eac3Raw", k51Side, 48000, "-c:a eac3 -b:a 384k in.eac3", "", R::Decode, "f32le", C::Snr, 70,
-     256, 0, W{6, 32, 0x3F, 48000}, k51Side},
+     0, 0, W{6, 32, 0x3F, 48000}, k51Side, nullptr, nullptr, "", {}, 0.512},
     {"Eac3Mp4", k51Side, 48000, "-c:a eac3 -b:a 384k in.mp4", "", R::Decode, "f32le", C::Snr, 70,
-     256, 0, W{6, 32, 0x3F, 48000}, k51Side},
+     0, 0, W{6, 32, 0x3F, 48000}, k51Side},
     {"Eac3Mkv", kStereo, 48000, "-c:a eac3 -b:a 192k in.mkv", "", R::Decode, "f32le", C::Snr, 70,
-     256, 0, W{2, 32, 0x3, 48000}, kStereo},
+     0, 0, W{2, 32, 0x3, 48000}, kStereo, nullptr, nullptr, "", {}, 0.512},
     {"Eac3VectorTs", "", 0, "androidx_media/ts_sample_eac3.ts", "", R::Decode, "f32le", C::Snr, 30,
-     256, 0, W{6, 32, 0x3F, 48000}},
-    {"Eac3VectorM4a", "", 0, "taglib/eac3.m4a", "", R::Decode, "f32le", C::Snr, 70, 256, 0,
+     0, 0, W{6, 32, 0x3F, 48000}},
+    {"Eac3VectorM4a", "", 0, "taglib/eac3.m4a", "", R::Decode, "f32le", C::Snr, 70, 0, 0,
      W{2, 32, 0x3, 48000}},
     {"Eac3VectorEvo", "", 0, "dlbframe337/ddp_evo_passthrough_32L.ec3", "", R::Decode, "f32le",
-     C::Snr, 70, 256, 0, W{6, 32, 0x3F, 48000}},
+     C::Snr, 70, 0, 0, W{6, 32, 0x3F, 48000}},
     {"Eac3VectorThreePrograms", "", 0, "dlbframe337/ddp_3_stream_640.ec3", "", R::Decode, "f32le",
-     C::Snr, 55, 256, 0, W{6, 32, 0x3F, 48000}},
+     C::Snr, 55, 0, 0, W{6, 32, 0x3F, 48000}},
     {"Eac3Vector7ch", "", 0, "dlbmp4base/7ch_ddp_25fps_channel_id.ec3", "", R::Decode, "f32le",
-     C::Snr, 55, 256, 0, W{6, 32, 0x3F, 48000}, nullptr, nullptr, nullptr, "", {0, 1, 2, 3}, 0.5, 8},
+     C::Snr, 55, 0, 0, W{6, 32, 0x3F, 48000}, nullptr, nullptr, nullptr, "", {0, 1, 2, 3}, 0.5, 8},
     // Speech at -87 dBFS, where the re-encoding's noise is near the signal.
     {"Eac3VectorJoc", "", 0, "dlbframe337/ddp_ChID_voices_71_640_ddp_joc.ec3", "", R::Decode,
-     "f32le", C::Snr, 8, 256, 0, W{6, 32, 0x3F, 48000}, nullptr, nullptr, nullptr, "",
+     "f32le", C::Snr, 8, 0, 0, W{6, 32, 0x3F, 48000}, nullptr, nullptr, nullptr, "",
      {0, 1, 2, 3}, 0.5, 8},
     // Three programs of 5.1 with two 2.0 dependent substreams each, which
     // libavcodec refuses as a whole: the first extension is converted.
     {"Eac3VectorTwoDependents", "", 0, "dlbframe337/ddp_6ch_substream.ec3", "", R::Converted,
-     "f32le", C::Snr, 100, 256, -256, W{6, 32, 0x3F, 48000}},
+     "f32le", C::Snr, 100, 0, -256, W{6, 32, 0x3F, 48000}},
     // Silent conformance streams: mono stays mono, 44.1 kHz stays 44.1 kHz.
     {"Eac3VectorStereo", "", 0, "dlbframe337/ddp_2ch_typical.ec3", "", R::Decode, "f32le",
-     C::Length, 0, 256, 0, W{2, 32, 0x3, 48000}},
+     C::Length, 0, 0, 0, W{2, 32, 0x3, 48000}},
     {"Eac3VectorMono", "", 0, "dlbframe337/ddp_6ch_acmod10.ec3", "", R::Decode, "f32le", C::Length,
-     0, 256, 0, W{1, 32, 0x4, 48000}},
+     0, 0, 0, W{1, 32, 0x4, 48000}},
     {"Eac3VectorBsid11", "", 0, "dlbframe337/ddp_6ch_bsid11.ec3", "", R::Decode, "f32le", C::Length,
-     0, 256, 0, W{6, 32, 0x3F, 48000}},
-    {"Eac3Vector44k", "", 0, "mutagen/silence-44-s.eac3", "", R::Decode, "f32le", C::Length, 0, 256,
+     0, 0, 0, W{6, 32, 0x3F, 48000}},
+    {"Eac3Vector44k", "", 0, "mutagen/silence-44-s.eac3", "", R::Decode, "f32le", C::Length, 0, 0,
      0, W{2, 32, 0x3, 44100}},
     // DTS core: within one 24-bit LSB of ffmpeg's decode.
     {"DtsRaw", k51Side, 48000, "-c:a dca -strict -2 in.dts", "", R::Decode, "s32le", C::Lsb, 1, 0,
