@@ -292,11 +292,16 @@ public:
         // parser's count restarts from a guess. From the start, the count is
         // exact, and the window after the decoder skips to the target.
         if (context_->iformat->flags & AVFMT_GENERIC_INDEX)
-            target = std::min(target, origin);
+            target = origin;
         // Backwards to a packet at or before the target: audio packets are
         // all key points, and the window after the decoder cuts the rest.
-        if (avformat_seek_file(context_.get(), selected_, INT64_MIN, target, target, 0) < 0 &&
-            av_seek_frame(context_.get(), selected_, target, AVSEEK_FLAG_BACKWARD) < 0)
+        auto seekTo = [&](int64_t ts) {
+            return avformat_seek_file(context_.get(), selected_, INT64_MIN, ts, ts, 0) >= 0 ||
+                   av_seek_frame(context_.get(), selected_, ts, AVSEEK_FLAG_BACKWARD) >= 0;
+        };
+        // Where the preroll reaches before the first packet, AVI finds none
+        // at or before the target: the start is the place.
+        if (!seekTo(target) && !(target < origin && seekTo(origin)))
             return false;
         readAhead_.clear();
         restartParsers();

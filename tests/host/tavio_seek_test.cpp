@@ -56,6 +56,9 @@ const SeekRow kSeekRows[] = {
     {"LpcmM2ts", "-c:a pcm_bluray -sample_fmt s32 -mpegts_m2ts_mode 1 in.m2ts", "s24le", 200, 0},
     {"Ac3Vob", "-c:a ac3 -f vob in.vob", "f32le", 90, 1536},
     {"Ac3Mkv", "-c:a ac3 in.mkv", "f32le", 90, 1536},
+    // Nearer the start than the decoders' preroll, where AVI (as raw
+    // streams and WAVE) finds no packet at or before the sought time.
+    {"Ac3AviNearStart", "-c:a ac3 in.avi", "f32le", 90, 0, nullptr, nullptr, false, "", "0.1"},
     // E-AC-3 through the filter's AC-3 conversion and a second filter.
     {"Eac3Mka", "-c:a eac3 in.mka", "f32le", 90, 1536},
     {"DtsTs", "-c:a dca -strict -2 in.ts", "s32le", 100, 512},
