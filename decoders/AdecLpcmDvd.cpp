@@ -101,7 +101,12 @@ bool AdecLpcmDvd::parseDvdVideoHeader(const uint8_t** readPtr, const uint8_t* en
         // clang-format on
         return false;  // not an LPCM substream: the header is refused
     int pointer = readBigEndian16(p + 2);
-    _timeStampBytes = size - pointer + 4;
+    // The packet's time stamp belongs to the first access unit that starts
+    // in it; the pointer counts from its own last byte, so the audio before
+    // that unit is pointer - 4 bytes. compatQuirks=1 counts the bytes from
+    // the unit to the end instead, which stamps each packet about its own
+    // length too early.
+    _timeStampBytes = PcompatQuirks() ? size - pointer + 4 : std::clamp(pointer - 4, 0, size - 7);
     if (logging(_log))
         _log << "number: " << int(p[1]) << " " << _timeStampBytes << std::endl;
 

@@ -312,17 +312,22 @@ INSTANTIATE_TEST_SUITE_P(Rows, LpcmConversion, ::testing::Values(
     caseName<ConversionCase>);
 // clang-format on
 
-// The DVD-Video first access unit pointer sets the time offset: 400 payload
-// bytes, first unit at 104: 307 bytes = 76 stereo frames before it.
+// The DVD-Video first access unit pointer sets the time offset: it counts
+// from its own last byte, so a pointer of 104 leaves 100 bytes, 25 stereo
+// frames, before the unit. compatQuirks=1 counts the 307 bytes from the unit
+// to the end of the 407-byte payload instead, 76 frames.
 TEST(LpcmPackets, DvdTimeOffsetFromTheFirstAccessUnit)
 {
-    std::ostringstream log;
-    auto decoder = makeDecoder(V, log);
-    ASSERT_TRUE(decoder->init(dvd));
-    std::vector<uint8_t> packet = dvdHeader(0, 0, 2, 104) + std::vector<uint8_t>(400);
-    DecoderRun run = feedDecoder(*decoder, {packet}, {.privateHeaders = true});
-    ASSERT_FALSE(run.frames.empty());
-    EXPECT_EQ(run.frames[0]->timeOffset, -(76 * 10000000 / 48000));
+    for (auto [parameters, frames] : {std::pair{"", 25}, std::pair{"compatQuirks=1\n", 76}}) {
+        ParameterLines lines(parameters);
+        std::ostringstream log;
+        auto decoder = makeDecoder(V, log);
+        ASSERT_TRUE(decoder->init(dvd));
+        std::vector<uint8_t> packet = dvdHeader(0, 0, 2, 104) + std::vector<uint8_t>(400);
+        DecoderRun run = feedDecoder(*decoder, {packet}, {.privateHeaders = true});
+        ASSERT_FALSE(run.frames.empty());
+        EXPECT_EQ(run.frames[0]->timeOffset, -(frames * 10000000 / 48000)) << parameters;
+    }
 }
 
 // A partial 3+3 unit of DVD-Audio is dropped with its packet.

@@ -115,8 +115,8 @@ TEST_F(FilterHarness, DvdPacketsDecodeLikeTheReferenceDecoderWithStamps)
     auto samples = sink->Samples();
     ASSERT_EQ(samples.size(), pushed);
     // Each packet comes out as one sample stamped with its PTS moved back by
-    // the audio before its first access unit (size - pointer + 4 bytes in
-    // whole stereo frames), lasting as long as its bytes.
+    // the audio before its first access unit (pointer - 4 bytes in whole
+    // stereo frames), lasting as long as its bytes.
     size_t index = 0;
     for (const PesPacket& packet : packets) {
         if (packet.substreamId != 0xA0)
@@ -126,7 +126,7 @@ TEST_F(FilterHarness, DvdPacketsDecodeLikeTheReferenceDecoderWithStamps)
         EXPECT_EQ(s.stop - s.start, REFERENCE_TIME(s.data.size() / 4) * 10000000 / 48000) << index;
         if (packet.hasPts) {
             int pointer = (packet.payload[2] << 8) | packet.payload[3];
-            int64_t bytes = int64_t(packet.payload.size()) - pointer + 4;
+            int64_t bytes = pointer - 4;
             EXPECT_EQ(s.start, packet.ptsReferenceTime - (bytes / 4) * 10000000 / 48000) << index;
         }
     }

@@ -49,9 +49,13 @@ Bytes aobLpcm(const Bytes& bigEndian)
 
 // clang-format off
 const SeekRow kSeekRows[] = {
-    {"LpcmVob", "-c:a pcm_dvd -sample_fmt s16 -f vob in.vob", "s16le", 200, 110},
-    // 24-bit: half of ffmpeg's packets start inside a pair of frames.
-    {"Lpcm24Vob", "-c:a pcm_dvd -sample_fmt s32 -f vob in.vob", "s24le", 200, 400},
+    // From zero: the first packet's stamp is its first access unit's, at
+    // the start (ffmpeg's 16-bit stamps later jump a packet ahead).
+    {"LpcmVob", "-c:a pcm_dvd -sample_fmt s16 -f vob in.vob", "s16le", 200, 0, nullptr, nullptr,
+     false, "", "0"},
+    // 24-bit: half of ffmpeg's packets start inside a pair of frames, and
+    // its stamps gain a frame a packet.
+    {"Lpcm24Vob", "-c:a pcm_dvd -sample_fmt s32 -f vob in.vob", "s24le", 200, 60},
     {"LpcmAob", "-ac 6 -f s16be in.pcm", "s16le", 200, 0, aobLpcm, "in.aob"},
     {"LpcmM2ts", "-c:a pcm_bluray -sample_fmt s32 -mpegts_m2ts_mode 1 in.m2ts", "s24le", 200, 0},
     {"Ac3Vob", "-c:a ac3 -f vob in.vob", "f32le", 90, 1536},
@@ -84,10 +88,6 @@ const SeekRow kSeekRows[] = {
 };
 // clang-format on
 
-// LPCM in a VOB made by ffmpeg: the muxer's stamps and the filter's stamps
-// for DVD-Video LPCM put the audio up to one packet (some 500 frames) away
-// from where its count puts it, and the host goes by the stamps as a player
-// does; at 1.3 s the measured difference is 108 frames.
 // A stereo sweep: unlike a steady tone it matches itself at one shift only.
 const char* kSweep =
     "-f lavfi -i 'aevalsrc=0.5*sin(2*PI*(100+400*t)*t)|0.5*sin(2*PI*(150+300*t)*t)"
